@@ -1,0 +1,42 @@
+# What every target of this project has in common.
+
+# The same layout as an installed tree, so that programs find their resources from where they are.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+
+add_library(vx310_common INTERFACE)
+target_compile_features(vx310_common INTERFACE cxx_std_20)
+target_include_directories(vx310_common INTERFACE ${CMAKE_SOURCE_DIR})
+target_compile_options(vx310_common INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wold-style-cast
+  -Wcast-qual -Wformat=2 -Wundef $<$<BOOL:${VX310_WERROR}>:-Werror>)
+
+# vx310_library(NAME SOURCES file... [LINK library...])
+function(vx310_library name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+  add_library(${name} STATIC ${arg_SOURCES})
+  target_link_libraries(${name} PUBLIC vx310_common ${arg_LINK})
+endfunction()
+
+# vx310_program(NAME SOURCES file... [LINK library...]); the libraries of the logic come before the
+# back ends that carry out their platform operations.
+function(vx310_program name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE vx310_common ${arg_LINK})
+endfunction()
+
+# vx310_test(NAME SOURCES file... [LINK library...] [LABEL label])
+# A GoogleTest program whose every test is one ctest test. Label: unit (the default) needs no server
+# and no display; integration starts its own.
+include(GoogleTest)
+function(vx310_test name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "SOURCES;LINK")
+  if(NOT arg_LABEL)
+    set(arg_LABEL unit)
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  target_link_libraries(${name} PRIVATE vx310_common ${arg_LINK} GTest::gmock_main)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+    PROPERTIES LABELS ${arg_LABEL} TIMEOUT 120)
+endfunction()
