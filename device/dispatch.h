@@ -1,0 +1,125 @@
+// The one record that crosses to the driver, and the numbers it carries.
+//
+// A record is 260 bytes, little-endian, sent and received in the same buffer:
+//
+//     0        4                                                   260
+//     | command | payload, its meaning depends on the command        |
+//
+// Payload offsets below count from the start of the payload.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "device/wire.h"
+
+// The method selector for records, and the connection type that takes them.
+inline constexpr std::uint32_t kDispatchSelector = 0;
+inline constexpr std::uint32_t kDispatchConnectionType = 2;
+
+// What a record asks of the driver. Two numbers have two uses each, told apart by the payload or by
+// the reader: 9 sets a configuration or a buffer size, 38 reads the configuration status and
+// suspends streaming.
+enum class VQ_Command : std::uint32_t {
+  kGetDigitalOutSelector = 2,
+  kSetDigitalOutSelector = 3,
+  kReadLogicChip = 4,
+  kWriteLogicChip = 5,
+  kGetCountConfigurations = 6,
+  kGetConfiguration = 7,
+  kGetCurrentConfiguration = 8,
+  kSetConfiguration = 9,
+  kSetBufferSize = 9,
+  kGetCountBufferSizes = 10,
+  kGetBufferSize = 11,
+  kGetCurrentBufferSize = 12,
+  kCanClockSource = 14,
+  kGetCurrentClockSource = 15,
+  kSetClockSource = 16,
+  kGetDigitalStatus = 17,
+  kGetString0 = 18,
+  kGetString1 = 19,
+  kGetUsbSpeed = 20,
+  kGetDeviceDescriptor = 21,
+  kGetDriverVersion = 22,
+  kGetFirmwareVersion = 23,
+  kGetFirmwareDate = 24,
+  kGetUSB1Mode = 25,
+  kSetUSB1Mode = 26,
+  kGetDigitalOutMode = 27,
+  kSetDigitalOutMode = 28,
+  kPrepareFirmwareUpdate = 33,
+  kUsbRequest = 34,
+  kReadLevelInfo = 35,
+  kSendCPortBytes = 36,
+  kResumeStreaming = 37,
+  kGetConfigStatus = 38,
+  kSuspendStreaming = 38,
+  kSetRouting = 40,
+  kGetWMRegister = 41,
+  kSetWMRegister = 42,
+  kControlCode56 = 48,
+  kGetOutLevels = 49,
+  kGetChannelMap = 65,
+  kSetChannelMap = 66,
+  kGetValueAtOpen = 67,
+  kSetConfigurationAndChannelMap = 68,
+  kGetConfigurationAndChannelMap = 69,
+  kGetDeviceName = 70,
+  kSetDeviceName = 71,
+  kGetInLevels = 72,
+  kReenumerateDevice = 76,
+};
+
+// The codes that USBDevice::DeviceIoControl knows.
+inline constexpr int kControlCodeString0 = 0;
+inline constexpr int kControlCodeString1 = 1;
+inline constexpr int kControlCodeDeviceDescriptor = 38;
+inline constexpr int kControlCodeUsbSpeed = 39;
+inline constexpr int kControlCodeDriverVersion = 41;
+inline constexpr int kControlCode56 = 56;
+
+struct VQ_Dispatch {
+  static constexpr std::size_t kSize = 260;
+  static constexpr std::size_t kPayloadOffset = 4;
+  static constexpr std::size_t kPayloadSize = kSize - kPayloadOffset;
+  static constexpr std::size_t kPayloadWords = kPayloadSize / 4;
+
+  std::array<std::uint8_t, kSize> bytes = {};
+
+  VQ_Dispatch() = default;
+  explicit VQ_Dispatch(VQ_Command command) { setCommand(command); }
+  // With `firstWord` as payload word 0.
+  VQ_Dispatch(VQ_Command command, std::uint32_t firstWord) : VQ_Dispatch(command) {
+    setWord(0, firstWord);
+  }
+
+  VQ_Command command() const {
+    return static_cast<VQ_Command>(wire::load<std::uint32_t>(bytes, 0));
+  }
+  void setCommand(VQ_Command command) {
+    wire::store(bytes, 0, static_cast<std::uint32_t>(command));
+  }
+
+  std::span<std::uint8_t, kPayloadSize> payload() {
+    return std::span(bytes).subspan<kPayloadOffset>();
+  }
+  std::span<const std::uint8_t, kPayloadSize> payload() const {
+    return std::span(bytes).subspan<kPayloadOffset>();
+  }
+
+  // Payload words and 16-bit fields by index; one past the payload reads as 0 and is not stored.
+  std::uint32_t word(std::size_t index) const {
+    return wire::load<std::uint32_t>(payload(), 4 * index);
+  }
+  void setWord(std::size_t index, std::uint32_t value) { wire::store(payload(), 4 * index, value); }
+  std::uint16_t halfword(std::size_t index) const {
+    return wire::load<std::uint16_t>(payload(), 2 * index);
+  }
+  void setHalfword(std::size_t index, std::uint16_t value) {
+    wire::store(payload(), 2 * index, value);
+  }
+};
+static_assert(sizeof(VQ_Dispatch) == VQ_Dispatch::kSize);
