@@ -1,0 +1,125 @@
+// The run loop of programs with a window: the toolkit's own, on the application's thread. Other
+// threads have none.
+#include <poll.h>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QPointer>
+#include <QSocketNotifier>
+#include <QThread>
+#include <QTimer>
+#include <algorithm>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "platform/run_loop/run_loop.h"
+
+namespace {
+
+struct Watched {
+  CFRunLoopSourceRef source;
+  QPointer<QSocketNotifier> notifier;  // the application's child, gone with it
+};
+
+}  // namespace
+
+struct CFRunLoop {
+  std::vector<Watched> watched;
+  QEventLoop* innermost = nullptr;  // of those that CFRunLoopRunInMode runs
+  bool stopped = false;
+};
+
+namespace {
+
+CFRunLoop applicationLoop;
+
+bool contains(const CFRunLoop& loop, const CFRunLoopSourceRef& source) {
+  return std::any_of(loop.watched.begin(), loop.watched.end(),
+                     [&](const Watched& watched) { return watched.source == source; });
+}
+
+// Takes its own reference, as the source may remove itself.
+void perform(CFRunLoop& loop, CFRunLoopSourceRef source) {
+  if (!contains(loop, source)) return;
+  try {
+    source->perform();
+  } catch (...) {
+    qWarning("a run loop source failed");
+  }
+}
+
+bool isReady(const CFRunLoopSource& source) {
+  pollfd descriptor{source.descriptor(), POLLIN, 0};
+  return poll(&descriptor, 1, 0) > 0;
+}
+
+// What is ready at this moment, whatever the toolkit would do first.
+void performReady(CFRunLoop& loop) {
+  std::vector<CFRunLoopSourceRef> ready;
+  for (const Watched& watched : loop.watched) {
+    if (isReady(*watched.source)) ready.push_back(watched.source);
+  }
+  for (const CFRunLoopSourceRef& source : ready) {
+    if (loop.stopped) return;
+    perform(loop, source);
+  }
+}
+
+void runToolkitFor(CFRunLoop& loop, double seconds) {
+  constexpr double kLongestWait = 1e6;  // fits the toolkit's milliseconds
+  QEventLoop events;
+  QTimer::singleShot(static_cast<int>(std::min(seconds, kLongestWait) * 1000), Qt::PreciseTimer,
+                     &events, &QEventLoop::quit);
+  loop.innermost = &events;
+  events.exec();
+  loop.innermost = nullptr;
+}
+
+}  // namespace
+
+CFRunLoopRef CFRunLoopGetCurrent() {
+  const QCoreApplication* application = QCoreApplication::instance();
+  return application && QThread::currentThread() == application->thread() ? &applicationLoop
+                                                                          : nullptr;
+}
+
+void CFRunLoopAddSource(CFRunLoopRef loop, const CFRunLoopSourceRef& source, const char*) {
+  if (!loop || !source || contains(*loop, source)) return;
+  auto* notifier = new QSocketNotifier(source->descriptor(), QSocketNotifier::Read,
+                                       QCoreApplication::instance());
+  QObject::connect(notifier, &QSocketNotifier::activated, notifier,
+                   [loop, weak = std::weak_ptr(source)] {
+                     if (const CFRunLoopSourceRef held = weak.lock()) perform(*loop, held);
+                   });
+  loop->watched.push_back({source, notifier});
+}
+
+void CFRunLoopRemoveSource(CFRunLoopRef loop, const CFRunLoopSourceRef& source, const char*) {
+  if (!loop) return;
+  std::erase_if(loop->watched, [&](const Watched& watched) {
+    if (watched.source != source) return false;
+    if (watched.notifier) {
+      watched.notifier->setEnabled(false);
+      watched.notifier->deleteLater();  // it may be what is calling
+    }
+    return true;
+  });
+}
+
+bool CFRunLoopRunInMode(const char*, double seconds) {
+  const CFRunLoopRef loop = CFRunLoopGetCurrent();
+  if (!loop) return false;
+  const bool stoppedBefore = std::exchange(loop->stopped, false);
+  QEventLoop* const outer = std::exchange(loop->innermost, nullptr);
+  performReady(*loop);
+  if (!stoppedBefore && !loop->stopped && seconds > 0) runToolkitFor(*loop, seconds);
+  loop->innermost = outer;
+  return std::exchange(loop->stopped, false) || stoppedBefore;
+}
+
+void CFRunLoopStop(CFRunLoopRef loop) {
+  if (!loop) return;
+  loop->stopped = true;
+  if (loop->innermost) loop->innermost->quit();
+}
