@@ -1,0 +1,126 @@
+#include "io/option_commands.h"
+
+#include "io/testing/io_test.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class OptionCommands : public IoTest {
+ protected:
+  void connect() {
+    interface.publish();
+    start();
+  }
+};
+
+TEST_F(OptionCommands, WithoutADeviceEveryQueryGivesMinusOne) {
+  start();
+  for (auto* query : {getUSB1Mode, GetSampleClockSource, GetDigitalOutFormat, GetLineOut,
+                      GetDigitalOut, GetChannel1and2, GetChannel3and4, GetChannel5and6}) {
+    EXPECT_EQ(query(), -1);
+  }
+}
+
+TEST_F(OptionCommands, EachQueryAsksTheDevice) {
+  interface.usb1Mode = 3;
+  interface.digitalOutMode = 4;
+  interface.routings = {{"RoutingOut0", 10},
+                        {"RoutingOut1", 11},
+                        {"RoutingIn0", 12},
+                        {"RoutingIn1", 13},
+                        {"RoutingIn2", 14}};
+  connect();
+  EXPECT_EQ(getUSB1Mode(), 3);
+  EXPECT_EQ(GetDigitalOutFormat(), 4);
+  EXPECT_EQ(GetLineOut(), 10);
+  EXPECT_EQ(GetDigitalOut(), 11);
+  EXPECT_EQ(GetChannel1and2(), 12);
+  EXPECT_EQ(GetChannel3and4(), 13);
+  EXPECT_EQ(GetChannel5and6(), 14);
+}
+
+TEST_F(OptionCommands, TheClockQueryIsOneForTheInternalClockAndZeroForEveryOther) {
+  connect();
+  interface.clockSource = 1;
+  EXPECT_EQ(GetSampleClockSource(), 1);
+  for (const std::uint32_t source : {0u, 2u, 3u}) {
+    interface.clockSource = source;
+    EXPECT_EQ(GetSampleClockSource(), 0) << source;
+  }
+  interface.deaf = {15};
+  EXPECT_EQ(GetSampleClockSource(), 0);
+}
+
+TEST_F(OptionCommands, TheClockReadbackShowsTheMenuWithADevice) {
+  connect();
+  interface.clockSource = 1;
+  SampleClockSourceReadback();
+  interface.clockSource = 2;
+  SampleClockSourceReadback();
+  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 10 true 1 \"\"", "ShowInfo 10 true 0 \"\""));
+}
+
+TEST_F(OptionCommands, TheClockReadbackHidesTheMenuWithoutADevice) {
+  start();
+  SampleClockSourceReadback();
+  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 10 false 0 \"\""));
+}
+
+TEST_F(OptionCommands, ThePerformanceMenuIsAlwaysHidden) {
+  start();
+  AudioPerformanceReadback();
+  connect();
+  AudioPerformanceReadback();
+  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 12 false 0 \"\""));
+}
+
+TEST_F(OptionCommands, TheUsb1SelectionDrivesTheDigitalOutSelectorAndShowsTheAnswer) {
+  connect();
+  Usb11Mode(5);
+  EXPECT_EQ(interface.digitalOutSelector, 5u);
+  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 9 true 5 \"\""));
+  EXPECT_EQ(interface.commands[26], 0);
+}
+
+TEST_F(OptionCommands, ADeviceThatIgnoresTheUsb1SelectionIsShownAsItIs) {
+  connect();
+  interface.deaf = {3};
+  Usb11Mode(0);
+  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 9 true 1 \"\""));
+}
+
+TEST_F(OptionCommands, TheUsb1SelectionDoesNothingWithoutADevice) {
+  start();
+  Usb11Mode(1);
+  EXPECT_THAT(panel.calls, IsEmpty());
+}
+
+TEST_F(OptionCommands, EachRoutingCommandWritesItsRouting) {
+  const AudioObjectID audioDevice =
+      memory_audio_server::addDevice("VX-310", {.records = memory_audio_server::defaultRecords()});
+  _halDevice = audioDevice;
+  struct Case {
+    std::int32_t (*command)(std::int32_t);
+    memory_audio_server::RoutingRecord written;
+  };
+  for (const Case& expected :
+       {Case{DoLine12Out, {0, 0, 1}}, Case{DoLineOut, {0, 0, 2}}, Case{DoLine34Out, {0, 1, 1}},
+        Case{DoDigitalOut, {0, 1, 2}}, Case{DoChannel1and2, {1, 0, 1}},
+        Case{DoChannel3and4, {1, 1, 2}}, Case{DoChannel5and6, {1, 2, 3}}}) {
+    EXPECT_EQ(expected.command(expected.written.value), 1);
+    EXPECT_THAT(memory_audio_server::routingProperty(audioDevice)->records,
+                testing::Contains(expected.written));
+  }
+}
+
+TEST_F(OptionCommands, ARoutingCommandNeedsNoCurrentDeviceButTheAudioDevice) {
+  start();
+  EXPECT_EQ(DoLineOut(1), 0);
+  _halDevice =
+      memory_audio_server::addDevice("VX-310", {.records = memory_audio_server::defaultRecords()});
+  EXPECT_EQ(DoLineOut(1), 1);
+}
+
+}  // namespace

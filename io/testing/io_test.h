@@ -1,0 +1,54 @@
+// The fixture of the tests in this folder: nothing connected, a panel that writes down its calls,
+// and a check at the end that everything was given back.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "io/audio_device.h"
+#include "io/driver_events.h"
+#include "io/korvel_dlg.h"
+#include "io/testing/recording_panel.h"
+#include "io/testing/scripted_interface.h"
+#include "platform/audio_server/memory/memory_audio_server.h"
+#include "platform/clock/memory/memory_clock.h"
+#include "platform/device_registry/memory/memory_registry.h"
+#include "platform/run_loop/manual/manual_run_loop.h"
+
+class IoTest : public testing::Test {
+ protected:
+  IoTest() {
+    memory_registry::reset();
+    manual_run_loop::reset();
+    memory_clock::reset();
+    memory_audio_server::reset();
+    _halDevice = 0;
+    _ioShowClockSource = _ioShowDigitalStatus = _ioShowRoutingMenus = false;
+    _ioShowDigOutMode = _ioShowUSB1Mode = false;
+  }
+
+  ~IoTest() override {
+    IOTerm();
+    EXPECT_EQ(memory_registry::outstanding(), memory_registry::Outstanding{});
+    EXPECT_EQ(manual_run_loop::sourceCount(), 0u);
+  }
+
+  // Starts with whatever is published and forgets the calls of the start.
+  void start() {
+    IOInit();
+    panel.calls.clear();
+  }
+
+  // Lets the notifications that are under way arrive; returns the calls that they made.
+  std::vector<std::string> happened() {
+    manual_run_loop::performAll();
+    return std::exchange(panel.calls, {});
+  }
+
+  RecordingPanel panel;
+  CKorvelDlg bridge{&panel};
+  ScriptedInterface interface;
+};

@@ -1,0 +1,48 @@
+// A VX-310 for tests, scripted as the bytes of its answers and published in the in-memory registry.
+//
+// The specimen is one sane interface; a test breaks one field of it.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "platform/device_registry/memory/memory_registry.h"
+
+struct ScriptedInterface {
+  std::string className = "LumKernelDeviceVantrelVX310";
+  std::string productName = "VX-310";
+  std::uint16_t vendor = 0x7F21;
+  std::uint16_t product = 0x5D12;
+  std::uint32_t driverVersion = 0x12030400;    // 1.2.3
+  std::uint32_t firmwareVersion = 0x01070200;  // 1.7.2
+  std::string firmwareDate = "Mar 14 2009";
+  std::uint32_t usb2 = 1;
+  std::uint32_t sampleRate = 48000;
+  std::uint32_t clockSource = 0;
+  std::uint32_t lockState = 2;
+  std::uint32_t digitalInputRate = 48000;
+  std::uint32_t digitalOutMode = 1;
+  std::uint32_t digitalOutSelector = 1;
+  std::uint32_t usb1Mode = 1;
+  // The entries of the driver's routing dictionary; without any, the dictionary is missing.
+  std::map<std::string, std::int32_t> routings = {{"RoutingOut0", 0},
+                                                  {"RoutingOut1", 1},
+                                                  {"RoutingIn0", 0},
+                                                  {"RoutingIn1", 1},
+                                                  {"RoutingIn2", 2}};
+  // Commands that get no answer.
+  std::vector<std::uint32_t> deaf;
+  bool opens = true;
+
+  // Publishes the interface as it is now; later changes of this object change what it answers, but
+  // not the properties that it was published with. It must outlive the registry's content.
+  memory_registry::DeviceId publish();
+
+  // How often each command came.
+  std::map<std::uint32_t, int> commands;
+
+ private:
+  memory_registry::Answer respond(std::span<const std::uint8_t> request);
+};

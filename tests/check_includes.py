@@ -1,0 +1,96 @@
+#!/usr/bin/env python3
+"""Checks from the include lines which folder may know which; prints what breaks a rule.
+
+usage: check_includes.py [FOLDER]     FOLDER is the project's (default: the one above this file)
+"""
+
+import pathlib
+import re
+import sys
+
+# Calls go down only; a folder may include itself and these.
+BELOW = {
+    "app": {"io", "device", "settings", "foundation"},
+    "io": {"device", "settings", "foundation"},
+    "device": {"foundation"},
+    "settings": {"device", "foundation"},
+    "foundation": set(),
+    "platform": set(),
+    "driver": {"device", "settings", "foundation"},
+    "tools": {"io", "device", "settings", "foundation"},
+}
+
+# The folders that need nothing but the standard library.
+LOGIC = {"app", "io", "device", "settings", "foundation"}
+
+STANDARD = set(
+    """algorithm any array atomic bit bitset charconv chrono compare concepts condition_variable
+    cctype cerrno cfenv cfloat cinttypes climits cmath csignal cstdarg cstddef cstdint cstdio
+    cstdlib cstring ctime deque exception filesystem forward_list fstream functional future
+    initializer_list iomanip ios iosfwd iostream istream iterator latch limits list locale map
+    memory memory_resource mutex new numbers numeric optional ostream queue random ranges ratio
+    regex scoped_allocator semaphore set shared_mutex source_location span sstream stack stdexcept
+    stop_token streambuf string string_view strstream system_error thread tuple type_traits
+    typeindex typeinfo unordered_map unordered_set utility valarray variant vector version
+    """.split()
+)
+
+INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
+
+
+def is_seam_contract(path):
+    """platform/SEAM/SEAM.h, or the value types that the contracts share."""
+    parts = path.split("/")
+    return len(parts) == 3 and parts[0] == "platform" and parts[2] == parts[1] + ".h"
+
+
+def fault_of(source, folder, quoted, angled):
+    """What is wrong with one include line of `source`; None when nothing is."""
+    is_test = source.endswith("_test.cpp") or "/testing/" in source
+    if angled is not None:
+        if folder in LOGIC and not is_test and angled not in STANDARD:
+            return f"<{angled}> is not of the standard library"
+        return None
+    if "/" not in quoted:
+        # uic's output is the one header that stands in no folder.
+        return None if quoted.startswith("ui_") else f'"{quoted}" is not named from the project\'s folder'
+    target = quoted.split("/")[0]
+    if is_test:
+        return None
+    if target == "platform":
+        if is_seam_contract(quoted):
+            return None
+        seam = "/".join(source.split("/")[:2])
+        if folder == "platform" and quoted.startswith(seam + "/"):
+            return None
+        # The driver service lives below its own seams: it may share the PipeWire connection.
+        if folder == "driver" and quoted.startswith("platform/audio_server/pipewire/"):
+            return None
+        return f'"{quoted}" is a back end\'s own; only its contract may be included'
+    if target == folder or target in BELOW[folder]:
+        return None
+    return f"{folder}/ may not know {target}/"
+
+
+def faults(top):
+    for folder in sorted(BELOW):
+        for path in sorted((top / folder).rglob("*")):
+            if path.suffix not in (".h", ".cpp"):
+                continue
+            source = path.relative_to(top).as_posix()
+            for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+                match = INCLUDE.match(line)
+                fault = match and fault_of(source, folder, *match.groups())
+                if fault:
+                    yield f"{source}:{number}: {fault}"
+
+
+def main():
+    top = pathlib.Path(sys.argv[1] if len(sys.argv) > 1 else pathlib.Path(__file__).parent.parent)
+    found = list(faults(top))
+    print("\n".join(found) if found else "every include goes down")
+    return 1 if found else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,57 @@
+#!/usr/bin/env python3
+"""Tests of check_includes.py on small trees that break one rule each."""
+
+import pathlib
+import tempfile
+import unittest
+
+import check_includes
+
+
+class CheckIncludes(unittest.TestCase):
+    def faults_of(self, files):
+        with tempfile.TemporaryDirectory() as folder:
+            top = pathlib.Path(folder)
+            for name, lines in files.items():
+                path = top / name
+                path.parent.mkdir(parents=True, exist_ok=True)
+                path.write_text(lines, encoding="utf-8")
+            return list(check_includes.faults(top))
+
+    def test_a_tree_whose_includes_go_down_has_no_fault(self):
+        self.assertEqual(
+            [],
+            self.faults_of(
+                files={
+                    "app/a.cpp": '#include "app/a.h"\n#include <string>\n#include "io/b.h"\n',
+                    "io/b.h": '#include "device/c.h"\n#include "platform/clock/clock.h"\n',
+                    "platform/toolkit/qt/q.cpp": "#include <QWidget>\n#include <unistd.h>\n",
+                }
+            ),
+        )
+
+    def test_an_include_that_goes_up_is_named_with_its_line(self):
+        found = self.faults_of(files={"device/c.cpp": '\n#include "io/b.h"\n'})
+        self.assertEqual(["device/c.cpp:2: device/ may not know io/"], found)
+
+    def test_a_seam_below_platform_knows_nothing_above_it(self):
+        found = self.faults_of(files={"platform/toolkit/qt/q.cpp": '#include "app/a.h"\n'})
+        self.assertEqual(1, len(found))
+
+    def test_the_logic_takes_no_header_of_the_operating_system_or_a_library(self):
+        for header in ("unistd.h", "QWidget", "systemd/sd-bus.h", "pipewire/pipewire.h", "plist/plist.h"):
+            with self.subTest(header):
+                self.assertEqual(1, len(self.faults_of(files={"io/b.cpp": f"#include <{header}>\n"})))
+
+    def test_only_tests_may_include_a_back_end(self):
+        line = '#include "platform/clock/memory/memory_clock.h"\n'
+        self.assertEqual(1, len(self.faults_of(files={"io/b.cpp": line})))
+        self.assertEqual([], self.faults_of(files={"io/b_test.cpp": line}))
+
+    def test_one_seam_does_not_reach_into_a_back_end_of_another(self):
+        line = '#include "platform/clock/memory/memory_clock.h"\n'
+        self.assertEqual(1, len(self.faults_of(files={"platform/toolkit/qt/q.cpp": line})))
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -1,0 +1,131 @@
+"""A machine of its own for one test process: session bus, display, PipeWire, driver service, panel.
+
+What the window shows is read as a screen reader reads it, through the accessibility bus, and every
+wait is for an event with a limit.
+"""
+
+import os
+import pathlib
+import shutil
+import signal
+import subprocess
+import tempfile
+
+TIME_LIMIT = 20  # seconds for anything to come up or to show; far above what it takes
+
+
+class Session:
+    """Starts servers and programs, and ends all of them. `build` is the folder of the build."""
+
+    def __init__(self, build):
+        self.bin = pathlib.Path(build) / "bin"
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vx310-test-"))
+        self.processes = {}
+        runtime = self.folder / "runtime"
+        runtime.mkdir(mode=0o700)
+        os.environ.update(
+            XDG_RUNTIME_DIR=str(runtime),
+            XDG_CONFIG_HOME=str(self.folder / "config"),
+            XDG_CACHE_HOME=str(self.folder / "cache"),
+            DBUS_SESSION_BUS_ADDRESS=f"unix:path={runtime}/bus",
+            VX310_SYSTEM_ROOT=str(pathlib.Path(build) / "share/vx310-panel/system-root"),
+            QT_QPA_PLATFORM="xcb",
+            QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
+            NO_AT_BRIDGE="0",
+        )
+        for name in ("PIPEWIRE_REMOTE", "PIPEWIRE_RUNTIME_DIR", "WAYLAND_DISPLAY"):
+            os.environ.pop(name, None)
+        self.start_bus()
+        self.start_display()
+
+    # Starting and ending ------------------------------------------------------------------------
+
+    def start(self, name, *command, **options):
+        log = open(self.folder / f"{name}.log", "ab")
+        with log:
+            options.setdefault("stdout", log)
+            process = subprocess.Popen(
+                [str(word) for word in command], stderr=log, stdin=subprocess.DEVNULL, **options
+            )
+        self.processes[name] = process
+        return process
+
+    def start_and_read_line(self, name, *command, **options):
+        """Starts what says on one line of output that it is ready; returns that line."""
+        process = self.start(name, *command, stdout=subprocess.PIPE, **options)
+        line = read_line(process.stdout, TIME_LIMIT)
+        if not line:
+            raise AssertionError(f"{name} did not start: {self.log(name)}")
+        return line
+
+    def start_bus(self):
+        self.start_and_read_line(
+            "bus",
+            "dbus-daemon",
+            "--session",
+            "--nofork",
+            "--nopidfile",
+            "--print-address=1",
+            f"--address={os.environ['DBUS_SESSION_BUS_ADDRESS']}",
+        )
+
+    def start_display(self):
+        number = self.start_and_read_line(
+            "display", "Xvfb", "-displayfd", "1", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"
+        )
+        os.environ["DISPLAY"] = f":{number}"
+
+    def start_pipewire(self):
+        self.start("pipewire", "pipewire")
+
+    def start_driver(self, *options):
+        self.start("driver", self.bin / "vx310-driver", *options)
+
+    def start_panel(self):
+        self.start("panel", "stdbuf", "-oL", self.bin / "vx310-panel")
+
+    def end(self, name, with_signal=signal.SIGTERM):
+        """Ends one of the processes and returns its exit status."""
+        process = self.processes.pop(name)
+        process.send_signal(with_signal)
+        status = process.wait(TIME_LIMIT)
+        if process.stdout:
+            process.stdout.close()
+        return status
+
+    def close(self):
+        for name in reversed(list(self.processes)):
+            if self.processes[name].poll() is None:
+                self.end(name, signal.SIGKILL if name in ("bus", "display") else signal.SIGTERM)
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def log(self, name):
+        return (self.folder / f"{name}.log").read_text(errors="replace")
+
+    # Driving ------------------------------------------------------------------------------------
+
+    def ctl(self, *words):
+        """Runs vx310ctl and returns what it prints."""
+        result = subprocess.run(
+            [str(self.bin / "vx310ctl"), *words], capture_output=True, text=True, timeout=TIME_LIMIT
+        )
+        if result.returncode != 0:
+            raise AssertionError(f"vx310ctl {' '.join(words)}: {result.returncode} {result.stderr}")
+        return result.stdout
+
+    def sim(self, *words):
+        return self.ctl("sim", *words)
+
+
+def read_line(stream, seconds):
+    """One line without its end, or an empty text when the time ran out or the stream ended."""
+    import select
+
+    line = b""
+    while not line.endswith(b"\n"):
+        ready, _, _ = select.select([stream], [], [], seconds)
+        byte = os.read(stream.fileno(), 1) if ready else b""
+        if not byte:
+            return ""
+        line += byte
+    return line.decode().rstrip("\n")
