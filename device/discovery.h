@@ -47,6 +47,6 @@ void vqapiTerm();
 // each further call reports all of them again. Does nothing while stopped.
 void _vqapiScanServices();
 
-// Drops a kept handle as if its interface had been unplugged. Needs a callback to have been given.
-// A handle that is not kept is left alone.
+// Drops a kept handle as if its interface had been unplugged. A handle that is not kept is left
+// alone.
 void _vqapiMarkAsRemoved(USBDevice* device);

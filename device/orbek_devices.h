@@ -14,8 +14,8 @@ void getOrbekDevicesFromRegistry(CFArray& out);
 void getOrbekDevicesFromPrefs(CFArray& out);
 
 // Appends `device` to `list` and keeps the list. False, and nothing changes, for a device without
-// UID or one that counts as listed already: as the driver's other users have it, that is every
-// device with a UID other than 0 once the list holds anything.
+// UID or one that counts as listed already: with a UID other than 0 that is every device as soon as
+// the list holds anything, for the comparison never looks into the list.
 bool addOrbekDeviceToDeviceList(CFArray& list, const CFDictionary& device);
 
 // Removes the first entry with the UID of `device` from `list` and keeps the list. False, and

@@ -1,0 +1,176 @@
+#include "device/discovery.h"
+
+#include <algorithm>
+#include <new>
+#include <string_view>
+#include <utility>
+
+#include "device/discovery_state.h"
+#include "device/io_object.h"
+#include "device/usb_device.h"
+#include "platform/clock/clock.h"
+
+std::array<USBDevice*, kVqapiDeviceLimit> vqapiDeviceMap;
+std::int32_t vqapiNumDevices;
+VQAPI_Callback _vqapiCallbackFunction;
+void* vqapiCallbackContext;
+GUID _TheGuid;
+CFRunLoopRef _vqapiRunLoop;
+mach_port_t _vqapiMasterDevicePort;
+IONotificationPortRef _vqapiNotifyPort;
+CFRunLoopSourceRef _vqapiRunLoopSource;
+io_iterator_t _vqapiServicePublishIterator;
+io_iterator_t mServiceTerminateIterator;
+CFDictionary mMatchingDict;
+bool mIteratorsNeedEmptying;
+
+namespace {
+
+// What a driver gets to finish starting after its service is published.
+constexpr unsigned kDriverStartPauseMicroseconds = 100'000;
+
+std::string_view classNameOf(const GUID& identity) {
+  return {identity.begin(), std::find(identity.begin(), identity.end(), '\0')};
+}
+
+// Asks for the notifications that the run loop carries. False leaves what was obtained so far for
+// vqapiTerm.
+bool askForNotifications() {
+  _vqapiNotifyPort = IONotificationPortCreate(_vqapiMasterDevicePort);
+  if (!_vqapiNotifyPort) return false;
+  _vqapiRunLoopSource = IONotificationPortGetRunLoopSource(_vqapiNotifyPort);
+  if (!_vqapiRunLoopSource) return false;
+  CFRunLoopAddSource(_vqapiRunLoop, _vqapiRunLoopSource, kCFRunLoopDefaultMode);
+  if (IOServiceAddMatchingNotification(_vqapiNotifyPort, kIOPublishNotification, mMatchingDict,
+                                       ServicePublishCallback, nullptr,
+                                       &_vqapiServicePublishIterator) != kIOReturnSuccess) {
+    _vqapiServicePublishIterator = 0;
+    return false;
+  }
+  if (IOServiceAddMatchingNotification(_vqapiNotifyPort, kIOTerminatedNotification, mMatchingDict,
+                                       ServiceTerminateCallback, nullptr,
+                                       &mServiceTerminateIterator) != kIOReturnSuccess) {
+    mServiceTerminateIterator = 0;
+    return false;
+  }
+  return true;
+}
+
+void releaseIterator(io_iterator_t& iterator) { IoObject released(std::exchange(iterator, 0)); }
+
+// Gives up the table's hold on a device that is out of the table already.
+void closeAndRelease(USBDevice* device) {
+  device->close();
+  device->release();
+}
+
+}  // namespace
+
+void vqapiInit(VQAPI_Callback callback, void* context, const GUID& identity) {
+  if (_vqapiMasterDevicePort != 0) return;
+  vqapiDeviceMap.fill(nullptr);
+  vqapiNumDevices = 0;
+  _vqapiCallbackFunction = callback;
+  vqapiCallbackContext = context;
+  _TheGuid = identity;
+  _vqapiRunLoop = CFRunLoopGetCurrent();
+  mIteratorsNeedEmptying = false;
+  mMatchingDict = IOServiceMatching(classNameOf(_TheGuid));
+  if (IOMasterPort(&_vqapiMasterDevicePort) != kIOReturnSuccess) {
+    _vqapiMasterDevicePort = 0;
+    return;
+  }
+  if (_vqapiRunLoop) {
+    if (!askForNotifications()) return;
+    mIteratorsNeedEmptying = true;
+  }
+  _vqapiScanServices();
+}
+
+// The devices go before the notification port and the connection to the registry, which their
+// notifications and connections came from.
+void vqapiTerm() {
+  if (_vqapiRunLoop && _vqapiRunLoopSource) {
+    CFRunLoopRemoveSource(_vqapiRunLoop, _vqapiRunLoopSource, kCFRunLoopDefaultMode);
+  }
+  _vqapiRunLoopSource.reset();
+  releaseIterator(_vqapiServicePublishIterator);
+  releaseIterator(mServiceTerminateIterator);
+  mIteratorsNeedEmptying = false;
+  mMatchingDict.clear();
+  for (USBDevice*& slot : vqapiDeviceMap) {
+    if (slot) closeAndRelease(std::exchange(slot, nullptr));
+  }
+  if (_vqapiNotifyPort) IONotificationPortDestroy(std::exchange(_vqapiNotifyPort, nullptr));
+  if (_vqapiMasterDevicePort != 0) mach_port_deallocate(std::exchange(_vqapiMasterDevicePort, 0));
+}
+
+// Draining the two iterators arms their notifications. Without a run loop there are none, and the
+// registry is asked for what is present.
+void _vqapiScanServices() {
+  if (_vqapiMasterDevicePort == 0) return;
+  if (mIteratorsNeedEmptying) {
+    mIteratorsNeedEmptying = false;
+    ServicePublishCallback(nullptr, _vqapiServicePublishIterator);
+    ServiceTerminateCallback(nullptr, mServiceTerminateIterator);
+    return;
+  }
+  io_iterator_t present = 0;
+  if (IOServiceGetMatchingServices(_vqapiMasterDevicePort, mMatchingDict, &present) !=
+      kIOReturnSuccess) {
+    return;
+  }
+  const IoObject iterator(present);
+  ServicePublishCallback(nullptr, iterator.get());
+}
+
+void ServicePublishCallback(void*, io_iterator_t iterator) {
+  platform::usleep(kDriverStartPauseMicroseconds);
+  while (const IoObject service{IOIteratorNext(iterator)}) ServicePublished(service.get());
+}
+
+void ServiceTerminateCallback(void*, io_iterator_t iterator) {
+  while (const IoObject service{IOIteratorNext(iterator)}) ServiceTerminated(service.get());
+}
+
+void ServicePublished(io_service_t service) {
+  auto* device = new (std::nothrow) USBDevice(service);
+  if (!device) return;
+  device->retain();
+  const auto slot =
+      std::find(vqapiDeviceMap.begin(), vqapiDeviceMap.end(), static_cast<USBDevice*>(nullptr));
+  if (slot == vqapiDeviceMap.end()) {
+    // The client sees every arrival, also of a device that is not kept. It lives on if the client
+    // retained it.
+    vqapiDeliver(device, VQAPI_CB_Arrived);
+    device->release();
+    return;
+  }
+  *slot = device;
+  device->addInterestNotification(_vqapiNotifyPort);
+  vqapiDeliver(device, VQAPI_CB_Arrived);
+}
+
+void ServiceTerminated(io_service_t service) {
+  const auto slot = std::find_if(
+      vqapiDeviceMap.begin(), vqapiDeviceMap.end(),
+      [service](USBDevice* device) { return device && device->getDeviceInstance() == service; });
+  if (slot == vqapiDeviceMap.end()) return;
+  USBDevice* const device = *slot;
+  vqapiDeliver(device, VQAPI_CB_Removed);
+  // Unless the client dropped it, or stopped discovery, during the callback.
+  if (*slot == device) closeAndRelease(std::exchange(*slot, nullptr));
+}
+
+void _vqapiMarkAsRemoved(USBDevice* device) {
+  if (!device) return;
+  const auto slot = std::find(vqapiDeviceMap.begin(), vqapiDeviceMap.end(), device);
+  if (slot == vqapiDeviceMap.end()) return;
+  *slot = nullptr;
+  vqapiDeliver(device, VQAPI_CB_Removed);
+  closeAndRelease(device);
+}
+
+void vqapiDeliver(USBDevice* device, VQAPI_CBEvent event) {
+  if (_vqapiCallbackFunction) _vqapiCallbackFunction(vqapiCallbackContext, device, event);
+}

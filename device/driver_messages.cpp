@@ -1,0 +1,58 @@
+#include <optional>
+
+#include "device/discovery_state.h"
+#include "device/usb_device.h"
+
+namespace {
+
+// The type of the driver's messages, and the size that their record says it has.
+constexpr natural_t kDriverMessage = 0xe0000130;
+constexpr std::uint32_t kDriverMessageSize = 36;
+
+std::optional<VQAPI_CBEvent> eventOf(std::uint32_t notification) {
+  switch (notification) {
+    case 3:
+    case 49:
+    case 50:
+    case 55:
+    case 56:
+      return VQAPI_CB_Changed;
+    case 34:
+      return VQAPI_CB_Notify4;
+    case 14:
+      return VQAPI_CB_Notify5;
+    case 35:
+      return VQAPI_CB_Notify6;
+    case 48:
+      return VQAPI_CB_Notify7;
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace
+
+void USBDevice::addInterestNotification(IONotificationPortRef port) {
+  if (!port || interestNotification_ != 0) return;
+  if (IOServiceAddInterestNotification(port, service_, kIOGeneralInterest,
+                                       &USBDevice::ServiceInterestCallback, this,
+                                       &interestNotification_) != kIOReturnSuccess) {
+    interestNotification_ = 0;
+  }
+}
+
+void USBDevice::ServiceInterestCallback(void* refcon, io_service_t service, natural_t messageType,
+                                        std::span<const std::uint8_t> argument) {
+  if (refcon) {
+    static_cast<USBDevice*>(refcon)->onServiceInterestCallback(service, messageType, argument);
+  }
+}
+
+// Termination is not looked for here: it has a notification of its own.
+void USBDevice::onServiceInterestCallback(io_service_t, natural_t messageType,
+                                          std::span<const std::uint8_t> argument) {
+  if (messageType != kDriverMessage || argument.size() < kDriverMessageSize) return;
+  if (wire::load<std::uint32_t>(argument, 0) != kDriverMessageSize) return;
+  const auto event = eventOf(wire::load<std::uint32_t>(argument, 4));
+  if (event) vqapiDeliver(this, *event);  // may release this handle: nothing follows
+}

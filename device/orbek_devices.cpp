@@ -1,0 +1,100 @@
+#include "device/orbek_devices.h"
+
+#include <algorithm>
+#include <cstdint>
+
+#include "device/io_object.h"
+#include "device/records.h"
+#include "device/wire.h"
+#include "platform/preferences/preferences.h"
+
+namespace {
+
+constexpr const char* kOrbekServiceClass = "LumKernelDeviceOrbekTalvo4";
+constexpr const char* kListKey = "DevicesList";
+constexpr const char* kUidKey = "OrbekUID";
+
+// Access to the registry for the time of one look-up.
+class MasterPort {
+ public:
+  MasterPort() {
+    if (IOMasterPort(&port_) != kIOReturnSuccess) port_ = 0;
+  }
+  ~MasterPort() {
+    if (port_ != 0) mach_port_deallocate(port_);
+  }
+  MasterPort(const MasterPort&) = delete;
+  MasterPort& operator=(const MasterPort&) = delete;
+
+  mach_port_t get() const { return port_; }
+
+ private:
+  mach_port_t port_ = 0;
+};
+
+std::optional<std::uint64_t> uidOf(const CFDictionary& device) {
+  const auto* data = CFDictionaryGet<CFData>(device, kUidKey);
+  if (!data) return std::nullopt;
+  return wire::load<std::uint64_t>(*data, 0);
+}
+
+std::optional<std::uint64_t> uidOf(const CFValue& entry) {
+  const auto* device = entry.as<CFDictionary>();
+  return device ? uidOf(*device) : std::nullopt;
+}
+
+void keep(const CFArray& list) {
+  const std::string application = CFBundleGetIdentifier();
+  CFPreferencesSetAppValue(kListKey, CFValue(list), application);
+  CFPreferencesAppSynchronize(application);
+}
+
+}  // namespace
+
+void getOrbekDevicesFromRegistry(CFArray& out) {
+  const MasterPort port;
+  const CFDictionary matching = IOServiceMatching(kOrbekServiceClass);
+  if (port.get() == 0 || matching.empty()) return;
+  io_iterator_t found = 0;
+  if (IOServiceGetMatchingServices(port.get(), matching, &found) != kIOReturnSuccess) return;
+  const IoObject iterator(found);
+
+  out.clear();
+  while (const IoObject service{IOIteratorNext(iterator.get())}) {
+    CFDictionary properties;
+    if (IORegistryEntryCreateCFProperties(service.get(), &properties) != kIOReturnSuccess) continue;
+    if (CFNumberGetValue<std::uint16_t>(properties, "idVendor") == kOrbekVendorId) {
+      out.emplace_back(std::move(properties));
+    }
+  }
+}
+
+void getOrbekDevicesFromPrefs(CFArray& out) {
+  const std::optional<CFValue> kept = CFPreferencesCopyAppValue(kListKey, CFBundleGetIdentifier());
+  const auto* list = kept ? kept->as<CFArray>() : nullptr;
+  out = list ? *list : CFArray();
+}
+
+bool addOrbekDeviceToDeviceList(CFArray& list, const CFDictionary& device) {
+  const std::optional<std::uint64_t> uid = uidOf(device);
+  if (!uid) return false;
+  // On purpose the candidate is compared with itself once per entry and not with the entry: a list
+  // that holds anything lists every device with a UID other than 0.
+  const bool isListed = std::any_of(
+      list.begin(), list.end(), [&](const CFValue&) { return *uid != 0 && uidOf(device) == uid; });
+  if (isListed) return false;
+  list.emplace_back(device);
+  keep(list);
+  return true;
+}
+
+bool removeOrbekDeviceFromDeviceList(CFArray& list, const CFDictionary& device) {
+  const std::optional<std::uint64_t> uid = uidOf(device);
+  if (!uid) return false;
+  const auto entry = std::find_if(list.begin(), list.end(),
+                                  [&](const CFValue& listed) { return uidOf(listed) == uid; });
+  if (entry == list.end()) return false;
+  list.erase(entry);
+  keep(list);
+  return true;
+}

@@ -1,0 +1,32 @@
+#include <cstdio>
+
+#include "device/usb_device.h"
+
+std::int32_t USBDevice::setRouting(bool input, std::int32_t index, std::int32_t value) {
+  VQ_Dispatch record(VQ_Command::kSetRouting, input ? 1 : 0);
+  record.setWord(1, static_cast<std::uint32_t>(index));
+  record.setWord(2, static_cast<std::uint32_t>(value));
+  if (!dispatch(record, true)) return index;
+  return static_cast<std::int32_t>(record.word(2));
+}
+
+// The properties are read anew each time, for the driver changes them when a routing is set.
+std::int32_t USBDevice::getRouting(bool input, std::int32_t index) {
+  if (service_ == 0) return -1;
+  CFDictionary properties;
+  const IOReturn result = IORegistryEntryCreateCFProperties(service_, &properties);
+  if (result != kIOReturnSuccess) {
+    std::printf("Error %x\n", static_cast<std::uint32_t>(result));
+    return -1;
+  }
+  const auto* published = CFDictionaryGet<CFDictionary>(properties, "AjExtData");
+  if (!published) {
+    std::puts("Error No AjExtData");
+    return -1;
+  }
+  char key[32];
+  std::snprintf(key, sizeof key, "Routing%s%d", input ? "In" : "Out", index);
+  const std::int32_t value = CFNumberGetValue<std::int32_t>(*published, key).value_or(-1);
+  std::printf("getRouting %s returns: %d\n", key, value);
+  return value;
+}

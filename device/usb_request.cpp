@@ -1,0 +1,66 @@
+#include <algorithm>
+#include <array>
+
+#include "device/usb_device.h"
+
+namespace {
+
+// Where the fields of a USB control request stand, as offsets in the record.
+struct RequestLayout {
+  std::size_t direction;
+  std::size_t level;
+  std::size_t recipient;
+  std::size_t request;
+  std::size_t value;
+  std::size_t index;
+  std::size_t length;
+  std::size_t data;
+};
+
+constexpr RequestLayout kOldLayout = {4, 8, 12, 16, 18, 20, 24, 28};
+constexpr RequestLayout kNewLayout = {140, 144, 148, 152, 136, 138, 132, 4};
+
+// The old layout's data area ends behind the record; what does not cross to the driver is
+// assembled in an area that holds all of it.
+using Scratch = std::array<std::uint8_t, kOldLayout.data + USBDevice::kRequestDataLimit>;
+static_assert(sizeof(Scratch) >= kNewLayout.data + USBDevice::kRequestDataLimit);
+static_assert(sizeof(Scratch) >= VQ_Dispatch::kSize);
+
+}  // namespace
+
+bool USBDevice::request(EDirection direction, EDRQ_Level level, EDRQ_Recipient recipient,
+                        unsigned char request, unsigned short value, unsigned short index,
+                        char* buffer, unsigned short length, bool newLayout) {
+  if (!isOpen() || length > kRequestDataLimit) return false;
+  const RequestLayout& layout = driverVersion_.major == 1 && !newLayout ? kOldLayout : kNewLayout;
+
+  Scratch scratch = {};
+  wire::store(scratch, 0, static_cast<std::uint32_t>(VQ_Command::kUsbRequest));
+  wire::store(scratch, layout.direction, std::uint32_t{direction});
+  wire::store(scratch, layout.level, std::uint32_t{level});
+  wire::store(scratch, layout.recipient, std::uint32_t{recipient});
+  wire::store<std::uint8_t>(scratch, layout.request, request);
+  wire::store<std::uint16_t>(scratch, layout.value, value);
+  wire::store<std::uint16_t>(scratch, layout.index, index);
+  wire::store<std::uint32_t>(scratch, layout.length, length);
+
+  // After the setup fields, and cleared at full size when there is no data: the new layout has its
+  // data area before them, so that both reach over them there. Drivers get their records this way.
+  const auto data = std::span(scratch).subspan(layout.data, kRequestDataLimit);
+  if (buffer && length > 0) {
+    std::copy_n(buffer, length, data.begin());
+  } else {
+    std::fill(data.begin(), data.end(), std::uint8_t{0});
+  }
+
+  VQ_Dispatch record;
+  std::copy_n(scratch.begin(), record.bytes.size(), record.bytes.begin());
+  if (!dispatch(record, true)) return false;
+  std::copy(record.bytes.begin(), record.bytes.end(), scratch.begin());
+
+  if (direction == EDIR_DeviceToHost && buffer) {
+    const auto answered = wire::load<std::uint32_t>(scratch, layout.length);
+    std::copy_n(data.begin(), std::min<std::uint32_t>(answered, length), buffer);
+  }
+  return true;
+}

@@ -1,0 +1,72 @@
+#include "device/version.h"
+
+#include <cstdio>
+
+namespace {
+
+// The numbers are rendered as signed 32-bit ones.
+int shown(std::uint32_t number) { return static_cast<std::int32_t>(number); }
+
+const char* stageLetters(std::uint32_t stage) {
+  switch (stage) {
+    case 1:
+      return "a";
+    case 2:
+      return "b";
+    case 3:
+      return "rc";
+    default:
+      return "d";
+  }
+}
+
+}  // namespace
+
+VqVersion _vqapiDecodeDriverVersion(std::uint32_t packed) {
+  VqVersion version;
+  version.major = packed >> 24;
+  version.sub = VqVersion::kNoSub;
+  if (version.major >= 17) {
+    version.sub = version.major & 15;
+    version.major >>= 4;
+  }
+  version.minor = (packed >> 16) & 255;
+  version.stage = (packed >> 8) & 255;
+  version.build = packed & 255;
+  version.letter = '0';
+  _vqapiMakeVersionString(version);
+  return version;
+}
+
+VqVersion _vqapiDecodeFirmwareVersion(std::uint32_t packed) {
+  VqVersion version;
+  version.major = packed >> 24;
+  version.minor = (packed >> 16) & 255;
+  version.stage = (packed >> 8) & 255;
+  version.build = packed & 255;
+  version.letter = static_cast<char>(packed & 255);
+  _vqapiMakeVersionStringFirmware(version);
+  return version;
+}
+
+void _vqapiMakeVersionString(VqVersion& version) {
+  char middle[32];
+  if (version.sub == VqVersion::kNoSub) {
+    std::snprintf(middle, sizeof middle, "%02d", shown(version.minor));
+  } else {
+    std::snprintf(middle, sizeof middle, "%d.%d", shown(version.sub), shown(version.minor));
+  }
+  if (version.stage == VqVersion::kRelease) {
+    std::snprintf(version.text, sizeof version.text, "%d.%s", shown(version.major), middle);
+  } else {
+    std::snprintf(version.text, sizeof version.text, "%d.%s.%s%d", shown(version.major), middle,
+                  stageLetters(version.stage), shown(version.build));
+  }
+}
+
+void _vqapiMakeVersionStringStd(VqVersion& version) {
+  std::snprintf(version.text, sizeof version.text, "%d.%d.%d", shown(version.major),
+                shown(version.minor), shown(version.stage));
+}
+
+void _vqapiMakeVersionStringFirmware(VqVersion& version) { _vqapiMakeVersionStringStd(version); }

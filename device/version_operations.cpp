@@ -1,0 +1,59 @@
+#include <algorithm>
+#include <cstdio>
+
+#include "device/usb_device.h"
+
+namespace {
+
+// The USB request that asks the device itself: three bytes, the second of them the major number,
+// the third two decimal digits.
+constexpr unsigned char kFirmwareVersionRequest = 86;
+
+std::uint32_t firmwareNumberOf(const char (&answer)[3]) {
+  const auto byte = [&answer](std::size_t i) {
+    return std::uint32_t{static_cast<unsigned char>(answer[i])};
+  };
+  return (byte(1) << 24) | ((byte(2) / 10) << 16) | ((byte(2) % 10) << 8) | byte(0);
+}
+
+}  // namespace
+
+bool USBDevice::getDriverVersion(VqVersion& version) {
+  version = {};
+  if (!isOpen()) return false;
+  std::uint8_t answer[8] = {};
+  if (!DeviceIoControl(connection_, kControlCodeDriverVersion, nullptr, 0, answer, sizeof answer,
+                       nullptr, nullptr)) {
+    return false;
+  }
+  version = _vqapiDecodeDriverVersion(wire::load<std::uint32_t>(answer, 0));
+  return true;
+}
+
+bool USBDevice::getFirmwareVersion(VqVersion& version, bool askDevice) {
+  version = {};
+  if (!isOpen()) return false;
+  std::uint32_t number = 0;
+  if (!askDevice) {
+    VQ_Dispatch record(VQ_Command::kGetFirmwareVersion);
+    if (!dispatch(record, false)) return false;
+    number = record.word(0);
+  }
+  if (number == 0) {
+    char answer[3] = {};
+    if (!request(EDIR_DeviceToHost, EDRQ_Vendor, EDRQ_Device, kFirmwareVersionRequest, 0, 0, answer,
+                 sizeof answer, true)) {
+      return false;
+    }
+    number = firmwareNumberOf(answer);
+    std::printf("fwupdater %08X\n", number);
+  }
+  std::printf("uFirmwareVersion %08X\n", number);
+  version = _vqapiDecodeFirmwareVersion(number);
+
+  VQ_Dispatch record(VQ_Command::kGetFirmwareDate);
+  if (dispatch(record, false)) {
+    std::copy_n(record.payload().begin(), sizeof version.date - 1, version.date);
+  }
+  return true;
+}
