@@ -6,17 +6,16 @@
 namespace {
 
 using testing::Contains;
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 
 // The type of a driver's message, and one with notification number `number`.
 constexpr natural_t kDriverMessage = 0xe0000130;
 
-std::vector<std::uint8_t> notification(std::uint8_t number) {
+std::vector<std::uint8_t> notification(int number) {
   std::vector<std::uint8_t> argument(36);
   argument[0] = 36;
-  argument[4] = number;
+  argument[4] = static_cast<std::uint8_t>(number);
   return argument;
 }
 
@@ -254,9 +253,9 @@ TEST_F(DriverEvents, AChangeOfADeviceThatIsNotCurrentShowsNothing) {
 TEST_F(DriverEvents, TheEventsAboveThreeShowNothing) {
   const auto id = interface.publish();
   start();
-  for (const std::uint8_t number : {34, 14, 35, 48}) {
+  for (const int number : {34, 14, 35, 48}) {
     memory_registry::sendMessage(id, kDriverMessage, notification(number));
-    EXPECT_THAT(happened(), IsEmpty()) << int{number};
+    EXPECT_THAT(happened(), IsEmpty()) << number;
   }
 }
 

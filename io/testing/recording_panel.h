@@ -6,7 +6,7 @@
 
 #include "io/korvel_dlg.h"
 
-class RecordingPanel : public PanelReceiver {
+class RecordingPanel final : public PanelReceiver {
  public:
   // One line a call, in order: "ShowInfo 5 true 0 \"none found\"", "FoundHardware 9", ...
   std::vector<std::string> calls;
