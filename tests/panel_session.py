@@ -6,10 +6,12 @@ wait is for an event with a limit.
 
 import os
 import pathlib
+import select
 import shutil
 import signal
 import subprocess
 import tempfile
+import time
 
 TIME_LIMIT = 20  # seconds for anything to come up or to show; far above what it takes
 
@@ -82,7 +84,10 @@ class Session:
         self.start("driver", self.bin / "vx310-driver", *options)
 
     def start_panel(self):
-        self.start("panel", "stdbuf", "-oL", self.bin / "vx310-panel")
+        """Its standard output is kept for wait_for_line."""
+        self.start(
+            "panel", "stdbuf", "-oL", self.bin / "vx310-panel", stdout=subprocess.PIPE
+        )
 
     def end(self, name, with_signal=signal.SIGTERM):
         """Ends one of the processes and returns its exit status."""
@@ -98,6 +103,15 @@ class Session:
             if self.processes[name].poll() is None:
                 self.end(name, signal.SIGKILL if name in ("bus", "display") else signal.SIGTERM)
         shutil.rmtree(self.folder, ignore_errors=True)
+
+    def wait_for_line(self, name, start, but_not=None):
+        """Reads the output of `name` up to a line that starts so, which it returns."""
+        deadline = time.monotonic() + TIME_LIMIT
+        while time.monotonic() < deadline:
+            line = read_line(self.processes[name].stdout, deadline - time.monotonic())
+            if line.startswith(start) and not (but_not and line.startswith(but_not)):
+                return line
+        raise AssertionError(f"{name} did not print {start!r} within {TIME_LIMIT} s")
 
     def log(self, name):
         return (self.folder / f"{name}.log").read_text(errors="replace")
@@ -119,11 +133,9 @@ class Session:
 
 def read_line(stream, seconds):
     """One line without its end, or an empty text when the time ran out or the stream ended."""
-    import select
-
     line = b""
     while not line.endswith(b"\n"):
-        ready, _, _ = select.select([stream], [], [], seconds)
+        ready, _, _ = select.select([stream], [], [], max(0, seconds))
         byte = os.read(stream.fileno(), 1) if ready else b""
         if not byte:
             return ""

@@ -29,12 +29,16 @@ class PanelWindow:
             self.listener.register(event)
 
     def on_event(self, _event):
-        if self.condition and self.condition():
+        if self.condition and holds(self.condition):
             self.loop.quit()
 
-    def wait_for(self, condition, what):
-        """Returns once the condition holds; it is asked again after every accessibility event."""
+    def wait_for(self, condition, what, nudge=None):
+        """Returns once the condition holds; it is asked again after every accessibility event.
+
+        `nudge` is (milliseconds, action): the action is repeated at that interval meanwhile.
+        """
         timed_out = []
+        nudges = 0
 
         def give_up():
             timed_out.append(True)
@@ -42,11 +46,15 @@ class PanelWindow:
             return GLib.SOURCE_REMOVE
 
         self.condition = condition
-        if not condition():
+        if not holds(condition):
             limit = GLib.timeout_add_seconds(TIME_LIMIT, give_up)
+            if nudge:
+                nudges = GLib.timeout_add(nudge[0], lambda: nudge[1]() or GLib.SOURCE_CONTINUE)
             self.loop.run()
             if not timed_out:
                 GLib.source_remove(limit)
+            if nudges:
+                GLib.source_remove(nudges)
         self.condition = None
         if timed_out:
             raise AssertionError(f"not seen within {TIME_LIMIT} s: {what}; showing: {self.shown_texts()}")
@@ -88,10 +96,29 @@ class PanelWindow:
                         return relation.get_target(0)
         return None
 
+    def press(self, name):
+        """Presses the button called `name`."""
+        for control in self.controls():
+            if role_of(control) == Atspi.Role.PUSH_BUTTON and name_of(control) == name:
+                try:
+                    control.get_action_iface().do_action(0)
+                except GLib.Error:
+                    pass  # the program may be gone before it has answered
+                return
+        raise AssertionError(f"there is no button {name!r}")
+
     def text_beside(self, label):
         """What the field beside `label` shows; None when it is hidden."""
         field = self.labelled(label)
         return name_of(field) if field and is_showing(field) else None
+
+
+def holds(condition):
+    """Whether it holds; a window that is busy or just changing cannot say, so it does not yet."""
+    try:
+        return condition()
+    except GLib.Error:
+        return False
 
 
 def name_of(control):

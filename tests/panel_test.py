@@ -1,0 +1,193 @@
+"""The panel, the driver service, PipeWire and a session bus together, on a display of their own.
+
+usage: panel_test.py BUILD_FOLDER Class.test_method
+Each test runs in a process of its own, since its servers are found through the environment.
+"""
+
+import json
+import signal
+import sys
+import unittest
+
+from panel_session import TIME_LIMIT, Session
+
+BUILD = None
+
+# The labels of the eight fields.
+DEVICE = "Device"
+CONNECTION = "Connection type"
+DRIVER = "Driver version"
+FIRMWARE = "Firmware version"
+WIDTH = "Sample width"
+RATE = "Sample rate"
+CLOCK = "Clock source"
+DIGITAL_INPUT = "Digital input"
+
+FILLED = {
+    DEVICE: "VX-310",
+    CONNECTION: "USB 2.0",
+    WIDTH: "24 bits",
+    RATE: "48 kHz",
+}
+EMPTY = {
+    DEVICE: "none found",
+    CONNECTION: None,
+    FIRMWARE: None,
+    WIDTH: None,
+    RATE: None,
+    CLOCK: None,
+    DIGITAL_INPUT: None,
+}
+
+
+class PanelTest(unittest.TestCase):
+    """A machine with the servers that every test needs; the panel is not running yet."""
+
+    driver_options = ()
+
+    def setUp(self):
+        self.session = Session(BUILD)
+        self.addCleanup(self.session.close)
+        from panel_window import PanelWindow  # finds the session's bus in the environment
+
+        self.window = PanelWindow()
+        self.session.start_pipewire()
+        self.session.start_driver(*self.driver_options)
+
+    def expect(self, texts, what):
+        """Waits until the fields show these texts; None stands for a hidden field."""
+
+        def fields_show_them():
+            return all(self.window.text_beside(label) == text for label, text in texts.items())
+
+        self.window.wait_for(fields_show_them, what)
+
+
+class WithAnInterface(PanelTest):
+    def setUp(self):
+        super().setUp()
+        self.session.start_panel()
+        self.expect(FILLED, "the connected interface")
+
+    def test_the_panel_shows_what_the_interface_reports(self):
+        shown = json.loads(self.session.ctl("show", "--json"))
+        self.expect(
+            {
+                DRIVER: shown["driver_version"],
+                FIRMWARE: shown["firmware_date"],
+                CLOCK: shown["clock_source"],
+                DIGITAL_INPUT: shown["digital_input"],
+            },
+            "what vx310ctl shows",
+        )
+
+    def test_one_running_panel_follows_the_interface_through_everything(self):
+        session = self.session
+        session.sim("unplug")
+        self.expect(EMPTY, "no device after unplugging")
+        session.sim("plug")
+        self.expect(FILLED, "the interface after plugging it in again")
+        session.sim("digital-input", "valid", "44100")
+        self.expect({DIGITAL_INPUT: "valid 44.1 kHz"}, "a valid digital input")
+        session.sim("usb", "1.1")
+        self.expect(
+            {CONNECTION: "USB 1.1 (unsupported) ", WIDTH: None, RATE: None}, "a USB 1.1 connection"
+        )
+        session.sim("usb", "2.0")
+        self.expect({CONNECTION: "USB 2.0", WIDTH: "24 bits"}, "a USB 2.0 connection")
+        session.end("driver", signal.SIGKILL)
+        self.expect(EMPTY, "no device after the driver service was killed")
+        session.start_driver()
+        self.expect(FILLED, "the interface of the new driver service")
+        self.assertIsNone(session.processes["panel"].poll(), "the panel was restarted")
+
+    def test_the_digital_input_is_shown_in_each_of_its_states(self):
+        for words, text in (
+            (("none",), "no signal"),
+            (("invalid",), "no valid signal"),
+            (("valid", "96000"), "valid 96 kHz"),
+            (("muted", "88200"), "muted 88.2 kHz"),
+        ):
+            self.session.sim("digital-input", *words)
+            self.expect({DIGITAL_INPUT: text}, text)
+
+    def test_the_sample_rate_follows_the_interface(self):
+        for rate, text in (("44100", "44.1 kHz"), ("88200", "88.2 kHz"), ("96000", "96 kHz")):
+            self.session.sim("digital-input", "none")
+            self.session.sim("sample-rate", rate)
+            self.expect({RATE: text}, text)
+
+    def test_a_second_interface_is_ignored_while_one_is_current(self):
+        self.session.sim("plug", "--second")
+        self.session.sim("digital-input", "valid", "88200")
+        self.expect(FILLED | {DIGITAL_INPUT: "valid 88.2 kHz"}, "the first interface")
+
+    def test_a_device_of_other_ids_is_not_taken_for_the_interface(self):
+        self.session.sim("unplug")
+        self.expect(EMPTY, "no device")
+        self.session.sim("ids", "0x7F21", "0x5D13")
+        self.session.sim("plug")
+        self.session.sim("ids", "0x7F21", "0x5D12")
+        self.session.sim("unplug")
+        self.session.sim("plug")
+        self.expect(FILLED, "the interface with its own ids")
+
+    def test_a_panel_whose_driver_hangs_fills_in_again_when_it_answers(self):
+        self.session.sim("fault", "stall")
+        self.session.sim("notify", "3")
+        self.expect({CLOCK: "unknown"}, "the failure values of a driver that does not answer")
+        self.session.sim("fault", "none")
+        # A connection is opened again at most once a second, so one of the next two events does it.
+        self.window.wait_for(
+            lambda: self.window.text_beside(CLOCK) not in (None, "unknown"),
+            "the interface whose driver answers again",
+            nudge=(1100, lambda: self.session.sim("notify", "3") and None),
+        )
+
+    def test_the_panel_finds_the_audio_device_again_after_pipewire_was_restarted(self):
+        session = self.session
+        session.end("pipewire")
+        session.wait_for_line("panel", "Found matching device: 0x 0 for VX-310")
+        session.start_pipewire()
+        session.wait_for_line("panel", "Found matching device: 0x", but_not="Found matching device: 0x 0")
+
+    def test_the_close_button_ends_the_program_cleanly(self):
+        self.window.press("Close")
+        self.assertEqual(0, self.session.processes["panel"].wait(TIME_LIMIT))
+
+    def test_sigterm_ends_the_program_cleanly(self):
+        self.assertEqual(0, self.session.end("panel"))
+
+
+class WithoutAnInterface(PanelTest):
+    driver_options = ("--unplugged",)
+
+    def setUp(self):
+        super().setUp()
+        self.session.start_panel()
+        self.expect(EMPTY, "no device")
+
+    def test_the_panel_shows_only_the_driver_packages_version(self):
+        self.expect({DRIVER: "1.2.3"}, "the driver package's version")
+
+    def test_an_interface_that_is_plugged_in_later_fills_the_panel(self):
+        self.session.sim("plug")
+        self.expect(FILLED, "the interface")
+
+
+class WithoutADriverService(unittest.TestCase):
+    def test_the_panel_starts_empty_and_fills_in_when_the_service_starts(self):
+        session = Session(BUILD)
+        self.addCleanup(session.close)
+        from panel_window import PanelWindow
+
+        self.window = PanelWindow()
+        session.start_panel()
+        PanelTest.expect(self, EMPTY, "no device")
+        session.start_driver()
+        PanelTest.expect(self, FILLED, "the interface")
+
+
+if __name__ == "__main__":
+    BUILD = sys.argv[1]
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2)
