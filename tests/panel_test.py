@@ -15,9 +15,9 @@ BUILD = None
 
 # The labels of the eight fields.
 DEVICE = "Device"
-CONNECTION = "Connection type"
+CONNECTION = "Connection"
 DRIVER = "Driver version"
-FIRMWARE = "Firmware version"
+FIRMWARE = "Firmware"
 WIDTH = "Sample width"
 RATE = "Sample rate"
 CLOCK = "Clock source"
