@@ -61,8 +61,9 @@ bool USBDevice::getOrbekDeviceName(std::span<char> name) {
 }
 
 bool USBDevice::setOrbekDeviceName(const char* name) {
-  const char* const end = std::find(name, name + kDeviceNameSize, '\0');
-  return setOrbekDeviceName(std::string_view(name, end));
+  std::size_t length = 0;
+  while (length < kDeviceNameSize && name[length] != 0) ++length;
+  return setOrbekDeviceName(std::string_view(name, length));
 }
 
 bool USBDevice::setOrbekDeviceName(std::string_view name) {

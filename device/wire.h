@@ -28,10 +28,9 @@ void store(std::span<std::uint8_t> to, std::size_t offset, T value) {
   }
 }
 
-// Copies from the start of `from` to the start of `to` as many elements as both hold; returns how
-// many that were.
-template <typename T>
-std::size_t copyFitting(std::span<const T> from, std::span<T> to) {
+// Copies from the start of `from` to the start of `to` as many bytes as both hold; returns how many
+// that were.
+inline std::size_t copyFitting(std::span<const std::uint8_t> from, std::span<std::uint8_t> to) {
   const std::size_t count = std::min(from.size(), to.size());
   std::copy_n(from.begin(), count, to.begin());
   return count;

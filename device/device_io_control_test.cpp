@@ -1,0 +1,129 @@
+#include <gmock/gmock.h>
+
+#include <array>
+
+#include "device/device_fixture.h"
+
+namespace {
+
+using testing::Each;
+using testing::IsEmpty;
+
+// Every payload byte is 'x'; the rest of the out buffer starts as '-'.
+class ControlCode : public OpenDeviceTest {
+ protected:
+  ControlCode() {
+    out.fill('-');
+    for (const auto command :
+         {VQ_Command::kGetString0, VQ_Command::kGetString1, VQ_Command::kGetDeviceDescriptor,
+          VQ_Command::kGetUsbSpeed, VQ_Command::kGetDriverVersion, VQ_Command::kControlCode56}) {
+      driver.answerBytes(command, std::vector<std::uint8_t>(256, 'x'));
+    }
+  }
+
+  bool ask(int code, std::uint32_t size) {
+    return device->DeviceIoControl(1, code, nullptr, 0, out.data(), size, &returned, nullptr);
+  }
+
+  // How many bytes came, provided that they are the first.
+  std::size_t received() const {
+    return static_cast<std::size_t>(std::find(out.begin(), out.end(), '-') - out.begin());
+  }
+
+  std::array<char, 300> out;
+  std::uint32_t returned = 77;
+};
+
+TEST_F(ControlCode, EachBecomesItsCommand) {
+  const std::pair<int, std::uint32_t> expected[] = {{0, 18},  {1, 19},  {38, 21},
+                                                    {39, 20}, {41, 22}, {56, 48}};
+  for (const auto& [code, command] : expected) {
+    EXPECT_TRUE(ask(code, 4)) << code;
+    EXPECT_EQ(static_cast<std::uint32_t>(onlyRequest().command()), command);
+  }
+}
+
+TEST_F(ControlCode, Number2AndAllOthersFailWithoutADispatch) {
+  for (const int code : {2, -1, 37, 40, 42, 55, 57}) {
+    returned = 77;
+    EXPECT_FALSE(ask(code, 4)) << code;
+    EXPECT_EQ(returned, 0u);
+  }
+  EXPECT_THAT(takeRequests(), IsEmpty());
+}
+
+TEST_F(ControlCode, Number0With300BytesCopies256AndTerminatesAtByte255) {
+  EXPECT_TRUE(ask(0, 300));
+  EXPECT_EQ(returned, 256u);
+  EXPECT_EQ(received(), 256u);
+  EXPECT_EQ(out[254], 'x');
+  EXPECT_EQ(out[255], 0);
+}
+
+TEST_F(ControlCode, TextsAreTerminatedAtTheLastByteCopied) {
+  for (const int code : {0, 1}) {
+    out.fill('-');
+    EXPECT_TRUE(ask(code, 64));
+    EXPECT_EQ(returned, 64u);
+    EXPECT_EQ(received(), 64u);
+    EXPECT_EQ(out[62], 'x');
+    EXPECT_EQ(out[63], 0);
+  }
+}
+
+TEST_F(ControlCode, BytesAreCopiedAsTheyAre) {
+  for (const int code : {38, 39, 41, 56}) {
+    out.fill('-');
+    EXPECT_TRUE(ask(code, 16));
+    EXPECT_EQ(returned, 16u);
+    EXPECT_EQ(received(), 16u);
+    EXPECT_EQ(out[15], 'x');
+  }
+}
+
+TEST_F(ControlCode, WithoutABufferItIsSentAndNothingReturned) {
+  EXPECT_TRUE(device->DeviceIoControl(1, 0, nullptr, 0, nullptr, 64, &returned, nullptr));
+  EXPECT_EQ(returned, 0u);
+  EXPECT_EQ(onlyRequest().command(), VQ_Command::kGetString0);
+}
+
+TEST_F(ControlCode, WithASizeOf0NothingIsWritten) {
+  EXPECT_TRUE(ask(0, 0));
+  EXPECT_EQ(returned, 0u);
+  EXPECT_THAT(out, Each('-'));
+}
+
+TEST_F(ControlCode, TheReturnedSizeMayBeLeftOut) {
+  EXPECT_TRUE(device->DeviceIoControl(1, 38, nullptr, 0, out.data(), 16, nullptr, nullptr));
+  EXPECT_EQ(received(), 16u);
+}
+
+TEST_F(ControlCode, TheHandle0Fails) {
+  EXPECT_FALSE(device->DeviceIoControl(0, 0, nullptr, 0, out.data(), 16, &returned, nullptr));
+  EXPECT_EQ(returned, 0u);
+  EXPECT_THAT(takeRequests(), IsEmpty());
+}
+
+TEST_F(ControlCode, TheInputIsNotSent) {
+  char in[] = "input";
+  EXPECT_TRUE(device->DeviceIoControl(1, 38, in, sizeof in, out.data(), 16, nullptr, nullptr));
+  const auto record = onlyRequest();
+  EXPECT_THAT(record.payload(), Each(0));
+}
+
+TEST_F(ControlCode, AFailedOrShortAnswerWritesNothing) {
+  driver.shorten(VQ_Command::kGetString0, 259);
+  EXPECT_FALSE(ask(0, 64));
+  driver.failAt(VQ_Command::kGetString0);
+  EXPECT_FALSE(ask(0, 64));
+  EXPECT_EQ(returned, 0u);
+  EXPECT_THAT(out, Each('-'));
+}
+
+TEST_F(ControlCode, AClosedDeviceFailsWithoutContactingTheDriver) {
+  device->close();
+  EXPECT_FALSE(ask(0, 64));
+  EXPECT_THAT(takeRequests(), IsEmpty());
+}
+
+}  // namespace

@@ -1,0 +1,583 @@
+#include "device/discovery.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <string_view>
+
+#include "device/device_fixture.h"
+#include "device/discovery_state.h"
+
+namespace {
+
+using memory_registry::Operation;
+using testing::AllOf;
+using testing::Each;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::IsNull;
+using testing::SizeIs;
+
+constexpr natural_t kDriverMessage = 0xe0000130;
+
+GUID identityOf(std::string_view className) {
+  GUID identity = {};
+  std::copy_n(className.begin(), std::min(className.size(), identity.size()), identity.begin());
+  return identity;
+}
+
+struct Event {
+  USBDevice* device;
+  VQAPI_CBEvent event;
+  bool operator==(const Event&) const = default;
+};
+
+// A client that writes down its events and may do something of its own at each.
+class Discovery : public BackEndsTest {
+ protected:
+  void TearDown() override {
+    vqapiTerm();
+    EXPECT_THAT(vqapiDeviceMap, Each(IsNull()));
+    BackEndsTest::TearDown();
+  }
+
+  void start() { vqapiInit(&Discovery::record, this, identityOf(kPanelServiceClass)); }
+
+  static memory_registry::DeviceId publish(const char* className = kPanelServiceClass) {
+    memory_registry::Device device;
+    device.className = className;
+    device.properties = interfaceProperties();
+    return memory_registry::publish(std::move(device));
+  }
+
+  static void sendNotification(memory_registry::DeviceId device, std::uint32_t number) {
+    std::vector<std::uint8_t> argument(36);
+    wire::store<std::uint32_t>(argument, 0, 36);
+    wire::store<std::uint32_t>(argument, 4, number);
+    memory_registry::sendMessage(device, kDriverMessage, argument);
+  }
+
+  static std::size_t kept() {
+    return kVqapiDeviceLimit - static_cast<std::size_t>(std::count(vqapiDeviceMap.begin(),
+                                                                   vqapiDeviceMap.end(), nullptr));
+  }
+
+  std::vector<VQAPI_CBEvent> kinds() const {
+    std::vector<VQAPI_CBEvent> kinds;
+    for (const Event& event : events) kinds.push_back(event.event);
+    return kinds;
+  }
+
+  static void record(void* context, USBDevice* device, VQAPI_CBEvent event) {
+    auto* self = static_cast<Discovery*>(context);
+    self->events.push_back({device, event});
+    if (self->onEvent) self->onEvent(device, event);
+  }
+
+  std::vector<Event> events;
+  std::function<void(USBDevice* device, VQAPI_CBEvent event)> onEvent;
+};
+
+// --- Start and stop ---
+
+TEST_F(Discovery, AStartReportsTheInterfacesThatArePresent) {
+  publish();
+  publish();
+  onEvent = [](USBDevice* device, VQAPI_CBEvent) { EXPECT_FALSE(device->isOpen()); };
+  start();
+  EXPECT_THAT(events, ElementsAre(Event{vqapiDeviceMap[0], VQAPI_CB_Arrived},
+                                  Event{vqapiDeviceMap[1], VQAPI_CB_Arrived}));
+  EXPECT_EQ(kept(), 2u);
+}
+
+TEST_F(Discovery, AStartWithNothingPresentReportsNothing) {
+  start();
+  EXPECT_THAT(events, IsEmpty());
+  EXPECT_NE(_vqapiMasterDevicePort, 0u);
+  EXPECT_EQ(vqapiNumDevices, 0);
+  EXPECT_FALSE(mIteratorsNeedEmptying);
+}
+
+TEST_F(Discovery, TheDriverGets100MillisecondsBeforeItsServiceIsLookedAt) {
+  memory_clock::onPause([this](unsigned) { EXPECT_THAT(events, IsEmpty()); });
+  publish();
+  start();
+  EXPECT_THAT(memory_clock::pauses(), ElementsAre(100000u));
+  EXPECT_THAT(events, SizeIs(1));
+  memory_clock::onPause(nullptr);
+  publish();
+  manual_run_loop::performAll();
+  EXPECT_THAT(memory_clock::pauses(), ElementsAre(100000u, 100000u));
+}
+
+TEST_F(Discovery, RemovalsAreReportedWithoutAPause) {
+  const auto id = publish();
+  start();
+  memory_registry::terminate(id);
+  manual_run_loop::performAll();
+  EXPECT_THAT(memory_clock::pauses(), SizeIs(1));
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Removed));
+}
+
+TEST_F(Discovery, ServicesOfAnotherClassAreNotReported) {
+  publish("LumKernelDeviceOrbekTalvo4");
+  start();
+  publish("LumKernelDeviceOrbekTalvo4");
+  manual_run_loop::performAll();
+  EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(Discovery, ASecondStartWhileRunningChangesNothing) {
+  const auto id = publish();
+  start();
+  const auto before = memory_registry::outstanding();
+  USBDevice* const device = vqapiDeviceMap[0];
+  int others = 0;
+  vqapiInit([](void* context, USBDevice*, VQAPI_CBEvent) { ++*static_cast<int*>(context); },
+            &others, identityOf("Other"));
+  EXPECT_EQ(memory_registry::outstanding(), before);
+  EXPECT_EQ(vqapiDeviceMap[0], device);
+  EXPECT_STREQ(_TheGuid.data(), kPanelServiceClass);
+  sendNotification(id, 3);
+  manual_run_loop::performAll();
+  EXPECT_EQ(others, 0);
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Changed));
+}
+
+TEST_F(Discovery, AfterAStopItStartsAfreshWithAnEmptyTable) {
+  publish();
+  const auto id = publish();
+  start();
+  vqapiTerm();
+  EXPECT_EQ(kept(), 0u);
+  EXPECT_EQ(_vqapiMasterDevicePort, 0u);
+  memory_registry::terminate(id);
+  events.clear();
+  start();
+  EXPECT_THAT(events, ElementsAre(Event{vqapiDeviceMap[0], VQAPI_CB_Arrived}));
+}
+
+TEST_F(Discovery, AStopClosesAndReleasesWithoutAReport) {
+  publish();
+  onEvent = [](USBDevice* device, VQAPI_CBEvent) { EXPECT_TRUE(device->open(false)); };
+  start();
+  const Retained device(vqapiDeviceMap[0]);
+  events.clear();
+  vqapiTerm();
+  EXPECT_FALSE(device->isOpen());
+  EXPECT_THAT(events, IsEmpty());
+  EXPECT_EQ(memory_registry::outstanding().connections, 0u);
+  EXPECT_EQ(memory_registry::outstanding().notificationPorts, 0u);
+}
+
+TEST_F(Discovery, AStopGivesEverythingBack) {
+  publish();
+  start();
+  EXPECT_EQ(manual_run_loop::sourceCount(), 1u);
+  vqapiTerm();
+  EXPECT_EQ(memory_registry::outstanding(), memory_registry::Outstanding{});
+  EXPECT_EQ(manual_run_loop::sourceCount(), 0u);
+}
+
+TEST_F(Discovery, AfterAStopNothingIsReportedAboutAHandleThatTheClientKept) {
+  const auto id = publish();
+  start();
+  const Retained device(vqapiDeviceMap[0]);
+  vqapiTerm();
+  events.clear();
+  sendNotification(id, 3);
+  manual_run_loop::performAll();
+  memory_registry::terminate(id);
+  manual_run_loop::performAll();
+  EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(Discovery, StoppingWhileStoppedIsHarmless) {
+  vqapiTerm();
+  start();
+  vqapiTerm();
+  vqapiTerm();
+}
+
+TEST_F(Discovery, AnIdentityWithoutTerminatorIsTakenWhole) {
+  const std::string name(256, 'n');
+  publish(name.c_str());
+  vqapiInit(&Discovery::record, this, identityOf(name));
+  EXPECT_THAT(events, SizeIs(1));
+}
+
+TEST_F(Discovery, AnEmptyIdentityMatchesNothing) {
+  publish();
+  vqapiInit(&Discovery::record, this, GUID{});
+  EXPECT_THAT(events, IsEmpty());
+}
+
+TEST_F(Discovery, WithoutAClientTheTableIsKeptAllTheSame) {
+  const auto id = publish();
+  publish();
+  vqapiInit(nullptr, nullptr, identityOf(kPanelServiceClass));
+  EXPECT_EQ(kept(), 2u);
+  sendNotification(id, 3);
+  memory_registry::terminate(id);
+  manual_run_loop::performAll();
+  EXPECT_EQ(kept(), 1u);
+  _vqapiMarkAsRemoved(vqapiDeviceMap[1]);
+  EXPECT_EQ(kept(), 0u);
+}
+
+// --- Coming and going ---
+
+TEST_F(Discovery, AnArrivalTakesTheLowestEmptySlot) {
+  publish();
+  const auto second = publish();
+  publish();
+  start();
+  USBDevice* const third = vqapiDeviceMap[2];
+  memory_registry::terminate(second);
+  manual_run_loop::performAll();
+  EXPECT_THAT(vqapiDeviceMap[1], IsNull());
+  EXPECT_EQ(vqapiDeviceMap[2], third);
+  publish();
+  manual_run_loop::performAll();
+  EXPECT_EQ(events.back(), (Event{vqapiDeviceMap[1], VQAPI_CB_Arrived}));
+  EXPECT_EQ(kept(), 3u);
+}
+
+TEST_F(Discovery, ARemovedDeviceIsUsableDuringTheReportAndClosedAfterIt) {
+  const auto id = publish();
+  onEvent = [](USBDevice* device, VQAPI_CBEvent event) {
+    if (event == VQAPI_CB_Arrived) {
+      EXPECT_TRUE(device->open(false));
+    } else {
+      EXPECT_TRUE(device->isOpen());
+      EXPECT_EQ(vqapiDeviceMap[0], device);
+    }
+  };
+  start();
+  const Retained device(vqapiDeviceMap[0]);
+  memory_registry::terminate(id);
+  manual_run_loop::performAll();
+  EXPECT_EQ(events.back(), (Event{device.get(), VQAPI_CB_Removed}));
+  EXPECT_FALSE(device->isOpen());
+  EXPECT_EQ(kept(), 0u);
+}
+
+TEST_F(Discovery, TerminationOfAnUnknownServiceIsIgnored) {
+  publish();
+  start();
+  events.clear();
+  ServiceTerminated(0);
+  ServiceTerminated(vqapiDeviceMap[0]->getDeviceInstance() + 1000);
+  EXPECT_THAT(events, IsEmpty());
+  EXPECT_EQ(kept(), 1u);
+}
+
+TEST_F(Discovery, AnInterfaceThatComesDuringThePauseIsReportedWithTheOthers) {
+  publish();
+  memory_clock::onPause([](unsigned) { publish(); });
+  start();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Arrived));
+}
+
+TEST_F(Discovery, AnInterfaceThatGoesDuringThePauseArrivesAndIsRemoved) {
+  const auto id = publish();
+  memory_clock::onPause([id](unsigned) { memory_registry::terminate(id); });
+  onEvent = [](USBDevice* device, VQAPI_CBEvent) { EXPECT_FALSE(device->open(false)); };
+  start();
+  memory_clock::onPause(nullptr);
+  manual_run_loop::performAll();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Removed));
+  EXPECT_EQ(kept(), 0u);
+}
+
+// --- A full table ---
+
+class FullTable : public Discovery {
+ protected:
+  FullTable() {
+    for (std::size_t i = 0; i < kVqapiDeviceLimit; ++i) publish();
+    start();
+    EXPECT_EQ(kept(), kVqapiDeviceLimit);
+    events.clear();
+  }
+};
+
+TEST_F(FullTable, The129thArrivalIsReportedButNeitherKeptNorItsTerminationReported) {
+  const auto id = publish();
+  manual_run_loop::performAll();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived));
+  EXPECT_EQ(std::count(vqapiDeviceMap.begin(), vqapiDeviceMap.end(), events[0].device), 0);
+  memory_registry::terminate(id);
+  manual_run_loop::performAll();
+  EXPECT_THAT(events, SizeIs(1));
+}
+
+TEST_F(FullTable, The129thHandleIsFreedAfterTheReport) {
+  const auto before = memory_registry::outstanding();
+  onEvent = [](USBDevice* device, VQAPI_CBEvent) { EXPECT_TRUE(device->open(false)); };
+  publish();
+  manual_run_loop::performAll();
+  EXPECT_EQ(memory_registry::outstanding(), before);
+}
+
+TEST_F(FullTable, The129thHandleSurvivesAClientThatTakesItAndGivesItBackDuringTheReport) {
+  onEvent = [](USBDevice* device, VQAPI_CBEvent) {
+    device->retain();
+    device->release();
+    EXPECT_FALSE(device->isOpen());
+  };
+  publish();
+  manual_run_loop::performAll();
+  EXPECT_THAT(events, SizeIs(1));
+}
+
+TEST_F(FullTable, The129thHandleLivesOnWithAClientThatKeepsIt) {
+  onEvent = [](USBDevice* device, VQAPI_CBEvent) { device->retain(); };
+  const auto id = publish();
+  manual_run_loop::performAll();
+  onEvent = nullptr;
+  USBDevice* const device = events.at(0).device;
+  EXPECT_TRUE(device->open(false));
+  sendNotification(id, 3);
+  manual_run_loop::performAll();
+  EXPECT_THAT(events, SizeIs(1));  // it is not registered for messages
+  device->release();
+}
+
+// --- Dropping a device by hand ---
+
+TEST_F(Discovery, AMarkedDeviceLeavesTheTableThenIsReportedThenClosed) {
+  const auto id = publish();
+  start();
+  const Retained device(vqapiDeviceMap[0]);
+  ASSERT_TRUE(device->open(false));
+  events.clear();
+  onEvent = [](USBDevice* removed, VQAPI_CBEvent) {
+    EXPECT_TRUE(removed->isOpen());
+    EXPECT_THAT(vqapiDeviceMap[0], IsNull());
+  };
+  _vqapiMarkAsRemoved(device.get());
+  EXPECT_THAT(events, ElementsAre(Event{device.get(), VQAPI_CB_Removed}));
+  EXPECT_FALSE(device->isOpen());
+  memory_registry::terminate(id);
+  manual_run_loop::performAll();
+  EXPECT_THAT(events, SizeIs(1));
+}
+
+TEST_F(Discovery, MarkingADeviceThatIsNotKeptDoesNothing) {
+  publish();
+  start();
+  events.clear();
+  USBDevice other(0);
+  _vqapiMarkAsRemoved(nullptr);
+  _vqapiMarkAsRemoved(&other);
+  EXPECT_THAT(events, IsEmpty());
+  EXPECT_EQ(kept(), 1u);
+}
+
+TEST_F(Discovery, ADeviceMayBeMarkedDuringTheReportOfItsArrival) {
+  publish();
+  onEvent = [](USBDevice* device, VQAPI_CBEvent event) {
+    if (event == VQAPI_CB_Arrived) _vqapiMarkAsRemoved(device);
+  };
+  start();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Removed));
+  EXPECT_EQ(kept(), 0u);
+}
+
+TEST_F(Discovery, ADeviceMarkedDuringTheReportOfItsRemovalIsReleasedOnce) {
+  const auto id = publish();
+  onEvent = [this](USBDevice* device, VQAPI_CBEvent event) {
+    if (event == VQAPI_CB_Removed && events.size() == 2) _vqapiMarkAsRemoved(device);
+  };
+  start();
+  const Retained device(vqapiDeviceMap[0]);
+  memory_registry::terminate(id);
+  manual_run_loop::performAll();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Removed, VQAPI_CB_Removed));
+}
+
+TEST_F(Discovery, TheClientMayStopDuringAnyReport) {
+  for (const auto at : {VQAPI_CB_Arrived, VQAPI_CB_Changed, VQAPI_CB_Removed}) {
+    events.clear();
+    onEvent = [at](USBDevice*, VQAPI_CBEvent event) {
+      if (event == at) vqapiTerm();
+    };
+    publish();
+    const auto id = publish();
+    start();
+    sendNotification(id, 3);
+    manual_run_loop::performAll();
+    memory_registry::terminate(id);
+    manual_run_loop::performAll();
+    EXPECT_EQ(events.back().event, at);
+    EXPECT_EQ(memory_registry::outstanding(), memory_registry::Outstanding{});
+    memory_registry::reset();
+    manual_run_loop::reset();
+  }
+}
+
+// --- Scans ---
+
+TEST_F(Discovery, AScanWhileStoppedDoesNothing) {
+  publish();
+  _vqapiScanServices();
+  EXPECT_THAT(memory_clock::pauses(), IsEmpty());
+}
+
+TEST_F(Discovery, WithoutARunLoopTheServicesPresentAreReported) {
+  manual_run_loop::setAvailable(false);
+  publish();
+  start();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived));
+  EXPECT_THAT(memory_clock::pauses(), ElementsAre(100000u));
+  EXPECT_THAT(_vqapiNotifyPort, IsNull());
+  EXPECT_EQ(memory_registry::outstanding().notificationPorts, 0u);
+}
+
+TEST_F(Discovery, EveryFurtherScanReportsTheServicesPresent) {
+  publish();
+  start();
+  publish();
+  events.clear();
+  _vqapiScanServices();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Arrived));
+  EXPECT_EQ(kept(), 3u);
+}
+
+// --- A registry that fails ---
+
+TEST_F(Discovery, WithoutARegistryItStaysStoppedAndMayBeStartedLater) {
+  publish();
+  memory_registry::failNext(Operation::kMasterPort);
+  start();
+  EXPECT_EQ(_vqapiMasterDevicePort, 0u);
+  EXPECT_THAT(events, IsEmpty());
+  EXPECT_EQ(memory_registry::outstanding(), memory_registry::Outstanding{});
+  start();
+  EXPECT_THAT(events, SizeIs(1));
+}
+
+TEST_F(Discovery, AFailingLookUpReportsNothing) {
+  manual_run_loop::setAvailable(false);
+  publish();
+  memory_registry::failNext(Operation::kGetMatchingServices);
+  start();
+  EXPECT_THAT(events, IsEmpty());
+  EXPECT_THAT(memory_clock::pauses(), IsEmpty());
+  _vqapiScanServices();
+  EXPECT_THAT(events, SizeIs(1));
+}
+
+TEST_F(Discovery, ADeviceWithoutMessagesIsReportedAllTheSame) {
+  memory_registry::failNext(Operation::kAddInterestNotification);
+  const auto id = publish();
+  start();
+  sendNotification(id, 3);
+  manual_run_loop::performAll();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived));
+}
+
+class FailingStart : public Discovery, public testing::WithParamInterface<Operation> {};
+
+TEST_P(FailingStart, LeavesItRunningWithoutReportsUntilItIsStopped) {
+  publish();
+  memory_registry::failNext(GetParam());
+  start();
+  EXPECT_NE(_vqapiMasterDevicePort, 0u);
+  start();
+  publish();
+  manual_run_loop::performAll();
+  EXPECT_THAT(events, IsEmpty());
+  vqapiTerm();
+  EXPECT_EQ(memory_registry::outstanding(), memory_registry::Outstanding{});
+  EXPECT_EQ(manual_run_loop::sourceCount(), 0u);
+  start();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Arrived));
+}
+
+INSTANTIATE_TEST_SUITE_P(AtEachStep, FailingStart,
+                         testing::Values(Operation::kNotificationPortCreate,
+                                         Operation::kGetRunLoopSource,
+                                         Operation::kAddPublishNotification,
+                                         Operation::kAddTerminateNotification));
+
+// --- Messages of the driver ---
+
+class DriverMessages : public Discovery {
+ protected:
+  DriverMessages() {
+    id = publish();
+    start();
+    events.clear();
+  }
+
+  // The event, 0 for none, that a message gives.
+  int eventFor(natural_t type, const std::vector<std::uint8_t>& argument) {
+    events.clear();
+    memory_registry::sendMessage(id, type, argument);
+    manual_run_loop::performAll();
+    EXPECT_LE(events.size(), 1u);
+    return events.empty() ? 0 : events.front().event;
+  }
+
+  static std::vector<std::uint8_t> messageOf(std::uint32_t size, std::uint32_t number,
+                                             std::size_t length = 36) {
+    std::vector<std::uint8_t> argument(length);
+    wire::store(argument, 0, size);
+    wire::store(argument, 4, number);
+    return argument;
+  }
+
+  memory_registry::DeviceId id = 0;
+};
+
+TEST_F(DriverMessages, EachNotificationNumberGivesItsEvent) {
+  const std::map<std::uint32_t, int> expected = {{3, 3},  {49, 3}, {50, 3}, {55, 3}, {56, 3},
+                                                 {34, 4}, {14, 5}, {35, 6}, {48, 7}};
+  for (std::uint32_t number = 0; number < 300; ++number) {
+    const auto entry = expected.find(number);
+    EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, number)),
+              entry == expected.end() ? 0 : entry->second)
+        << number;
+  }
+  EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, 0xffffffff)), 0);
+}
+
+TEST_F(DriverMessages, TheEventIsAboutTheDeviceWhoseDriverSentIt) {
+  const auto second = publish();
+  manual_run_loop::performAll();
+  events.clear();
+  sendNotification(second, 48);
+  manual_run_loop::performAll();
+  EXPECT_THAT(events, ElementsAre(Event{vqapiDeviceMap[1], VQAPI_CB_Notify7}));
+}
+
+TEST_F(DriverMessages, ARecordWhoseFirstWordIsNot36GivesNone) {
+  for (const std::uint32_t size : {0u, 35u, 37u, 0x24000000u}) {
+    EXPECT_EQ(eventFor(kDriverMessage, messageOf(size, 3)), 0) << size;
+  }
+}
+
+TEST_F(DriverMessages, ARecordShorterThanItSaysGivesNone) {
+  for (const std::size_t length : {0u, 4u, 8u, 35u}) {
+    EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, 3, length)), 0) << length;
+  }
+}
+
+TEST_F(DriverMessages, BytesAfterTheRecordAreIgnored) {
+  EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, 3, 64)), VQAPI_CB_Changed);
+}
+
+TEST_F(DriverMessages, AMessageOfAnotherTypeGivesNone) {
+  for (const natural_t type : {0u, 0xe0000010u, 0xe0000131u}) {
+    EXPECT_EQ(eventFor(type, messageOf(36, 3)), 0) << type;
+  }
+}
+
+TEST_F(DriverMessages, WithoutADeviceNothingHappens) {
+  USBDevice::ServiceInterestCallback(nullptr, 0, kDriverMessage, messageOf(36, 3));
+  EXPECT_THAT(events, IsEmpty());
+}
+
+}  // namespace
