@@ -4,7 +4,7 @@
 #include <array>
 #include <numeric>
 
-#include "device/device_fixture.h"
+#include "device/testing/device_fixture.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "device/device_fixture.h"
+#include "device/testing/device_fixture.h"
 
 namespace {
 

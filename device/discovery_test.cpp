@@ -3,80 +3,16 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
-#include <string_view>
 
-#include "device/device_fixture.h"
-#include "device/discovery_state.h"
+#include "device/testing/discovery_fixture.h"
 
 namespace {
 
 using memory_registry::Operation;
-using testing::AllOf;
-using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::IsNull;
 using testing::SizeIs;
-
-constexpr natural_t kDriverMessage = 0xe0000130;
-
-GUID identityOf(std::string_view className) {
-  GUID identity = {};
-  std::copy_n(className.begin(), std::min(className.size(), identity.size()), identity.begin());
-  return identity;
-}
-
-struct Event {
-  USBDevice* device;
-  VQAPI_CBEvent event;
-  bool operator==(const Event&) const = default;
-};
-
-// A client that writes down its events and may do something of its own at each.
-class Discovery : public BackEndsTest {
- protected:
-  void TearDown() override {
-    vqapiTerm();
-    EXPECT_THAT(vqapiDeviceMap, Each(IsNull()));
-    BackEndsTest::TearDown();
-  }
-
-  void start() { vqapiInit(&Discovery::record, this, identityOf(kPanelServiceClass)); }
-
-  static memory_registry::DeviceId publish(const char* className = kPanelServiceClass) {
-    memory_registry::Device device;
-    device.className = className;
-    device.properties = interfaceProperties();
-    return memory_registry::publish(std::move(device));
-  }
-
-  static void sendNotification(memory_registry::DeviceId device, std::uint32_t number) {
-    std::vector<std::uint8_t> argument(36);
-    wire::store<std::uint32_t>(argument, 0, 36);
-    wire::store<std::uint32_t>(argument, 4, number);
-    memory_registry::sendMessage(device, kDriverMessage, argument);
-  }
-
-  static std::size_t kept() {
-    return kVqapiDeviceLimit - static_cast<std::size_t>(std::count(vqapiDeviceMap.begin(),
-                                                                   vqapiDeviceMap.end(), nullptr));
-  }
-
-  std::vector<VQAPI_CBEvent> kinds() const {
-    std::vector<VQAPI_CBEvent> kinds;
-    for (const Event& event : events) kinds.push_back(event.event);
-    return kinds;
-  }
-
-  static void record(void* context, USBDevice* device, VQAPI_CBEvent event) {
-    auto* self = static_cast<Discovery*>(context);
-    self->events.push_back({device, event});
-    if (self->onEvent) self->onEvent(device, event);
-  }
-
-  std::vector<Event> events;
-  std::function<void(USBDevice* device, VQAPI_CBEvent event)> onEvent;
-};
 
 // --- Start and stop ---
 
@@ -501,83 +437,5 @@ INSTANTIATE_TEST_SUITE_P(AtEachStep, FailingStart,
                                          Operation::kGetRunLoopSource,
                                          Operation::kAddPublishNotification,
                                          Operation::kAddTerminateNotification));
-
-// --- Messages of the driver ---
-
-class DriverMessages : public Discovery {
- protected:
-  DriverMessages() {
-    id = publish();
-    start();
-    events.clear();
-  }
-
-  // The event, 0 for none, that a message gives.
-  int eventFor(natural_t type, const std::vector<std::uint8_t>& argument) {
-    events.clear();
-    memory_registry::sendMessage(id, type, argument);
-    manual_run_loop::performAll();
-    EXPECT_LE(events.size(), 1u);
-    return events.empty() ? 0 : events.front().event;
-  }
-
-  static std::vector<std::uint8_t> messageOf(std::uint32_t size, std::uint32_t number,
-                                             std::size_t length = 36) {
-    std::vector<std::uint8_t> argument(length);
-    wire::store(argument, 0, size);
-    wire::store(argument, 4, number);
-    return argument;
-  }
-
-  memory_registry::DeviceId id = 0;
-};
-
-TEST_F(DriverMessages, EachNotificationNumberGivesItsEvent) {
-  const std::map<std::uint32_t, int> expected = {{3, 3},  {49, 3}, {50, 3}, {55, 3}, {56, 3},
-                                                 {34, 4}, {14, 5}, {35, 6}, {48, 7}};
-  for (std::uint32_t number = 0; number < 300; ++number) {
-    const auto entry = expected.find(number);
-    EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, number)),
-              entry == expected.end() ? 0 : entry->second)
-        << number;
-  }
-  EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, 0xffffffff)), 0);
-}
-
-TEST_F(DriverMessages, TheEventIsAboutTheDeviceWhoseDriverSentIt) {
-  const auto second = publish();
-  manual_run_loop::performAll();
-  events.clear();
-  sendNotification(second, 48);
-  manual_run_loop::performAll();
-  EXPECT_THAT(events, ElementsAre(Event{vqapiDeviceMap[1], VQAPI_CB_Notify7}));
-}
-
-TEST_F(DriverMessages, ARecordWhoseFirstWordIsNot36GivesNone) {
-  for (const std::uint32_t size : {0u, 35u, 37u, 0x24000000u}) {
-    EXPECT_EQ(eventFor(kDriverMessage, messageOf(size, 3)), 0) << size;
-  }
-}
-
-TEST_F(DriverMessages, ARecordShorterThanItSaysGivesNone) {
-  for (const std::size_t length : {0u, 4u, 8u, 35u}) {
-    EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, 3, length)), 0) << length;
-  }
-}
-
-TEST_F(DriverMessages, BytesAfterTheRecordAreIgnored) {
-  EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, 3, 64)), VQAPI_CB_Changed);
-}
-
-TEST_F(DriverMessages, AMessageOfAnotherTypeGivesNone) {
-  for (const natural_t type : {0u, 0xe0000010u, 0xe0000131u}) {
-    EXPECT_EQ(eventFor(type, messageOf(36, 3)), 0) << type;
-  }
-}
-
-TEST_F(DriverMessages, WithoutADeviceNothingHappens) {
-  USBDevice::ServiceInterestCallback(nullptr, 0, kDriverMessage, messageOf(36, 3));
-  EXPECT_THAT(events, IsEmpty());
-}
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <array>
 #include <numeric>
 
-#include "device/device_fixture.h"
+#include "device/testing/device_fixture.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <ostream>
 
-#include "device/device_fixture.h"
+#include "device/testing/device_fixture.h"
 
 struct VQ_LevelInfoExtended1 {
   int untouched = 5;

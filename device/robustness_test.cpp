@@ -6,8 +6,8 @@
 #include <array>
 #include <random>
 
-#include "device/device_fixture.h"
 #include "device/discovery.h"
+#include "device/testing/device_fixture.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <bit>
 
-#include "device/device_fixture.h"
+#include "device/testing/device_fixture.h"
 
 namespace {
 

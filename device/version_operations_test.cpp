@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "device/device_fixture.h"
+#include "device/testing/device_fixture.h"
 
 namespace {
 
