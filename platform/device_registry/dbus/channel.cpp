@@ -1,0 +1,87 @@
+#include "platform/device_registry/dbus/channel.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <vector>
+
+namespace device_registry {
+
+namespace {
+
+short eventsNow(int socket, short events) {
+  pollfd watched{socket, events, 0};
+  return poll(&watched, 1, 0) > 0 ? watched.revents : short{0};
+}
+
+bool shouldTryAgain() { return errno == EINTR || errno == EAGAIN; }
+
+}  // namespace
+
+std::optional<Channel> Channel::fromDriver(int descriptor) {
+  Descriptor copy(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+  int type = 0;
+  socklen_t size = sizeof type;
+  if (getsockopt(copy.get(), SOL_SOCKET, SO_TYPE, &type, &size) != 0 || type != SOCK_SEQPACKET) {
+    return std::nullopt;
+  }
+  return Channel(std::move(copy));
+}
+
+bool Channel::isQuiet() const { return eventsNow(socket_.get(), POLLIN | POLLRDHUP) == 0; }
+
+IOReturn Channel::exchange(std::uint32_t selector, std::span<const std::uint8_t> input,
+                           std::span<std::uint8_t> output, std::size_t* outputSize,
+                           const Deadline& deadline) {
+  if (const IOReturn result = send(selector, input, deadline)) return result;
+  return receive(output, outputSize, deadline);
+}
+
+IOReturn Channel::wait(short events, const Deadline& deadline) const {
+  if (deadline.hasPassed()) return kIOReturnTimeout;
+  pollfd watched{socket_.get(), events, 0};
+  poll(&watched, 1, deadline.milliseconds());
+  return kIOReturnSuccess;
+}
+
+IOReturn Channel::send(std::uint32_t selector, std::span<const std::uint8_t> input,
+                       const Deadline& deadline) {
+  std::array<std::uint8_t, 4> head{};
+  for (std::size_t i = 0; i < head.size(); ++i) {
+    head[i] = static_cast<std::uint8_t>(selector >> (8 * i));
+  }
+  std::vector<std::uint8_t> packet(head.begin(), head.end());
+  packet.insert(packet.end(), input.begin(), input.end());
+  // A driver that is gone makes this fail instead of ending the program with a signal.
+  while (::send(socket_.get(), packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0) {
+    if (!shouldTryAgain()) return kIOReturnError;
+    if (const IOReturn result = wait(POLLOUT, deadline)) return result;
+  }
+  return kIOReturnSuccess;
+}
+
+IOReturn Channel::receive(std::span<std::uint8_t> output, std::size_t* outputSize,
+                          const Deadline& deadline) {
+  std::vector<std::uint8_t> packet(output.size());
+  ssize_t size = -1;
+  do {
+    if (const IOReturn result = wait(POLLIN, deadline)) return result;
+    // The answer's own size is returned also when it is larger than the packet.
+    size = recv(socket_.get(), packet.data(), packet.size(), MSG_TRUNC | MSG_DONTWAIT);
+    if (size < 0 && !shouldTryAgain()) return kIOReturnError;
+  } while (size < 0);
+  // An empty answer and the end of the channel read alike; only the end stays.
+  if (size == 0 && eventsNow(socket_.get(), POLLRDHUP) != 0) return kIOReturnError;
+  const auto answered = static_cast<std::size_t>(size);
+  if (answered > output.size()) return kIOReturnOverrun;
+  std::copy_n(packet.begin(), answered, output.begin());
+  *outputSize = answered;
+  return kIOReturnSuccess;
+}
+
+}  // namespace device_registry

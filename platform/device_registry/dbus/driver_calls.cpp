@@ -1,0 +1,94 @@
+#include "platform/device_registry/dbus/driver_calls.h"
+
+#include <array>
+#include <utility>
+
+#include "platform/device_registry/dbus/driver_protocol.h"
+#include "platform/device_registry/dbus/property_values.h"
+
+namespace device_registry {
+
+namespace {
+
+constexpr const char* kPropertiesInterface = "org.freedesktop.DBus.Properties";
+
+int keepReply(sd_bus_message* message, void* reply, sd_bus_error*) noexcept {
+  static_cast<BusMessage*>(reply)->reset(sd_bus_message_ref(message));
+  return 0;
+}
+
+}  // namespace
+
+bool DriverCalls::connect() {
+  bus_ = openSessionBus();
+  return bus_ != nullptr;
+}
+
+void DriverCalls::setOwner(std::string owner) {
+  owner_ = std::move(owner);
+  silence_ = Pause();
+}
+
+BusMessage DriverCalls::newCall(const std::string& path, const char* interface,
+                                const char* member) const {
+  sd_bus_message* message = nullptr;
+  sd_bus_message_new_method_call(bus_.get(), &message, owner_.c_str(), path.c_str(), interface,
+                                 member);
+  return BusMessage(message);
+}
+
+IOReturn DriverCalls::call(sd_bus_message* request, const Deadline& deadline, BusMessage* reply) {
+  if (silence_.isRunning()) return kIOReturnTimeout;
+  BusMessage received;
+  sd_bus_slot* pending = nullptr;
+  if (sd_bus_call_async(bus_.get(), &pending, request, keepReply, &received, UINT64_MAX) < 0) {
+    return kIOReturnError;
+  }
+  const BusSlot slot(pending);  // a reply that comes later finds nobody
+  while (!received) {
+    const int processed = sd_bus_process(bus_.get(), nullptr);
+    if (processed < 0) return kIOReturnError;
+    if (received) break;
+    if (deadline.hasPassed()) {
+      silence_.start(kRegistryReopenIntervalMs);
+      return kIOReturnTimeout;
+    }
+    if (processed == 0) waitForBuses(std::array{bus_.get()}, deadline);
+  }
+  if (sd_bus_message_is_method_error(received.get(), nullptr)) return kIOReturnError;
+  *reply = std::move(received);
+  return kIOReturnSuccess;
+}
+
+IOReturn DriverCalls::readProperties(const std::string& path, CFDictionary* properties) {
+  const Deadline deadline(kRegistryCallLimitMs);
+  const BusMessage request = newCall(path, kPropertiesInterface, "Get");
+  if (sd_bus_message_append(request.get(), "ss", kServiceInterface, "Properties") < 0) {
+    return kIOReturnError;
+  }
+  BusMessage reply;
+  if (const IOReturn result = call(request.get(), deadline, &reply)) return result;
+  if (sd_bus_message_enter_container(reply.get(), SD_BUS_TYPE_VARIANT, "a{sv}") <= 0) {
+    return kIOReturnError;
+  }
+  auto values = readDictionary(reply.get());
+  if (!values) return kIOReturnError;
+  *properties = std::move(*values);
+  return kIOReturnSuccess;
+}
+
+IOReturn DriverCalls::open(const std::string& path, std::uint32_t type, const Deadline& deadline,
+                           std::optional<Channel>* channel) {
+  const BusMessage request = newCall(path, kServiceInterface, "Open");
+  if (sd_bus_message_append(request.get(), "u", type) < 0) return kIOReturnError;
+  BusMessage reply;
+  if (const IOReturn result = call(request.get(), deadline, &reply)) return result;
+  int descriptor = -1;  // stays the message's
+  if (sd_bus_message_read(reply.get(), "h", &descriptor) <= 0) return kIOReturnError;
+  auto opened = Channel::fromDriver(descriptor);
+  if (!opened) return kIOReturnError;
+  *channel = std::move(opened);
+  return kIOReturnSuccess;
+}
+
+}  // namespace device_registry

@@ -1,0 +1,45 @@
+// Calls to the driver service that wait for the reply.
+//
+// They have a bus connection of their own, on which nothing but replies arrives. So waiting for one
+// neither swallows nor reorders what the drivers announce meanwhile on the other connection.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "platform/device_registry/dbus/bus_handles.h"
+#include "platform/device_registry/dbus/channel.h"
+#include "platform/device_registry/device_registry.h"
+
+namespace device_registry {
+
+class DriverCalls {
+ public:
+  // Begins to connect; false when there is no bus. The connection has to be processed until it is
+  // ready before the first call.
+  bool connect();
+  sd_bus* bus() const { return bus_.get(); }
+
+  // The unique name of the driver service, to which all calls go; empty for none. A new owner is
+  // not taken for hung because the one before was.
+  void setOwner(std::string owner);
+
+  // Failure leaves `properties` untouched.
+  IOReturn readProperties(const std::string& path, CFDictionary* properties);
+  // Failure leaves `channel` untouched.
+  IOReturn open(const std::string& path, std::uint32_t type, const Deadline& deadline,
+                std::optional<Channel>* channel);
+
+ private:
+  BusMessage newCall(const std::string& path, const char* interface, const char* member) const;
+  // Sends `request` and waits for the reply. Once a driver has let the time pass, calls fail at
+  // once for kRegistryReopenIntervalMs: a panel that makes many must not wait for each.
+  IOReturn call(sd_bus_message* request, const Deadline& deadline, BusMessage* reply);
+
+  Bus bus_;
+  std::string owner_;
+  Pause silence_;
+};
+
+}  // namespace device_registry

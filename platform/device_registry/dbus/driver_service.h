@@ -1,0 +1,57 @@
+// One service that the driver publishes, and connections to it.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "platform/device_registry/core/service.h"
+#include "platform/device_registry/dbus/channel.h"
+#include "platform/device_registry/dbus/driver_calls.h"
+
+namespace device_registry {
+
+class DriverService : public Service {
+ public:
+  // `calls` outlives the service's presence.
+  DriverService(std::shared_ptr<Numbers> numbers, std::string className, std::string path,
+                DriverCalls& calls)
+      : Service(numbers, std::move(className)),
+        numbers_(std::move(numbers)),
+        path_(std::move(path)),
+        calls_(calls) {}
+
+  // Asks the driver each time, so that the answer is never stale.
+  IOReturn readProperties(CFDictionary* properties) override;
+  IOReturn open(std::uint32_t type, std::shared_ptr<Connection>* connection) override;
+
+ private:
+  std::shared_ptr<Numbers> numbers_;
+  std::string path_;
+  DriverCalls& calls_;
+};
+
+class DriverConnection : public Connection {
+ public:
+  DriverConnection(std::shared_ptr<Numbers> numbers, std::string path, std::uint32_t type,
+                   DriverCalls& calls, std::optional<Channel> channel)
+      : Connection(std::move(numbers)),
+        path_(std::move(path)),
+        type_(type),
+        calls_(calls),
+        channel_(std::move(channel)) {}
+
+  IOReturn call(std::uint32_t selector, std::span<const std::uint8_t> input,
+                std::span<std::uint8_t> output, std::size_t* outputSize) override;
+
+ private:
+  IOReturn reopen(const Deadline& deadline);
+
+  std::string path_;
+  std::uint32_t type_;
+  DriverCalls& calls_;
+  std::optional<Channel> channel_;  // nothing after a failure
+  Pause reopened_;
+};
+
+}  // namespace device_registry

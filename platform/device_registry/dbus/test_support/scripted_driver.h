@@ -1,0 +1,140 @@
+// A driver service whose every answer a test can script, also the wrong ones. It is written on the
+// bus library directly, so that it can send what a well-behaved service never would.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/device_registry/core/descriptor.h"
+#include "platform/values/values.h"
+
+namespace scripted_driver {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// What a script returns that leaves the caller without a reply.
+inline constexpr int kNoReply = -1000000;
+
+struct Service {
+  std::string className;
+  CFDictionary properties;
+
+  // Each request that arrives on a channel. The answer is sent; nothing sends none. Without a
+  // script requests come back unchanged.
+  std::function<std::optional<Bytes>(std::uint32_t selector, const Bytes& request)> respond;
+  // The same with the channel's socket at hand; false closes the channel.
+  std::function<bool(int socket, const Bytes& request)> handle;
+  // A call of Open: the descriptor to hand out, which is then closed here; negative for an error
+  // reply. Without a script a channel is opened.
+  std::function<int(std::uint32_t type)> open;
+  // Appends the variant that is the reply to a property read; negative for an error reply.
+  std::function<int(sd_bus_message* reply)> read;
+  // Appends the interfaces with which the service is announced ("a{sa{sv}}").
+  std::function<int(sd_bus_message* message)> announce;
+};
+
+// Appends `dictionary` as "a{sv}"; numbers as 32-bit, or 64-bit where they need it.
+int appendDictionary(sd_bus_message* message, const CFDictionary& dictionary);
+
+// Sends one packet; the driver's half of an answer.
+void sendPacket(int socket, std::span<const std::uint8_t> packet);
+
+class Driver {
+ public:
+  // Connects to the bus at `address` without a name.
+  explicit Driver(const std::string& address);
+  ~Driver();
+  Driver(const Driver&) = delete;
+  Driver& operator=(const Driver&) = delete;
+
+  void claimName();
+  void dropName();
+
+  // Publishes at the path /com/vantrel/Driver1/NAME and announces it.
+  void publish(const std::string& name, Service service);
+  void terminate(const std::string& name);
+  void sendMessage(const std::string& name, std::uint32_t type,
+                   std::span<const std::uint8_t> bytes);
+  // Sends a signal as it is; `append` fills it.
+  void sendSignal(const std::string& path, const char* interface, const char* member,
+                  const std::function<int(sd_bus_message*)>& append);
+  void announce(const std::string& path, const std::function<int(sd_bus_message*)>& interfaces);
+  void announceRemoval(const std::string& path, const char* interface);
+  Service& service(const std::string& name) { return services_.at(name); }
+  std::size_t openChannels() const { return channels_.size(); }
+
+  // Opens a channel to a service and returns the client's end.
+  int openChannel(const std::string& name);
+
+  // Serves until `stop` reads as ready.
+  void run(int stop);
+  // Serves what is there, waiting at most until one of the sources or `also` is ready.
+  void runOnce(int also);
+
+ private:
+  struct Channel {
+    device_registry::Descriptor socket;
+    std::string service;
+  };
+  static int received(sd_bus_message* message, void* self, sd_bus_error* error);
+  int reply(sd_bus_message* call);
+  int replyToOpen(sd_bus_message* call, const std::string& name);
+  int replyToRead(sd_bus_message* call, const std::string& name);
+  int replyWithAll(sd_bus_message* call);
+  bool serve(Channel& channel);
+
+  sd_bus* bus_ = nullptr;
+  bool lost_ = false;  // the bus went away
+  std::map<std::string, Service> services_;
+  std::vector<std::unique_ptr<Channel>> channels_;
+};
+
+// A driver on a thread of its own.
+class DriverThread {
+ public:
+  explicit DriverThread(const std::string& address);
+  ~DriverThread();
+
+  // Runs `action` on the driver's thread and returns when it is done and everything it sent has
+  // passed the bus.
+  void perform(const std::function<void(Driver&)>& action);
+  // Starts `action` on the driver's thread and returns at once: with an action that waits, the
+  // driver hangs.
+  std::future<void> start(std::function<void(Driver&)> action);
+
+ private:
+  void run(const std::string& address);
+
+  device_registry::Descriptor wake_;
+  std::mutex mutex_;
+  std::vector<std::packaged_task<void(Driver&)>> actions_;
+  bool stopping_ = false;
+  std::thread thread_;
+};
+
+// A driver in a process of its own, which can die. `prepare` runs in it before it serves and
+// publishes what it likes; it may capture what it needs. To be made before the registry is opened,
+// so that the process inherits nothing of it.
+class DriverProcess {
+ public:
+  DriverProcess(const std::string& address, const std::function<void(Driver&)>& prepare);
+  ~DriverProcess();
+  // Kills it, wherever it is.
+  void kill();
+
+ private:
+  pid_t process_ = -1;
+};
+
+}  // namespace scripted_driver
