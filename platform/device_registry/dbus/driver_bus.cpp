@@ -49,8 +49,10 @@ std::optional<std::string> readClassName(sd_bus_message* message) {
   return className;
 }
 
+// Whether an object is one of those below the object manager.
 bool isServicePath(std::string_view path) {
-  return path.starts_with(kDriverPath) && path.substr(std::string_view(kDriverPath).size()) > "/";
+  const std::string folder = std::string(kDriverPath) + "/";
+  return path.size() > folder.size() && path.starts_with(folder);
 }
 
 }  // namespace

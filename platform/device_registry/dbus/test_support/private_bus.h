@@ -17,6 +17,9 @@ class PrivateBus {
 
   const std::string& address() const { return address_; }
 
+  // Where its files are; removed with the bus.
+  const std::string& folder() const { return folder_; }
+
   // From now on the bus starts `command` when somebody asks for the name.
   void makeActivatable(const std::string& name, const std::string& command);
 

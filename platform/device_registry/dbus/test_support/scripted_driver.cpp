@@ -213,7 +213,7 @@ bool Driver::serve(Channel& channel) {
 int Driver::received(sd_bus_message* message, void* self, sd_bus_error*) {
   if (sd_bus_message_is_method_call(message, nullptr, nullptr) <= 0) return 0;
   const int result = static_cast<Driver*>(self)->reply(message);
-  if (result < 0 && result != kNoReply) {
+  if (result < 0) {
     sd_bus_reply_method_errorf(message, "com.vantrel.Driver1.Failed", "scripted");
   }
   return 1;
@@ -223,6 +223,7 @@ int Driver::reply(sd_bus_message* call) {
   const std::string_view member = sd_bus_message_get_member(call);
   const std::string path = sd_bus_message_get_path(call);
   if (member == "GetManagedObjects") return replyWithAll(call);
+  ++callsToServices_;
   const std::string prefix = pathOf("");
   if (!path.starts_with(prefix) || !services_.contains(path.substr(prefix.size()))) return -1;
   const std::string name = path.substr(prefix.size());
@@ -242,28 +243,32 @@ int Driver::replyToOpen(sd_bus_message* call, const std::string& name) {
 }
 
 int Driver::replyToRead(sd_bus_message* call, const std::string& name) {
-  sd_bus_message* reply = nullptr;
-  check(sd_bus_message_new_method_return(call, &reply), "reply");
   const auto script = services_.at(name).read;
-  const int result =
-      script ? script(reply) : appendVariant(reply, CFValue(services_.at(name).properties));
-  const int sent = result < 0 ? result : sd_bus_send(bus_, reply, nullptr);
-  sd_bus_message_unref(reply);
-  return sent;
+  if (script) return replyWith(call, script);
+  return replyWith(call, [this, &name](sd_bus_message* reply) {
+    return appendVariant(reply, CFValue(services_.at(name).properties));
+  });
 }
 
 int Driver::replyWithAll(sd_bus_message* call) {
+  if (listing_) return replyWith(call, listing_);
+  return replyWith(call, [this](sd_bus_message* reply) {
+    sd_bus_message_open_container(reply, 'a', "{oa{sa{sv}}}");
+    for (const auto& [name, service] : services_) {
+      sd_bus_message_open_container(reply, 'e', "oa{sa{sv}}");
+      sd_bus_message_append(reply, "o", pathOf(name).c_str());
+      appendInterfaces(reply, service);
+      sd_bus_message_close_container(reply);
+    }
+    return sd_bus_message_close_container(reply);
+  });
+}
+
+int Driver::replyWith(sd_bus_message* call, const std::function<int(sd_bus_message*)>& append) {
   sd_bus_message* reply = nullptr;
   check(sd_bus_message_new_method_return(call, &reply), "reply");
-  sd_bus_message_open_container(reply, 'a', "{oa{sa{sv}}}");
-  for (const auto& [name, service] : services_) {
-    sd_bus_message_open_container(reply, 'e', "oa{sa{sv}}");
-    sd_bus_message_append(reply, "o", pathOf(name).c_str());
-    appendInterfaces(reply, service);
-    sd_bus_message_close_container(reply);
-  }
-  check(sd_bus_message_close_container(reply), "objects");
-  const int sent = sd_bus_send(bus_, reply, nullptr);
+  const int result = append(reply);
+  const int sent = result < 0 ? result : sd_bus_send(bus_, reply, nullptr);
   sd_bus_message_unref(reply);
   return sent;
 }

@@ -23,9 +23,6 @@ namespace scripted_driver {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// What a script returns that leaves the caller without a reply.
-inline constexpr int kNoReply = -1000000;
-
 struct Service {
   std::string className;
   CFDictionary properties;
@@ -72,10 +69,18 @@ class Driver {
   void announce(const std::string& path, const std::function<int(sd_bus_message*)>& interfaces);
   void announceRemoval(const std::string& path, const char* interface);
   Service& service(const std::string& name) { return services_.at(name); }
+  void closeChannels() { channels_.clear(); }
   std::size_t openChannels() const { return channels_.size(); }
 
   // Opens a channel to a service and returns the client's end.
   int openChannel(const std::string& name);
+
+  // Fills the reply to GetManagedObjects instead of the list; negative for an error reply.
+  void scriptListing(std::function<int(sd_bus_message*)> script) { listing_ = std::move(script); }
+
+  // How many calls reached it that concern one service.
+  int callsToServices() const { return callsToServices_; }
+  sd_bus* bus() { return bus_; }
 
   // Serves until `stop` reads as ready.
   void run(int stop);
@@ -92,10 +97,13 @@ class Driver {
   int replyToOpen(sd_bus_message* call, const std::string& name);
   int replyToRead(sd_bus_message* call, const std::string& name);
   int replyWithAll(sd_bus_message* call);
+  int replyWith(sd_bus_message* call, const std::function<int(sd_bus_message*)>& append);
   bool serve(Channel& channel);
 
   sd_bus* bus_ = nullptr;
   bool lost_ = false;  // the bus went away
+  int callsToServices_ = 0;
+  std::function<int(sd_bus_message*)> listing_;
   std::map<std::string, Service> services_;
   std::vector<std::unique_ptr<Channel>> channels_;
 };

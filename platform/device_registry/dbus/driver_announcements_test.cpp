@@ -1,0 +1,359 @@
+// How the comings and goings of drivers and services on the bus become notifications.
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <cstdlib>
+
+#include "platform/device_registry/core/descriptor.h"
+#include "platform/device_registry/dbus/test_support/dbus_fixture.h"
+
+namespace {
+
+using device_registry::Descriptor;
+using testing::ElementsAre;
+using testing::Pair;
+
+constexpr const char* kManagerPath = "/com/vantrel/Driver1";
+constexpr const char* kManagerInterface = "org.freedesktop.DBus.ObjectManager";
+constexpr const char* kServiceInterface = "com.vantrel.Driver1.Service";
+
+// The interfaces of a service of the test class ("a{sa{sv}}").
+int appendService(sd_bus_message* m) {
+  return sd_bus_message_append(m, "a{sa{sv}}", 1, kServiceInterface, 1, "ClassName", "s",
+                               kTestClass);
+}
+
+class DriverAnnouncements : public DbusTest {
+ protected:
+  // Nothing that the driver has sent so far was told to the client.
+  void expectQuiet(int come, int gone) {
+    ASSERT_TRUE(arriveFrom(driver_));
+    client_.source().perform();
+    EXPECT_EQ(client_.come, come);
+    EXPECT_EQ(client_.gone, gone);
+    EXPECT_FALSE(client_.isReady());
+  }
+};
+
+TEST(SessionBus, ThatDoesNotExistFailsTheRegistry) {
+  setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+  mach_port_t port = 1;
+  EXPECT_NE(IOMasterPort(&port), kIOReturnSuccess);
+  EXPECT_EQ(port, 0u);
+}
+
+TEST(SessionBus, ThatNeverAnswersFailsTheRegistryWithinTheLimit) {
+  const Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const std::string name = "device-registry-test-" + std::to_string(getpid());
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  name.copy(address.sun_path + 1, name.size());  // an abstract name needs no file
+  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
+  ASSERT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
+  ASSERT_EQ(listen(listener.get(), 4), 0);
+  setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:abstract=" + name).c_str(), 1);
+  mach_port_t port = 1;
+  IOReturn result = kIOReturnSuccess;
+  EXPECT_LE(millisecondsOf([&] { result = IOMasterPort(&port); }), kCallBoundMs);
+  EXPECT_EQ(result, kIOReturnTimeout);
+  EXPECT_EQ(port, 0u);
+}
+
+TEST_F(DriverAnnouncements, WithoutADriverTheRegistryOpensAtOnceAndSeesItComeLater) {
+  EXPECT_LE(millisecondsOf([this] { EXPECT_EQ(client_.open(), kIOReturnSuccess); }),
+            kRegistryCallLimitMs);
+  EXPECT_EQ(client_.come, 0);
+  startDriver();
+  EXPECT_TRUE(client_.waitUntil([this] { return client_.come == 1; }));
+}
+
+TEST_F(DriverAnnouncements, AnInstalledDriverIsStarted) {
+  const std::string started = bus_.folder() + "/started";
+  ASSERT_EQ(mkfifo(started.c_str(), 0600), 0);
+  const Descriptor reader(open(started.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  bus_.makeActivatable("com.vantrel.Driver1", "/bin/sh -c \"echo > " + started + "\"");
+  EXPECT_LE(millisecondsOf([this] { EXPECT_EQ(client_.open(), kIOReturnSuccess); }), kCallBoundMs);
+  pollfd watched{reader.get(), POLLIN, 0};
+  EXPECT_EQ(poll(&watched, 1, kArrivalLimitMs), 1);
+}
+
+TEST_F(DriverAnnouncements, ADriverThatIsSlowAtFirstIsListedWhenItAnswers) {
+  startDriver();
+  std::promise<void> release = hang();
+  EXPECT_LE(millisecondsOf([this] { EXPECT_EQ(client_.open(), kIOReturnSuccess); }), kCallBoundMs);
+  EXPECT_EQ(client_.come, 0);
+  release.set_value();
+  EXPECT_TRUE(client_.waitUntil([this] { return client_.come == 1; }));
+}
+
+TEST_F(DriverAnnouncements, TheLossOfTheNameTerminatesAllAndItsReturnListsThemAnew) {
+  startAll();
+  driver_.perform([](Driver& driver) { driver.dropName(); });
+  EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
+  driver_.perform([](Driver& driver) { driver.claimName(); });
+  EXPECT_TRUE(client_.waitUntil([this] { return client_.come == 2; }));
+  EXPECT_NE(client_.services.front(), client_.services.back());
+  CFDictionary properties;
+  EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.services.back(), &properties),
+            kIOReturnSuccess);
+}
+
+TEST_F(DriverAnnouncements, ANewDriverIsNotTakenForHungBecauseTheOneBeforeWas) {
+  startAll();
+  std::promise<void> release = hang();
+  CFDictionary properties;
+  EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnTimeout);
+  release.set_value();
+  driver_.perform([](Driver& driver) {
+    driver.dropName();
+    driver.claimName();
+  });
+  EXPECT_TRUE(client_.waitUntil([this] { return client_.come == 2; }));
+  EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.services.back(), &properties),
+            kIOReturnSuccess);
+}
+
+TEST_F(DriverAnnouncements, TheLossOfTheBusTerminatesAllAndLeavesTheLoopQuiet) {
+  startAll();
+  io_connect_t connection = 0;
+  ASSERT_EQ(IOServiceOpen(client_.service(), 2, &connection), kIOReturnSuccess);
+  bus_.stop();
+  EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
+  EXPECT_FALSE(client_.isReady());
+  io_connect_t second = 0;
+  std::size_t size = 0;
+  EXPECT_EQ(IOServiceOpen(client_.service(), 2, &second), kIOReturnNoDevice);
+  EXPECT_EQ(IOConnectMethodStructureIStructureO(connection, 0, {}, {}, &size), kIOReturnNoDevice);
+  EXPECT_EQ(IOServiceClose(connection), kIOReturnSuccess);
+}
+
+TEST_F(DriverAnnouncements, ALossOfTheBusThatIsNotYetNoticedFailsCallsWithoutDelay) {
+  startAll();
+  bus_.stop();
+  CFDictionary properties;
+  io_connect_t connection = 0;
+  EXPECT_LE(millisecondsOf([&] {
+              EXPECT_NE(IORegistryEntryCreateCFProperties(client_.service(), &properties),
+                        kIOReturnSuccess);
+              EXPECT_NE(IOServiceOpen(client_.service(), 2, &connection), kIOReturnSuccess);
+            }),
+            kAtOnceMs);
+}
+
+TEST_F(DriverAnnouncements, AfterTheLossOfTheBusTheRegistryCanBeOpenedOnAnother) {
+  startAll();
+  bus_.stop();
+  EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
+  client_.close();
+  PrivateBus other;
+  EXPECT_EQ(client_.open(), kIOReturnSuccess);
+}
+
+TEST_F(DriverAnnouncements, AServiceAnnouncedTwiceIsPublishedOnce) {
+  startAll();
+  driver_.perform([](Driver& driver) {
+    driver.announce(std::string(kManagerPath) + "/Device", appendService);
+  });
+  expectQuiet(1, 0);
+}
+
+TEST_F(DriverAnnouncements, TheRemovalOfAnUnknownServiceOrOfAnotherInterfaceIsIgnored) {
+  startAll();
+  driver_.perform([](Driver& driver) {
+    driver.announceRemoval(std::string(kManagerPath) + "/Unknown", kServiceInterface);
+    driver.announceRemoval(std::string(kManagerPath) + "/Device", "com.example.Other");
+  });
+  expectQuiet(1, 0);
+}
+
+TEST_F(DriverAnnouncements, ObjectsThatAreNoServicesAreIgnored) {
+  startAll();
+  driver_.perform([](Driver& driver) {
+    const std::string below = std::string(kManagerPath) + "/";
+    driver.announce(below + "A", [](sd_bus_message* m) {
+      return sd_bus_message_append(m, "a{sa{sv}}", 1, "com.example.Other", 1, "ClassName", "s",
+                                   kTestClass);
+    });
+    driver.announce(below + "B",
+                    [](sd_bus_message* m) { return sd_bus_message_append(m, "a{sa{sv}}", 0); });
+    driver.announce("/com/vantrel/Driver10/C", appendService);
+    driver.announce(kManagerPath, appendService);
+  });
+  expectQuiet(1, 0);
+}
+
+TEST_F(DriverAnnouncements, AServiceAmongOtherInterfacesIsFound) {
+  startAll();
+  driver_.perform([](Driver& driver) {
+    driver.announce(std::string(kManagerPath) + "/Second", [](sd_bus_message* m) {
+      return sd_bus_message_append(m, "a{sa{sv}}", 3, "a.Before", 1, "X", "(ii)", 1, 2,
+                                   kServiceInterface, 2, "Properties", "a{sv}", 0, "ClassName", "s",
+                                   kTestClass, "z.After", 0);
+    });
+  });
+  expectQuiet(2, 0);
+}
+
+TEST_F(DriverAnnouncements, AServiceWithoutAUsableClassNameMatchesNothing) {
+  const auto withClassName = [](std::function<int(sd_bus_message*)> append) {
+    Service service;
+    service.announce = std::move(append);
+    return service;
+  };
+  driver_.perform([&](Driver& driver) {
+    driver.publish("Missing", withClassName([](sd_bus_message* m) {
+                     return sd_bus_message_append(m, "a{sa{sv}}", 1, kServiceInterface, 0);
+                   }));
+    driver.publish("Number", withClassName([](sd_bus_message* m) {
+                     return sd_bus_message_append(m, "a{sa{sv}}", 1, kServiceInterface, 1,
+                                                  "ClassName", "u", 5);
+                   }));
+    driver.publish("Empty", withClassName([](sd_bus_message* m) {
+                     return sd_bus_message_append(m, "a{sa{sv}}", 1, kServiceInterface, 1,
+                                                  "ClassName", "s", "");
+                   }));
+  });
+  startAll();
+  expectQuiet(1, 0);
+}
+
+TEST_F(DriverAnnouncements, AnnouncementsOfTheWrongShapeAreIgnored) {
+  startAll();
+  ASSERT_EQ(client_.addInterest(client_.service()), kIOReturnSuccess);
+  driver_.perform([](Driver& driver) {
+    const auto text = [](sd_bus_message* m) { return sd_bus_message_append(m, "s", "x"); };
+    const auto nothing = [](sd_bus_message*) { return 0; };
+    for (const char* member : {"InterfacesAdded", "InterfacesRemoved"}) {
+      driver.sendSignal(kManagerPath, kManagerInterface, member, text);
+      driver.sendSignal(kManagerPath, kManagerInterface, member, nothing);
+      driver.sendSignal(kManagerPath, kManagerInterface, member, [](sd_bus_message* m) {
+        return sd_bus_message_append(m, "os", "/com/vantrel/Driver1/Device", kServiceInterface);
+      });
+    }
+    const std::string device = std::string(kManagerPath) + "/Device";
+    driver.sendSignal(device, kServiceInterface, "Message", text);
+    driver.sendSignal(device, kServiceInterface, "Message", nothing);
+    driver.sendSignal(device, kServiceInterface, "Message",
+                      [](sd_bus_message* m) { return sd_bus_message_append(m, "u", 5); });
+    driver.sendMessage("Unknown", 6, Bytes{});
+  });
+  expectQuiet(1, 0);
+  EXPECT_THAT(client_.messages, testing::IsEmpty());
+}
+
+TEST_F(DriverAnnouncements, AListOfTheWrongShapeOrNoneIsTakenForEmpty) {
+  const std::vector<std::function<int(sd_bus_message*)>> listings{
+      [](sd_bus_message* m) { return sd_bus_message_append(m, "s", "x"); },
+      [](sd_bus_message*) { return 0; }, [](sd_bus_message*) { return -1; }};
+  startDriver();
+  for (const auto& listing : listings) {
+    driver_.perform([&](Driver& driver) { driver.scriptListing(listing); });
+    EXPECT_LE(millisecondsOf([this] { EXPECT_EQ(client_.open(), kIOReturnSuccess); }),
+              kRegistryCallLimitMs);
+    EXPECT_EQ(client_.come, 0);
+    client_.close();
+  }
+}
+
+TEST_F(DriverAnnouncements, AMessagesArgumentPassesAsItIsHoweverShort) {
+  startAll();
+  ASSERT_EQ(client_.addInterest(client_.service()), kIOReturnSuccess);
+  driver_.perform([](Driver& driver) {
+    driver.sendMessage("Device", 0xe0000130, Bytes{});
+    driver.sendMessage("Device", 0xe0000130, Bytes{36, 0, 0});
+  });
+  EXPECT_TRUE(client_.waitUntil([this] { return client_.messages.size() == 2; }));
+  EXPECT_THAT(client_.messages,
+              ElementsAre(Pair(0xe0000130, Bytes{}), Pair(0xe0000130, Bytes{36, 0, 0})));
+}
+
+// Signals can be addressed to one connection, past all matches.
+TEST_F(DriverAnnouncements, WhatAnotherSenderAnnouncesIsIgnored) {
+  startAll();
+  ASSERT_EQ(client_.addInterest(client_.service()), kIOReturnSuccess);
+  const auto sendToAll = [](sd_bus* bus, const char* path, const char* interface,
+                            const char* member, const auto& append) {
+    for (int number = 0; number < 20; ++number) {
+      const std::string name = ":1." + std::to_string(number);
+      sd_bus_message* m = nullptr;
+      sd_bus_message_new_signal(bus, &m, path, interface, member);
+      append(m);
+      sd_bus_send_to(bus, m, name.c_str(), nullptr);
+      sd_bus_message_unref(m);
+    }
+    sd_bus_flush(bus);
+  };
+  const std::string device = std::string(kManagerPath) + "/Device";
+  const std::string forged = std::string(kManagerPath) + "/Forged";
+  const auto forge = [&](sd_bus* bus) {
+    sendToAll(bus, kManagerPath, kManagerInterface, "InterfacesAdded", [&](sd_bus_message* m) {
+      sd_bus_message_append(m, "o", forged.c_str());
+      appendService(m);
+    });
+    sendToAll(bus, device.c_str(), kServiceInterface, "Message",
+              [](sd_bus_message* m) { sd_bus_message_append(m, "uay", 1, 1, 5); });
+    sendToAll(bus, kManagerPath, kManagerInterface, "InterfacesRemoved", [&](sd_bus_message* m) {
+      sd_bus_message_append(m, "oas", device.c_str(), 1, kServiceInterface);
+    });
+    // The bus has passed all of it on once it answers this.
+    ASSERT_GE(sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                 "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""),
+              0);
+  };
+  scripted_driver::DriverThread other(bus_.address());
+  other.perform([&](Driver& driver) { forge(driver.bus()); });
+  expectQuiet(1, 0);
+  EXPECT_THAT(client_.messages, testing::IsEmpty());
+  // The same from the driver counts, so the forgery was one that could have worked.
+  driver_.perform([&](Driver& driver) { forge(driver.bus()); });
+  EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
+  EXPECT_EQ(client_.come, 2);
+  EXPECT_EQ(client_.messages.size(), 1u);
+}
+
+TEST_F(DriverAnnouncements, TwoHundredServicesAreListedWithoutACallForEach) {
+  constexpr int kMany = 200;
+  driver_.perform([](Driver& driver) {
+    for (int i = 0; i < kMany; ++i) {
+      Service service = sane();
+      service.properties = {{"idVendor", 0x7f21}, {"idProduct", i}};
+      driver.publish("Device" + std::to_string(i), service);
+    }
+    driver.claimName();
+  });
+  EXPECT_LE(millisecondsOf([this] { EXPECT_EQ(client_.open(), kIOReturnSuccess); }), kCallBoundMs);
+  EXPECT_EQ(client_.come, kMany);
+  driver_.perform([](Driver& driver) { EXPECT_EQ(driver.callsToServices(), 0); });
+
+  std::vector<io_connect_t> connections;
+  for (const io_service_t service : client_.services) {
+    CFDictionary properties;
+    ASSERT_EQ(IORegistryEntryCreateCFProperties(service, &properties), kIOReturnSuccess);
+    ASSERT_EQ(IOServiceOpen(service, 2, &connections.emplace_back()), kIOReturnSuccess);
+  }
+  for (const io_connect_t connection : connections) {
+    std::array<std::uint8_t, 4> record{1, 2, 3, 4};
+    std::size_t size = 0;
+    EXPECT_EQ(IOConnectMethodStructureIStructureO(connection, 0, record, record, &size),
+              kIOReturnSuccess);
+    IOServiceClose(connection);
+  }
+  driver_.perform([](Driver& driver) { driver.dropName(); });
+  EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == kMany; }));
+}
+
+TEST_F(DriverAnnouncements, AFloodOfMessagesIsTakenInTurnsAndInOrder) {
+  constexpr std::uint32_t kMany = 3000;
+  startAll();
+  ASSERT_EQ(client_.addInterest(client_.service()), kIOReturnSuccess);
+  driver_.perform([](Driver& driver) {
+    for (std::uint32_t i = 0; i < kMany; ++i) driver.sendMessage("Device", i, Bytes{});
+  });
+  ASSERT_TRUE(client_.waitUntil([this] { return client_.messages.size() == kMany; }));
+  for (std::uint32_t i = 0; i < kMany; ++i) EXPECT_EQ(client_.messages[i].first, i);
+}
+
+}  // namespace

@@ -1,0 +1,399 @@
+// What a driver can do wrong with a connection, and how soon its caller is free again.
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <set>
+
+#include "platform/device_registry/core/descriptor.h"
+#include "platform/device_registry/dbus/test_support/dbus_fixture.h"
+
+namespace {
+
+using device_registry::Descriptor;
+using scripted_driver::sendPacket;
+using testing::AllOf;
+using testing::Ge;
+using testing::Le;
+
+using DriverFaults = DbusRequestTest;
+
+// The bounds of a call that waits out its limit.
+auto fullLimit() { return AllOf(Ge(kRegistryCallLimitMs - 1), Le(kCallBoundMs)); }
+
+TEST_F(DriverFaults, AMissingAnswerTimesOutWithinTheLimit) {
+  Service service = sane();
+  service.respond = [](auto, const auto&) { return std::nullopt; };
+  connect(service);
+  IOReturn result = kIOReturnSuccess;
+  EXPECT_THAT(millisecondsOf([&] { result = send(1); }), fullLimit());
+  EXPECT_EQ(result, kIOReturnTimeout);
+}
+
+TEST_F(DriverFaults, SignalsDoNotStretchTheLimit) {
+  struct sigaction action {};
+  action.sa_handler = [](int) {};
+  struct sigaction before {};
+  sigaction(SIGALRM, &action, &before);
+  const itimerval often{{0, 20000}, {0, 20000}};
+  Service service = sane();
+  service.respond = [](auto, const auto&) { return std::nullopt; };
+  connect(service);
+  setitimer(ITIMER_REAL, &often, nullptr);
+  IOReturn result = kIOReturnSuccess;
+  EXPECT_THAT(millisecondsOf([&] { result = send(1); }), fullLimit());
+  const itimerval never{};
+  setitimer(ITIMER_REAL, &never, nullptr);
+  sigaction(SIGALRM, &before, nullptr);
+  EXPECT_EQ(result, kIOReturnTimeout);
+}
+
+TEST_F(DriverFaults, ALateAnswerIsNotTakenForTheNextCalls) {
+  Descriptor late;  // the driver's end of the channel on which it owes an answer
+  Service service = sane();
+  service.handle = [&](int socket, const Bytes& request) {
+    if (request == Bytes{1}) {
+      late = Descriptor(dup(socket));
+    } else {
+      sendPacket(socket, request);
+    }
+    return true;
+  };
+  connect(service);
+  EXPECT_EQ(send(1), kIOReturnTimeout);
+  driver_.perform([&](Driver&) { sendPacket(late.get(), Bytes{1}); });
+  EXPECT_EQ(send(2), kIOReturnSuccess);
+  EXPECT_EQ(output_[0], 2);
+}
+
+TEST_F(DriverFaults, AnAnswerTooManyIsNotTakenForTheNextCalls) {
+  Service service = sane();
+  service.handle = [](int socket, const Bytes& request) {
+    sendPacket(socket, request);
+    if (request == Bytes{1}) sendPacket(socket, Bytes{99});
+    return true;
+  };
+  connect(service);
+  EXPECT_EQ(send(1), kIOReturnSuccess);
+  EXPECT_EQ(output_[0], 1);
+  driver_.perform([](Driver&) {});  // until both are sent
+  EXPECT_EQ(send(2), kIOReturnSuccess);
+  EXPECT_EQ(output_[0], 2);
+}
+
+TEST_F(DriverFaults, AChannelClosedInMidRequestFailsAtOnceAndTheNextCallOpensAnother) {
+  Service service = sane();
+  service.handle = [](int socket, const Bytes& request) {
+    if (request == Bytes{1}) return false;
+    sendPacket(socket, request);
+    return true;
+  };
+  connect(service);
+  IOReturn result = kIOReturnSuccess;
+  EXPECT_LE(millisecondsOf([&] { result = send(1); }), kAtOnceMs);
+  EXPECT_EQ(result, kIOReturnError);
+  EXPECT_EQ(send(2), kIOReturnSuccess);
+  EXPECT_EQ(output_[0], 2);
+}
+
+TEST_F(DriverFaults, AChannelClosedWhileNothingIsAskedIsOpenedAgainAsTheSameType) {
+  std::vector<std::uint32_t> types;
+  connect();
+  driver_.perform([&](Driver& driver) {
+    driver.service("Device").open = [&](std::uint32_t type) {
+      types.push_back(type);
+      return driver.openChannel("Device");
+    };
+    driver.closeChannels();
+  });
+  EXPECT_EQ(send(3), kIOReturnSuccess);
+  EXPECT_EQ(output_[0], 3);
+  EXPECT_THAT(types, testing::ElementsAre(2));
+}
+
+TEST_F(DriverFaults, AConnectionIsOpenedAgainOnceInTheIntervalAndCallsBetweenFailAtOnce) {
+  int requests = 0;
+  bool broken = true;
+  Service service = sane();
+  service.handle = [&](int socket, const Bytes& request) {
+    ++requests;
+    if (!broken) sendPacket(socket, request);
+    return !broken;
+  };
+  connect(service);
+  EXPECT_EQ(send(1), kIOReturnError);
+  EXPECT_EQ(send(1), kIOReturnError);
+  broken = false;
+  EXPECT_LE(millisecondsOf([&] { EXPECT_EQ(send(1), kIOReturnNotOpen); }), kAtOnceMs);
+  EXPECT_EQ(requests, 2);
+  waitForReopenInterval();
+  EXPECT_EQ(send(4), kIOReturnSuccess);
+  EXPECT_EQ(output_[0], 4);
+}
+
+TEST_F(DriverFaults, AHungDriverCostsALimitedTimeAndWorksAgainWithoutANewOpen) {
+  connect();
+  std::promise<void> release = hang();
+  CFDictionary properties{{"kept", 1}};
+  io_connect_t second = 0;
+  const auto request = [&] { EXPECT_EQ(send(1), kIOReturnTimeout); };
+  EXPECT_THAT(millisecondsOf(request), fullLimit());
+  // The one new attempt, which asks the driver for a channel in vain.
+  EXPECT_THAT(millisecondsOf(request), fullLimit());
+  EXPECT_LE(millisecondsOf([&] {
+              for (int i = 0; i < 100; ++i) {
+                EXPECT_NE(send(1), kIOReturnSuccess);
+                EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties),
+                          kIOReturnTimeout);
+                EXPECT_EQ(IOServiceOpen(client_.service(), 2, &second), kIOReturnTimeout);
+              }
+            }),
+            kAtOnceMs);
+  EXPECT_EQ(properties, (CFDictionary{{"kept", 1}}));
+  release.set_value();
+  waitForReopenInterval();
+  EXPECT_EQ(send(5), kIOReturnSuccess);
+  EXPECT_EQ(output_[0], 5);
+  EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnSuccess);
+}
+
+TEST_F(DriverFaults, AHungDriversPropertiesFailWithinTheLimitThenAtOnce) {
+  startAll();
+  std::promise<void> release = hang();
+  CFDictionary properties;
+  const auto read = [&] {
+    EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnTimeout);
+  };
+  EXPECT_THAT(millisecondsOf(read), fullLimit());
+  EXPECT_LE(millisecondsOf(read), kAtOnceMs);
+  release.set_value();
+}
+
+TEST_F(DriverFaults, AnUnansweredOpenTimesOutAndItsLateChannelIsClosed) {
+  startAll();
+  std::promise<void> release = hang();
+  io_connect_t connection = 1;
+  IOReturn result = kIOReturnSuccess;
+  EXPECT_THAT(millisecondsOf([&] { result = IOServiceOpen(client_.service(), 2, &connection); }),
+              fullLimit());
+  EXPECT_EQ(result, kIOReturnTimeout);
+  EXPECT_EQ(connection, 0u);
+  release.set_value();
+  ASSERT_TRUE(driverReaches([](Driver& driver) { return driver.openChannels() == 1; }));
+  waitForReopenInterval();
+  CFDictionary properties;
+  EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnSuccess);
+  EXPECT_TRUE(driverReaches([](Driver& driver) { return driver.openChannels() == 0; }));
+}
+
+TEST_F(DriverFaults, ClosingAConnectionLeavesNothingOpenInTheDriver) {
+  connect();
+  ASSERT_TRUE(driverReaches([](Driver& driver) { return driver.openChannels() == 1; }));
+  IOServiceClose(connection_);
+  EXPECT_TRUE(driverReaches([](Driver& driver) { return driver.openChannels() == 0; }));
+}
+
+TEST_F(DriverFaults, ARequestTooLargeForTheChannelFails) {
+  connect();
+  const Bytes large(8 << 20);
+  IOReturn result = kIOReturnSuccess;
+  EXPECT_LE(millisecondsOf([&] {
+              result = IOConnectMethodStructureIStructureO(connection_, 0, large, output_, &size_);
+            }),
+            kCallBoundMs);
+  EXPECT_NE(result, kIOReturnSuccess);
+}
+
+// What Open may hand out that is no channel.
+class DriverHandsOut : public DbusTest {
+ protected:
+  void expectRefused(std::function<int(std::uint32_t)> open) {
+    Service service = sane();
+    service.open = std::move(open);
+    startAll(service);
+    io_connect_t connection = 1;
+    EXPECT_EQ(IOServiceOpen(client_.service(), 2, &connection), kIOReturnError);
+    EXPECT_EQ(connection, 0u);
+  }
+};
+
+TEST_F(DriverHandsOut, AnErrorWhichIsAFailure) {
+  expectRefused([](auto) { return -1; });
+}
+
+TEST_F(DriverHandsOut, AFileWhichIsNoChannel) {
+  expectRefused([](auto) { return open("/dev/null", O_RDWR | O_CLOEXEC); });
+}
+
+TEST_F(DriverHandsOut, AStreamWhichIsNoChannel) {
+  expectRefused([](auto) { return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0); });
+}
+
+TEST_F(DriverHandsOut, AnUnconnectedSocketOnWhichRequestsFail) {
+  Service service = sane();
+  service.open = [](auto) { return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0); };
+  startAll(service);
+  io_connect_t connection = 0;
+  ASSERT_EQ(IOServiceOpen(client_.service(), 2, &connection), kIOReturnSuccess);
+  std::size_t size = 0;
+  EXPECT_LE(millisecondsOf([&] {
+              EXPECT_NE(IOConnectMethodStructureIStructureO(connection, 0, {}, {}, &size),
+                        kIOReturnSuccess);
+            }),
+            kCallBoundMs);
+  IOServiceClose(connection);
+}
+
+TEST(DriverDescriptors, NoneIsInheritedByProgramsStartedLater) {
+  const auto openDescriptors = [] {
+    std::set<int> numbers;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+      numbers.insert(std::stoi(entry.path().filename()));
+    }
+    return numbers;
+  };
+  const std::set<int> before = openDescriptors();
+  PrivateBus bus;
+  scripted_driver::DriverThread driver(bus.address());
+  driver.perform([](scripted_driver::Driver& d) {
+    scripted_driver::Service service;
+    service.className = kTestClass;
+    d.publish("Device", service);
+    d.claimName();
+  });
+  DbusClient client;
+  ASSERT_EQ(client.open(), kIOReturnSuccess);
+  io_connect_t connection = 0;
+  ASSERT_EQ(IOServiceOpen(client.service(), 2, &connection), kIOReturnSuccess);
+  int checked = 0;
+  for (const int number : openDescriptors()) {
+    const int flags = fcntl(number, F_GETFD);
+    if (before.contains(number) || flags < 0) continue;
+    ++checked;
+    EXPECT_TRUE(flags & FD_CLOEXEC) << number;
+  }
+  EXPECT_GE(checked, 5);
+  IOServiceClose(connection);
+}
+
+// A service that goes away while it is being used.
+using DriverVanishes = DbusTest;
+
+TEST_F(DriverVanishes, WhileItsServiceIsBeingOpened) {
+  startAll();
+  driver_.perform([](Driver& driver) {
+    driver.service("Device").open = [&driver](auto) {
+      driver.terminate("Device");
+      return -1;
+    };
+  });
+  io_connect_t connection = 1;
+  IOReturn result = kIOReturnSuccess;
+  EXPECT_LE(millisecondsOf([&] { result = IOServiceOpen(client_.service(), 2, &connection); }),
+            kCallBoundMs);
+  EXPECT_NE(result, kIOReturnSuccess);
+  EXPECT_EQ(connection, 0u);
+  EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
+}
+
+TEST_F(DriverVanishes, WhileItsPropertiesAreBeingRead) {
+  startAll();
+  driver_.perform([](Driver& driver) {
+    driver.service("Device").read = [&driver](sd_bus_message*) {
+      driver.terminate("Device");
+      return -1;
+    };
+  });
+  CFDictionary properties;
+  EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnError);
+  EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
+  EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnNoDevice);
+}
+
+// A driver in a process of its own, which dies.
+class DriverDies : public testing::Test {
+ protected:
+  void start(scripted_driver::Service service) {
+    service.className = kTestClass;
+    process_.emplace(bus_.address(), [service](scripted_driver::Driver& driver) {
+      driver.publish("Device", service);
+    });
+    ASSERT_EQ(client_.open(), kIOReturnSuccess);
+    ASSERT_EQ(client_.come, 1);
+  }
+  // The call fails well within its limit, and the service is known to be gone soon after.
+  void expectFailure(const std::function<IOReturn()>& call) {
+    IOReturn result = kIOReturnSuccess;
+    EXPECT_LE(millisecondsOf([&] { result = call(); }), kCallBoundMs);
+    EXPECT_NE(result, kIOReturnSuccess);
+    EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
+  }
+  IOReturn open(io_connect_t* connection) {
+    return IOServiceOpen(client_.service(), 2, connection);
+  }
+
+  PrivateBus bus_;
+  std::optional<scripted_driver::DriverProcess> process_;
+  DbusClient client_;
+};
+
+TEST_F(DriverDies, InMidRequest) {
+  scripted_driver::Service service;
+  service.respond = [](auto, const auto& request) {
+    raise(SIGKILL);
+    return request;
+  };
+  start(service);
+  io_connect_t connection = 0;
+  ASSERT_EQ(open(&connection), kIOReturnSuccess);
+  std::array<std::uint8_t, 4> record{};
+  std::size_t size = 0;
+  const auto send = [&] {
+    return IOConnectMethodStructureIStructureO(connection, 0, record, record, &size);
+  };
+  expectFailure(send);
+  EXPECT_EQ(send(), kIOReturnNoDevice);
+  IOServiceClose(connection);
+}
+
+TEST_F(DriverDies, BeforeItsServiceIsOpened) {
+  start({});
+  process_->kill();
+  io_connect_t connection = 1;
+  expectFailure([&] { return open(&connection); });
+  EXPECT_EQ(connection, 0u);
+}
+
+TEST_F(DriverDies, WhileItsServiceIsBeingOpened) {
+  scripted_driver::Service service;
+  service.open = [](auto) { return raise(SIGKILL); };
+  start(service);
+  io_connect_t connection = 1;
+  expectFailure([&] { return open(&connection); });
+  EXPECT_EQ(connection, 0u);
+}
+
+TEST_F(DriverDies, WhileItsPropertiesAreBeingRead) {
+  scripted_driver::Service service;
+  service.read = [](auto) { return raise(SIGKILL); };
+  start(service);
+  CFDictionary properties;
+  expectFailure([&] { return IORegistryEntryCreateCFProperties(client_.service(), &properties); });
+}
+
+TEST_F(DriverDies, BetweenTwoRequests) {
+  start({});
+  io_connect_t connection = 0;
+  ASSERT_EQ(open(&connection), kIOReturnSuccess);
+  process_->kill();
+  std::array<std::uint8_t, 4> record{};
+  std::size_t size = 0;
+  expectFailure(
+      [&] { return IOConnectMethodStructureIStructureO(connection, 0, record, record, &size); });
+  IOServiceClose(connection);
+}
+
+}  // namespace
