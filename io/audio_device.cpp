@@ -1,0 +1,155 @@
+#include "io/audio_device.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <cstring>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "platform/log/log.h"
+
+std::atomic<AudioObjectID> _halDevice{0};
+char _halDeviceName[kHalDeviceNameRoom] = {};
+
+namespace {
+
+using platform::LogPriority;
+
+constexpr std::size_t kMaximumDevices = 32;
+
+// A driver may report any size for its routing property; more than this is not sent to it.
+constexpr std::size_t kRoutingDataRoom = 4096;
+
+constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
+  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
+}
+constexpr auto kDeviceListAddress = globalProperty(kAudioHardwarePropertyDevices);
+constexpr auto kDeviceNameAddress = globalProperty(kAudioDevicePropertyDeviceName);
+constexpr auto kRoutingAddress = globalProperty(fourCharCode("VQrt"));
+
+// What the routing property carries, in host byte order.
+struct RoutingRecord {
+  std::uint32_t input;
+  std::int32_t pair;
+  std::int32_t value;
+};
+static_assert(sizeof(RoutingRecord) == 12, "the record is sent as its bytes");
+
+// The record with room behind it, zeroed, for drivers that report another size than the record's.
+struct RoutingData {
+  std::array<std::uint8_t, kRoutingDataRoom> bytes{};
+
+  explicit RoutingData(const RoutingRecord& record) {
+    std::memcpy(bytes.data(), &record, sizeof record);
+  }
+  std::int32_t value() const {
+    RoutingRecord record;
+    std::memcpy(&record, bytes.data(), sizeof record);
+    return record.value;
+  }
+};
+
+// The size that the driver reports; the record's own where it reports none.
+std::uint32_t routingDataSize(AudioObjectID device) {
+  std::uint32_t size = sizeof(RoutingRecord);
+  AudioObjectGetPropertyDataSize(device, kRoutingAddress, &size);
+  return size;
+}
+
+// Statuses are four-character codes; the bytes are printed as they lie in memory.
+void printFailure(OSStatus status) {
+  char text[sizeof status + 1] = {};
+  std::memcpy(text, &status, sizeof status);
+  std::printf("failed setRouting: [%4.4s]\n", text);
+}
+
+struct DeviceName {
+  std::array<char, kHalDeviceNameRoom> text{};
+
+  explicit DeviceName(AudioObjectID device) {
+    std::uint32_t size = kHalDeviceNameRoom;
+    std::array<std::uint8_t, kHalDeviceNameRoom> bytes{};
+    AudioObjectGetPropertyData(device, kDeviceNameAddress, &size, bytes);
+    std::memcpy(text.data(), bytes.data(), text.size() - 1);
+  }
+  bool operator==(std::string_view other) const { return text.data() == other; }
+};
+
+}  // namespace
+
+void setHalDeviceName(const char* name) {
+  const std::size_t length = std::min(std::strlen(name), kHalDeviceNameRoom - 1);
+  if (std::string_view(name, length) == _halDeviceName) return;
+  std::memcpy(_halDeviceName, name, length);
+  std::memset(_halDeviceName + length, 0, kHalDeviceNameRoom - length);
+}
+
+AudioObjectID getHalDevice(const char* name) {
+  const std::string bitAccurateName = std::string(name) + " (Bit Accurate)";
+  std::uint32_t size = 0;
+  const OSStatus status =
+      AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceListAddress, &size);
+  if (status != kAudioHardwareNoError) {
+    std::fprintf(stderr,
+                 "AudioObjectGetPropertyDataSize (kAudioHardwarePropertyDevices) failed: %i\n",
+                 status);
+    return 0;
+  }
+
+  std::array<std::uint8_t, kMaximumDevices * sizeof(AudioObjectID)> bytes{};
+  std::size_t count = std::min(size / sizeof(AudioObjectID), kMaximumDevices);
+  size = static_cast<std::uint32_t>(count * sizeof(AudioObjectID));
+  if (AudioObjectGetPropertyData(kAudioObjectSystemObject, kDeviceListAddress, &size, bytes) !=
+      kAudioHardwareNoError) {
+    return 0;
+  }
+  platform::syslog(LogPriority::kWarning, "Found %d devices\n", static_cast<int>(count));
+  // Devices may have left since the size was asked.
+  count = std::min(count, size / sizeof(AudioObjectID));
+
+  for (std::size_t i = 0; i < count; ++i) {
+    AudioObjectID device = 0;
+    std::memcpy(&device, bytes.data() + i * sizeof device, sizeof device);
+    const DeviceName deviceName(device);
+    if (!(deviceName == name) && !(deviceName == bitAccurateName)) continue;
+    platform::syslog(LogPriority::kWarning, "Found dev %d named %s\n", static_cast<int>(device),
+                     deviceName.text.data());
+    return device;
+  }
+  return 0;
+}
+
+bool setRouting(bool input, int pair, int value) {
+  const AudioObjectID device = _halDevice;
+  if (device == 0 || !AudioObjectHasProperty(device, kRoutingAddress)) return false;
+
+  const RoutingData data({input ? 1u : 0u, pair, value});
+  const std::uint32_t size = routingDataSize(device);
+  const OSStatus status =
+      size > data.bytes.size()
+          ? kAudioHardwareBadPropertySizeError
+          : AudioObjectSetPropertyData(device, kRoutingAddress, std::span(data.bytes).first(size));
+  if (status == kAudioHardwareNoError) return true;
+  printFailure(status);
+  return false;
+}
+
+int getRouting(bool input, int pair) {
+  const AudioObjectID device = _halDevice;
+  if (device == 0) {
+    std::puts("Audio device not initialized");
+    return -1;
+  }
+  if (!AudioObjectHasProperty(device, kRoutingAddress)) return -1;
+
+  RoutingData data({input ? 1u : 0u, pair, pair});
+  std::uint32_t size = std::min<std::uint32_t>(routingDataSize(device), kRoutingDataRoom);
+  const OSStatus status = AudioObjectGetPropertyData(device, kRoutingAddress, &size, data.bytes);
+  if (status == kAudioHardwareNoError) return data.value();
+  printFailure(status);
+  return 0;
+}
+
+void AudioPerformance(std::int32_t /*value*/) {}
