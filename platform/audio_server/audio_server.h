@@ -6,7 +6,10 @@
 //
 // Operations may be called from any thread. Reading and writing wait at most
 // kAudioServerCallLimitMs. Listeners run on the audio server's notification thread, one at a time,
-// and may themselves read and write properties.
+// and may themselves read properties; a write that would have to wait for that same thread fails.
+//
+// While the server is away no device exists, and reading the list fails with
+// kAudioHardwareNotRunningError.
 //
 // Back ends: pipewire/ (a mirror of the PipeWire registry), memory/ (devices made by tests).
 #pragma once

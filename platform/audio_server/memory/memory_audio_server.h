@@ -76,8 +76,8 @@ struct Call {
   Operation operation;
   AudioObjectID object;
   std::uint32_t selector;
-  std::uint32_t size = 0;          // asked for or sent, in bytes; 0 for the other operations
-  std::vector<std::uint8_t> data;  // what was sent, or on a read what the request held
+  std::uint32_t size = 0;               // asked for or sent, in bytes; 0 for the other operations
+  std::vector<std::uint8_t> data = {};  // what was sent, or on a read what the request held
   bool operator==(const Call&) const = default;
 };
 // The calls since the last reset, in order, those that failed among them.

@@ -1,0 +1,125 @@
+#include "platform/audio_server/pipewire/device_mirror.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace pipewire {
+
+namespace {
+
+bool containsRecord(std::span<const std::uint8_t> records, const RoutingBytes& record) {
+  for (; records.size() >= record.size(); records = records.subspan(record.size())) {
+    if (std::ranges::equal(records.first(record.size()), record)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+void DeviceMirror::setRunning(std::vector<Device> devices) {
+  const std::lock_guard lock(mutex_);
+  known_ = true;
+  running_ = true;
+  devices_ = std::move(devices);
+  changed_.notify_all();
+}
+
+void DeviceMirror::setStopped() {
+  const std::lock_guard lock(mutex_);
+  known_ = true;
+  running_ = false;
+  devices_.clear();
+  failWrites(std::nullopt);
+}
+
+void DeviceMirror::setAbsent() {
+  const std::lock_guard lock(mutex_);
+  known_ = true;
+  changed_.notify_all();
+}
+
+void DeviceMirror::add(Device device) {
+  const std::lock_guard lock(mutex_);
+  devices_.push_back(std::move(device));
+}
+
+void DeviceMirror::remove(AudioObjectID device) {
+  const std::lock_guard lock(mutex_);
+  std::erase_if(devices_, [&](const Device& d) { return d.id == device; });
+  failWrites(device);
+}
+
+void DeviceMirror::setName(AudioObjectID device, std::string name) {
+  const std::lock_guard lock(mutex_);
+  const auto found = std::ranges::find(devices_, device, &Device::id);
+  if (found != devices_.end()) found->name = std::move(name);
+}
+
+void DeviceMirror::setRoutings(AudioObjectID device, std::span<const std::uint8_t> records) {
+  const std::lock_guard lock(mutex_);
+  const auto found = std::ranges::find(devices_, device, &Device::id);
+  if (found == devices_.end()) return;
+  found->routings.emplace(records.begin(), records.end());
+  for (Write* write : writes_) {
+    if (write->device == device && write->state == Write::State::kSent &&
+        containsRecord(records, write->record)) {
+      write->state = Write::State::kConfirmed;
+    }
+  }
+  changed_.notify_all();
+}
+
+std::optional<std::vector<AudioObjectID>> DeviceMirror::ids() const {
+  const std::lock_guard lock(mutex_);
+  if (!running_) return std::nullopt;
+  std::vector<AudioObjectID> result;
+  for (const Device& device : devices_) result.push_back(device.id);
+  return result;
+}
+
+std::optional<Device> DeviceMirror::find(AudioObjectID device) const {
+  const std::lock_guard lock(mutex_);
+  const auto found = std::ranges::find(devices_, device, &Device::id);
+  if (found == devices_.end()) return std::nullopt;
+  return *found;
+}
+
+void DeviceMirror::waitUntilKnown(Deadline deadline) {
+  std::unique_lock lock(mutex_);
+  changed_.wait_until(lock, deadline, [&] { return known_; });
+}
+
+void DeviceMirror::queueWrite(Write& write) {
+  const std::lock_guard lock(mutex_);
+  writes_.push_back(&write);
+}
+
+bool DeviceMirror::finishWrite(Write& write, Deadline deadline) {
+  std::unique_lock lock(mutex_);
+  changed_.wait_until(lock, deadline, [&] {
+    return write.state == Write::State::kConfirmed || write.state == Write::State::kFailed;
+  });
+  std::erase(writes_, &write);
+  return write.state == Write::State::kConfirmed;
+}
+
+std::vector<DeviceMirror::Request> DeviceMirror::takeQueuedWrites() {
+  const std::lock_guard lock(mutex_);
+  std::vector<Request> requests;
+  for (Write* write : writes_) {
+    if (write->state != Write::State::kQueued) continue;
+    write->state = Write::State::kSent;
+    requests.push_back({write->device, write->record});
+  }
+  return requests;
+}
+
+// The caller holds the lock.
+void DeviceMirror::failWrites(std::optional<AudioObjectID> device) {
+  for (Write* write : writes_) {
+    if (!device || write->device == *device) write->state = Write::State::kFailed;
+  }
+  changed_.notify_all();
+}
+
+}  // namespace pipewire

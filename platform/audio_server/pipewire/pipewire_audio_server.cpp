@@ -1,0 +1,168 @@
+// The audio server seam on PipeWire. Reading is answered from a mirror of the server's registry and
+// waits for nothing once the first list has come; only a write waits for its device.
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+
+#include "platform/audio_server/audio_server.h"
+#include "platform/audio_server/pipewire/client.h"
+
+namespace {
+
+using pipewire::Deadline;
+using pipewire::Device;
+using pipewire::kRoutingRecordSize;
+using pipewire::RoutingBytes;
+
+// Two words of the routing record name the routing, the third is its value.
+constexpr std::size_t kRoutingNameSize = 8;
+
+// Started by the first operation; its destructor ends the thread when the program exits.
+pipewire::Client client;
+
+constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
+  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
+}
+constexpr auto kDeviceListAddress = globalProperty(kAudioHardwarePropertyDevices);
+constexpr auto kDeviceNameAddress = globalProperty(kAudioDevicePropertyDeviceName);
+constexpr auto kRoutingAddress = globalProperty(fourCharCode("VQrt"));
+
+Deadline callDeadline() {
+  return std::chrono::steady_clock::now() + std::chrono::milliseconds(kAudioServerCallLimitMs);
+}
+
+enum class Property { kDeviceList, kName, kRouting };
+
+// Which property is asked for, and what there is to answer with.
+struct Lookup {
+  OSStatus status = kAudioHardwareNoError;
+  Property property{};
+  std::vector<AudioObjectID> ids{};  // of the device list
+  Device device{};                   // for the other two
+
+  std::size_t size() const {
+    switch (property) {
+      case Property::kDeviceList:
+        return ids.size() * sizeof(AudioObjectID);
+      case Property::kName:
+        return device.name.size() + 1;
+      case Property::kRouting:
+        return kRoutingRecordSize;
+    }
+    return 0;
+  }
+};
+
+Lookup lookUp(AudioObjectID object, const AudioObjectPropertyAddress& address, Deadline deadline) {
+  pipewire::DeviceMirror& devices = client.devices(deadline);
+  if (object == kAudioObjectSystemObject) {
+    if (address != kDeviceListAddress) return {kAudioHardwareUnknownPropertyError};
+    auto ids = devices.ids();
+    if (!ids) return {kAudioHardwareNotRunningError};
+    return {kAudioHardwareNoError, Property::kDeviceList, std::move(*ids)};
+  }
+  auto device = devices.find(object);
+  if (!device) return {kAudioHardwareBadObjectError};
+  if (address == kDeviceNameAddress) {
+    return {kAudioHardwareNoError, Property::kName, {}, std::move(*device)};
+  }
+  if (address == kRoutingAddress && device->routings) {
+    return {kAudioHardwareNoError, Property::kRouting, {}, std::move(*device)};
+  }
+  return {kAudioHardwareUnknownPropertyError};
+}
+
+// Gives the record whose first two words stand in `data`.
+OSStatus readRouting(std::span<const std::uint8_t> records, std::uint32_t* size,
+                     std::span<std::uint8_t> data) {
+  if (data.size() < kRoutingNameSize) return kAudioHardwareBadPropertySizeError;
+  for (; records.size() >= kRoutingRecordSize; records = records.subspan(kRoutingRecordSize)) {
+    if (!std::ranges::equal(records.first(kRoutingNameSize), data.first(kRoutingNameSize))) {
+      continue;
+    }
+    *size = std::min<std::uint32_t>(*size, kRoutingRecordSize);
+    std::ranges::copy(records.first(*size), data.begin());
+    return kAudioHardwareNoError;
+  }
+  return kAudioHardwareUnspecifiedError;
+}
+
+void readIds(std::span<const AudioObjectID> ids, std::uint32_t* size,
+             std::span<std::uint8_t> data) {
+  const std::size_t count = std::min(*size / sizeof(AudioObjectID), ids.size());
+  *size = static_cast<std::uint32_t>(count * sizeof(AudioObjectID));
+  if (count > 0) std::memcpy(data.data(), ids.data(), *size);
+}
+
+void readText(const std::string& text, std::uint32_t* size, std::span<std::uint8_t> data) {
+  *size = static_cast<std::uint32_t>(std::min<std::size_t>(*size, text.size() + 1));
+  if (*size == 0) return;
+  std::memcpy(data.data(), text.c_str(), *size);
+  data[*size - 1] = 0;
+}
+
+}  // namespace
+
+bool AudioObjectHasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) {
+  // The list is a property of the system object also while it cannot be read.
+  if (object == kAudioObjectSystemObject) return address == kDeviceListAddress;
+  return lookUp(object, address, callDeadline()).status == kAudioHardwareNoError;
+}
+
+OSStatus AudioObjectGetPropertyDataSize(AudioObjectID object,
+                                        const AudioObjectPropertyAddress& address,
+                                        std::uint32_t* size) {
+  const Lookup found = lookUp(object, address, callDeadline());
+  if (found.status == kAudioHardwareNoError) *size = static_cast<std::uint32_t>(found.size());
+  return found.status;
+}
+
+OSStatus AudioObjectGetPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                    std::uint32_t* size, std::span<std::uint8_t> data) {
+  if (*size > data.size()) return kAudioHardwareBadPropertySizeError;
+  const Lookup found = lookUp(object, address, callDeadline());
+  if (found.status != kAudioHardwareNoError) return found.status;
+  switch (found.property) {
+    case Property::kDeviceList:
+      readIds(found.ids, size, data);
+      break;
+    case Property::kName:
+      readText(found.device.name, size, data);
+      break;
+    case Property::kRouting:
+      return readRouting(*found.device.routings, size, data);
+  }
+  return kAudioHardwareNoError;
+}
+
+OSStatus AudioObjectSetPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                    std::span<const std::uint8_t> data) {
+  const Deadline deadline = callDeadline();
+  const Lookup found = lookUp(object, address, deadline);
+  if (found.status != kAudioHardwareNoError) return found.status;
+  if (found.property != Property::kRouting) return kAudioHardwareUnspecifiedError;
+  RoutingBytes record;
+  if (data.size() != record.size()) return kAudioHardwareBadPropertySizeError;
+  std::ranges::copy(data, record.begin());
+  return client.write(object, record, deadline) ? kAudioHardwareNoError
+                                                : kAudioHardwareUnspecifiedError;
+}
+
+OSStatus AudioObjectAddPropertyListener(AudioObjectID object,
+                                        const AudioObjectPropertyAddress& address,
+                                        AudioObjectPropertyListenerProc proc, void* clientData) {
+  if (object != kAudioObjectSystemObject || address != kDeviceListAddress) {
+    return kAudioHardwareUnknownPropertyError;
+  }
+  // The first list is what there is, not a change of it.
+  client.devices(callDeadline());
+  client.listeners().add(object, address, proc, clientData);
+  return kAudioHardwareNoError;
+}
+
+OSStatus AudioObjectRemovePropertyListener(AudioObjectID object,
+                                           const AudioObjectPropertyAddress& address,
+                                           AudioObjectPropertyListenerProc proc, void* clientData) {
+  client.listeners().remove(object, address, proc, clientData);
+  return kAudioHardwareNoError;
+}

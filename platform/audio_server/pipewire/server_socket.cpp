@@ -1,0 +1,107 @@
+#include "platform/audio_server/pipewire/server_socket.h"
+
+#include <sys/inotify.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+namespace pipewire {
+
+namespace {
+
+std::string environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value ? value : "";
+}
+
+}  // namespace
+
+int Descriptor::release() { return std::exchange(fd_, -1); }
+
+void Descriptor::reset(int fd) {
+  if (fd_ >= 0) ::close(fd_);
+  fd_ = fd;
+}
+
+std::string serverSocketPath() {
+  std::string name = environment("PIPEWIRE_REMOTE");
+  if (name.empty()) name = "pipewire-0";
+  if (name.front() == '/') return name;
+  for (const char* variable : {"PIPEWIRE_RUNTIME_DIR", "XDG_RUNTIME_DIR", "HOME"}) {
+    if (const std::string folder = environment(variable); !folder.empty()) {
+      return folder + "/" + name;
+    }
+  }
+  return "";
+}
+
+int connectToSocket(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (path.empty()) return -ENOENT;
+  if (path.size() >= sizeof address.sun_path) return -ENAMETOOLONG;
+  std::memcpy(address.sun_path, path.data(), path.size());
+
+  Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (socket.get() < 0) return -errno;
+  if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
+    return -errno;
+  }
+  return socket.release();
+}
+
+SocketWatch::SocketWatch(std::string path)
+    : path_(std::move(path)), inotify_(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK)) {}
+
+void SocketWatch::arm() {
+  do {
+    if (watch_ >= 0) ::inotify_rm_watch(inotify_.get(), std::exchange(watch_, -1));
+    watchDeepestFolder();
+    // A folder that was made after it was found missing and before the one above it was watched
+    // causes no event.
+  } while (watch_ >= 0 && awaited_ != path_ && ::access(awaited_.c_str(), F_OK) == 0);
+}
+
+void SocketWatch::watchDeepestFolder() {
+  constexpr std::uint32_t kEvents =
+      IN_CREATE | IN_MOVED_TO | IN_DELETE_SELF | IN_MOVE_SELF | IN_ONLYDIR;
+  awaited_ = path_;
+  for (;;) {
+    const std::size_t slash = awaited_.rfind('/');
+    if (slash == std::string::npos) return;
+    const std::string folder = awaited_.substr(0, slash);
+    watch_ = ::inotify_add_watch(inotify_.get(), folder.empty() ? "/" : folder.c_str(), kEvents);
+    if (watch_ >= 0 || folder.empty()) return;
+    awaited_ = folder;
+  }
+}
+
+bool SocketWatch::takeEvents() {
+  const std::string awaitedName = awaited_.substr(awaited_.rfind('/') + 1);
+  bool concerned = false;
+  alignas(inotify_event) std::array<char, 4096> buffer;
+  for (ssize_t length; (length = ::read(inotify_.get(), buffer.data(), buffer.size())) > 0;) {
+    const char* next = buffer.data();
+    const char* const end = next + length;
+    while (next < end) {
+      inotify_event event;
+      std::memcpy(&event, next, sizeof event);
+      const char* const name = next + sizeof event;
+      next = name + event.len;
+      if (event.mask & IN_Q_OVERFLOW) concerned = true;
+      if (event.wd != watch_) continue;
+      // An event without a name is about the folder itself, which went away.
+      if (event.len == 0 || awaitedName == name) concerned = true;
+    }
+  }
+  return concerned;
+}
+
+}  // namespace pipewire

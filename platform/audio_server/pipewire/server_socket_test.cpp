@@ -1,0 +1,180 @@
+#include "platform/audio_server/pipewire/server_socket.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "tests/support/temporary_directory.h"
+
+namespace {
+
+using pipewire::connectToSocket;
+using pipewire::Descriptor;
+using pipewire::serverSocketPath;
+using pipewire::SocketWatch;
+
+class ServerSocketPath : public testing::Test {
+ protected:
+  ServerSocketPath() {
+    for (const char* name :
+         {"PIPEWIRE_REMOTE", "PIPEWIRE_RUNTIME_DIR", "XDG_RUNTIME_DIR", "HOME"}) {
+      ::unsetenv(name);
+    }
+  }
+};
+
+TEST_F(ServerSocketPath, TheRuntimeFolderHoldsTheSocket) {
+  ::setenv("XDG_RUNTIME_DIR", "/run/user/1", 1);
+  EXPECT_EQ(serverSocketPath(), "/run/user/1/pipewire-0");
+}
+
+TEST_F(ServerSocketPath, TheServersOwnFolderComesFirst) {
+  ::setenv("PIPEWIRE_RUNTIME_DIR", "/run/pw", 1);
+  ::setenv("XDG_RUNTIME_DIR", "/run/user/1", 1);
+  ::setenv("HOME", "/home/x", 1);
+  EXPECT_EQ(serverSocketPath(), "/run/pw/pipewire-0");
+}
+
+TEST_F(ServerSocketPath, TheHomeFolderComesLast) {
+  ::setenv("HOME", "/home/x", 1);
+  EXPECT_EQ(serverSocketPath(), "/home/x/pipewire-0");
+}
+
+TEST_F(ServerSocketPath, EmptyVariablesCountAsUnset) {
+  ::setenv("PIPEWIRE_RUNTIME_DIR", "", 1);
+  ::setenv("PIPEWIRE_REMOTE", "", 1);
+  ::setenv("XDG_RUNTIME_DIR", "/run/user/1", 1);
+  EXPECT_EQ(serverSocketPath(), "/run/user/1/pipewire-0");
+}
+
+TEST_F(ServerSocketPath, AnotherServerIsNamed) {
+  ::setenv("XDG_RUNTIME_DIR", "/run/user/1", 1);
+  ::setenv("PIPEWIRE_REMOTE", "other", 1);
+  EXPECT_EQ(serverSocketPath(), "/run/user/1/other");
+  ::setenv("PIPEWIRE_REMOTE", "/elsewhere/socket", 1);
+  EXPECT_EQ(serverSocketPath(), "/elsewhere/socket");
+}
+
+TEST_F(ServerSocketPath, WithoutAnyFolderThereIsNone) {
+  EXPECT_EQ(serverSocketPath(), "");
+  EXPECT_EQ(connectToSocket(serverSocketPath()), -ENOENT);
+}
+
+// A bound socket, listening when told to.
+class Server {
+ public:
+  explicit Server(const std::filesystem::path& path)
+      : socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
+    EXPECT_EQ(::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address),
+              0);
+  }
+  void listen() { EXPECT_EQ(::listen(socket_.get(), 4), 0); }
+
+ private:
+  Descriptor socket_;
+};
+
+class ServerSocket : public testing::Test {
+ protected:
+  const test_support::TemporaryDirectory folder_;
+  const std::filesystem::path path_ = folder_.path() / "pipewire-0";
+};
+
+TEST_F(ServerSocket, AListeningServerIsConnectedTo) {
+  Server server(path_);
+  server.listen();
+  const Descriptor connection(connectToSocket(path_));
+  EXPECT_GE(connection.get(), 0);
+}
+
+TEST_F(ServerSocket, ASocketThatNobodyListensOnRefuses) {
+  Server server(path_);
+  EXPECT_EQ(connectToSocket(path_), -ECONNREFUSED);
+}
+
+TEST_F(ServerSocket, AMissingSocketIsNotFound) { EXPECT_EQ(connectToSocket(path_), -ENOENT); }
+
+TEST_F(ServerSocket, APathThatFitsNoAddressFails) {
+  EXPECT_EQ(connectToSocket("/" + std::string(200, 'x')), -ENAMETOOLONG);
+}
+
+class SocketWatching : public ServerSocket {
+ protected:
+  // Whether an event is there now; file events are queued by the time the change returns.
+  static bool ready(const SocketWatch& watch) {
+    pollfd event{watch.descriptor(), POLLIN, 0};
+    return ::poll(&event, 1, 0) > 0;
+  }
+};
+
+TEST_F(SocketWatching, TheAppearanceOfTheSocketIsAnEvent) {
+  SocketWatch watch(path_);
+  watch.arm();
+  EXPECT_FALSE(ready(watch));
+  Server server(path_);
+  EXPECT_TRUE(ready(watch));
+  EXPECT_TRUE(watch.takeEvents());
+  EXPECT_FALSE(ready(watch));
+}
+
+TEST_F(SocketWatching, ASocketThatIsMovedInIsAnEvent) {
+  SocketWatch watch(path_);
+  watch.arm();
+  Server server(folder_.path() / "new");
+  EXPECT_FALSE(watch.takeEvents());
+  std::filesystem::rename(folder_.path() / "new", path_);
+  EXPECT_TRUE(watch.takeEvents());
+}
+
+TEST_F(SocketWatching, OtherFilesDoNotConcernIt) {
+  SocketWatch watch(path_);
+  watch.arm();
+  folder_.write("pipewire-0.lock", "");
+  EXPECT_FALSE(watch.takeEvents());
+}
+
+TEST_F(SocketWatching, FoldersThatDoNotExistYetAreWaitedFor) {
+  const std::filesystem::path deep = folder_.path() / "one" / "two" / "pipewire-0";
+  SocketWatch watch(deep);
+  watch.arm();
+  std::filesystem::create_directory(folder_.path() / "one");
+  EXPECT_TRUE(watch.takeEvents());
+  watch.arm();
+  std::filesystem::create_directory(folder_.path() / "one" / "two");
+  EXPECT_TRUE(watch.takeEvents());
+  watch.arm();
+  Server server(deep);
+  EXPECT_TRUE(watch.takeEvents());
+}
+
+TEST_F(SocketWatching, AFolderThatIsRemovedAndMadeAgainIsFollowed) {
+  const std::filesystem::path inner = folder_.path() / "inner";
+  std::filesystem::create_directory(inner);
+  SocketWatch watch(inner / "pipewire-0");
+  watch.arm();
+  std::filesystem::remove(inner);
+  EXPECT_TRUE(watch.takeEvents());
+  watch.arm();
+  std::filesystem::create_directory(inner);
+  EXPECT_TRUE(watch.takeEvents());
+  watch.arm();
+  Server server(inner / "pipewire-0");
+  EXPECT_TRUE(watch.takeEvents());
+}
+
+TEST_F(SocketWatching, APathWithoutAFolderCausesNoEvents) {
+  SocketWatch watch("");
+  watch.arm();
+  EXPECT_FALSE(watch.takeEvents());
+}
+
+}  // namespace
