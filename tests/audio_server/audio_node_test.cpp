@@ -1,0 +1,297 @@
+// The driver's node on a private server, driven by hand from the test's own thread.
+#include "driver/audio_node/audio_node.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <chrono>
+#include <cstring>
+#include <functional>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "platform/audio_server/pipewire/routing_property.h"
+#include "tests/audio_server/graph_client.h"
+#include "tests/audio_server/port_clients.h"
+#include "tests/support/pipewire_server.h"
+
+namespace {
+
+using driver::AudioNode;
+using driver::RoutingRecord;
+using driver::RoutingRecords;
+using pipewire_test::GraphClient;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr auto kLimit = std::chrono::seconds(10);
+constexpr RoutingRecords kRecords{{{0, 0, 10}, {0, 1, 11}, {1, 0, 12}, {1, 1, 13}, {1, 2, 14}}};
+
+std::vector<std::uint8_t> bytesOf(const RoutingRecords& records) {
+  std::vector<std::uint8_t> bytes(sizeof records);
+  std::memcpy(bytes.data(), records.data(), sizeof records);
+  return bytes;
+}
+
+class DriverAudioNode : public testing::Test {
+ protected:
+  DriverAudioNode() {
+    node_.emplace("VX-310",
+                  AudioNode::Handlers{[this](const RoutingRecord& record) {
+                                        written_.push_back(record);
+                                        if (onWrite_) onWrite_(record);
+                                      },
+                                      [this](bool present) { presence_.push_back(present); }});
+  }
+
+  void startServer() {
+    ASSERT_TRUE(server_.start());
+    graph_.emplace();
+  }
+  void startServerAndPublish() {
+    startServer();
+    node_->publish(kRecords);
+    ASSERT_TRUE(runUntil([&] { return node_->present(); }));
+    ASSERT_TRUE(runUntil([&] { return graph_->findNode("VX-310") != 0; }));
+  }
+
+  // Runs the node until the condition holds, looking again after each event.
+  bool runUntil(const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + kLimit;
+    while (!condition()) {
+      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+          deadline - std::chrono::steady_clock::now());
+      if (left.count() <= 0) return false;
+      pollfd events[] = {{node_->descriptor(), POLLIN, 0},
+                         {graph_ ? graph_->descriptor() : -1, POLLIN, 0}};
+      ::poll(events, 2, static_cast<int>(left.count()));
+      if (events[1].revents) graph_->takeEvent();
+      if (events[0].revents) node_->dispatch();
+    }
+    return true;
+  }
+
+  // Has another program follow the node, until it has seen these records.
+  bool othersSee(const RoutingRecords& records) {
+    return runUntil([&] { return graph_->routings() == bytesOf(records); });
+  }
+
+  void write(std::span<const std::uint8_t> bytes) {
+    graph_->writeProps(pipewire::RoutingProps(bytes).pod());
+  }
+  void write(const RoutingRecord& record) {
+    std::array<std::uint8_t, sizeof record> bytes;
+    std::memcpy(bytes.data(), &record, sizeof record);
+    write(bytes);
+  }
+
+  test_support::PipeWireServer server_;
+  std::optional<GraphClient> graph_;
+  std::vector<bool> presence_;
+  std::vector<RoutingRecord> written_;
+  std::function<void(const RoutingRecord&)> onWrite_;
+  std::optional<AudioNode> node_;
+};
+
+TEST_F(DriverAudioNode, APublishedNodeIsAnAudioDeviceOfThatName) {
+  startServerAndPublish();
+  EXPECT_THAT(presence_, ElementsAre(true));
+  const std::uint32_t id = graph_->findNode("VX-310");
+  for (const GraphClient::Object& object : graph_->objects()) {
+    if (object.id != id) continue;
+    EXPECT_EQ(object.properties.at("media.class"), "Audio/Duplex");
+  }
+}
+
+TEST_F(DriverAudioNode, ItHasSixCaptureAndFourPlaybackPorts) {
+  startServerAndPublish();
+  const std::uint32_t id = graph_->findNode("VX-310");
+  const auto ports = [&] {
+    std::vector<std::pair<std::string, std::string>> found;
+    for (const GraphClient::Object& object : graph_->objects()) {
+      if (object.type != PW_TYPE_INTERFACE_Port ||
+          object.properties.at("node.id") != std::to_string(id)) {
+        continue;
+      }
+      found.emplace_back(object.properties.at("port.name"), object.properties.at("port.direction"));
+    }
+    return found;
+  };
+  EXPECT_TRUE(runUntil([&] { return ports().size() == 10; }));
+  EXPECT_THAT(ports(), testing::UnorderedElementsAre(
+                           std::pair("capture_1", "out"), std::pair("capture_2", "out"),
+                           std::pair("capture_3", "out"), std::pair("capture_4", "out"),
+                           std::pair("capture_5", "out"), std::pair("capture_6", "out"),
+                           std::pair("playback_1", "in"), std::pair("playback_2", "in"),
+                           std::pair("playback_3", "in"), std::pair("playback_4", "in")));
+}
+
+TEST_F(DriverAudioNode, BeforePublishingNothingIsInTheGraph) {
+  startServer();
+  EXPECT_FALSE(node_->present());
+  node_->setRoutings(kRecords);
+  node_->withdraw();
+  EXPECT_FALSE(node_->present());
+  EXPECT_THAT(presence_, IsEmpty());
+}
+
+TEST_F(DriverAudioNode, AWithdrawnNodeLeavesTheGraph) {
+  startServerAndPublish();
+  node_->withdraw();
+  EXPECT_FALSE(node_->present());
+  EXPECT_THAT(presence_, ElementsAre(true, false));
+  EXPECT_TRUE(runUntil([&] { return graph_->findNode("VX-310") == 0; }));
+}
+
+TEST_F(DriverAudioNode, ItCanBePublishedAgain) {
+  startServerAndPublish();
+  node_->withdraw();
+  EXPECT_TRUE(runUntil([&] { return graph_->findNode("VX-310") == 0; }));
+  node_->publish(kRecords);
+  EXPECT_TRUE(runUntil([&] { return graph_->findNode("VX-310") != 0 && node_->present(); }));
+  EXPECT_THAT(presence_, ElementsAre(true, false, true));
+}
+
+TEST_F(DriverAudioNode, ADestroyedNodeLeavesTheGraph) {
+  startServerAndPublish();
+  node_.reset();
+  EXPECT_TRUE(graph_->waitFor([&] { return graph_->findNode("VX-310") == 0; }, kLimit));
+}
+
+TEST_F(DriverAudioNode, PublishedBeforeTheServerItAppearsWithIt) {
+  node_->publish(kRecords);
+  node_->dispatch();
+  EXPECT_FALSE(node_->present());
+  startServer();
+  EXPECT_TRUE(runUntil([&] { return node_->present(); }));
+}
+
+TEST_F(DriverAudioNode, ItReappearsAfterAnOrderlyRestartOfTheServer) {
+  startServerAndPublish();
+  graph_.reset();
+  server_.stop();
+  EXPECT_TRUE(runUntil([&] { return !node_->present(); }));
+  startServer();
+  EXPECT_TRUE(runUntil([&] { return node_->present(); }));
+  EXPECT_TRUE(runUntil([&] { return graph_->findNode("VX-310") != 0; }));
+  EXPECT_THAT(presence_, ElementsAre(true, false, true));
+}
+
+TEST_F(DriverAudioNode, ItReappearsAfterTheServerWasKilled) {
+  startServerAndPublish();
+  for (int round = 0; round < 2; ++round) {
+    graph_.reset();
+    server_.kill();
+    EXPECT_TRUE(runUntil([&] { return !node_->present(); }));
+    startServer();
+    EXPECT_TRUE(runUntil([&] { return node_->present(); }));
+  }
+}
+
+TEST_F(DriverAudioNode, WithdrawnWhileTheServerIsAwayItStaysAway) {
+  startServerAndPublish();
+  graph_.reset();
+  server_.stop();
+  EXPECT_TRUE(runUntil([&] { return !node_->present(); }));
+  node_->withdraw();
+  startServer();
+  node_->dispatch();
+  EXPECT_FALSE(node_->present());
+}
+
+TEST_F(DriverAudioNode, OthersReadTheRecords) {
+  startServerAndPublish();
+  graph_->follow(graph_->findNode("VX-310"));
+  EXPECT_TRUE(othersSee(kRecords));
+}
+
+TEST_F(DriverAudioNode, OthersSeeARecordThatTheDriverChanges) {
+  startServerAndPublish();
+  graph_->follow(graph_->findNode("VX-310"));
+  RoutingRecords records = kRecords;
+  records[4].value = 99;
+  node_->setRoutings(records);
+  EXPECT_TRUE(othersSee(records));
+}
+
+TEST_F(DriverAudioNode, AWriteReachesTheDriverAndItsAnswerTheWriter) {
+  startServerAndPublish();
+  graph_->follow(graph_->findNode("VX-310"));
+  EXPECT_TRUE(othersSee(kRecords));
+  RoutingRecords records = kRecords;
+  records[3].value = 2;
+  onWrite_ = [&](const RoutingRecord&) { node_->setRoutings(records); };
+  write({1, 1, 2});
+  EXPECT_TRUE(othersSee(records));
+  EXPECT_THAT(written_, ElementsAre(RoutingRecord{1, 1, 2}));
+}
+
+TEST_F(DriverAudioNode, AfterARefusedWriteTheRecordsAreShownAgain) {
+  startServerAndPublish();
+  graph_->follow(graph_->findNode("VX-310"));
+  EXPECT_TRUE(othersSee(kRecords));
+  const int timesShown = graph_->timesShown();
+  write({7, -1, 2});
+  EXPECT_TRUE(runUntil([&] { return graph_->timesShown() > timesShown; }));
+  EXPECT_THAT(written_, ElementsAre(RoutingRecord{7, -1, 2}));
+  EXPECT_EQ(graph_->routings(), bytesOf(kRecords));
+}
+
+TEST_F(DriverAudioNode, WritesOfAnyOtherSizeAreIgnored) {
+  startServerAndPublish();
+  graph_->follow(graph_->findNode("VX-310"));
+  EXPECT_TRUE(othersSee(kRecords));
+  for (const std::size_t size : {0u, 1u, 11u, 13u, 60u, 4000u}) {
+    write(std::vector<std::uint8_t>(size, 0));
+  }
+  // Writes arrive in order: when the good one has come, the others have been judged.
+  write({1, 1, 2});
+  EXPECT_TRUE(runUntil([&] { return !written_.empty(); }));
+  EXPECT_THAT(written_, ElementsAre(RoutingRecord{1, 1, 2}));
+}
+
+TEST_F(DriverAudioNode, TheHandlerMayWithdrawTheNode) {
+  startServerAndPublish();
+  graph_->follow(graph_->findNode("VX-310"));
+  EXPECT_TRUE(othersSee(kRecords));
+  onWrite_ = [&](const RoutingRecord&) { node_->withdraw(); };
+  write({1, 1, 2});
+  EXPECT_TRUE(runUntil([&] { return presence_ == std::vector{true, false}; }));
+}
+
+TEST_F(DriverAudioNode, TheLoopbackPairGivesBackWhatIsPlayed) {
+  startServerAndPublish();
+  pipewire_test::Player player(*graph_, {0.25f, 0.5f});
+  pipewire_test::Recorder recorder(*graph_, 6);
+  const auto port = [&](const char* node, const std::string& name) {
+    std::uint32_t id = 0;
+    EXPECT_TRUE(runUntil([&] {
+      return (id = graph_->findPort(graph_->findNode(node), name)) != 0;
+    })) << name;
+    return id;
+  };
+  for (int i = 1; i <= 2; ++i) {
+    graph_->link(port("player", "out_" + std::to_string(i)),
+                 port("VX-310", "playback_" + std::to_string(i)));
+  }
+  for (int i = 1; i <= 6; ++i) {
+    graph_->link(port("VX-310", "capture_" + std::to_string(i)),
+                 port("recorder", "in_" + std::to_string(i)));
+  }
+  const auto recorded = [&](const std::vector<float>& levels) {
+    return runUntil([&] { return recorder.levels() == levels; });
+  };
+  EXPECT_TRUE(recorded({0, 0, 0, 0, 0, 0}));
+
+  RoutingRecords records = kRecords;
+  records[3].value = driver::kInputSourceLoopback;
+  node_->setRoutings(records);
+  EXPECT_TRUE(recorded({0, 0, 0.25f, 0.5f, 0, 0}));
+
+  node_->setRoutings(kRecords);
+  EXPECT_TRUE(recorded({0, 0, 0, 0, 0, 0}));
+}
+
+}  // namespace

@@ -1,0 +1,74 @@
+// The driver's node as a driver process runs it: on a thread with a loop of its own.
+#pragma once
+
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "driver/audio_node/audio_node.h"
+
+namespace pipewire_test {
+
+// Takes every value that is written to one of its routings, unless told to refuse.
+class DriverNode {
+ public:
+  DriverNode(std::string name, const driver::RoutingRecords& records)
+      : stop_(::eventfd(0, EFD_CLOEXEC)),
+        thread_([this, name = std::move(name), records] { run(name, records); }) {}
+
+  ~DriverNode() {
+    ::eventfd_write(stop_, 1);
+    thread_.join();
+    ::close(stop_);
+  }
+  DriverNode(const DriverNode&) = delete;
+  DriverNode& operator=(const DriverNode&) = delete;
+
+  void refuseWrites() {
+    const std::lock_guard lock(mutex_);
+    refuse_ = true;
+  }
+
+  // The records that reached the driver.
+  std::vector<driver::RoutingRecord> written() const {
+    const std::lock_guard lock(mutex_);
+    return written_;
+  }
+
+ private:
+  void run(const std::string& name, driver::RoutingRecords records) {
+    driver::AudioNode* self = nullptr;
+    driver::AudioNode node(
+        name, {[&](const driver::RoutingRecord& record) { write(*self, records, record); }, {}});
+    self = &node;
+    node.publish(records);
+    pollfd events[] = {{node.descriptor(), POLLIN, 0}, {stop_, POLLIN, 0}};
+    while (::poll(events, 2, -1) >= 0 && !(events[1].revents & POLLIN)) node.dispatch();
+  }
+
+  void write(driver::AudioNode& node, driver::RoutingRecords& records,
+             const driver::RoutingRecord& record) {
+    const std::lock_guard lock(mutex_);
+    written_.push_back(record);
+    if (refuse_) return;
+    for (driver::RoutingRecord& own : records) {
+      if (own.input == record.input && own.pair == record.pair) own.value = record.value;
+    }
+    node.setRoutings(records);
+  }
+
+  mutable std::mutex mutex_;  // guards refuse_ and written_
+  bool refuse_ = false;
+  std::vector<driver::RoutingRecord> written_;
+  int stop_;
+  std::thread thread_;
+};
+
+}  // namespace pipewire_test

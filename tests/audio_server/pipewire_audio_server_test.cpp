@@ -1,0 +1,326 @@
+// What is particular to the audio server seam on PipeWire. The back end starts once in a process;
+// each test leaves it without a server.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <array>
+#include <chrono>
+#include <condition_variable>
+#include <cstring>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "driver/audio_node/audio_node.h"
+#include "platform/audio_server/audio_server.h"
+#include "tests/audio_server/driver_node.h"
+#include "tests/audio_server/graph_client.h"
+#include "tests/support/pipewire_server.h"
+
+namespace {
+
+using driver::RoutingRecords;
+using pipewire_test::DriverNode;
+using pipewire_test::GraphClient;
+using testing::ElementsAre;
+using Clock = std::chrono::steady_clock;
+
+constexpr auto kLimit = std::chrono::seconds(10);
+// The seam's limit, and what a busy machine may add to it.
+constexpr auto kCallLimit = std::chrono::milliseconds(kAudioServerCallLimitMs + 500);
+constexpr RoutingRecords kRecords{{{0, 0, 10}, {0, 1, 11}, {1, 0, 12}, {1, 1, 13}, {1, 2, 14}}};
+
+constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
+  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
+}
+constexpr auto kDeviceList = globalProperty(kAudioHardwarePropertyDevices);
+constexpr auto kName = globalProperty(kAudioDevicePropertyDeviceName);
+constexpr auto kRouting = globalProperty(fourCharCode("VQrt"));
+
+test_support::PipeWireServer& server() {
+  static test_support::PipeWireServer privateServer;
+  return privateServer;
+}
+
+std::string nameOf(AudioObjectID device) {
+  std::array<std::uint8_t, 128> bytes{};
+  std::uint32_t size = bytes.size();
+  AudioObjectGetPropertyData(device, kName, &size, bytes);
+  return reinterpret_cast<const char*>(bytes.data());
+}
+
+// The ids and names in order; nothing while the server is not running.
+using Devices = std::vector<std::pair<AudioObjectID, std::string>>;
+std::optional<Devices> devices() {
+  std::array<std::uint8_t, 256> bytes{};
+  std::uint32_t size = bytes.size();
+  if (AudioObjectGetPropertyData(kAudioObjectSystemObject, kDeviceList, &size, bytes) !=
+      kAudioHardwareNoError) {
+    return std::nullopt;
+  }
+  Devices result;
+  for (std::size_t i = 0; i < size; i += sizeof(AudioObjectID)) {
+    AudioObjectID id = 0;
+    std::memcpy(&id, bytes.data() + i, sizeof id);
+    result.emplace_back(id, nameOf(id));
+  }
+  return result;
+}
+
+OSStatus writeRouting(AudioObjectID device, std::uint32_t input, std::int32_t pair,
+                      std::int32_t value) {
+  const driver::RoutingRecord record{input, pair, value};
+  std::array<std::uint8_t, sizeof record> bytes;
+  std::memcpy(bytes.data(), &record, sizeof record);
+  return AudioObjectSetPropertyData(device, kRouting, bytes);
+}
+
+std::optional<std::int32_t> readRouting(AudioObjectID device, std::uint32_t input,
+                                        std::int32_t pair) {
+  driver::RoutingRecord record{input, pair, pair};
+  std::array<std::uint8_t, sizeof record> bytes;
+  std::memcpy(bytes.data(), &record, sizeof record);
+  std::uint32_t size = bytes.size();
+  if (AudioObjectGetPropertyData(device, kRouting, &size, bytes) != kAudioHardwareNoError) {
+    return std::nullopt;
+  }
+  std::memcpy(&record, bytes.data(), sizeof record);
+  return record.value;
+}
+
+class PipeWireAudioServer : public testing::Test {
+ protected:
+  // The server's folder is known to the process before anything connects.
+  PipeWireAudioServer() { server(); }
+  ~PipeWireAudioServer() override {
+    graph_.reset();
+    server().stop();
+    // The next test must not meet what this one has left.
+    EXPECT_TRUE(eventually([] { return !devices(); }));
+    AudioObjectRemovePropertyListener(kAudioObjectSystemObject, kDeviceList, listChanged, this);
+  }
+
+  void listen() {
+    AudioObjectAddPropertyListener(kAudioObjectSystemObject, kDeviceList, listChanged, this);
+  }
+
+  void startServer() {
+    ASSERT_TRUE(server().start());
+    graph_.emplace();
+    listen();
+    ASSERT_TRUE(eventually([] { return devices().has_value(); }));
+  }
+
+  // Looks again after each change of the list.
+  bool eventually(const std::function<bool()>& condition) {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+      const int changes = changes_;
+      lock.unlock();
+      if (condition()) return true;
+      lock.lock();
+      if (!changed_.wait_for(lock, kLimit, [&] { return changes_ > changes; })) return false;
+    }
+  }
+
+  AudioObjectID find(const std::string& name) {
+    AudioObjectID found = 0;
+    EXPECT_TRUE(eventually([&] {
+      const auto list = devices();
+      for (const auto& [id, deviceName] : list.value_or(Devices{})) {
+        if (deviceName == name) found = id;
+      }
+      return found != 0;
+    })) << name;
+    return found;
+  }
+
+  std::optional<GraphClient> graph_;
+  std::function<void()> onChange_;  // on the notification thread; set it before listening
+
+ private:
+  static OSStatus listChanged(AudioObjectID, std::span<const AudioObjectPropertyAddress>,
+                              void* data) {
+    auto& self = *static_cast<PipeWireAudioServer*>(data);
+    if (self.onChange_) self.onChange_();
+    const std::lock_guard lock(self.mutex_);
+    ++self.changes_;
+    self.changed_.notify_all();
+    return 0;
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  int changes_ = 0;
+};
+
+// The two tests of the first connection come first, so that they meet it in any way of running.
+TEST_F(PipeWireAudioServer, AServerThatDoesNotAnswerDelaysTheFirstCallByNoMoreThanTheLimit) {
+  ASSERT_TRUE(server().start());
+  server().suspend();
+  const auto start = Clock::now();
+  devices();
+  EXPECT_LT(Clock::now() - start, kCallLimit);
+  server().resume();
+  listen();
+  EXPECT_TRUE(eventually([] { return devices().has_value(); }));
+}
+
+TEST_F(PipeWireAudioServer, WithoutAServerNothingIsWaitedFor) {
+  const auto start = Clock::now();
+  listen();
+  EXPECT_TRUE(eventually([] { return !devices().has_value(); }));
+  EXPECT_LT(Clock::now() - start, kCallLimit);
+  ASSERT_TRUE(server().start());
+  EXPECT_TRUE(eventually([] { return devices().has_value(); }));
+}
+
+TEST_F(PipeWireAudioServer, AServerThatWasKilledIsNoticedWhenItComesBack) {
+  startServer();
+  for (int round = 0; round < 3; ++round) {
+    graph_.reset();
+    server().kill();
+    EXPECT_TRUE(eventually([] { return !devices(); }));
+    ASSERT_TRUE(server().start());
+    EXPECT_TRUE(eventually([] { return devices().has_value(); }));
+  }
+}
+
+TEST_F(PipeWireAudioServer, ADeviceIsNamedByItsDescriptionThenItsNickThenItsName) {
+  startServer();
+  graph_->addDevice({{"media.class", "Audio/Sink"},
+                     {"node.name", "one"},
+                     {"node.nick", "nick"},
+                     {"node.description", "description"}});
+  find("description");
+  graph_->addDevice(
+      {{"media.class", "Audio/Source"}, {"node.name", "two"}, {"node.nick", "other nick"}});
+  find("other nick");
+  graph_->addDevice({{"media.class", "Audio/Duplex"}, {"node.name", "three"}});
+  find("three");
+}
+
+TEST_F(PipeWireAudioServer, OnlyAudioDevicesAreListed) {
+  startServer();
+  graph_->addDevice({{"media.class", "Video/Source"}, {"node.name", "camera"}});
+  graph_->addDevice({{"media.class", "Stream/Output/Audio"}, {"node.name", "player"}});
+  graph_->addDevice({{"media.class", "Midi/Bridge"}, {"node.name", "keys"}});
+  graph_->addDevice({{"media.class", "Audio/Sink"}, {"node.name", "speaker"}});
+  const AudioObjectID speaker = find("speaker");
+  EXPECT_THAT(devices().value(), ElementsAre(std::pair(speaker, std::string("speaker"))));
+}
+
+TEST_F(PipeWireAudioServer, IdsAreTheServersOwn) {
+  startServer();
+  graph_->addDevice({{"media.class", "Audio/Sink"}, {"node.name", "n"}, {"node.description", "d"}});
+  const AudioObjectID device = find("d");
+  EXPECT_TRUE(graph_->waitFor([&] { return graph_->findNode("d") == device; }, kLimit));
+}
+
+TEST_F(PipeWireAudioServer, AListenedChangeShowsTheDeviceWithItsNameAndItsRoutings) {
+  std::mutex mutex;
+  std::vector<std::optional<std::int32_t>> seen;
+  onChange_ = [&] {
+    const auto list = devices();
+    for (const auto& [id, name] : list.value_or(Devices{})) {
+      if (name != "VX-310") continue;
+      const std::lock_guard lock(mutex);
+      seen.push_back(readRouting(id, 1, 1));
+    }
+  };
+  startServer();
+  DriverNode node("VX-310", kRecords);
+  EXPECT_TRUE(eventually([&] {
+    const std::lock_guard lock(mutex);
+    return !seen.empty();
+  }));
+  const std::lock_guard lock(mutex);
+  EXPECT_THAT(seen, ElementsAre(13));
+}
+
+TEST_F(PipeWireAudioServer, AWriteOnTheNotificationThreadFailsAtOnce) {
+  struct Outcome {
+    OSStatus status;
+    Clock::duration time;
+  };
+  std::promise<Outcome> tried;
+  bool done = false;
+  onChange_ = [&] {
+    const auto list = devices();
+    for (const auto& [id, name] : list.value_or(Devices{})) {
+      if (name != "VX-310" || std::exchange(done, true)) continue;
+      const auto start = Clock::now();
+      const OSStatus status = writeRouting(id, 1, 1, 3);
+      tried.set_value({status, Clock::now() - start});
+    }
+  };
+  startServer();
+  DriverNode node("VX-310", kRecords);
+  auto future = tried.get_future();
+  ASSERT_EQ(future.wait_for(kLimit), std::future_status::ready);
+  const Outcome outcome = future.get();
+  EXPECT_EQ(outcome.status, kAudioHardwareUnspecifiedError);
+  EXPECT_LT(outcome.time, std::chrono::milliseconds(kAudioServerCallLimitMs));
+  // And the thread is not stuck.
+  EXPECT_EQ(writeRouting(find("VX-310"), 1, 1, 3), kAudioHardwareNoError);
+}
+
+TEST_F(PipeWireAudioServer, ADriverThatDoesNotAnswerDelaysAWriteByNoMoreThanTheLimit) {
+  startServer();
+  driver::AudioNode node("VX-310", {});
+  node.publish(kRecords);
+  while (!node.present()) {
+    pollfd event{node.descriptor(), POLLIN, 0};
+    ASSERT_GT(::poll(&event, 1, 10'000), 0);
+    node.dispatch();
+  }
+  const AudioObjectID device = find("VX-310");
+  const auto start = Clock::now();
+  EXPECT_EQ(writeRouting(device, 1, 1, 3), kAudioHardwareUnspecifiedError);
+  EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(kAudioServerCallLimitMs));
+  EXPECT_LT(Clock::now() - start, kCallLimit);
+}
+
+TEST_F(PipeWireAudioServer, AServerThatHangsDelaysReadsByNothingAndWritesByTheLimit) {
+  startServer();
+  DriverNode node("VX-310", kRecords);
+  const AudioObjectID device = find("VX-310");
+  server().suspend();
+  const auto start = Clock::now();
+  EXPECT_EQ(readRouting(device, 1, 1), 13);
+  EXPECT_EQ(nameOf(device), "VX-310");
+  EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(100));
+  EXPECT_EQ(writeRouting(device, 1, 1, 3), kAudioHardwareUnspecifiedError);
+  EXPECT_LT(Clock::now() - start, kCallLimit);
+  server().resume();
+  EXPECT_EQ(writeRouting(device, 1, 2, 2), kAudioHardwareNoError);
+  // The late write was carried out all the same.
+  EXPECT_EQ(readRouting(device, 1, 1), 3);
+}
+
+TEST_F(PipeWireAudioServer, WritesFromSeveralThreadsAreAllConfirmed) {
+  startServer();
+  DriverNode node("VX-310", kRecords);
+  const AudioObjectID device = find("VX-310");
+  std::vector<std::thread> writers;
+  std::array<int, 3> confirmed{};
+  for (std::int32_t pair = 0; pair < 3; ++pair) {
+    writers.emplace_back([&, pair] {
+      for (std::int32_t value = 0; value < 20; ++value) {
+        if (writeRouting(device, 1, pair, value) == kAudioHardwareNoError) {
+          ++confirmed[static_cast<std::size_t>(pair)];
+        }
+      }
+    });
+  }
+  for (std::thread& writer : writers) writer.join();
+  EXPECT_THAT(confirmed, ElementsAre(20, 20, 20));
+}
+
+}  // namespace

@@ -1,0 +1,56 @@
+// Programs that play to and record from other nodes of the graph.
+#pragma once
+
+#include <pipewire/filter.h>
+
+#include <mutex>
+#include <vector>
+
+#include "tests/audio_server/graph_client.h"
+
+namespace pipewire_test {
+
+// A node named "player" whose port out_N carries the N-th level all the time. It lives on the
+// connection of `client`.
+class Player {
+ public:
+  Player(GraphClient& client, std::vector<float> levels);
+  ~Player();
+  Player(const Player&) = delete;
+  Player& operator=(const Player&) = delete;
+
+ private:
+  static void onProcess(void* data, spa_io_position* position);
+
+  GraphClient& client_;
+  std::vector<float> levels_;
+  pw_filter* filter_;
+  spa_hook listener_{};
+  std::vector<void*> ports_;
+};
+
+// A node named "recorder" with ports in_1 to in_N.
+class Recorder {
+ public:
+  Recorder(GraphClient& client, std::size_t ports);
+  ~Recorder();
+  Recorder(const Recorder&) = delete;
+  Recorder& operator=(const Recorder&) = delete;
+
+  // The level of each port in the last period; empty when a port was not connected or carried
+  // several levels. Each period is an event of the client.
+  std::vector<float> levels() const;
+
+ private:
+  static void onProcess(void* data, spa_io_position* position);
+
+  GraphClient& client_;
+  pw_filter* filter_;
+  spa_hook listener_{};
+  std::vector<void*> ports_;
+
+  mutable std::mutex mutex_;
+  std::vector<float> levels_;
+};
+
+}  // namespace pipewire_test
