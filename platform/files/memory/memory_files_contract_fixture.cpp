@@ -1,0 +1,13 @@
+#include "platform/files/files_contract_fixture.h"
+#include "platform/files/memory/memory_files.h"
+
+namespace files_contract {
+
+Fixture::Fixture() { memory_files::reset(); }
+Fixture::~Fixture() { memory_files::reset(); }
+
+void Fixture::put(const std::string& path, const CFValue& content) {
+  memory_files::put(path, content);
+}
+
+}  // namespace files_contract

@@ -1,0 +1,37 @@
+// What every system log does. Compiled once against each back end; a log is written to, so that
+// only the in-memory one can be asked what it holds.
+#include "platform/log/log.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using platform::LogPriority;
+
+TEST(Log, TakesAMessageOfEveryPriority) {
+  platform::syslog(LogPriority::kError, "plain");
+  platform::syslog(LogPriority::kWarning, "number %d", 3);
+  platform::syslog(LogPriority::kNotice, "text %s", "VX-310");
+}
+
+TEST(Log, TakesAMessageLongerThanAnyBuffer) {
+  platform::syslog(LogPriority::kNotice, "%s", std::string(1 << 16, 'x').c_str());
+}
+
+TEST(Log, IsWrittenToFromSeveralThreads) {
+  std::vector<std::thread> writers;
+  for (int writer = 0; writer < 4; ++writer) {
+    writers.emplace_back([writer] {
+      for (int line = 0; line < 20; ++line) {
+        platform::syslog(LogPriority::kNotice, "writer %d line %d", writer, line);
+      }
+    });
+  }
+  for (std::thread& writer : writers) writer.join();
+}
+
+}  // namespace

@@ -1,0 +1,30 @@
+#include "platform/log/memory/memory_log.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using memory_log::Line;
+using platform::LogPriority;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class MemoryLog : public testing::Test {
+ protected:
+  void SetUp() override { memory_log::reset(); }
+};
+
+TEST_F(MemoryLog, KeepsTheFormattedLinesInOrder) {
+  platform::syslog(LogPriority::kError, "device %d of %s", 3, "all");
+  platform::syslog(LogPriority::kNotice, "done");
+  EXPECT_THAT(memory_log::lines(), ElementsAre(Line{LogPriority::kError, "device 3 of all"},
+                                               Line{LogPriority::kNotice, "done"}));
+}
+
+TEST_F(MemoryLog, ForgetsThemAtAReset) {
+  platform::syslog(LogPriority::kWarning, "gone");
+  memory_log::reset();
+  EXPECT_THAT(memory_log::lines(), IsEmpty());
+}
+
+}  // namespace

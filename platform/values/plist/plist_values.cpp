@@ -1,0 +1,137 @@
+#include "platform/values/plist/plist_values.h"
+
+#include <plist/plist.h>
+
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace {
+
+struct Free {
+  void operator()(void* memory) const { std::free(memory); }
+};
+struct FreePlist {
+  void operator()(void* node) const { plist_free(node); }
+};
+using OwnedPlist = std::unique_ptr<void, FreePlist>;
+
+constexpr std::string_view kBinaryMark = "bplist";
+// The trailer of a binary list ends with the number of objects, the top object's number and the
+// place of the offset table, each of 8 bytes, big-endian.
+constexpr std::size_t kObjectCountFromEnd = 24;
+
+std::size_t occurrences(std::string_view text, std::string_view what) {
+  std::size_t count = 0;
+  for (auto at = text.find(what); at != text.npos; at = text.find(what, at + what.size())) ++count;
+  return count;
+}
+
+// A quick look at the bytes, before the library builds a tree from them.
+bool hasTooManyObjects(std::string_view bytes) {
+  std::size_t objects = 0;
+  if (!bytes.starts_with(kBinaryMark)) {
+    objects = occurrences(bytes, "<array") + occurrences(bytes, "<dict");
+  } else if (bytes.size() >= kObjectCountFromEnd) {
+    for (const char byte : bytes.substr(bytes.size() - kObjectCountFromEnd, 8)) {
+      objects = objects << 8 | static_cast<unsigned char>(byte);
+    }
+  }
+  return objects > kMostPropertyListObjects;
+}
+
+std::optional<CFValue> valueOf(plist_t node, int levelsLeft);
+
+std::optional<CFValue> arrayOf(plist_t node, int levelsLeft) {
+  CFArray array;
+  for (std::uint32_t i = 0; i < plist_array_get_size(node); ++i) {
+    if (auto value = valueOf(plist_array_get_item(node, i), levelsLeft)) {
+      array.push_back(*std::move(value));
+    }
+  }
+  return array;
+}
+
+std::optional<CFValue> dictionaryOf(plist_t node, int levelsLeft) {
+  CFDictionary dictionary;
+  plist_dict_iter position = nullptr;
+  plist_dict_new_iter(node, &position);
+  const std::unique_ptr<void, Free> freePosition(position);
+  for (;;) {
+    char* key = nullptr;
+    plist_t item = nullptr;
+    plist_dict_next_item(node, position, &key, &item);
+    const std::unique_ptr<char, Free> freeKey(key);
+    if (!item) return dictionary;
+    if (auto value = valueOf(item, levelsLeft); value && key) {
+      dictionary.insert_or_assign(key, *std::move(value));
+    }
+  }
+}
+
+std::optional<CFValue> numberOf(plist_t node) {
+  std::uint64_t number = 0;
+  plist_get_uint_val(node, &number);
+  return static_cast<std::int64_t>(number);  // negative ones come as their two's complement
+}
+
+std::optional<CFValue> realOf(plist_t node) {
+  double number = 0;
+  plist_get_real_val(node, &number);
+  return number;
+}
+
+std::optional<CFValue> booleanOf(plist_t node) {
+  std::uint8_t value = 0;
+  plist_get_bool_val(node, &value);
+  return value != 0;
+}
+
+std::optional<CFValue> textOf(plist_t node) {
+  std::uint64_t length = 0;
+  const char* text = plist_get_string_ptr(node, &length);
+  return text ? std::string(text, length) : std::string();
+}
+
+std::optional<CFValue> dataOf(plist_t node) {
+  std::uint64_t length = 0;
+  const char* data = plist_get_data_ptr(node, &length);
+  return data ? CFData(data, data + length) : CFData();
+}
+
+// Nothing for what no property value stands for, and below the deepest level.
+std::optional<CFValue> valueOf(plist_t node, int levelsLeft) {
+  if (levelsLeft == 0) return std::nullopt;
+  switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN:
+      return booleanOf(node);
+    case PLIST_UINT:
+      return numberOf(node);
+    case PLIST_REAL:
+      return realOf(node);
+    case PLIST_STRING:
+      return textOf(node);
+    case PLIST_DATA:
+      return dataOf(node);
+    case PLIST_ARRAY:
+      return arrayOf(node, levelsLeft - 1);
+    case PLIST_DICT:
+      return dictionaryOf(node, levelsLeft - 1);
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace
+
+std::optional<CFValue> parsePropertyList(std::string_view bytes) {
+  if (bytes.size() > std::numeric_limits<std::uint32_t>::max() || hasTooManyObjects(bytes)) {
+    return std::nullopt;
+  }
+  plist_t root = nullptr;  // the library leaves it alone when it fails
+  plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
+  const OwnedPlist owned(root);
+  return root ? valueOf(root, kDeepestPropertyList) : std::nullopt;
+}
