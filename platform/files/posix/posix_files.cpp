@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "platform/files/files.h"
-#include "platform/values/plist/plist_values.h"
+#include "platform/property_list/property_list.h"
 
 namespace {
 

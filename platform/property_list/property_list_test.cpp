@@ -1,4 +1,4 @@
-#include "platform/values/plist/plist_values.h"
+#include "platform/property_list/property_list.h"
 
 #include <gtest/gtest.h>
 
