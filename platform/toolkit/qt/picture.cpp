@@ -1,0 +1,59 @@
+#include "platform/toolkit/qt/picture.h"
+
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <algorithm>
+#include <cmath>
+
+namespace qt_toolkit {
+
+namespace {
+
+constexpr int kHighestResolution = 3;  // "NAME@3x.png"
+
+QString pathOfResolution(const QString& path, int resolution) {
+  const QFileInfo file(path);
+  return resolution == 1 ? path
+                         : QStringLiteral("%1/%2@%3x.%4")
+                               .arg(file.path(), file.completeBaseName())
+                               .arg(resolution)
+                               .arg(file.suffix());
+}
+
+QPixmap load(const QString& path, int resolution) {
+  QPixmap picture(pathOfResolution(path, resolution));
+  picture.setDevicePixelRatio(resolution);
+  return picture;
+}
+
+// The picture made for the sharpest screen, or failing that the nearest finer one, or failing that
+// the nearest coarser one.
+QPixmap loadForScreens(const QString& path) {
+  const int wanted =
+      std::clamp(static_cast<int>(std::ceil(qGuiApp->devicePixelRatio())), 1, kHighestResolution);
+  for (int resolution = wanted; resolution <= kHighestResolution; ++resolution) {
+    if (QPixmap picture = load(path, resolution); !picture.isNull()) return picture;
+  }
+  for (int resolution = wanted - 1; resolution >= 1; --resolution) {
+    if (QPixmap picture = load(path, resolution); !picture.isNull()) return picture;
+  }
+  return {};
+}
+
+}  // namespace
+
+QString resourcePath(const QString& name) {
+  return QString::fromStdString(NSBundleMainBundlePath()) + "/Contents/Resources/" + name;
+}
+
+QPixmap pixmapOf(const NSImage& image) {
+  return image.empty() ? QPixmap() : *static_cast<const QPixmap*>(image.picture().get());
+}
+
+}  // namespace qt_toolkit
+
+NSImage NSImage::imageNamed(std::string_view name) {
+  const QString file = QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()));
+  QPixmap picture = qt_toolkit::loadForScreens(qt_toolkit::resourcePath(file));
+  return picture.isNull() ? NSImage() : NSImage(std::make_shared<const QPixmap>(picture));
+}

@@ -1,0 +1,109 @@
+// The application: its main loop, its end, and what it asks of the desktop.
+#include <QApplication>
+#include <QDesktopServices>
+#include <QDir>
+#include <QEvent>
+#include <QEventLoop>
+#include <QIcon>
+#include <QTimer>
+#include <QUrl>
+#include <memory>
+
+#include "platform/toolkit/qt/guarded.h"
+#include "platform/toolkit/qt/picture.h"
+#include "platform/toolkit/qt/qt_nib.h"
+#include "platform/toolkit/qt/quit_signals.h"
+#include "platform/toolkit/toolkit.h"
+
+namespace {
+
+constexpr int kFirstPaintLimitMs = 2000;
+constexpr const char* kDesktopName = "vx310-panel";  // of the desktop entry and the icon
+
+NSApplicationDelegate* receiver = nullptr;
+bool terminating = false;
+
+bool endsWithItsWindow() {
+  return !receiver || receiver->applicationShouldTerminateAfterLastWindowClosed();
+}
+
+// Tells when the window is painted and when it is closed.
+class WindowWatch final : public QObject {
+ public:
+  explicit WindowWatch(QWidget& window) { window.installEventFilter(this); }
+
+  // Returns once the window was painted, or after a limit: a window that starts minimised, or on a
+  // screen that is off, is not. What the user does meanwhile waits for the main loop.
+  void waitForPaint() {
+    if (painted_) return;
+    QTimer::singleShot(kFirstPaintLimitMs, &untilPainted_, &QEventLoop::quit);
+    untilPainted_.exec(QEventLoop::ExcludeUserInputEvents);
+  }
+
+ protected:
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() == QEvent::Paint) {
+      painted_ = true;
+      untilPainted_.quit();
+    }
+    if (event->type() == QEvent::Close) {
+      qt_toolkit::guarded([] {
+        if (endsWithItsWindow()) NSAppTerminate();
+      });
+    }
+    return false;
+  }
+
+ private:
+  bool painted_ = false;
+  QEventLoop untilPainted_;
+};
+
+void setIdentity() {
+  QGuiApplication::setDesktopFileName(kDesktopName);
+  const QIcon bundled(qt_toolkit::resourcePath(QStringLiteral("%1.png").arg(kDesktopName)));
+  QGuiApplication::setWindowIcon(QIcon::fromTheme(kDesktopName, bundled));
+}
+
+}  // namespace
+
+int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
+  QApplication application(argc, argv);
+  QApplication::setStyle(QStringLiteral("fusion"));  // which the window's style sheet builds on
+  QApplication::setQuitOnLastWindowClosed(false);    // the delegate is asked
+  terminating = false;
+  setIdentity();
+  const qt_toolkit::QuitSignals quitSignals(NSAppTerminate);
+
+  qt_toolkit::QtNib nib;
+  WindowWatch watch(nib.window());
+  auto owner = loader(nib);
+  nib.window().show();
+  watch.waitForPaint();
+  if (owner) owner->awakeFromNib();
+  if (receiver) receiver->applicationDidFinishLaunching();
+  const int status = terminating ? 0 : QApplication::exec();
+  if (receiver) receiver->applicationWillTerminate();
+  owner.reset();
+  receiver = nullptr;
+  return status;
+}
+
+void NSAppSetDelegate(NSApplicationDelegate* delegate) { receiver = delegate; }
+
+void NSAppTerminate() {
+  terminating = true;
+  // Queued: the event being handled is finished first.
+  QMetaObject::invokeMethod(
+      qApp, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
+}
+
+std::string NSBundleMainBundlePath() {
+  const QString program = QCoreApplication::applicationDirPath();
+  return QDir::cleanPath(program + "/../share/vx310-panel").toStdString();
+}
+
+bool NSWorkspaceOpenFile(std::string_view path) {
+  const QString file = QString::fromUtf8(path.data(), static_cast<qsizetype>(path.size()));
+  return QDesktopServices::openUrl(QUrl::fromLocalFile(file));
+}

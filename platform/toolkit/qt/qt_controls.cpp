@@ -1,0 +1,100 @@
+// The controls: each names a widget of the window.
+#include <QComboBox>
+#include <QLabel>
+#include <QPalette>
+#include <QWidget>
+#include <cmath>
+
+#include "platform/toolkit/qt/picture.h"
+#include "platform/toolkit/toolkit.h"
+
+namespace {
+
+// What an object of the right kind was given as; the nib hands out no other.
+QWidget* widgetOf(const NSView& view) { return static_cast<QWidget*>(view.object()); }
+QLabel* labelOf(const NSView& view) { return static_cast<QLabel*>(widgetOf(view)); }
+QComboBox* menuOf(const NSView& view) { return static_cast<QComboBox*>(widgetOf(view)); }
+
+int pixels(double points) { return static_cast<int>(std::lround(points)); }
+
+// Points count from the enclosing view's lower left corner, the widgets' pixels from the upper one.
+int flipped(const QWidget& widget, int y, int height) {
+  const QWidget* enclosing = widget.parentWidget();
+  return (enclosing ? enclosing->height() : 0) - y - height;
+}
+
+}  // namespace
+
+NSView NSView::superview() const {
+  const QWidget* widget = widgetOf(*this);
+  return NSView(widget ? widget->parentWidget() : nullptr);
+}
+
+NSRect NSView::frame() const {
+  const QWidget* widget = widgetOf(*this);
+  if (!widget) return {};
+  const QRect place = widget->geometry();
+  return {{double(place.x()), double(flipped(*widget, place.y(), place.height()))},
+          {double(place.width()), double(place.height())}};
+}
+
+void NSView::setFrame(NSRect frame) {
+  QWidget* widget = widgetOf(*this);
+  if (!widget) return;
+  const int height = pixels(frame.size.height);
+  widget->setGeometry(pixels(frame.origin.x), flipped(*widget, pixels(frame.origin.y), height),
+                      pixels(frame.size.width), height);
+}
+
+void NSView::display() {
+  if (QWidget* widget = widgetOf(*this)) widget->repaint();
+}
+
+void NSWindow::setBackgroundColor(const NSColor& color) {
+  QWidget* window = static_cast<QWidget*>(object_);
+  if (!window) return;
+  const QPixmap tile = qt_toolkit::pixmapOf(color.pattern);
+  QPalette palette = window->palette();
+  palette.setBrush(QPalette::Window, tile.isNull() ? QBrush() : QBrush(tile));
+  window->setPalette(palette);
+}
+
+void NSControl::setHidden(bool hidden) {
+  if (QWidget* widget = widgetOf(*this)) widget->setHidden(hidden);
+}
+
+void NSControl::setEnabled(bool enabled) {
+  if (QWidget* widget = widgetOf(*this)) widget->setEnabled(enabled);
+}
+
+NSWindow NSControl::window() const {
+  const QWidget* widget = widgetOf(*this);
+  return NSWindow(widget ? widget->window() : nullptr);
+}
+
+void NSTextField::setStringValue(std::string_view text) {
+  QLabel* label = labelOf(*this);
+  if (!label) return;
+  label->setTextFormat(Qt::PlainText);  // what a device says is never markup
+  label->setText(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
+}
+
+void NSPopUpButton::selectItemAtIndex(std::int32_t index) {
+  QComboBox* menu = menuOf(*this);
+  if (menu) menu->setCurrentIndex(index >= 0 && index < menu->count() ? index : -1);
+}
+
+void NSPopUpButton::selectItem(std::nullptr_t) { selectItemAtIndex(-1); }
+
+std::int32_t NSPopUpButton::indexOfSelectedItem() const {
+  const QComboBox* menu = menuOf(*this);
+  return menu ? menu->currentIndex() : 0;
+}
+
+void NSImageView::setImage(const NSImage& image) {
+  if (QLabel* label = labelOf(*this)) label->setPixmap(qt_toolkit::pixmapOf(image));
+}
+
+void NSImageView::setFrameSize(NSSize size) { setFrame({frame().origin, size}); }
+
+void NSImageView::setFrameOrigin(NSPoint origin) { setFrame({origin, frame().size}); }

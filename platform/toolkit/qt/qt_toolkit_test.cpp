@@ -1,0 +1,310 @@
+// The contract's fixture for the Qt back end, and what is Qt's own: signals, the first painting,
+// the window file, resolutions. Needs no display: the environment names the offscreen platform.
+#include <gmock/gmock.h>
+
+#include <QApplication>
+#include <QComboBox>
+#include <QKeyEvent>
+#include <QLabel>
+#include <QPushButton>
+#include <QWidget>
+#include <csignal>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/toolkit/qt/picture.h"
+#include "platform/toolkit/toolkit_contract_fixture.h"
+
+namespace {
+
+QWidget* window() {
+  for (QWidget* widget : QApplication::topLevelWidgets()) {
+    if (widget->objectName() == "PanelWindow") return widget;
+  }
+  return nullptr;
+}
+
+template <typename Widget>
+Widget* find(const char* name) {
+  return window()->findChild<Widget*>(QString::fromLatin1(name));
+}
+
+void type(QWidget* widget, Qt::Key key) {
+  QKeyEvent press(QEvent::KeyPress, key, Qt::NoModifier);
+  QKeyEvent release(QEvent::KeyRelease, key, Qt::NoModifier);
+  QApplication::sendEvent(widget, &press);
+  QApplication::sendEvent(widget, &release);
+}
+
+}  // namespace
+
+namespace toolkit_contract {
+
+void prepare() { setenv("QT_QPA_PLATFORM", "offscreen", 1); }
+
+int run(NSNibLoader loader) {
+  char name[] = "panel-test";
+  char* arguments[] = {name, nullptr};
+  return NSApplicationMain(1, arguments, loader);
+}
+
+void post(std::function<void()> event) {
+  QMetaObject::invokeMethod(qApp, std::move(event), Qt::QueuedConnection);
+}
+
+std::string textOf(const char* field) { return find<QLabel>(field)->text().toStdString(); }
+bool isHidden(const char* control) { return find<QWidget>(control)->isHidden(); }
+bool isEnabled(const char* control) { return find<QWidget>(control)->isEnabled(); }
+bool showsPicture(const char* view) { return !find<QLabel>(view)->pixmap().isNull(); }
+
+void pickLastItem(const char* menu) { type(find<QComboBox>(menu), Qt::Key_End); }
+void press(const char* button) { find<QPushButton>(button)->click(); }
+void closeWindow() { window()->close(); }
+
+}  // namespace toolkit_contract
+
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+
+// What a test lets the application do once it runs, and before that with the window as loaded.
+std::function<void()> whenLoaded;
+std::function<void()> whenAwake;
+std::function<void()> whenRunning;
+
+class Owner : public NSObject, public NSApplicationDelegate {
+ public:
+  Owner() { NSAppSetDelegate(this); }
+  void awakeFromNib() override {
+    if (whenAwake) whenAwake();
+  }
+  void applicationDidFinishLaunching() override { whenRunning(); }
+  void applicationWillTerminate() override {}
+  bool applicationShouldTerminateAfterLastWindowClosed() override { return true; }
+};
+
+class QtToolkit : public testing::Test {
+ protected:
+  QtToolkit() {
+    toolkit_contract::prepare();
+    whenLoaded = whenAwake = nullptr;
+    whenRunning = NSAppTerminate;
+  }
+
+  static int run() {
+    return toolkit_contract::run([](NSNib&) -> std::unique_ptr<NSObject> {
+      if (whenLoaded) whenLoaded();
+      return std::make_unique<Owner>();
+    });
+  }
+};
+
+class QuitSignal : public QtToolkit, public testing::WithParamInterface<int> {};
+
+TEST_P(QuitSignal, EndsTheApplicationWhileItRuns) {
+  whenRunning = [] { toolkit_contract::post([] { raise(GetParam()); }); };
+  EXPECT_EQ(run(), 0);
+}
+
+TEST_P(QuitSignal, EndsTheApplicationThatIsStillStarting) {
+  whenAwake = [] { raise(GetParam()); };
+  whenRunning = [] {};
+  EXPECT_EQ(run(), 0);
+}
+
+TEST_P(QuitSignal, IsLeftToItsFormerHandlerAfterwards) {
+  static volatile std::sig_atomic_t handled = 0;
+  handled = 0;
+  const auto former = std::signal(GetParam(), [](int) { handled = 1; });
+  run();
+  raise(GetParam());
+  EXPECT_EQ(handled, 1);
+  std::signal(GetParam(), former);
+}
+
+INSTANTIATE_TEST_SUITE_P(QtToolkit, QuitSignal, testing::Values(SIGINT, SIGTERM, SIGHUP),
+                         [](const auto& parameter) { return sigabbrev_np(parameter.param); });
+
+class PaintWatch : public QObject {
+ public:
+  std::vector<std::string>* steps = nullptr;
+  bool eventFilter(QObject*, QEvent* event) override {
+    if (event->type() == QEvent::Paint) steps->push_back("painted");
+    return false;
+  }
+};
+
+TEST_F(QtToolkit, TheWindowIsPaintedBeforeItsOwnerAwakes) {
+  std::vector<std::string> steps;
+  PaintWatch watch;
+  watch.steps = &steps;
+  whenLoaded = [&] { window()->installEventFilter(&watch); };
+  whenAwake = [&] {
+    EXPECT_THAT(steps, Contains("painted"));
+    steps.clear();
+    steps.push_back("awake");
+  };
+  run();
+  EXPECT_EQ(steps.front(), "awake");
+}
+
+TEST_F(QtToolkit, TheWindowAsLoadedIsTheEmptyPanel) {
+  whenLoaded = [] {
+    for (const QLabel* label : window()->findChildren<QLabel*>()) {
+      const std::string name = label->objectName().toStdString();
+      if (name.starts_with("Kv") && name != "KvPanelSubTitle" && name != "KvDeviceBitmap") {
+        EXPECT_TRUE(label->testAttribute(Qt::WA_WState_ExplicitShowHide) && label->isHidden())
+            << name;
+      }
+    }
+    for (const QComboBox* menu : window()->findChildren<QComboBox*>()) {
+      EXPECT_TRUE(menu->testAttribute(Qt::WA_WState_ExplicitShowHide) && menu->isHidden())
+          << menu->objectName().toStdString();
+    }
+  };
+  run();
+}
+
+TEST_F(QtToolkit, EveryMenuHasItsItems) {
+  const auto itemsOf = [](const char* name) {
+    std::vector<std::string> items;
+    const auto* menu = find<QComboBox>(name);
+    for (int i = 0; i < menu->count(); ++i) items.push_back(menu->itemText(i).toStdString());
+    return items;
+  };
+  whenRunning = [&] {
+    for (const char* name : {"KvIoRInCh1And2Menu", "KvIoRInCh3And4Menu", "KvIoRInCh5And6Menu"}) {
+      EXPECT_THAT(itemsOf(name), ElementsAre("Analog 1/2", "Analog 3/4", "Digital", "Loopback"));
+    }
+    for (const char* name : {"KvIoROutLineMenu", "KvIoROutDigitalMenu"}) {
+      EXPECT_THAT(itemsOf(name), ElementsAre("Playback 1/2", "Playback 3/4", "Input 1/2",
+                                             "Input 3/4", "Input 5/6"));
+    }
+    EXPECT_THAT(itemsOf("KvSampleClockSourceMenu"), ElementsAre("Automatic", "Internal"));
+    EXPECT_THAT(itemsOf("KvDigitalOutputFormatMenu"),
+                ElementsAre("Consumer (S/PDIF)", "Professional (AES3)"));
+    EXPECT_THAT(itemsOf("KvUsb1ModeInputSelectionMenu"), ElementsAre("Analog", "Digital"));
+    EXPECT_THAT(itemsOf("KvCoreAudioPerformanceMenu"),
+                ElementsAre("Standard", "Low latency", "Safe"));
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, EveryTitleIsTheLabelOfItsControl) {
+  whenRunning = [] {
+    for (const QLabel* label : window()->findChildren<QLabel*>(QRegularExpression("Title$"))) {
+      if (label->objectName() == "KvPanelSubTitle") continue;
+      EXPECT_NE(label->buddy(), nullptr) << label->objectName().toStdString();
+    }
+    for (const QComboBox* menu : window()->findChildren<QComboBox*>()) {
+      EXPECT_FALSE(menu->accessibleName().isEmpty()) << menu->objectName().toStdString();
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
+// Every text that a field or menu can be given fits, at the sizes that the window file sets.
+TEST_F(QtToolkit, TheLongestTextsFit) {
+  whenRunning = [] {
+    const auto fits = [](const char* name, const char* text) {
+      const auto* widget = find<QWidget>(name);
+      EXPECT_LE(widget->fontMetrics().horizontalAdvance(QString::fromLatin1(text)),
+                widget->contentsRect().width())
+          << name;
+    };
+    fits("KvConnectionTypeField", "USB 1.1 (unsupported) ");
+    fits("KvDigitalInputStatusField", "muted 176.4 kHz");
+    fits("KvDigitalInputStatusField", "no valid signal");
+    fits("KvFirmwareVersionField", "Wednesday MMMMM");
+    for (const QLabel* label : window()->findChildren<QLabel*>()) {
+      EXPECT_LE(label->fontMetrics().horizontalAdvance(label->text()), label->width())
+          << label->objectName().toStdString();
+    }
+    for (const QComboBox* menu : window()->findChildren<QComboBox*>()) {
+      EXPECT_LE(menu->minimumSizeHint().width(), menu->width()) << menu->objectName().toStdString();
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, ASectionIsThereWhileOneOfItsControlsIs) {
+  whenRunning = [] {
+    auto* section = find<QWidget>("OutputSection");
+    auto* hint = find<QWidget>("EmptyHint");
+    EXPECT_TRUE(section->isHidden());
+    EXPECT_FALSE(hint->isHidden());
+    find<QWidget>("KvIoROutLineMenu")->setHidden(false);
+    EXPECT_FALSE(section->isHidden());
+    EXPECT_TRUE(hint->isHidden());
+    find<QWidget>("KvIoROutDigitalTitle")->setHidden(false);
+    find<QWidget>("KvIoROutLineMenu")->setHidden(true);
+    EXPECT_FALSE(section->isHidden());
+    find<QWidget>("KvIoROutDigitalTitle")->setHidden(true);
+    EXPECT_TRUE(section->isHidden());
+    EXPECT_FALSE(hint->isHidden());
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, PointsCountFromTheLowerLeftCorner) {
+  whenRunning = [] {
+    auto* picture = find<QWidget>("KvDeviceBitmap");
+    NSView view(picture);
+    view.setFrame({{316, 0}, {296, 132}});
+    EXPECT_EQ(picture->geometry().bottom() + 1, picture->parentWidget()->height());
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, ThePictureHasItsPlaceFromTheStart) {
+  whenRunning = [] {
+    EXPECT_EQ(NSView(find<QWidget>("KvDeviceBitmap")).frame(), (NSRect{{316, 220}, {296, 132}}));
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, ThePicturesOfThePanelAreThere) {
+  whenRunning = [] {
+    for (const char* name : {"StripTexture.png", "VX-310.png", "None.bmp"}) {
+      EXPECT_FALSE(NSImage::imageNamed(name).empty()) << name;
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, APictureComesInTheResolutionOfTheScreen) {
+  setenv("QT_SCALE_FACTOR", "2", 1);
+  whenRunning = [] {
+    const QPixmap picture = qt_toolkit::pixmapOf(NSImage::imageNamed("VX-310.png"));
+    EXPECT_EQ(picture.devicePixelRatio(), 2);
+    EXPECT_EQ(picture.size(), QSize(592, 264));
+    NSAppTerminate();
+  };
+  run();
+  unsetenv("QT_SCALE_FACTOR");
+}
+
+TEST_F(QtToolkit, WhatAnActionThrowsGoesNoFurther) {
+  const auto loader = [](NSNib& nib) -> std::unique_ptr<NSObject> {
+    nib.connectAction("Help", [] { throw std::runtime_error("from the action"); });
+    return std::make_unique<Owner>();
+  };
+  whenRunning = [] {
+    toolkit_contract::press("Help");
+    NSAppTerminate();
+  };
+  EXPECT_EQ(toolkit_contract::run(loader), 0);
+}
+
+}  // namespace

@@ -1,0 +1,28 @@
+// The signals that ask a program to end, delivered as an event of the toolkit's loop.
+#pragma once
+
+#include <QSocketNotifier>
+#include <csignal>
+#include <functional>
+#include <memory>
+
+namespace qt_toolkit {
+
+// From its construction to its end SIGINT, SIGTERM and SIGHUP call `quit` from the event loop; one
+// that comes before the loop runs is delivered when it does. One object at a time.
+class QuitSignals {
+ public:
+  explicit QuitSignals(std::function<void()> quit);
+  ~QuitSignals();
+  QuitSignals(const QuitSignals&) = delete;
+  QuitSignals& operator=(const QuitSignals&) = delete;
+
+ private:
+  static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+
+  int event_;
+  std::unique_ptr<QSocketNotifier> notifier_;
+  struct sigaction previous_[std::size(kSignals)];
+};
+
+}  // namespace qt_toolkit

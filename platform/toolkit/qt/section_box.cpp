@@ -1,0 +1,30 @@
+#include "platform/toolkit/qt/section_box.h"
+
+#include <QChildEvent>
+#include <algorithm>
+
+namespace qt_toolkit {
+
+void SectionBox::childEvent(QChildEvent* event) {
+  if (event->added()) event->child()->installEventFilter(this);
+  QFrame::childEvent(event);
+}
+
+bool SectionBox::eventFilter(QObject* child, QEvent* event) {
+  // Sent for what the program asks for, whether or not the box itself is on screen.
+  if (event->type() == QEvent::ShowToParent || event->type() == QEvent::HideToParent) {
+    const bool empty = !hasShownControl();
+    setHidden(empty);
+    emit emptied(empty);
+  }
+  return QFrame::eventFilter(child, event);
+}
+
+bool SectionBox::hasShownControl() const {
+  const auto widgets = findChildren<QWidget*>(Qt::FindDirectChildrenOnly);
+  return std::any_of(widgets.begin(), widgets.end(), [](const QWidget* widget) {
+    return !widget->isHidden() && !widget->property("heading").toBool();
+  });
+}
+
+}  // namespace qt_toolkit
