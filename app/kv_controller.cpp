@@ -1,0 +1,112 @@
+#include "app/kv_controller.h"
+
+#include <cstdio>
+#include <iterator>
+#include <string>
+
+#include "io/audio_device.h"
+#include "io/driver_events.h"
+#include "platform/clock/clock.h"
+#include "platform/files/files.h"
+
+namespace {
+
+constexpr const char* kDriverPackageInfo =
+    "/System/Library/Extensions/VANTREL_VX310.kext/Contents/Info.plist";
+constexpr const char* kHelpPage =
+    "/Contents/Resources/VANTREL VX-310 Control Panel Help.html";  // in the application package
+
+constexpr NSSize kInterfacePictureSize{296, 132};
+constexpr NSPoint kInterfacePictureOrigin{316, 220};
+
+constexpr unsigned kSettlingMicroseconds = 400'000;
+
+constexpr AudioObjectPropertyAddress kDeviceList{kAudioHardwarePropertyDevices,
+                                                 kAudioObjectPropertyScopeGlobal,
+                                                 kAudioObjectPropertyElementMaster};
+
+// What is emptied at the start. The subtitle has a text of its own there, and the routings' items
+// are selected when there is something to select.
+constexpr InfoId kEmptiedAtStart[] = {
+    kInfoSampleWidth,           kInfoSampleRate,          kInfoDigitalInputStatus,
+    kInfoFirmwareVersion,       kInfoDriverVersion,       kInfoDevice,
+    kInfoConnectionType,        kInfoSampleClockSource,   kInfoUsb1ModeInputSelection,
+    kInfoSampleClockSourceMenu, kInfoDigitalOutputFormat, kInfoCoreAudioPerformance,
+    kInfoRoutingMenus,
+};
+
+}  // namespace
+
+KvController::KvController() {
+  NSAppSetDelegate(this);
+  mpDlg = std::make_unique<CKorvelDlg>(this);
+  readDriverFileVersion();
+}
+
+KvController::~KvController() = default;
+
+void KvController::readDriverFileVersion() {
+  const auto info = dictionaryWithContentsOfFile(kDriverPackageInfo);
+  const auto* version =
+      info ? CFDictionaryGet<std::string>(*info, "VQModuleVersionString") : nullptr;
+  if (version) version->copy(szDriverFileVersion, std::size(szDriverFileVersion) - 1);
+}
+
+void KvController::awakeFromNib() {
+  CloseButton.window().setBackgroundColor(
+      NSColor::colorWithPatternImage(NSImage::imageNamed("StripTexture.png")));
+  if (KvPluggedIn) {
+    setWidgetLayoutForDevicePlugged();
+  } else {
+    setWidgetLayoutForDeviceUnplugged();
+  }
+  FoundHardware(0);
+  for (const InfoId id : kEmptiedAtStart) ShowInfo(id, false, 0, nullptr);
+  KvPanelSubTitle.setStringValue("VX-310 Control Panel");
+}
+
+void KvController::applicationDidFinishLaunching() {
+  IOInit();
+  AudioObjectAddPropertyListener(kAudioObjectSystemObject, kDeviceList,
+                                 audioObjectPropertyListenerProc, nullptr);
+}
+
+void KvController::applicationWillTerminate() {
+  IOTerm();
+  AudioObjectRemovePropertyListener(kAudioObjectSystemObject, kDeviceList,
+                                    audioObjectPropertyListenerProc, nullptr);
+}
+
+void KvController::Detach() { m_bDetached = 1; }
+
+void KvController::Invalidate(bool) {}
+
+void KvController::EnableUSB1Mode(bool enable) { KvUsb1ModeInputSelectionMenu.setEnabled(enable); }
+
+void KvController::FoundHardware(std::int32_t index) {
+  m_lIxHardwareFound = index;
+  if (index == kHardwareIndexVX310) {
+    KvDeviceBitmap.setImage(NSImage::imageNamed("VX-310.png"));
+    KvDeviceBitmap.setFrameSize(kInterfacePictureSize);
+    KvDeviceBitmap.setFrameOrigin(kInterfacePictureOrigin);
+  } else {
+    KvDeviceBitmap.setImage(NSImage::imageNamed("None.bmp"));
+  }
+  platform::usleep(kSettlingMicroseconds);
+}
+
+void KvController::doHelp(const NSControl&) {
+  NSWorkspaceOpenFile(NSBundleMainBundlePath() + kHelpPage);
+}
+
+void KvController::doCloseButton(const NSControl&) { NSAppTerminate(); }
+
+OSStatus audioObjectPropertyListenerProc(AudioObjectID, std::span<const AudioObjectPropertyAddress>,
+                                         void*) {
+  std::puts("device list has been changed");
+  std::printf("Device name: %s\n", _halDeviceName);
+  const AudioObjectID device = getHalDevice(_halDeviceName);
+  _halDevice = device;
+  std::printf("Found matching device: 0x%2X for %s\n", device, _halDeviceName);
+  return kAudioHardwareNoError;
+}

@@ -1,0 +1,260 @@
+#include "app/testing/controller_test.h"
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Status : public ControllerTest {
+ protected:
+  Status() { loadQuietly(); }
+
+  // The operations of one call over the bridge.
+  static Log shown(std::int32_t id, bool flag, std::int32_t value, const char* text) {
+    controlDlg->ShowInfo(id, flag, value, text);
+    return operations();
+  }
+};
+
+// Fields ------------------------------------------------------------------------------------------
+
+struct PlainField {
+  InfoId id;
+  const char* field;
+};
+
+class PlainStatusField : public Status, public testing::WithParamInterface<PlainField> {
+ protected:
+  const std::string field = GetParam().field;
+  const std::string title = field + "Title";
+  const InfoId id = GetParam().id;
+};
+
+TEST_P(PlainStatusField, ShowsFieldAndLabelAndThenTheText) {
+  EXPECT_THAT(shown(id, true, 7, "a text"),
+              ElementsAre(field + ".setHidden no", title + ".setHidden no",
+                          field + ".setStringValue \"a text\""));
+}
+
+TEST_P(PlainStatusField, HidesFieldAndLabelAndKeepsTheText) {
+  shown(id, true, 0, "old");
+  EXPECT_THAT(shown(id, false, 7, "new"),
+              ElementsAre(field + ".setHidden yes", title + ".setHidden yes"));
+  EXPECT_EQ(control(field.c_str()).text, "old");
+}
+
+TEST_P(PlainStatusField, ShowsANewTextAfterItWasHidden) {
+  shown(id, true, 0, "old");
+  shown(id, false, 0, "");
+  shown(id, true, 0, "new");
+  EXPECT_EQ(control(field.c_str()).text, "new");
+  EXPECT_FALSE(control(field.c_str()).hidden);
+}
+
+TEST_P(PlainStatusField, ShowsANullTextAsAnEmptyOne) {
+  EXPECT_THAT(shown(id, true, 0, nullptr),
+              ElementsAre(field + ".setHidden no", title + ".setHidden no",
+                          field + ".setStringValue \"\""));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Status, PlainStatusField,
+    testing::Values(PlainField{kInfoSampleRate, "KvSampleRateField"},
+                    PlainField{kInfoDigitalInputStatus, "KvDigitalInputStatusField"},
+                    PlainField{kInfoFirmwareVersion, "KvFirmwareVersionField"},
+                    PlainField{kInfoDevice, "KvDeviceField"},
+                    PlainField{kInfoConnectionType, "KvConnectionTypeField"},
+                    PlainField{kInfoSampleClockSource, "KvSampleClockSourceField"}),
+    [](const auto& parameter) { return std::string(parameter.param.field); });
+
+TEST_F(Status, TheSampleWidthIsEmptiedBeforeItIsShown) {
+  EXPECT_THAT(shown(kInfoSampleWidth, true, 0, "24 bits"),
+              ElementsAre("KvSampleWidthField.setStringValue \"\"",
+                          "KvSampleWidthField.setHidden no", "KvSampleWidthFieldTitle.setHidden no",
+                          "KvSampleWidthField.setStringValue \"24 bits\""));
+}
+
+TEST_F(Status, TheSampleWidthIsEmptiedBeforeItIsHidden) {
+  shown(kInfoSampleWidth, true, 0, "24 bits");
+  EXPECT_THAT(
+      shown(kInfoSampleWidth, false, 0, "ignored"),
+      ElementsAre("KvSampleWidthField.setStringValue \"\"", "KvSampleWidthField.setHidden yes",
+                  "KvSampleWidthFieldTitle.setHidden yes"));
+  EXPECT_EQ(control("KvSampleWidthField").text, "");
+}
+
+TEST_F(Status, TheSampleWidthShowsANullTextAsAnEmptyOne) {
+  shown(kInfoSampleWidth, true, 0, nullptr);
+  EXPECT_EQ(control("KvSampleWidthField").text, "");
+  EXPECT_FALSE(control("KvSampleWidthField").hidden);
+}
+
+TEST_F(Status, TheDriverVersionIsTheReportedOne) {
+  EXPECT_THAT(
+      shown(kInfoDriverVersion, true, 0, "2.0.1"),
+      ElementsAre("KvDriverVersionField.setHidden no", "KvDriverVersionFieldTitle.setHidden no",
+                  "KvDriverVersionField.setStringValue \"2.0.1\""));
+}
+
+TEST_F(Status, TheDriverVersionIsTheDriverPackagesWhenNoneIsReported) {
+  const auto ofThePackage =
+      ElementsAre("KvDriverVersionField.setHidden no", "KvDriverVersionFieldTitle.setHidden no",
+                  "KvDriverVersionField.setStringValue \"1.2.3\"");
+  EXPECT_THAT(shown(kInfoDriverVersion, true, 0, ""), ofThePackage);
+  EXPECT_THAT(shown(kInfoDriverVersion, true, 0, nullptr), ofThePackage);
+  EXPECT_THAT(shown(kInfoDriverVersion, false, 0, "2.0.1"), ofThePackage);
+  EXPECT_THAT(shown(kInfoDriverVersion, false, 0, nullptr), ofThePackage);
+}
+
+TEST_F(Status, TheSubtitleIsTheSameWhateverIsSaid) {
+  const auto subtitle = ElementsAre("KvPanelSubTitle.setStringValue \"Control Panel\"");
+  EXPECT_THAT(shown(kInfoPanelSubtitle, true, 0, "Another Title"), subtitle);
+  EXPECT_THAT(shown(kInfoPanelSubtitle, false, 3, nullptr), subtitle);
+}
+
+// Option menus ------------------------------------------------------------------------------------
+
+TEST_F(Status, TheUsb1MenuIsShownAndThenSelects) {
+  EXPECT_THAT(shown(kInfoUsb1ModeInputSelection, true, 1, ""),
+              ElementsAre("KvUsb1ModeInputSelectionMenu.setEnabled yes",
+                          "KvUsb1ModeInputSelectionMenu.setHidden no",
+                          "KvUsb1ModeInputSelectionMenu.selectItemAtIndex 1",
+                          "KvUsb1ModeInputSelectionTitle.setHidden no"));
+}
+
+TEST_F(Status, TheUsb1MenuIsHiddenAndItsSelectionCleared) {
+  EXPECT_THAT(shown(kInfoUsb1ModeInputSelection, false, 1, ""),
+              ElementsAre("KvUsb1ModeInputSelectionMenu.setEnabled no",
+                          "KvUsb1ModeInputSelectionMenu.setHidden yes",
+                          "KvUsb1ModeInputSelectionMenu.selectItem nothing",
+                          "KvUsb1ModeInputSelectionTitle.setHidden yes"));
+}
+
+TEST_F(Status, TheClockSourceMenuSelectsAndIsThenShown) {
+  EXPECT_THAT(
+      shown(kInfoSampleClockSourceMenu, true, 1, ""),
+      ElementsAre("KvSampleClockSourceMenu.setEnabled yes",
+                  "KvSampleClockSourceMenu.selectItemAtIndex 1",
+                  "KvSampleClockSourceMenu.setHidden no", "KvSampleClockSourceTitle.setHidden no"));
+}
+
+TEST_F(Status, TheClockSourceMenuIsHiddenAndKeepsItsSelection) {
+  shown(kInfoSampleClockSourceMenu, true, 1, "");
+  EXPECT_THAT(
+      shown(kInfoSampleClockSourceMenu, false, 0, ""),
+      ElementsAre("KvSampleClockSourceMenu.setEnabled no", "KvSampleClockSourceMenu.setHidden yes",
+                  "KvSampleClockSourceTitle.setHidden yes"));
+  EXPECT_EQ(control("KvSampleClockSourceMenu").selectedItem, 1);
+}
+
+TEST_F(Status, TheOutputFormatMenuSelectsAndIsThenShown) {
+  EXPECT_THAT(shown(kInfoDigitalOutputFormat, true, 1, ""),
+              ElementsAre("KvDigitalOutputFormatMenu.setEnabled yes",
+                          "KvDigitalOutputFormatMenu.selectItemAtIndex 1",
+                          "KvDigitalOutputFormatMenu.setHidden no",
+                          "KvDigitalOutputFormatTitle.setHidden no"));
+}
+
+TEST_F(Status, TheOutputFormatMenuIsHiddenAndKeepsItsSelection) {
+  shown(kInfoDigitalOutputFormat, true, 1, "");
+  EXPECT_THAT(shown(kInfoDigitalOutputFormat, false, 0, ""),
+              ElementsAre("KvDigitalOutputFormatMenu.setEnabled no",
+                          "KvDigitalOutputFormatMenu.setHidden yes",
+                          "KvDigitalOutputFormatTitle.setHidden yes"));
+  EXPECT_EQ(control("KvDigitalOutputFormatMenu").selectedItem, 1);
+}
+
+TEST_F(Status, ThePerformanceMenuSelectsAndIsThenShown) {
+  EXPECT_THAT(shown(kInfoCoreAudioPerformance, true, 2, ""),
+              ElementsAre("KvCoreAudioPerformanceMenu.setEnabled yes",
+                          "KvCoreAudioPerformanceMenu.selectItemAtIndex 2",
+                          "KvCoreAudioPerformanceMenu.setHidden no",
+                          "KvCoreAudioPerformanceTitle.setHidden no"));
+}
+
+TEST_F(Status, ThePerformanceMenusSelectionIsClearedBeforeItIsHidden) {
+  EXPECT_THAT(shown(kInfoCoreAudioPerformance, false, 2, ""),
+              ElementsAre("KvCoreAudioPerformanceMenu.setEnabled no",
+                          "KvCoreAudioPerformanceMenu.selectItem nothing",
+                          "KvCoreAudioPerformanceMenu.setHidden yes",
+                          "KvCoreAudioPerformanceTitle.setHidden yes"));
+}
+
+TEST_F(Status, AnItemThatThereIsNotLeavesAMenuWithoutASelection) {
+  control("KvDigitalOutputFormatMenu").itemCount = 2;
+  shown(kInfoDigitalOutputFormat, true, 2, "");
+  EXPECT_EQ(control("KvDigitalOutputFormatMenu").selectedItem, -1);
+  shown(kInfoDigitalOutputFormat, true, -1, "");
+  EXPECT_EQ(control("KvDigitalOutputFormatMenu").selectedItem, -1);
+}
+
+// Routing menus -----------------------------------------------------------------------------------
+
+TEST_F(Status, TheRoutingMenusAreEnabledAndShown) {
+  EXPECT_THAT(shown(kInfoRoutingMenus, true, 0, ""),
+              ElementsAre("KvIoRInCh1And2Menu.setEnabled yes", "KvIoRInCh3And4Menu.setEnabled yes",
+                          "KvIoROutLineMenu.setEnabled yes", "KvIoROutDigitalMenu.setEnabled yes",
+                          "KvIoRInCh1And2Menu.setHidden no", "KvIoRInCh3And4Menu.setHidden no",
+                          "KvIoRInCh5And6Menu.setHidden no", "KvIoROutLineMenu.setHidden no",
+                          "KvIoROutDigitalMenu.setHidden no", "KvIoRInCh1And2Title.setHidden no",
+                          "KvIoRInCh3And4Title.setHidden no", "KvIoRInCh5And6Title.setHidden no",
+                          "KvIoROutLineTitle.setHidden no", "KvIoROutDigitalTitle.setHidden no"));
+}
+
+TEST_F(Status, TheRoutingMenusAreDisabledAndHidden) {
+  EXPECT_THAT(shown(kInfoRoutingMenus, false, 0, ""),
+              ElementsAre("KvIoRInCh1And2Menu.setEnabled no", "KvIoRInCh3And4Menu.setEnabled no",
+                          "KvIoROutLineMenu.setEnabled no", "KvIoROutDigitalMenu.setEnabled no",
+                          "KvIoRInCh1And2Menu.setHidden yes", "KvIoRInCh3And4Menu.setHidden yes",
+                          "KvIoRInCh5And6Menu.setHidden yes", "KvIoROutLineMenu.setHidden yes",
+                          "KvIoROutDigitalMenu.setHidden yes", "KvIoRInCh1And2Title.setHidden yes",
+                          "KvIoRInCh3And4Title.setHidden yes", "KvIoRInCh5And6Title.setHidden yes",
+                          "KvIoROutLineTitle.setHidden yes", "KvIoROutDigitalTitle.setHidden yes"));
+}
+
+TEST_F(Status, TheMenuForInputs5And6StaysEnabledThoughHidden) {
+  shown(kInfoRoutingMenus, false, 0, "");
+  EXPECT_TRUE(control("KvIoRInCh5And6Menu").enabled);
+  EXPECT_TRUE(control("KvIoRInCh5And6Menu").hidden);
+}
+
+TEST_F(Status, AnInputRoutingSelectsInTheMenuOfItsPair) {
+  EXPECT_THAT(shown(kInfoInputRouting, true, 3, ""),
+              ElementsAre("KvIoRInCh1And2Menu.selectItemAtIndex 3"));
+  EXPECT_THAT(shown(kInfoInputRouting, true, 0x10002, ""),
+              ElementsAre("KvIoRInCh3And4Menu.selectItemAtIndex 2"));
+  EXPECT_THAT(shown(kInfoInputRouting, true, 0x20003, ""),
+              ElementsAre("KvIoRInCh5And6Menu.selectItemAtIndex 3"));
+}
+
+TEST_F(Status, AnInputRoutingOfAnyOtherPairSelectsInTheThirdMenu) {
+  EXPECT_THAT(shown(kInfoInputRouting, true, 0x70003, ""),
+              ElementsAre("KvIoRInCh5And6Menu.selectItemAtIndex 3"));
+  EXPECT_THAT(shown(kInfoInputRouting, true, -1, ""),
+              ElementsAre("KvIoRInCh5And6Menu.selectItemAtIndex 65535"));
+}
+
+TEST_F(Status, AnOutputRoutingSelectsInTheMenuOfItsOutput) {
+  EXPECT_THAT(shown(kInfoOutputRouting, true, 4, ""),
+              ElementsAre("KvIoROutLineMenu.selectItemAtIndex 4"));
+  EXPECT_THAT(shown(kInfoOutputRouting, true, 0x10001, ""),
+              ElementsAre("KvIoROutDigitalMenu.selectItemAtIndex 1"));
+  EXPECT_THAT(shown(kInfoOutputRouting, true, -0x10000, ""),
+              ElementsAre("KvIoROutDigitalMenu.selectItemAtIndex 0"));
+}
+
+TEST_F(Status, TheFlagOfARoutingIsNotUsed) {
+  EXPECT_THAT(shown(kInfoInputRouting, false, 0x10002, nullptr),
+              ElementsAre("KvIoRInCh3And4Menu.selectItemAtIndex 2"));
+  EXPECT_THAT(shown(kInfoOutputRouting, false, 2, nullptr),
+              ElementsAre("KvIoROutLineMenu.selectItemAtIndex 2"));
+}
+
+TEST_F(Status, OtherIdsChangeNothing) {
+  for (const std::int32_t id : {16, -1, INT32_MAX, INT32_MIN}) {
+    EXPECT_THAT(shown(id, true, 1, "text"), IsEmpty()) << id;
+    EXPECT_THAT(shown(id, false, 0, nullptr), IsEmpty()) << id;
+  }
+}
+
+}  // namespace
