@@ -1,0 +1,94 @@
+#include <algorithm>
+
+#include "driver/virtual_interface/command_groups.h"
+#include "driver/virtual_interface/levels.h"
+
+namespace driver {
+
+namespace {
+
+// In the 64-byte level record the output levels follow eight input words.
+constexpr std::size_t kLevelInfoOutputsOffset = 4 * 8;
+
+Outcome answerLevelInfo(const Model& model, VQ_Dispatch& record) {
+  clearPayload(record);
+  wire::storeWords(record.payload(), 0, inputLevels(model));
+  wire::storeWords(record.payload(), kLevelInfoOutputsOffset, outputLevels(model));
+  return Outcome::answered;
+}
+
+Outcome answerLevels(VQ_Dispatch& record, std::span<const std::uint32_t> levels) {
+  clearPayload(record);
+  wire::storeWords(record.payload(), 0, levels);
+  return Outcome::answered;
+}
+
+bool isAcceptable(const Model& model, const VQ_Orbek_ChannelMap& map) {
+  return isValidChannelMap(map, model.identity.vendorId, model.identity.productId);
+}
+
+Outcome answerMap(const Model& model, VQ_Dispatch& record) {
+  model.channelMap.encode(record.payload());
+  return Outcome::answered;
+}
+
+Outcome setMap(Model& model, VQ_Dispatch& record) {
+  const auto map = VQ_Orbek_ChannelMap::decode(record.payload());
+  if (isAcceptable(model, map)) model.channelMap = map;
+  return answerMap(model, record);
+}
+
+Outcome answerConfigurationAndMap(const Model& model, VQ_Dispatch& record) {
+  const VQ_Orbek_ConfigAndMap answer = {configurationAt(model.clock.rate()), model.channelMap};
+  answer.encode(record.payload());
+  return Outcome::answered;
+}
+
+// Both or neither: a map that does not fit leaves the configuration alone, and the other way round.
+Outcome setConfigurationAndMap(Model& model, VQ_Dispatch& record) {
+  const auto wanted = VQ_Orbek_ConfigAndMap::decode(record.payload());
+  if (isAcceptable(model, wanted.map) && setConfiguration(model, wanted.configuration)) {
+    model.channelMap = wanted.map;
+  }
+  return answerConfigurationAndMap(model, record);
+}
+
+Outcome answerName(const Model& model, VQ_Dispatch& record) {
+  return answerText(record, model.deviceName, kDeviceNameSize);
+}
+
+// A name that fills the field loses its last byte, so that it is read back with an end.
+Outcome setName(Model& model, VQ_Dispatch& record) {
+  const auto field = record.payload().first<kDeviceNameSize - 1>();
+  model.deviceName.assign(field.begin(), std::find(field.begin(), field.end(), 0));
+  return answerName(model, record);
+}
+
+}  // namespace
+
+GroupAnswer answerChannelCommand(Model& model, VQ_Dispatch& record) {
+  switch (record.command()) {
+    case VQ_Command::kReadLevelInfo:
+      return answerLevelInfo(model, record);
+    case VQ_Command::kGetOutLevels:
+      return answerLevels(record, outputLevels(model));
+    case VQ_Command::kGetChannelMap:
+      return answerMap(model, record);
+    case VQ_Command::kSetChannelMap:
+      return setMap(model, record);
+    case VQ_Command::kSetConfigurationAndChannelMap:
+      return setConfigurationAndMap(model, record);
+    case VQ_Command::kGetConfigurationAndChannelMap:
+      return answerConfigurationAndMap(model, record);
+    case VQ_Command::kGetDeviceName:
+      return answerName(model, record);
+    case VQ_Command::kSetDeviceName:
+      return setName(model, record);
+    case VQ_Command::kGetInLevels:
+      return answerLevels(record, inputLevels(model));
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace driver

@@ -1,0 +1,49 @@
+#include "driver/virtual_interface/levels.h"
+
+namespace driver {
+
+namespace {
+
+using PairLevels = std::array<std::uint32_t, 2>;
+
+constexpr PairLevels kAnalog12 = {0x400000, 0x200000};
+constexpr PairLevels kAnalog34 = {0x100000, 0x080000};
+constexpr PairLevels kDigital = {0x600000, 0x300000};
+constexpr PairLevels kSilence = {0, 0};
+
+// Input sources: analog 1/2, analog 3/4, digital, loopback of what is played.
+PairLevels inputPairLevels(const Model& model, std::size_t pair) {
+  if (model.streamingSuspended) return kSilence;
+  switch (model.routings.inputs[pair]) {
+    case 0:
+      return kAnalog12;
+    case 1:
+      return kAnalog34;
+    case 2:
+      return model.clock.digitalInput().signal == DigitalSignal::valid ? kDigital : kSilence;
+    default:
+      return kSilence;
+  }
+}
+
+// Output sources: playback 1/2, playback 3/4, then the three input pairs.
+PairLevels outputPairLevels(const Model& model, std::size_t pair) {
+  const auto source = static_cast<std::size_t>(model.routings.outputs[pair]);
+  return source < 2 ? kSilence : inputPairLevels(model, source - 2);
+}
+
+}  // namespace
+
+std::array<std::uint32_t, kInputChannels> inputLevels(const Model& model) {
+  std::array<std::uint32_t, kInputChannels> levels{};
+  for (std::size_t i = 0; i < levels.size(); ++i) levels[i] = inputPairLevels(model, i / 2)[i % 2];
+  return levels;
+}
+
+std::array<std::uint32_t, kOutputChannels> outputLevels(const Model& model) {
+  std::array<std::uint32_t, kOutputChannels> levels{};
+  for (std::size_t i = 0; i < levels.size(); ++i) levels[i] = outputPairLevels(model, i / 2)[i % 2];
+  return levels;
+}
+
+}  // namespace driver

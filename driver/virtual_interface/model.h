@@ -1,0 +1,111 @@
+// All that the virtual interface knows: a VX-310 as data. Rules that tie values together stand with
+// the type they concern; what a request does to the model stands in the command files.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "device/records.h"
+#include "driver/interface.h"
+#include "driver/virtual_interface/channel_map.h"
+#include "driver/virtual_interface/sample_clock.h"
+
+namespace driver {
+
+inline constexpr std::string_view kVx310ClassName = "LumKernelDeviceVantrelVX310";
+inline constexpr std::string_view kOrbekClassName = "LumKernelDeviceOrbekTalvo4";
+
+inline constexpr std::uint32_t kInputChannels = 6;
+inline constexpr std::uint32_t kOutputChannels = 4;
+inline constexpr std::uint32_t kSampleWidth = 24;  // bits
+
+// Frames per buffer.
+inline constexpr std::array<std::uint32_t, 6> kBufferSizes = {64, 128, 256, 512, 1024, 2048};
+
+inline constexpr std::int32_t kInputSources = 4;
+inline constexpr std::int32_t kOutputSources = 5;
+
+inline constexpr std::size_t kDeviceNameSize = 32;
+inline constexpr std::size_t kStringSize = 64;
+inline constexpr std::size_t kFirmwareDateSize = 16;
+
+// The codecs' registers: which chips, which registers in each.
+inline constexpr std::size_t kCodecs = 4;
+inline constexpr std::size_t kCodecRegisters = 128;
+
+// Bytes sent to the control port that are kept to be looked at; older ones are forgotten.
+inline constexpr std::size_t kControlPortHistory = 4096;
+
+struct Identity {
+  std::string className = std::string(kVx310ClassName);
+  std::uint16_t vendorId = 0x7F21;
+  std::uint16_t productId = 0x5D12;
+  std::uint16_t release = 0x0107;
+  std::string productName = "VX-310";
+  std::uint64_t uniqueId = 0;
+
+  bool operator==(const Identity&) const = default;
+};
+
+struct Versions {
+  std::uint32_t driver = 0x02050400;  // 2.05, a release
+  // The version in the firmware itself, and the one that the driver has read from it; the driver
+  // reports 0 as long as it has not.
+  std::uint32_t firmware = 0x01070002;
+  std::uint32_t firmwareKnownToDriver = 0x01070002;
+  std::string firmwareDate = "Mar 14 2009 1.7";  // at most 15 characters
+
+  bool operator==(const Versions&) const = default;
+};
+
+struct Options {
+  std::uint32_t usb1Mode = 0;            // 0 or 1
+  std::uint32_t digitalOutMode = 0;      // 0 consumer, 1 professional
+  std::uint32_t digitalOutSelector = 0;  // any value
+  std::uint8_t logicByte = 0;            // bit 4 digital monitor, bit 3 mix-out select
+
+  bool operator==(const Options&) const = default;
+};
+
+struct ControlPort {
+  std::uint64_t received = 0;        // bytes since the interface was made
+  std::vector<std::uint8_t> latest;  // the last of them
+};
+
+struct Model {
+  Identity identity;
+  Versions versions;
+  bool usb2 = true;
+  SampleClock clock;
+  std::uint32_t bufferSize = 256;
+  Options options;
+  Routings routings = {{0, 1}, {0, 1, 2}};
+  VQ_Orbek_ChannelMap channelMap = kDefaultChannelMap;
+  std::string deviceName = "VX-310";
+  bool streamingSuspended = false;
+  bool preparedForFirmwareUpdate = false;
+  std::array<std::array<std::uint16_t, kCodecRegisters>, kCodecs> codecRegisters{};
+  ControlPort controlPort;
+};
+
+// False, and nothing changed, when there is no such routing or it cannot take the value.
+bool setRouting(Model& model, bool input, std::int32_t pair, std::int32_t value);
+
+// Every configuration of the interface differs from the others in the rate alone.
+VQ_DeviceConfiguration configurationAt(std::uint32_t sampleRate);
+
+// False, and nothing changed, when the interface has no such configuration or its clock cannot run
+// at that rate now.
+bool setConfiguration(Model& model, const VQ_DeviceConfiguration& configuration);
+
+// What the interface is in the registry.
+RegistryEntry registryEntryOf(const Model& model);
+
+// The number of the driver message that tells clients how `after` differs from `before`, 0 when
+// they need not be told.
+std::uint32_t notificationForChange(const Model& before, const Model& after);
+
+}  // namespace driver

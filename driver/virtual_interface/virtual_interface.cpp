@@ -1,0 +1,31 @@
+#include "driver/virtual_interface/virtual_interface.h"
+
+#include "driver/virtual_interface/commands.h"
+
+namespace driver {
+
+Outcome VirtualInterface::answer(VQ_Dispatch& record) {
+  Outcome outcome = Outcome::refused;
+  change([&](Model& model) { outcome = answerCommand(model, record); });
+  return outcome;
+}
+
+bool VirtualInterface::setRouting(bool input, std::int32_t pair, std::int32_t value) {
+  bool set = false;
+  change([&](Model& model) { set = driver::setRouting(model, input, pair, value); });
+  return set;
+}
+
+void VirtualInterface::connected() {
+  model_.streamingSuspended = false;
+  model_.preparedForFirmwareUpdate = false;
+}
+
+void VirtualInterface::change(const std::function<void(Model&)>& apply) {
+  const Model before = model_;
+  apply(model_);
+  const std::uint32_t notification = notificationForChange(before, model_);
+  if (notification != 0 && listener_ != nullptr) listener_->interfaceChanged(notification);
+}
+
+}  // namespace driver

@@ -1,0 +1,32 @@
+// A complete VX-310 without hardware: the model behind the interface that the driver serves.
+#pragma once
+
+#include <functional>
+
+#include "driver/interface.h"
+#include "driver/virtual_interface/model.h"
+
+namespace driver {
+
+class VirtualInterface final : public Interface {
+ public:
+  explicit VirtualInterface(Model model = {}) : model_(std::move(model)) {}
+
+  RegistryEntry registryEntry() const override { return registryEntryOf(model_); }
+  Outcome answer(VQ_Dispatch& record) override;
+  bool setRouting(bool input, std::int32_t pair, std::int32_t value) override;
+  void connected() override;
+  void setListener(InterfaceListener* listener) override { listener_ = listener; }
+
+  const Model& model() const { return model_; }
+
+  // Changes the model from outside, as plugs, cables and other programs do, and tells the listener
+  // once what came of it.
+  void change(const std::function<void(Model&)>& apply);
+
+ private:
+  Model model_;
+  InterfaceListener* listener_ = nullptr;
+};
+
+}  // namespace driver

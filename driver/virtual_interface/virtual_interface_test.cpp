@@ -1,0 +1,124 @@
+#include "driver/virtual_interface/virtual_interface.h"
+
+#include <gmock/gmock.h>
+
+#include "driver/virtual_interface/command_test.h"
+#include "driver/virtual_interface/commands.h"
+
+namespace driver {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class Recorder final : public InterfaceListener {
+ public:
+  void interfaceChanged(std::uint32_t notification) override { messages.push_back(notification); }
+  std::vector<std::uint32_t> messages;
+};
+
+class VirtualInterfaceTest : public CommandTest {
+ protected:
+  void SetUp() override { interface_.setListener(&recorder_); }
+
+  Recorder recorder_;
+};
+
+TEST_F(VirtualInterfaceTest, TheRegistryEntryIsThatOfAVx310) {
+  const RegistryEntry entry = interface_.registryEntry();
+  EXPECT_EQ(entry.className, "LumKernelDeviceVantrelVX310");
+  EXPECT_EQ(entry.vendorId, 0x7F21);
+  EXPECT_EQ(entry.productId, 0x5D12);
+  EXPECT_EQ(entry.productName, "VX-310");
+  EXPECT_EQ(entry.routings, (Routings{{0, 1}, {0, 1, 2}}));
+  EXPECT_EQ(entry.orbekUid, std::nullopt);
+}
+
+TEST_F(VirtualInterfaceTest, ADeviceOfTheSiblingFamilyPublishesItsUid) {
+  interface_.change([](Model& model) {
+    model.identity.className = "LumKernelDeviceOrbekTalvo4";
+    model.identity.uniqueId = 42;
+  });
+  EXPECT_EQ(interface_.registryEntry().orbekUid, 42u);
+}
+
+TEST_F(VirtualInterfaceTest, UnknownCommandsAreRefused) {
+  for (const std::uint32_t command : {0u, 1u, 13u, 29u, 39u, 43u, 64u, 73u, 77u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(answer(command), std::nullopt) << command;
+  }
+}
+
+TEST_F(VirtualInterfaceTest, ReadingChangesNothingAndTellsNobody) {
+  for (const std::uint32_t command : {2u,  4u,  6u,  8u,  10u, 12u, 15u, 17u, 18u, 19u, 20u, 21u,
+                                      22u, 23u, 24u, 25u, 27u, 35u, 49u, 65u, 67u, 69u, 70u, 72u}) {
+    EXPECT_TRUE(answer(command)) << command;
+    EXPECT_FALSE(isSettingCommand(static_cast<VQ_Command>(command))) << command;
+  }
+  EXPECT_THAT(recorder_.messages, IsEmpty());
+}
+
+TEST_F(VirtualInterfaceTest, SettingsTellWhatChanged) {
+  answer(9, {48000, 6, 24, 4, 24});
+  answer(9, {512});
+  answer(16, {1});
+  answer(28, {1});
+  answer(40, {1, 0, 3});
+  EXPECT_THAT(recorder_.messages, ElementsAre(50, 50, 55, 56, 56));
+}
+
+TEST_F(VirtualInterfaceTest, SettingTheSameAgainTellsNobody) {
+  answer(28, {0});
+  answer(40, {1, 0, 0});
+  EXPECT_THAT(recorder_.messages, IsEmpty());
+}
+
+TEST_F(VirtualInterfaceTest, ARefusedSettingTellsNobody) {
+  answer(16, {2});
+  answer(40, {1, 0, 9});
+  EXPECT_THAT(recorder_.messages, IsEmpty());
+}
+
+TEST_F(VirtualInterfaceTest, TheDigitalInputTellsItsChange) {
+  digitalInput(DigitalSignal::invalid);
+  EXPECT_THAT(recorder_.messages, ElementsAre(49));
+}
+
+TEST_F(VirtualInterfaceTest, ADigitalInputThatMovesTheRateIsOneGeneralChange) {
+  digitalInput(DigitalSignal::valid, 96000);
+  EXPECT_THAT(recorder_.messages, ElementsAre(3));
+}
+
+TEST_F(VirtualInterfaceTest, ANewProductNameIsAGeneralChange) {
+  interface_.change([](Model& model) { model.identity.productName = "VX-310 Studio"; });
+  EXPECT_THAT(recorder_.messages, ElementsAre(3));
+  EXPECT_EQ(interface_.registryEntry().productName, "VX-310 Studio");
+}
+
+TEST_F(VirtualInterfaceTest, ControlPortBytesTellNobody) {
+  answer(36, {0x00000101});
+  EXPECT_THAT(recorder_.messages, IsEmpty());
+}
+
+TEST_F(VirtualInterfaceTest, ARoutingSetFromTheAudioSideIsTheSameRouting) {
+  EXPECT_TRUE(interface_.setRouting(false, 1, 4));
+  EXPECT_EQ(interface_.registryEntry().routings.outputs[1], 4);
+  EXPECT_EQ(answer(40, {0, 1, 9})->word(2), 4u);
+  EXPECT_THAT(recorder_.messages, ElementsAre(56));
+}
+
+TEST_F(VirtualInterfaceTest, ARoutingOutOfRangeFromTheAudioSideIsRefused) {
+  EXPECT_FALSE(interface_.setRouting(false, 1, 5));
+  EXPECT_FALSE(interface_.setRouting(true, 0, 4));
+  EXPECT_FALSE(interface_.setRouting(true, 0, -1));
+  EXPECT_FALSE(interface_.setRouting(true, 3, 0));
+  EXPECT_FALSE(interface_.setRouting(false, -1, 0));
+  EXPECT_THAT(recorder_.messages, IsEmpty());
+}
+
+TEST_F(VirtualInterfaceTest, WithoutAListenerChangesAreTaken) {
+  interface_.setListener(nullptr);
+  EXPECT_EQ(word(28, {1}), 1u);
+}
+
+}  // namespace
+}  // namespace driver
