@@ -102,31 +102,31 @@ TEST_F(ChannelCommands, TheLargerSiblingHasMoreCodes) {
 }
 
 TEST_F(ChannelCommands, ConfigurationAndMapAreReadTogether) {
-  EXPECT_THAT(words(69, 21), ElementsAre(44100, 6, 24, 4, 24, 160, 161, 128, 129, 130, 131, 255,
+  EXPECT_THAT(words(69, 21), ElementsAre(48000, 6, 24, 4, 24, 160, 161, 128, 129, 130, 131, 255,
                                          255, 32, 33, 0, 1, 255, 255, 255, 255));
 }
 
 TEST_F(ChannelCommands, ConfigurationAndMapAreSetTogether) {
-  const auto answered = answer(withMap(request(68, {48000, 6, 24, 4, 24}), 5, kOtherMap));
+  const auto answered = answer(withMap(request(68, {96000, 6, 24, 4, 24}), 5, kOtherMap));
   ASSERT_TRUE(answered);
-  EXPECT_EQ(answered->word(0), 48000u);
+  EXPECT_EQ(answered->word(0), 96000u);
   EXPECT_EQ(answered->word(5), 192u);
-  EXPECT_THAT(words(69, 6), ElementsAre(48000, 6, 24, 4, 24, 192));
+  EXPECT_THAT(words(69, 6), ElementsAre(96000, 6, 24, 4, 24, 192));
 }
 
 TEST_F(ChannelCommands, AMapThatDoesNotFitLeavesTheConfigurationAlone) {
   auto map = kOtherMap;
   map.inputs[0] = 1;
-  const auto answered = answer(withMap(request(68, {48000, 6, 24, 4, 24}), 5, map));
+  const auto answered = answer(withMap(request(68, {96000, 6, 24, 4, 24}), 5, map));
   ASSERT_TRUE(answered);
-  EXPECT_EQ(answered->word(0), 44100u);
+  EXPECT_EQ(answered->word(0), 48000u);
   EXPECT_EQ(answered->word(5), 160u);
 }
 
 TEST_F(ChannelCommands, AConfigurationThatDoesNotFitLeavesTheMapAlone) {
-  const auto answered = answer(withMap(request(68, {48000, 6, 16, 4, 24}), 5, kOtherMap));
+  const auto answered = answer(withMap(request(68, {96000, 6, 16, 4, 24}), 5, kOtherMap));
   ASSERT_TRUE(answered);
-  EXPECT_EQ(answered->word(0), 44100u);
+  EXPECT_EQ(answered->word(0), 48000u);
   EXPECT_EQ(answered->word(5), 160u);
 }
 

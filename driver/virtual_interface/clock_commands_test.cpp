@@ -19,8 +19,8 @@ TEST_F(ClockCommands, ThereAreFourConfigurations) {
 
 TEST_F(ClockCommands, AFifthConfigurationIsRefused) { EXPECT_EQ(answer(7, {4}), std::nullopt); }
 
-TEST_F(ClockCommands, TheCurrentConfigurationIsTheFirstAtStart) {
-  EXPECT_THAT(words(8, 5), ElementsAre(44100, 6, 24, 4, 24));
+TEST_F(ClockCommands, TheCurrentConfigurationIsAt48000AtStart) {
+  EXPECT_THAT(words(8, 5), ElementsAre(48000, 6, 24, 4, 24));
 }
 
 TEST_F(ClockCommands, SettingAConfigurationChangesTheRate) {
@@ -29,14 +29,14 @@ TEST_F(ClockCommands, SettingAConfigurationChangesTheRate) {
 }
 
 TEST_F(ClockCommands, AnUnknownConfigurationAnswersTheCurrentOne) {
-  EXPECT_THAT(words(9, 5, {96000, 8, 24, 4, 24}), ElementsAre(44100, 6, 24, 4, 24));
-  EXPECT_THAT(words(9, 5, {32000, 6, 24, 4, 24}), ElementsAre(44100, 6, 24, 4, 24));
-  EXPECT_EQ(model().clock.rate(), 44100u);
+  EXPECT_THAT(words(9, 5, {96000, 8, 24, 4, 24}), ElementsAre(48000, 6, 24, 4, 24));
+  EXPECT_THAT(words(9, 5, {32000, 6, 24, 4, 24}), ElementsAre(48000, 6, 24, 4, 24));
+  EXPECT_EQ(model().clock.rate(), 48000u);
 }
 
 TEST_F(ClockCommands, AConfigurationOfAnotherRateIsNotTakenOnTheDigitalClock) {
-  digitalInput(DigitalSignal::valid, 48000);
-  EXPECT_THAT(words(9, 5, {96000, 6, 24, 4, 24}), ElementsAre(48000, 6, 24, 4, 24));
+  digitalInput(DigitalSignal::valid, 44100);
+  EXPECT_THAT(words(9, 5, {96000, 6, 24, 4, 24}), ElementsAre(44100, 6, 24, 4, 24));
 }
 
 TEST_F(ClockCommands, TheCurrentConfigurationFollowsTheDigitalInput) {
@@ -56,7 +56,7 @@ TEST_F(ClockCommands, ASeventhBufferSizeIsRefused) { EXPECT_EQ(word(11, {6}), st
 TEST_F(ClockCommands, TheSettingCommandWithOneWordSetsTheBufferSize) {
   EXPECT_EQ(word(9, {512}), 512u);
   EXPECT_EQ(word(12), 512u);
-  EXPECT_EQ(model().clock.rate(), 44100u);
+  EXPECT_EQ(model().clock.rate(), 48000u);
 }
 
 TEST_F(ClockCommands, AnUnknownBufferSizeAnswersTheCurrentOne) {
@@ -65,7 +65,7 @@ TEST_F(ClockCommands, AnUnknownBufferSizeAnswersTheCurrentOne) {
 }
 
 TEST_F(ClockCommands, AConfigurationLeavesTheBufferSizeAlone) {
-  answer(9, {48000, 6, 24, 4, 24});
+  answer(9, {44100, 6, 24, 4, 24});
   EXPECT_EQ(word(12), 256u);
 }
 

@@ -77,7 +77,7 @@ TEST_F(IdentityCommands, TheUniqueIdHas64Bits) {
 }
 
 TEST_F(IdentityCommands, TheValueAtOpenIsTheRateAsAFloat) {
-  EXPECT_EQ(std::bit_cast<double>(number64(67)), 44100.0);
+  EXPECT_EQ(std::bit_cast<double>(number64(67)), 48000.0);
 }
 
 }  // namespace

@@ -18,6 +18,9 @@ namespace driver {
 inline constexpr std::string_view kVx310ClassName = "LumKernelDeviceVantrelVX310";
 inline constexpr std::string_view kOrbekClassName = "LumKernelDeviceOrbekTalvo4";
 
+inline constexpr std::uint16_t kVx310VendorId = 0x7F21;
+inline constexpr std::uint16_t kVx310ProductId = 0x5D12;
+
 inline constexpr std::uint32_t kInputChannels = 6;
 inline constexpr std::uint32_t kOutputChannels = 4;
 inline constexpr std::uint32_t kSampleWidth = 24;  // bits
@@ -41,8 +44,8 @@ inline constexpr std::size_t kControlPortHistory = 4096;
 
 struct Identity {
   std::string className = std::string(kVx310ClassName);
-  std::uint16_t vendorId = 0x7F21;
-  std::uint16_t productId = 0x5D12;
+  std::uint16_t vendorId = kVx310VendorId;
+  std::uint16_t productId = kVx310ProductId;
   std::uint16_t release = 0x0107;
   std::string productName = "VX-310";
   std::uint64_t uniqueId = 0;

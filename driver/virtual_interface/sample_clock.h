@@ -48,7 +48,7 @@ class SampleClock {
   void follow();
 
   ClockSource chosen_ = ClockSource::automatic;
-  std::uint32_t rate_ = kSampleRates[0];
+  std::uint32_t rate_ = 48000;
   DigitalInput digitalInput_;
 };
 

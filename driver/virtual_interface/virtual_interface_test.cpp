@@ -58,7 +58,7 @@ TEST_F(VirtualInterfaceTest, ReadingChangesNothingAndTellsNobody) {
 }
 
 TEST_F(VirtualInterfaceTest, SettingsTellWhatChanged) {
-  answer(9, {48000, 6, 24, 4, 24});
+  answer(9, {44100, 6, 24, 4, 24});
   answer(9, {512});
   answer(16, {1});
   answer(28, {1});

@@ -1,0 +1,130 @@
+// vx310-driver: publishes its interfaces on the session bus and answers requests to them, until it
+// is told to end.
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "driver/command_line.h"
+#include "driver/service/names.h"
+#include "driver/simulator/simulator.h"
+
+namespace {
+
+using driver::Bus;
+using driver::CommandLine;
+using driver::Event;
+
+// How long the bus may take to answer the few questions asked at the start.
+constexpr std::uint64_t kBusLimitMicroseconds = 5'000'000;
+
+int failed(const char* what, int result) {
+  std::fprintf(stderr, "vx310-driver: %s: %s\n", what, std::strerror(-result));
+  return EXIT_FAILURE;
+}
+
+// Every connection and every audio device takes descriptors; the usual 1024 are soon used up.
+void allowManyDescriptors() {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+int endOnSignals(sd_event* event) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  // Without a handler the loop ends with the source's data, null, as its result.
+  int result = sd_event_add_signal(event, nullptr, SIGTERM, nullptr, nullptr);
+  if (result >= 0) result = sd_event_add_signal(event, nullptr, SIGINT, nullptr, nullptr);
+  return result;
+}
+
+int connect(sd_event* event, Bus& bus) {
+  sd_bus* connected = nullptr;
+  int result = sd_bus_open_user(&connected);
+  if (result < 0) return result;
+  bus.reset(connected);
+  result = sd_bus_set_method_call_timeout(connected, kBusLimitMicroseconds);
+  if (result >= 0) result = sd_bus_set_exit_on_disconnect(connected, true);
+  if (result >= 0) result = sd_bus_attach_event(connected, event, SD_EVENT_PRIORITY_NORMAL);
+  return result;
+}
+
+// Takes the name once the last of the interfaces has appeared, so that whoever finds the name finds
+// the interfaces. One that cannot appear keeps none of the others away.
+class NameOwner {
+ public:
+  NameOwner(sd_event* event, sd_bus* bus, unsigned awaited)
+      : event_(event), bus_(bus), awaited_(awaited) {}
+
+  void appeared() {
+    if (--awaited_ == 0) take();
+  }
+
+  void take() {
+    const int result = sd_bus_request_name(bus_, driver::kBusName, 0);
+    if (result < 0)
+      sd_event_exit(event_, failed("cannot own the name com.vantrel.Driver1", result));
+  }
+
+ private:
+  sd_event* event_;
+  sd_bus* bus_;
+  unsigned awaited_;
+};
+
+int serve(const CommandLine& line) {
+  allowManyDescriptors();
+  sd_event* created = nullptr;
+  int result = sd_event_new(&created);
+  if (result < 0) return failed("cannot make an event loop", result);
+  const Event event(created);
+  if (result = endOnSignals(event.get()); result < 0) return failed("cannot await signals", result);
+
+  Bus bus;
+  if (result = connect(event.get(), bus); result < 0) {
+    return failed("cannot reach the session bus", result);
+  }
+  driver::ServiceContext context{event.get(), bus.get()};
+  driver::Simulator simulator(context);
+  result = sd_bus_add_object_manager(bus.get(), nullptr, driver::kManagerPath);
+  if (result >= 0) result = simulator.start();
+  if (result < 0) return failed("cannot publish on the session bus", result);
+
+  NameOwner name(event.get(), bus.get(), line.interfaces);
+  for (unsigned i = 0; i < line.interfaces; ++i) {
+    simulator.add().port().plug([&name](bool) { name.appeared(); });
+  }
+  if (line.interfaces == 0) name.take();
+
+  result = sd_event_loop(event.get());
+  return result < 0 ? failed("the event loop failed", result) : result;
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+  CommandLine line;
+  std::string problem;
+  if (!driver::parseCommandLine({words + 1, words + count}, line, &problem)) {
+    std::fprintf(stderr, "vx310-driver: %s\nTry 'vx310-driver --help'.\n", problem.c_str());
+    return driver::kExitUsage;
+  }
+  if (line.help) {
+    std::fputs(driver::kUsage, stdout);
+    return EXIT_SUCCESS;
+  }
+  if (line.version) {
+    std::puts("vx310-driver " VX310_VERSION);
+    return EXIT_SUCCESS;
+  }
+  return serve(line);
+}

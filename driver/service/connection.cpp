@@ -1,0 +1,117 @@
+#include "driver/service/connection.h"
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <cerrno>
+
+namespace driver {
+
+namespace {
+
+constexpr std::size_t kSelectorSize = 4;
+constexpr std::size_t kRequestSize = kSelectorSize + VQ_Dispatch::kSize;
+
+bool makeNonBlocking(int descriptor) {
+  const int flags = fcntl(descriptor, F_GETFL);
+  return flags >= 0 && fcntl(descriptor, F_SETFL, flags | O_NONBLOCK) == 0;
+}
+
+}  // namespace
+
+std::unique_ptr<Connection> Connection::open(sd_event* event, RequestHandler& handler,
+                                             ConnectionOwner& owner, FileDescriptor* client) {
+  std::array<int, 2> ends{};
+  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) return nullptr;
+  FileDescriptor own(ends[0]);
+  FileDescriptor other(ends[1]);
+  // Only this end: whether the client waits is the client's affair.
+  if (!makeNonBlocking(own.get())) return nullptr;
+
+  const int descriptor = own.get();
+  std::unique_ptr<Connection> connection(new Connection(event, std::move(own), handler, owner));
+  sd_event_source* source = nullptr;
+  if (sd_event_add_io(event, &source, descriptor, EPOLLIN, &Connection::ready, connection.get()) <
+      0) {
+    return nullptr;
+  }
+  connection->readable_.reset(source);
+  *client = std::move(other);
+  return connection;
+}
+
+Connection::Connection(sd_event* event, FileDescriptor socket, RequestHandler& handler,
+                       ConnectionOwner& owner)
+    : socket_(std::move(socket)), handler_(handler), owner_(owner), delay_(event) {}
+
+void Connection::setPaused(bool paused) {
+  paused_ = paused;
+  updateReading();
+}
+
+void Connection::updateReading() {
+  const bool reads = !paused_ && !delay_.running();
+  sd_event_source_set_enabled(readable_.get(), reads ? SD_EVENT_ON : SD_EVENT_OFF);
+}
+
+int Connection::ready(sd_event_source*, int, std::uint32_t happened, void* self) {
+  auto* connection = static_cast<Connection*>(self);
+  // What a client asked for before it closed its end is not carried out: it has given up on it.
+  if ((happened & (EPOLLHUP | EPOLLERR)) != 0) {
+    connection->owner_.connectionClosed(connection);
+  } else {
+    connection->readRequest();
+  }
+  return 0;
+}
+
+void Connection::readRequest() {
+  std::array<std::uint8_t, kRequestSize> packet{};
+  // MSG_TRUNC gives the packet's whole size. Descriptors that came with it are closed by the
+  // kernel.
+  const ssize_t size = recv(socket_.get(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_TRUNC);
+  if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
+  if (size != static_cast<ssize_t>(kRequestSize) || wire::load<std::uint32_t>(packet, 0) != 0) {
+    owner_.connectionClosed(this);
+    return;
+  }
+  VQ_Dispatch request;
+  std::copy(packet.begin() + kSelectorSize, packet.end(), request.bytes.begin());
+  carryOut(handler_.handle(request));
+}
+
+void Connection::carryOut(Reply reply) {
+  if (reply.delay.count() == 0) {
+    finish(reply);
+    return;
+  }
+  const auto delay = reply.delay;
+  if (!delay_.start(delay, [this, held = std::move(reply)] {
+        updateReading();
+        finish(held);
+      })) {
+    owner_.connectionClosed(this);
+    return;
+  }
+  updateReading();
+}
+
+// Calls at most one of the owner's functions, and as its last act, for they may destroy the
+// connection.
+void Connection::finish(const Reply& reply) {
+  const bool sent = !reply.packet || send(*reply.packet);
+  if (reply.leaveBus) {
+    owner_.interfaceLeft();
+  } else if (!sent || reply.closeConnection) {
+    owner_.connectionClosed(this);
+  }
+}
+
+bool Connection::send(const std::vector<std::uint8_t>& packet) {
+  return ::send(socket_.get(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_NOSIGNAL) ==
+         static_cast<ssize_t>(packet.size());
+}
+
+}  // namespace driver

@@ -1,0 +1,49 @@
+// The place where one interface is plugged in and out: makes it appear to clients and disappear,
+// and brings it back when it leaves the bus of its own accord.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "driver/service/publication.h"
+
+namespace driver {
+
+class Port final : private InterfaceListener, private Publication::Owner {
+ public:
+  // All arguments must outlive the port.
+  Port(ServiceContext& context, Interface& interface, RequestHandler& handler);
+  ~Port();
+  Port(const Port&) = delete;
+  Port& operator=(const Port&) = delete;
+
+  // Makes the interface appear, and calls `done` once it has (true) or cannot (false). A port that
+  // is plugged already is done at once.
+  void plug(std::function<void(bool appeared)> done);
+
+  // Makes the interface disappear, also one that is on its way in. A plug in progress is done,
+  // with false.
+  void unplug();
+
+  // Out and in again, as an interface does whose identity changes. Without effect while it is out.
+  void replug();
+
+  // What clients see of it now; null while it is not there.
+  Publication* publication() { return publication_.get(); }
+
+ private:
+  void interfaceChanged(std::uint32_t notification) override;
+  void interfaceLeft(Publication& publication) override;
+  void appear();
+  void disappear();
+  void finishPlug(bool appeared);
+
+  ServiceContext& context_;
+  Interface& interface_;
+  RequestHandler& handler_;
+  std::function<void(bool)> plugDone_;
+  std::unique_ptr<Publication> publication_;
+  Timer away_;
+};
+
+}  // namespace driver

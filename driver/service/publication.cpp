@@ -1,0 +1,126 @@
+#include "driver/service/publication.h"
+
+#include <algorithm>
+
+#include "driver/service/names.h"
+#include "driver/service/registry_properties.h"
+
+namespace driver {
+
+namespace {
+
+// The type of every message that this driver sends of its own, and the size of its argument.
+constexpr std::uint32_t kDriverMessage = 0xe0000130;
+constexpr std::uint32_t kArgumentSize = 36;
+
+}  // namespace
+
+const sd_bus_vtable Publication::kVtable[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_PROPERTY("ClassName", "s", &Publication::getClassName, 0, SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_PROPERTY("Properties", "a{sv}", &Publication::getProperties, 0,
+                    SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
+    SD_BUS_METHOD_WITH_NAMES("Open", "u", SD_BUS_PARAM(type), "h", SD_BUS_PARAM(connection),
+                             &Publication::onOpen, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_SIGNAL_WITH_NAMES("Message", "uay", SD_BUS_PARAM(type) SD_BUS_PARAM(argument), 0),
+    SD_BUS_VTABLE_END};
+
+std::unique_ptr<Publication> Publication::publish(ServiceContext& context, Interface& interface,
+                                                  RequestHandler& handler, Owner& owner) {
+  std::unique_ptr<Publication> publication(new Publication(context, interface, handler, owner));
+  sd_bus_slot* slot = nullptr;
+  if (sd_bus_add_object_vtable(context.bus, &slot, publication->path_.c_str(), kServiceInterface,
+                               kVtable, publication.get()) < 0) {
+    return nullptr;
+  }
+  publication->slot_.reset(slot);
+  if (sd_bus_emit_object_added(context.bus, publication->path_.c_str()) < 0) return nullptr;
+  return publication;
+}
+
+Publication::Publication(ServiceContext& context, Interface& interface, RequestHandler& handler,
+                         Owner& owner)
+    : context_(context),
+      path_(kServicePathPrefix + std::to_string(context.publications++)),
+      interface_(interface),
+      handler_(handler),
+      owner_(owner),
+      announced_(interface.registryEntry()) {}
+
+Publication::~Publication() {
+  if (slot_) sd_bus_emit_object_removed(context_.bus, path_.c_str());
+  context_.connections -= connections_.size();
+}
+
+void Publication::announce(std::uint32_t notification) {
+  if (const RegistryEntry now = interface_.registryEntry(); now != announced_) {
+    announced_ = now;
+    sd_bus_emit_properties_changed(context_.bus, path_.c_str(), kServiceInterface, "Properties",
+                                   nullptr);
+  }
+  sendMessage(kDriverMessage, kArgumentSize, notification);
+}
+
+void Publication::sendMessage(std::uint32_t type, std::uint32_t sizeWord,
+                              std::uint32_t notification) {
+  std::array<std::uint8_t, kArgumentSize> argument{};
+  wire::store(argument, 0, sizeWord);
+  wire::store(argument, 4, notification);
+  sd_bus_message* raw = nullptr;
+  if (sd_bus_message_new_signal(context_.bus, &raw, path_.c_str(), kServiceInterface, "Message") <
+      0) {
+    return;
+  }
+  const BusMessage message(raw);
+  if (sd_bus_message_append(raw, "u", type) >= 0 &&
+      sd_bus_message_append_array(raw, 'y', argument.data(), argument.size()) >= 0) {
+    sd_bus_send(context_.bus, raw, nullptr);
+  }
+}
+
+void Publication::setPaused(bool paused) {
+  paused_ = paused;
+  for (const auto& connection : connections_) connection->setPaused(paused);
+}
+
+void Publication::connectionClosed(Connection* connection) {
+  context_.connections -= std::erase_if(
+      connections_, [connection](const auto& open) { return open.get() == connection; });
+}
+
+int Publication::onOpen(sd_bus_message* call, void* self, sd_bus_error* error) {
+  auto* publication = static_cast<Publication*>(self);
+  std::uint32_t type = 0;
+  const int result = sd_bus_message_read(call, "u", &type);
+  if (result < 0) return result;
+  if (type != kDispatchConnectionType) {
+    return sd_bus_error_setf(error, SD_BUS_ERROR_INVALID_ARGS, "There is no connection type %u",
+                             type);
+  }
+  ServiceContext& context = publication->context_;
+  FileDescriptor client;
+  auto connection =
+      context.connections < ServiceContext::kMaximumConnections
+          ? Connection::open(context.event, publication->handler_, *publication, &client)
+          : nullptr;
+  if (!connection) {
+    return sd_bus_error_set(error, SD_BUS_ERROR_LIMITS_EXCEEDED, "Too many open connections");
+  }
+  connection->setPaused(publication->paused_);
+  publication->connections_.push_back(std::move(connection));
+  ++context.connections;
+  return sd_bus_reply_method_return(call, "h", client.get());
+}
+
+int Publication::getClassName(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply,
+                              void* self, sd_bus_error*) {
+  auto* publication = static_cast<Publication*>(self);
+  return sd_bus_message_append(reply, "s", publication->announced_.className.c_str());
+}
+
+int Publication::getProperties(sd_bus*, const char*, const char*, const char*,
+                               sd_bus_message* reply, void* self, sd_bus_error*) {
+  return appendRegistryProperties(reply, static_cast<Publication*>(self)->announced_);
+}
+
+}  // namespace driver

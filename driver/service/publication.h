@@ -1,0 +1,81 @@
+// One interface on the session bus: its object with the registry properties, the connections that
+// clients opened to it, and the driver's messages about it. Exists from plug to unplug.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "driver/service/connection.h"
+
+namespace driver {
+
+// What all publications of one driver process share. Event loop and bus outlive them.
+struct ServiceContext {
+  // Connections that are open at once, over all interfaces.
+  static constexpr std::size_t kMaximumConnections = 512;
+
+  sd_event* event;
+  sd_bus* bus;
+  std::uint64_t publications = 0;  // made so far; no object path is used twice
+  std::size_t connections = 0;     // open now
+};
+
+class Publication final : private ConnectionOwner {
+ public:
+  class Owner {
+   public:
+    // A request made the interface leave the bus. Must not destroy the publication.
+    virtual void interfaceLeft(Publication& publication) = 0;
+
+   protected:
+    ~Owner() = default;
+  };
+
+  // Null when the bus does not take the object. All arguments must outlive the publication.
+  static std::unique_ptr<Publication> publish(ServiceContext& context, Interface& interface,
+                                              RequestHandler& handler, Owner& owner);
+  // Takes the object away, then closes the connections.
+  ~Publication();
+  Publication(const Publication&) = delete;
+  Publication& operator=(const Publication&) = delete;
+
+  const std::string& path() const { return path_; }
+
+  // Tells clients about a change: first the properties, when they are others than before, then the
+  // driver message with this number.
+  void announce(std::uint32_t notification);
+
+  // Sends one driver message of any type, with an argument that says this of its own size.
+  void sendMessage(std::uint32_t type, std::uint32_t sizeWord, std::uint32_t notification);
+
+  // While paused, no connection answers; those opened meanwhile do not either.
+  void setPaused(bool paused);
+
+ private:
+  Publication(ServiceContext& context, Interface& interface, RequestHandler& handler, Owner& owner);
+
+  void connectionClosed(Connection* connection) override;
+  void interfaceLeft() override { owner_.interfaceLeft(*this); }
+
+  static const sd_bus_vtable kVtable[];
+  static int onOpen(sd_bus_message* call, void* self, sd_bus_error* error);
+  static int getClassName(sd_bus* bus, const char* path, const char* interface,
+                          const char* property, sd_bus_message* reply, void* self,
+                          sd_bus_error* error);
+  static int getProperties(sd_bus* bus, const char* path, const char* interface,
+                           const char* property, sd_bus_message* reply, void* self,
+                           sd_bus_error* error);
+
+  ServiceContext& context_;
+  std::string path_;
+  Interface& interface_;
+  RequestHandler& handler_;
+  Owner& owner_;
+  RegistryEntry announced_;
+  BusSlot slot_;
+  std::vector<std::unique_ptr<Connection>> connections_;
+  bool paused_ = false;
+};
+
+}  // namespace driver

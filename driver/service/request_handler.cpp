@@ -1,0 +1,27 @@
+#include "driver/service/request_handler.h"
+
+namespace driver {
+
+namespace {
+
+constexpr std::size_t kRefusalSize = 4;
+
+}  // namespace
+
+Reply InterfaceRequestHandler::handle(const VQ_Dispatch& request) {
+  VQ_Dispatch record = request;
+  const Outcome outcome = interface_.answer(record);
+  if (outcome == Outcome::refused) return refusal(request);
+  Reply reply;
+  reply.leaveBus = outcome == Outcome::left || outcome == Outcome::answeredAndLeft;
+  if (outcome != Outcome::left) reply.packet.emplace(record.bytes.begin(), record.bytes.end());
+  return reply;
+}
+
+Reply refusal(const VQ_Dispatch& request) {
+  Reply reply;
+  reply.packet.emplace(request.bytes.begin(), request.bytes.begin() + kRefusalSize);
+  return reply;
+}
+
+}  // namespace driver

@@ -1,0 +1,34 @@
+// What can be set on a simulated interface from outside, by name: its cables, its identity, its
+// versions, and the settings that other programs could change.
+//
+// The driver and vx310ctl share this table: the tool checks its arguments against it, the driver
+// carries them out.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "driver/virtual_interface/model.h"
+
+namespace driver {
+
+enum class SettingResult {
+  done,
+  wrongArguments,  // nothing changed: no such setting, or not its arguments
+  refused          // nothing changed: the interface cannot take it in its present state
+};
+
+struct SettingHelp {
+  std::string_view name;
+  std::string_view arguments;  // as shown in a usage text
+  std::string_view effect;
+};
+std::span<const SettingHelp> settingHelp();
+
+// words[0] is the setting's name. On failure *problem says what is wrong.
+SettingResult applySetting(Model& model, const std::vector<std::string>& words,
+                           std::string* problem);
+
+}  // namespace driver

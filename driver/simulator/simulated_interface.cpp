@@ -1,0 +1,63 @@
+#include "driver/simulator/simulated_interface.h"
+
+#include "driver/simulator/json.h"
+
+namespace driver {
+
+namespace {
+
+Model modelWithId(std::uint64_t uniqueId) {
+  Model model;
+  model.identity.uniqueId = uniqueId;
+  return model;
+}
+
+bool hasOtherIdentity(const RegistryEntry& before, const RegistryEntry& after) {
+  return before.className != after.className || before.vendorId != after.vendorId ||
+         before.productId != after.productId;
+}
+
+}  // namespace
+
+SimulatedInterface::SimulatedInterface(ServiceContext& context, std::uint64_t uniqueId)
+    : interface_(modelWithId(uniqueId)),
+      handler_(interface_),
+      faults_(handler_),
+      port_(context, interface_, faults_),
+      stallEnd_(context.event) {}
+
+SettingResult SimulatedInterface::set(const std::vector<std::string>& words, std::string* problem) {
+  const RegistryEntry before = interface_.registryEntry();
+  SettingResult result = SettingResult::wrongArguments;
+  interface_.change([&](Model& model) { result = applySetting(model, words, problem); });
+  if (hasOtherIdentity(before, interface_.registryEntry())) port_.replug();
+  return result;
+}
+
+void SimulatedInterface::stall(std::optional<std::chrono::milliseconds> limit) {
+  stallEnd_.stop();
+  if (Publication* publication = port_.publication()) publication->setPaused(true);
+  if (limit) stallEnd_.start(*limit, [this] { endStall(); });
+}
+
+void SimulatedInterface::clearFaults() {
+  faults_.clear();
+  stallEnd_.stop();
+  endStall();
+}
+
+void SimulatedInterface::endStall() {
+  if (Publication* publication = port_.publication()) publication->setPaused(false);
+}
+
+State SimulatedInterface::state() {
+  const Publication* publication = port_.publication();
+  State state = {{"plugged", jsonBool(publication != nullptr)},
+                 {"path", jsonText(publication ? publication->path() : "")},
+                 {"faults", jsonNumber(faults_.faults().size())}};
+  State model = stateOf(interface_.model());
+  state.insert(state.end(), model.begin(), model.end());
+  return state;
+}
+
+}  // namespace driver

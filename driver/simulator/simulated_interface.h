@@ -1,0 +1,43 @@
+// One virtual interface with its port and its faults.
+#pragma once
+
+#include "driver/service/port.h"
+#include "driver/simulator/faulty_request_handler.h"
+#include "driver/simulator/settings.h"
+#include "driver/simulator/state.h"
+#include "driver/virtual_interface/virtual_interface.h"
+
+namespace driver {
+
+class SimulatedInterface {
+ public:
+  SimulatedInterface(ServiceContext& context, std::uint64_t uniqueId);
+
+  Port& port() { return port_; }
+
+  // As applySetting. An interface whose class or ids become others reconnects.
+  SettingResult set(const std::vector<std::string>& words, std::string* problem);
+
+  const std::string& productName() const { return interface_.model().identity.productName; }
+
+  void addFault(const Fault& fault) { faults_.add(fault); }
+
+  // Stops answering requests for so long; without a limit until clearFaults(). Unplugging ends it.
+  void stall(std::optional<std::chrono::milliseconds> limit);
+
+  // No faults and no stall any more.
+  void clearFaults();
+
+  State state();
+
+ private:
+  void endStall();
+
+  VirtualInterface interface_;
+  InterfaceRequestHandler handler_;
+  FaultyRequestHandler faults_;
+  Port port_;
+  Timer stallEnd_;
+};
+
+}  // namespace driver
