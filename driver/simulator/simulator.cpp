@@ -9,7 +9,6 @@ namespace {
 // Unique ids of simulated interfaces are this number and the ones after it.
 constexpr std::uint64_t kFirstUniqueId = 0x5D12000000000001;
 
-
 // Reads an array of strings; negative errno when the next argument is none.
 int readWords(sd_bus_message* message, std::vector<std::string>& words) {
   int result = sd_bus_message_enter_container(message, 'a', "s");

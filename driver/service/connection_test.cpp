@@ -1,0 +1,194 @@
+// Requests over open connections to the driver service.
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+
+#include "driver/testing/driver_session.h"
+
+namespace driver {
+namespace {
+
+using testing::Answer;
+using testing::DriverSession;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+class ConnectionToDriver : public DriverSession {
+ protected:
+  void SetUp() override {
+    DriverSession::SetUp();
+    startDriver();
+    path_ = onlyService();
+    connection_ = open(path_);
+    ASSERT_TRUE(connection_) << openError_;
+  }
+
+  static VQ_Dispatch record(std::uint32_t command) {
+    return VQ_Dispatch(static_cast<VQ_Command>(command));
+  }
+
+  // The connection answers as it should.
+  void expectAnswers(const FileDescriptor& connection) {
+    EXPECT_EQ(request(connection, 6).word(0), 4u);
+  }
+
+  std::string path_;
+  FileDescriptor connection_;
+};
+
+TEST_F(ConnectionToDriver, EveryCommandIsAnsweredWithAWholeRecord) {
+  for (const std::uint32_t command :
+       {2u,  3u,  4u,  5u,  6u,  7u,  8u,  9u,  10u, 11u, 12u, 14u, 15u, 16u, 17u,
+        18u, 19u, 20u, 21u, 22u, 23u, 24u, 25u, 26u, 27u, 28u, 33u, 35u, 37u, 38u,
+        40u, 41u, 42u, 48u, 49u, 65u, 66u, 67u, 68u, 69u, 70u, 71u, 72u}) {
+    const Answer answer = request(connection_, command);
+    EXPECT_EQ(answer.kind, Answer::Kind::packet) << command;
+    ASSERT_THAT(answer.bytes, SizeIs(260)) << command;
+    EXPECT_EQ(answer.bytes[0], command);
+  }
+}
+
+TEST_F(ConnectionToDriver, ControlPortBytesAndUsbRequestsAreAnsweredToo) {
+  EXPECT_THAT(request(connection_, 36, {0x00004101}).bytes, SizeIs(260));
+  auto firmware = record(34);
+  wire::store<std::uint32_t>(firmware.bytes, 132, 3);
+  wire::store<std::uint32_t>(firmware.bytes, 140, 128);
+  wire::store<std::uint32_t>(firmware.bytes, 144, 64);
+  firmware.bytes[152] = 0x56;
+  EXPECT_THAT(request(connection_, firmware).bytes, SizeIs(260));
+}
+
+TEST_F(ConnectionToDriver, AnUnknownCommandIsAnsweredWithItsNumberAlone) {
+  EXPECT_THAT(request(connection_, 99).bytes, ElementsAre(99, 0, 0, 0));
+  expectAnswers(connection_);
+}
+
+TEST_F(ConnectionToDriver, ThereIsOnlyOneTypeOfConnection) {
+  EXPECT_FALSE(open(path_, 1));
+  EXPECT_EQ(openError_, "org.freedesktop.DBus.Error.InvalidArgs");
+}
+
+TEST_F(ConnectionToDriver, ARequestOfAnotherSizeClosesTheConnection) {
+  for (const std::size_t size :
+       {std::size_t{0}, std::size_t{4}, std::size_t{263}, std::size_t{265}, std::size_t{60000}}) {
+    const auto connection = open(path_);
+    ASSERT_TRUE(sendPacket(connection, std::vector<std::uint8_t>(size)));
+    EXPECT_EQ(receive(connection).kind, Answer::Kind::closed) << size;
+  }
+  expectAnswers(connection_);
+}
+
+TEST_F(ConnectionToDriver, AnotherSelectorClosesTheConnection) {
+  ASSERT_TRUE(sendPacket(connection_, packetOf(record(6), 1)));
+  EXPECT_EQ(receive(connection_).kind, Answer::Kind::closed);
+}
+
+TEST_F(ConnectionToDriver, RequestsAreAnsweredInOrder) {
+  ASSERT_TRUE(sendPacket(connection_, packetOf(record(8))));
+  ASSERT_TRUE(sendPacket(connection_, packetOf(record(12))));
+  EXPECT_EQ(receive(connection_).word(0), 48000u);
+  EXPECT_EQ(receive(connection_).word(0), 256u);
+}
+
+TEST_F(ConnectionToDriver, AllConnectionsSeeTheSameInterface) {
+  const auto other = open(path_);
+  EXPECT_EQ(request(other, 28, {1}).word(0), 1u);
+  EXPECT_EQ(request(connection_, 27).word(0), 1u);
+}
+
+TEST_F(ConnectionToDriver, ClosedConnectionsLeaveNothingBehind) {
+  // More than can be open at once.
+  for (int i = 0; i < 1100; ++i) ASSERT_TRUE(open(path_)) << i << ": " << openError_;
+  expectAnswers(connection_);
+}
+
+TEST_F(ConnectionToDriver, OnlySoManyAreOpenAtOnce) {
+  std::vector<FileDescriptor> open512;
+  for (int i = 1; i < 512; ++i) open512.push_back(open(path_));
+  EXPECT_TRUE(open512.back());
+  EXPECT_FALSE(open(path_));
+  EXPECT_EQ(openError_, "org.freedesktop.DBus.Error.LimitsExceeded");
+  open512.pop_back();
+  // The driver learns of the end from the socket, so the next opening may be ahead of it.
+  EXPECT_TRUE(waitUntil([&] { return static_cast<bool>(open(path_)); }));
+}
+
+TEST_F(ConnectionToDriver, AClientThatTakesNoAnswersIsDropped) {
+  const auto packet = packetOf(record(6));
+  int sent = 0;
+  for (; sent < 10000; ++sent) {
+    if (sendPacket(connection_, packet)) continue;
+    if (errno != EAGAIN) break;
+    // Full: what another connection asks is answered once these requests have been.
+    expectAnswers(open(path_));
+  }
+  EXPECT_LT(sent, 10000) << "the driver keeps answers without end";
+  Answer last = receive(connection_);
+  while (last.kind == Answer::Kind::packet) last = receive(connection_);
+  EXPECT_EQ(last.kind, Answer::Kind::closed);
+  expectAnswers(open(path_));
+}
+
+TEST_F(ConnectionToDriver, DescriptorsSentWithARequestAreNotKept) {
+  auto packet = packetOf(record(6));
+  iovec part{packet.data(), packet.size()};
+  alignas(cmsghdr) std::array<std::uint8_t, CMSG_SPACE(sizeof(int))> control{};
+  msghdr message{};
+  message.msg_iov = &part;
+  message.msg_iovlen = 1;
+  message.msg_control = control.data();
+  message.msg_controllen = control.size();
+  cmsghdr* header = CMSG_FIRSTHDR(&message);
+  header->cmsg_level = SOL_SOCKET;
+  header->cmsg_type = SCM_RIGHTS;
+  header->cmsg_len = CMSG_LEN(sizeof(int));
+  std::array<int, 2> ends{};
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+  const FileDescriptor kept(ends[0]);
+  FileDescriptor given(ends[1]);
+  const int number = given.get();
+  std::copy_n(reinterpret_cast<const std::uint8_t*>(&number), sizeof number,
+              reinterpret_cast<std::uint8_t*>(CMSG_DATA(header)));
+  ASSERT_EQ(sendmsg(connection_.get(), &message, MSG_NOSIGNAL),
+            static_cast<ssize_t>(packet.size()));
+  given.reset();
+  EXPECT_THAT(receive(connection_).bytes, SizeIs(260));
+  // The other end is gone, since nobody has it any more.
+  EXPECT_TRUE(testing::waitReadable(kept.get(), testing::kPatience));
+}
+
+TEST_F(ConnectionToDriver, UnpluggingClosesIt) {
+  simulate("Unplug", 0);
+  EXPECT_EQ(receive(connection_).kind, Answer::Kind::closed);
+}
+
+TEST_F(ConnectionToDriver, ReenumerationTakesTheInterfaceAwayWithoutAnswer) {
+  EXPECT_EQ(request(connection_, 76).kind, Answer::Kind::closed);
+  EXPECT_TRUE(waitUntil([this] { return !added_.empty(); })) << "it does not come back";
+  EXPECT_THAT(removed_, ElementsAre(path_));
+  expectAnswers(open(added_[0]));
+}
+
+TEST_F(ConnectionToDriver, ReplugAnswersAndThenTakesTheInterfaceAway) {
+  auto replug = record(34);
+  wire::store<std::uint32_t>(replug.bytes, 144, 64);
+  replug.bytes[152] = 0x52;
+  EXPECT_THAT(request(connection_, replug).bytes, SizeIs(260));
+  EXPECT_EQ(receive(connection_).kind, Answer::Kind::closed);
+  EXPECT_TRUE(waitUntil([this] { return !added_.empty(); })) << "it does not come back";
+}
+
+TEST_F(ConnectionToDriver, UnpluggingAnInterfaceThatIsAwayKeepsItAway) {
+  request(connection_, 76);
+  EXPECT_TRUE(waitUntil([this] { return !removed_.empty(); }));
+  EXPECT_EQ(simulate("Unplug", 0), "");
+  EXPECT_EQ(simulate("Plug", 0), "");
+  catchUp();
+  EXPECT_THAT(added_, SizeIs(1));
+  EXPECT_THAT(services(), SizeIs(1));
+}
+
+}  // namespace
+}  // namespace driver

@@ -1,0 +1,157 @@
+// Faults on the real transport.
+#include <gmock/gmock.h>
+
+#include <csignal>
+
+#include "driver/testing/driver_session.h"
+
+namespace driver {
+namespace {
+
+using testing::Answer;
+using testing::DriverSession;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+// For what must not come. Longer would prove more, and take longer.
+constexpr std::chrono::milliseconds kShortly{100};
+
+class FaultInjection : public DriverSession {
+ protected:
+  void SetUp() override {
+    DriverSession::SetUp();
+    startDriver();
+    path_ = onlyService();
+    connection_ = open(path_);
+    ASSERT_TRUE(connection_) << openError_;
+  }
+
+  void expectAnswers() { EXPECT_EQ(request(connection_, 6).word(0), 4u); }
+
+  std::string stall(std::uint32_t milliseconds) {
+    return simulate("Stall", 0, [milliseconds](sd_bus_message* message) {
+      sd_bus_message_append(message, "u", milliseconds);
+    });
+  }
+
+  std::string path_;
+  FileDescriptor connection_;
+};
+
+TEST_F(FaultInjection, AShortAnswer) {
+  EXPECT_EQ(fault({"short", "12"}), "");
+  EXPECT_THAT(request(connection_, 6).bytes, SizeIs(12));
+  expectAnswers();
+}
+
+TEST_F(FaultInjection, ALongAnswer) {
+  EXPECT_EQ(fault({"long", "65536"}), "");
+  EXPECT_THAT(request(connection_, 6).bytes, SizeIs(65536));
+  expectAnswers();
+}
+
+TEST_F(FaultInjection, ALateAnswerComesAllTheSame) {
+  EXPECT_EQ(fault({"late", "150"}), "");
+  EXPECT_EQ(request(connection_, 6, {}, kShortly).kind, Answer::Kind::none);
+  EXPECT_EQ(receive(connection_).word(0), 4u);
+  expectAnswers();
+}
+
+TEST_F(FaultInjection, AMissingAnswerIsToARequestThatWasCarriedOut) {
+  EXPECT_EQ(fault({"missing"}), "");
+  EXPECT_EQ(request(connection_, 28, {1}, kShortly).kind, Answer::Kind::none);
+  EXPECT_EQ(request(connection_, 27).word(0), 1u);
+}
+
+TEST_F(FaultInjection, AGarbledAnswer) {
+  EXPECT_EQ(fault({"garbled"}), "");
+  EXPECT_EQ(request(connection_, 6).word(0), ~4u);
+  expectAnswers();
+}
+
+TEST_F(FaultInjection, AnEmptyAnswerLeavesTheConnectionOpen) {
+  EXPECT_EQ(fault({"empty"}), "");
+  EXPECT_THAT(request(connection_, 6).bytes, IsEmpty());
+  expectAnswers();
+}
+
+TEST_F(FaultInjection, AClosedConnection) {
+  EXPECT_EQ(fault({"close"}), "");
+  EXPECT_EQ(request(connection_, 6).kind, Answer::Kind::closed);
+  connection_ = open(path_);
+  expectAnswers();
+}
+
+TEST_F(FaultInjection, DeathInMidRequestLosesNameAndConnection) {
+  EXPECT_EQ(fault({"die"}), "");
+  EXPECT_EQ(request(connection_, 6).kind, Answer::Kind::closed);
+  EXPECT_EQ(driver().wait(), -SIGKILL);
+  EXPECT_TRUE(waitUntil([this] { return !nameOwned_; }));
+}
+
+TEST_F(FaultInjection, RefusedSettingsFailAndReadingGoesOn) {
+  EXPECT_EQ(fault({"refuse", "always"}), "");
+  EXPECT_THAT(request(connection_, 28, {1}).bytes, SizeIs(4));
+  EXPECT_EQ(request(connection_, 27).word(0), 0u);
+}
+
+TEST_F(FaultInjection, IgnoredSettingsAreAnsweredAndNotTaken) {
+  EXPECT_EQ(fault({"ignore"}), "");
+  EXPECT_EQ(request(connection_, 28, {1}).word(0), 1u);
+  EXPECT_EQ(request(connection_, 27).word(0), 0u);
+}
+
+TEST_F(FaultInjection, AFaultOfOneCommandWaitsForIt) {
+  EXPECT_EQ(fault({"short", "5", "command", "8"}), "");
+  expectAnswers();
+  EXPECT_THAT(request(connection_, 8).bytes, SizeIs(5));
+  EXPECT_THAT(request(connection_, 8).bytes, SizeIs(260));
+}
+
+TEST_F(FaultInjection, AFaultEndsWhenFaultsAreCleared) {
+  EXPECT_EQ(fault({"short", "always"}), "");
+  EXPECT_THAT(request(connection_, 6).bytes, SizeIs(100));
+  EXPECT_THAT(request(connection_, 6).bytes, SizeIs(100));
+  EXPECT_EQ(simulate("ClearFaults", 0), "");
+  expectAnswers();
+}
+
+TEST_F(FaultInjection, AStalledInterfaceAnswersWhenItIsReleased) {
+  EXPECT_EQ(stall(0), "");
+  EXPECT_EQ(request(connection_, 6, {}, kShortly).kind, Answer::Kind::none);
+  EXPECT_EQ(simulate("ClearFaults", 0), "");
+  EXPECT_EQ(receive(connection_).word(0), 4u);
+}
+
+TEST_F(FaultInjection, AStallWithALimitEndsByItself) {
+  EXPECT_EQ(stall(50), "");
+  EXPECT_EQ(request(connection_, 6).word(0), 4u);
+}
+
+TEST_F(FaultInjection, AConnectionOpenedDuringAStallStallsToo) {
+  stall(0);
+  connection_ = open(path_);
+  EXPECT_EQ(request(connection_, 6, {}, kShortly).kind, Answer::Kind::none);
+}
+
+TEST_F(FaultInjection, WhatAClientGaveUpDuringAStallIsNotCarriedOut) {
+  const auto other = open(path_);
+  stall(0);
+  request(connection_, 28, {1}, kShortly);
+  connection_.reset();
+  simulate("ClearFaults", 0);
+  EXPECT_EQ(request(other, 27).word(0), 0u);
+}
+
+TEST_F(FaultInjection, OtherInterfacesAreSpared) {
+  ASSERT_EQ(addInterface(), "");
+  fault({"close", "always"});
+  stall(0);
+  for (const auto& [path, service] : services()) {
+    if (path != path_) connection_ = open(path);
+  }
+  expectAnswers();
+}
+
+}  // namespace
+}  // namespace driver

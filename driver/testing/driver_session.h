@@ -1,0 +1,104 @@
+// A session bus of a test's own, the driver service on it, and a client that speaks to it through
+// plain sd-bus and sockets.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+
+#include "device/dispatch.h"
+#include "driver/testing/child_process.h"
+
+namespace driver::testing {
+
+// What a client sees of one published service.
+struct SeenService {
+  std::string className;
+  std::map<std::string, std::int64_t> numbers;  // of the properties; nested ones by their own name
+  std::string productName;
+  std::vector<std::uint8_t> orbekUid;
+};
+
+struct SeenMessage {
+  std::string path;
+  std::uint32_t type;
+  std::vector<std::uint8_t> argument;
+};
+
+// An answer packet, or how the wait for one ended.
+struct Answer {
+  enum class Kind { packet, closed, none };
+  Kind kind;
+  std::vector<std::uint8_t> bytes;
+
+  // Payload word of an answer that is a whole record.
+  std::uint32_t word(std::size_t index) const;
+};
+
+class DriverSession : public ::testing::Test {
+ protected:
+  // Starts the bus; the driver only by startDriver().
+  void SetUp() override;
+
+  // Starts the driver service and waits until it owns its name. The interfaces that it starts with
+  // do not count as added.
+  void startDriver(const std::vector<std::string>& options = {});
+  ChildProcess& driver() { return *driver_; }
+  // The environment in which programs find this session's bus.
+  std::vector<std::string> environment() const;
+
+  // The published services by their paths.
+  std::map<std::string, SeenService> services();
+  // The path of the only service.
+  std::string onlyService();
+
+  // Handles bus traffic until `done`; false when that does not come about in time.
+  bool waitUntil(const std::function<bool()>& done);
+  // Everything that the driver sent before this call has been seen after it.
+  void catchUp();
+
+  // Opens a connection; an empty descriptor, with the error's name in openError_, on failure.
+  FileDescriptor open(const std::string& path, std::uint32_t type = 2);
+
+  static bool sendPacket(const FileDescriptor& connection, const std::vector<std::uint8_t>& packet);
+  static Answer receive(const FileDescriptor& connection,
+                        std::chrono::milliseconds limit = kPatience);
+  // Sends a record with its selector and awaits the answer.
+  static Answer request(const FileDescriptor& connection, const VQ_Dispatch& record,
+                        std::chrono::milliseconds limit = kPatience);
+  static Answer request(const FileDescriptor& connection, std::uint32_t command,
+                        std::initializer_list<std::uint32_t> words = {},
+                        std::chrono::milliseconds limit = kPatience);
+  static std::vector<std::uint8_t> packetOf(const VQ_Dispatch& record, std::uint32_t selector = 0);
+
+  // Calls a method of the simulator with an interface number and what `append` adds; the error's
+  // name, empty on success.
+  std::string simulate(const char* method, std::uint32_t interface,
+                       const std::function<void(sd_bus_message*)>& append = nullptr);
+  // Plugs one more interface in.
+  std::string addInterface();
+  std::string set(const std::vector<std::string>& words, std::uint32_t interface = 0);
+  std::string fault(const std::vector<std::string>& words, std::uint32_t interface = 0);
+
+  // Seen since SetUp(), in the order of their coming.
+  std::vector<std::string> added_;
+  std::vector<std::string> removed_;
+  std::vector<SeenMessage> messages_;
+  std::vector<std::string> propertiesChanged_;  // paths
+  bool nameOwned_ = false;
+  std::string openError_;
+
+ private:
+  static int onSignal(sd_bus_message* message, void* self, sd_bus_error* error);
+  void note(sd_bus_message* message);
+  BusMessage call(const char* path, const char* interface, const char* method,
+                  const std::function<void(sd_bus_message*)>& append, std::string* error);
+
+  std::unique_ptr<ChildProcess> daemon_;
+  std::string address_;
+  std::unique_ptr<ChildProcess> driver_;
+  Bus bus_;
+};
+
+}  // namespace driver::testing
