@@ -59,6 +59,9 @@ class Interface {
 
   virtual RegistryEntry registryEntry() const = 0;
 
+  // The name under which programs find the interface's audio device; empty when it has none.
+  virtual std::string audioDeviceName() const = 0;
+
   // Answers one request in place, as the hardware's driver would.
   virtual Outcome answer(VQ_Dispatch& record) = 0;
 

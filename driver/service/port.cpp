@@ -12,7 +12,11 @@ constexpr milliseconds kAwayTime{300};
 }  // namespace
 
 Port::Port(ServiceContext& context, Interface& interface, RequestHandler& handler)
-    : context_(context), interface_(interface), handler_(handler), away_(context.event) {
+    : context_(context),
+      interface_(interface),
+      handler_(handler),
+      audio_(context.event, interface),
+      away_(context.event) {
   interface_.setListener(this);
 }
 
@@ -20,14 +24,12 @@ Port::~Port() { interface_.setListener(nullptr); }
 
 void Port::plug(std::function<void(bool)> done) {
   away_.stop();
-  finishPlug(false);
-  plugDone_ = std::move(done);
-  if (publication_) {
-    finishPlug(true);
-    return;
-  }
+  if (done) waiting_.push_back(std::move(done));
+  if (publication_) finishPlug(true);
+  if (publication_ || appearing_) return;
+  appearing_ = true;
   interface_.connected();
-  appear();
+  audio_.publish([this] { appear(); });
 }
 
 void Port::unplug() {
@@ -36,24 +38,33 @@ void Port::unplug() {
   finishPlug(false);
 }
 
-void Port::replug() {
-  if (!publication_) return;
+void Port::replug(std::function<void(bool)> done) {
+  if (!publication_ && !appearing_) {
+    done(false);
+    return;
+  }
   disappear();
-  plug(nullptr);
+  plug(std::move(done));
 }
 
 void Port::appear() {
+  appearing_ = false;
   publication_ = Publication::publish(context_, interface_, handler_, *this);
   finishPlug(publication_ != nullptr);
 }
 
-void Port::disappear() { publication_.reset(); }
+void Port::disappear() {
+  appearing_ = false;
+  publication_.reset();
+  audio_.withdraw();
+}
 
 void Port::finishPlug(bool appeared) {
-  if (const auto done = std::exchange(plugDone_, nullptr)) done(appeared);
+  for (const auto& done : std::exchange(waiting_, {})) done(appeared);
 }
 
 void Port::interfaceChanged(std::uint32_t notification) {
+  audio_.update();
   if (publication_) publication_->announce(notification);
 }
 

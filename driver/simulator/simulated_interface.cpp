@@ -26,11 +26,17 @@ SimulatedInterface::SimulatedInterface(ServiceContext& context, std::uint64_t un
       port_(context, interface_, faults_),
       stallEnd_(context.event) {}
 
-SettingResult SimulatedInterface::set(const std::vector<std::string>& words, std::string* problem) {
+SettingResult SimulatedInterface::set(const std::vector<std::string>& words, std::string* problem,
+                                      std::function<void()> done) {
   const RegistryEntry before = interface_.registryEntry();
   SettingResult result = SettingResult::wrongArguments;
   interface_.change([&](Model& model) { result = applySetting(model, words, problem); });
-  if (hasOtherIdentity(before, interface_.registryEntry())) port_.replug();
+  if (result != SettingResult::done) return result;
+  if (hasOtherIdentity(before, interface_.registryEntry())) {
+    port_.replug([done = std::move(done)](bool) { done(); });
+  } else {
+    done();
+  }
   return result;
 }
 

@@ -15,8 +15,10 @@ class SimulatedInterface {
 
   Port& port() { return port_; }
 
-  // As applySetting. An interface whose class or ids become others reconnects.
-  SettingResult set(const std::vector<std::string>& words, std::string* problem);
+  // As applySetting, and calls `done` when it is done: an interface whose class or ids become others
+  // reconnects first.
+  SettingResult set(const std::vector<std::string>& words, std::string* problem,
+                    std::function<void()> done);
 
   const std::string& productName() const { return interface_.model().identity.productName; }
 

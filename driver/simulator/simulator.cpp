@@ -23,6 +23,11 @@ int notPlugged(sd_bus_error* error) {
   return sd_bus_error_set(error, kNotPluggedError, "The interface is not plugged in");
 }
 
+// For a reply that is sent later.
+std::shared_ptr<sd_bus_message> shared(sd_bus_message* message) {
+  return {sd_bus_message_ref(message), sd_bus_message_unref};
+}
+
 int noInterface(sd_bus_error* error, std::uint32_t index) {
   return sd_bus_error_setf(error, kNoInterfaceError, "There is no interface %u", index);
 }
@@ -87,9 +92,7 @@ SimulatedInterface* Simulator::interfaceIn(sd_bus_message* message, sd_bus_error
 
 int Simulator::plugAndReply(sd_bus_message* message, SimulatedInterface& interface,
                             std::size_t index) {
-  interface.port().plug([call = std::shared_ptr<sd_bus_message>(sd_bus_message_ref(message),
-                                                                sd_bus_message_unref),
-                         index](bool appeared) {
+  interface.port().plug([call = shared(message), index](bool appeared) {
     if (appeared) {
       sd_bus_reply_method_return(call.get(), "u", static_cast<std::uint32_t>(index));
     } else {
@@ -133,9 +136,10 @@ int Simulator::onSet(sd_bus_message* message, sd_bus_error* error) {
   result = readWords(message, words);
   if (result < 0) return result;
   std::string problem;
-  switch (interface->set(words, &problem)) {
+  const auto reply = [call = shared(message)] { sd_bus_reply_method_return(call.get(), nullptr); };
+  switch (interface->set(words, &problem, reply)) {
     case SettingResult::done:
-      return sd_bus_reply_method_return(message, nullptr);
+      return 1;
     case SettingResult::refused:
       return sd_bus_error_set(error, kRefusedError, problem.c_str());
     default:

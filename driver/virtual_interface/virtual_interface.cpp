@@ -4,6 +4,10 @@
 
 namespace driver {
 
+std::string VirtualInterface::audioDeviceName() const {
+  return model_.identity.className == kVx310ClassName ? "VX-310" : "";
+}
+
 Outcome VirtualInterface::answer(VQ_Dispatch& record) {
   Outcome outcome = Outcome::refused;
   change([&](Model& model) { outcome = answerCommand(model, record); });

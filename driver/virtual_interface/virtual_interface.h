@@ -13,6 +13,7 @@ class VirtualInterface final : public Interface {
   explicit VirtualInterface(Model model = {}) : model_(std::move(model)) {}
 
   RegistryEntry registryEntry() const override { return registryEntryOf(model_); }
+  std::string audioDeviceName() const override;
   Outcome answer(VQ_Dispatch& record) override;
   bool setRouting(bool input, std::int32_t pair, std::int32_t value) override;
   void connected() override;

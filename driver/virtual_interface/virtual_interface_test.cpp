@@ -32,6 +32,7 @@ TEST_F(VirtualInterfaceTest, TheRegistryEntryIsThatOfAVx310) {
   EXPECT_EQ(entry.productName, "VX-310");
   EXPECT_EQ(entry.routings, (Routings{{0, 1}, {0, 1, 2}}));
   EXPECT_EQ(entry.orbekUid, std::nullopt);
+  EXPECT_EQ(interface_.audioDeviceName(), "VX-310");
 }
 
 TEST_F(VirtualInterfaceTest, ADeviceOfTheSiblingFamilyPublishesItsUid) {
@@ -40,6 +41,7 @@ TEST_F(VirtualInterfaceTest, ADeviceOfTheSiblingFamilyPublishesItsUid) {
     model.identity.uniqueId = 42;
   });
   EXPECT_EQ(interface_.registryEntry().orbekUid, 42u);
+  EXPECT_EQ(interface_.audioDeviceName(), "");
 }
 
 TEST_F(VirtualInterfaceTest, UnknownCommandsAreRefused) {

@@ -1,0 +1,84 @@
+#include "driver/service/audio_device.h"
+
+#include <sys/epoll.h>
+
+#include "driver/interface.h"
+
+namespace driver {
+
+namespace {
+
+// How long an interface waits for its audio device to be there before it appears without it.
+constexpr std::chrono::milliseconds kAudioServerPatience{250};
+
+RoutingRecords recordsOf(const Routings& routings) {
+  RoutingRecords records{};
+  std::size_t next = 0;
+  const auto add = [&](std::uint32_t input, const auto& values) {
+    for (std::size_t pair = 0; pair < values.size(); ++pair) {
+      records[next++] = {input, static_cast<std::int32_t>(pair), values[pair]};
+    }
+  };
+  add(0, routings.outputs);
+  add(1, routings.inputs);
+  return records;
+}
+
+}  // namespace
+
+AudioDevice::AudioDevice(sd_event* event, Interface& interface)
+    : event_(event), interface_(interface), wait_(event) {}
+
+void AudioDevice::publish(std::function<void()> ready) {
+  withdraw();
+  ready_ = std::move(ready);
+  const std::string name = interface_.audioDeviceName();
+  if (name.empty()) {
+    finishWait();
+    return;
+  }
+  node_.emplace(
+      name, AudioNode::Handlers{[this](const RoutingRecord& routing) { routingWritten(routing); },
+                                [this](bool present) {
+                                  if (present) finishWait();
+                                }});
+  sd_event_source* source = nullptr;
+  if (sd_event_add_io(event_, &source, node_->descriptor(), EPOLLIN, &AudioDevice::dispatch, this) <
+      0) {
+    // The interface works without its audio device.
+    node_.reset();
+    finishWait();
+    return;
+  }
+  source_.reset(source);
+  node_->publish(recordsOf(interface_.registryEntry().routings));
+  if (ready_ && !wait_.start(kAudioServerPatience, [this] { finishWait(); })) finishWait();
+}
+
+void AudioDevice::withdraw() {
+  ready_ = nullptr;
+  wait_.stop();
+  source_.reset();
+  node_.reset();
+}
+
+void AudioDevice::update() {
+  if (node_) node_->setRoutings(recordsOf(interface_.registryEntry().routings));
+}
+
+int AudioDevice::dispatch(sd_event_source*, int, std::uint32_t, void* self) {
+  static_cast<AudioDevice*>(self)->node_->dispatch();
+  return 0;
+}
+
+// A routing that is taken comes back by update(); one that is not is shown again by the node.
+void AudioDevice::routingWritten(const RoutingRecord& routing) {
+  interface_.setRouting(routing.input != 0, routing.pair, routing.value);
+}
+
+void AudioDevice::finishWait() {
+  wait_.stop();
+  if (const auto ready = std::exchange(ready_, nullptr)) ready();
+}
+
+}  // namespace driver
