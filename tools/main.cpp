@@ -1,6 +1,7 @@
 // vx310ctl: looks at connected interfaces, and moves simulated ones, from a shell.
 #include <cstdio>
 
+#include "tools/device_commands.h"
 #include "tools/sim_command.h"
 
 namespace {
@@ -11,9 +12,13 @@ constexpr const char* kUsageText =
     "Usage: vx310ctl COMMAND\n"
     "Looks at the VX-310 interfaces that driver services publish, and moves simulated ones.\n"
     "\n"
+    "  list                     list the connected interfaces with their indexes\n"
+    "  show [--json] [INDEX]    show all that the interface with this index (default 0) reports\n"
     "  sim COMMAND              move a simulated interface; see 'vx310ctl sim --help'\n"
     "  --help                   show this help and exit\n"
     "  --version                show the version and exit\n"
+    "\n"
+    "Each request to an interface waits at most 250 milliseconds for its driver.\n"
     "\n"
     "Exit status:\n"
     "  0  done\n"
@@ -24,6 +29,8 @@ constexpr const char* kUsageText =
 
 ExitStatus run(const Words& words) {
   const std::string command = words.empty() ? "" : words[0];
+  if (command == "list") return runList({words.begin() + 1, words.end()});
+  if (command == "show") return runShow({words.begin() + 1, words.end()});
   if (command == "sim") return runSim({words.begin() + 1, words.end()});
   if (command == "--help") {
     std::fputs(kUsageText, stdout);

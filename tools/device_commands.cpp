@@ -1,0 +1,93 @@
+#include "tools/device_commands.h"
+
+#include <cstdio>
+
+#include "device/usb_device.h"
+#include "driver/simulator/words.h"
+#include "tools/interface_report.h"
+#include "tools/interfaces.h"
+
+namespace vx310ctl {
+
+namespace {
+
+ExitStatus wrong(const char* problem) {
+  std::fprintf(stderr, "vx310ctl: %s\nTry 'vx310ctl --help'.\n", problem);
+  return kUsage;
+}
+
+void print(const Report& report) {
+  for (const auto& line : report) {
+    std::printf("%-23s%s\n", (line.name + ":").c_str(), line.text.c_str());
+  }
+}
+
+void printJson(const Report& report) {
+  const char* separator = "{";
+  for (const auto& line : report) {
+    std::printf("%s\"%s\": %s", separator, line.key.c_str(), line.json.c_str());
+    separator = ", ";
+  }
+  std::puts("}");
+}
+
+struct ShowOptions {
+  std::uint32_t index = 0;
+  bool json = false;
+};
+
+bool parse(const std::vector<std::string>& words, ShowOptions& options) {
+  bool indexGiven = false;
+  for (const auto& word : words) {
+    const auto number = driver::parseNumber(word, 0xFFFFFFFF);
+    if (word == "--json") {
+      options.json = true;
+    } else if (number && !indexGiven) {
+      indexGiven = true;
+      options.index = *number;
+    } else {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+ExitStatus runList(const std::vector<std::string>& words) {
+  if (!words.empty()) return wrong("'list' takes nothing");
+  const Interfaces interfaces;
+  std::size_t index = 0;
+  for (const USBDevice* device : interfaces.all()) {
+    std::printf("%zu  %04X:%04X  %s\n", index++,
+                static_cast<unsigned>(static_cast<std::uint16_t>(device->vendorId())),
+                static_cast<unsigned>(static_cast<std::uint16_t>(device->productId())),
+                device->getProductString().c_str());
+  }
+  return interfaces.status();
+}
+
+ExitStatus runShow(const std::vector<std::string>& words) {
+  ShowOptions options;
+  if (!parse(words, options)) return wrong("'show' takes [--json] [INDEX]");
+  const Interfaces interfaces;
+  if (const ExitStatus status = interfaces.status(); status != kDone) return status;
+  if (options.index >= interfaces.all().size()) {
+    std::fprintf(stderr, "vx310ctl: there is no interface %u\n", options.index);
+    return kNoInterface;
+  }
+  USBDevice& device = *interfaces.all()[options.index];
+  Report report;
+  {
+    const QuietStandardOutput quiet;
+    if (!device.open(false)) {
+      std::fprintf(stderr, "vx310ctl: interface %u does not answer\n", options.index);
+      return kFailed;
+    }
+    report = reportOf(device);
+  }
+  options.json ? printJson(report) : print(report);
+  return kDone;
+}
+
+}  // namespace vx310ctl

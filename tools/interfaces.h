@@ -1,0 +1,44 @@
+// The connected interfaces, found by the same discovery as the panel's.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "tools/exit_status.h"
+
+class USBDevice;
+
+namespace vx310ctl {
+
+// Finds the interfaces that are there at its making and holds them, closed, as long as it lives.
+// One at a time.
+class Interfaces {
+ public:
+  Interfaces();
+  ~Interfaces();
+  Interfaces(const Interfaces&) = delete;
+  Interfaces& operator=(const Interfaces&) = delete;
+
+  // In the order of their discovery.
+  const std::vector<USBDevice*>& all() const { return devices_; }
+
+  // kDone, or kNoDriver with an explanation on standard error when no driver service is running.
+  ExitStatus status() const;
+
+ private:
+  std::vector<USBDevice*> devices_;
+};
+
+// Keeps what the device layer prints as it works off standard output, which is for results.
+class QuietStandardOutput {
+ public:
+  QuietStandardOutput();
+  ~QuietStandardOutput();
+  QuietStandardOutput(const QuietStandardOutput&) = delete;
+  QuietStandardOutput& operator=(const QuietStandardOutput&) = delete;
+
+ private:
+  int kept_;
+};
+
+}  // namespace vx310ctl

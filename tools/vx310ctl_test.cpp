@@ -1,0 +1,266 @@
+// vx310ctl as a user calls it.
+#include <gmock/gmock.h>
+
+#include <csignal>
+
+#include "driver/testing/driver_session.h"
+
+namespace vx310ctl {
+namespace {
+
+using driver::testing::ChildProcess;
+using driver::testing::DriverSession;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::SizeIs;
+using ::testing::StartsWith;
+
+using Words = std::vector<std::string>;
+
+class ControlTool : public DriverSession {
+ protected:
+  // Runs the tool and returns its exit status.
+  int run(const Words& words) {
+    Words all = {VX310_CTL};
+    all.insert(all.end(), words.begin(), words.end());
+    ChildProcess tool(all, environment());
+    output_ = tool.readOutput();
+    errors_ = tool.readErrors();
+    return tool.wait().value_or(-1);
+  }
+
+  // Runs `sim` with these words, which must succeed and print nothing.
+  void sim(Words words) {
+    words.insert(words.begin(), "sim");
+    EXPECT_EQ(run(words), 0) << errors_;
+    EXPECT_EQ(output_, "");
+    EXPECT_EQ(errors_, "");
+  }
+
+  // The state of a simulated interface, as JSON.
+  std::string state(const std::string& interface = "0") {
+    EXPECT_EQ(run({"sim", "--interface", interface, "state", "--json"}), 0) << errors_;
+    return output_;
+  }
+
+  void expectUsageError(const Words& words) {
+    EXPECT_EQ(run(words), 2) << ::testing::PrintToString(words);
+    EXPECT_EQ(output_, "");
+    EXPECT_THAT(errors_, StartsWith("vx310ctl: "));
+    EXPECT_THAT(errors_, HasSubstr("--help"));
+  }
+
+  std::string output_;
+  std::string errors_;
+};
+
+TEST_F(ControlTool, HelpNamesTheCommandsAndTheExitStatus) {
+  EXPECT_EQ(run({"--help"}), 0);
+  for (const char* word : {"list", "show", "sim", "Exit status"}) {
+    EXPECT_THAT(output_, HasSubstr(word));
+  }
+  EXPECT_EQ(errors_, "");
+}
+
+TEST_F(ControlTool, HelpOfSimNamesCommandsFaultsAndSettings) {
+  EXPECT_EQ(run({"sim", "--help"}), 0);
+  for (const char* word :
+       {"plug", "unplug", "notify", "fault", "stall", "state", "digital-input", "firmware-date"}) {
+    EXPECT_THAT(output_, HasSubstr(word));
+  }
+}
+
+TEST_F(ControlTool, TheVersionIsShown) {
+  EXPECT_EQ(run({"--version"}), 0);
+  EXPECT_THAT(output_, StartsWith("vx310ctl 1."));
+}
+
+TEST_F(ControlTool, WrongCommandLinesAreStatus2WithoutADriver) {
+  expectUsageError({});
+  expectUsageError({"dance"});
+  expectUsageError({"list", "all"});
+  expectUsageError({"show", "first"});
+  expectUsageError({"show", "0", "1"});
+  expectUsageError({"sim"});
+  expectUsageError({"sim", "dance"});
+  expectUsageError({"sim", "--interface"});
+  expectUsageError({"sim", "--interface", "x", "plug"});
+  expectUsageError({"sim", "plug", "--third"});
+  expectUsageError({"sim", "unplug", "now"});
+  expectUsageError({"sim", "notify"});
+  expectUsageError({"sim", "notify", "three"});
+  expectUsageError({"sim", "notify", "3", "--size"});
+  expectUsageError({"sim", "fault"});
+  expectUsageError({"sim", "fault", "sideways"});
+  expectUsageError({"sim", "fault", "stall", "long"});
+  expectUsageError({"sim", "state", "--xml"});
+  expectUsageError({"sim", "list", "all"});
+  expectUsageError({"sim", "sample-rate", "32000"});
+}
+
+TEST_F(ControlTool, WithoutADriverTheStatusIs3) {
+  for (const Words& words : {Words{"list"}, Words{"show"}, Words{"sim", "plug"},
+                             Words{"sim", "state"}, Words{"sim", "usb", "1.1"}}) {
+    EXPECT_EQ(run(words), 3) << ::testing::PrintToString(words);
+    EXPECT_THAT(errors_, HasSubstr("no driver service is running"));
+  }
+}
+
+TEST_F(ControlTool, AnInterfaceThatDoesNotExistIsStatus4) {
+  startDriver();
+  EXPECT_EQ(run({"sim", "--interface", "1", "unplug"}), 4);
+  EXPECT_THAT(errors_, HasSubstr("no interface 1"));
+  EXPECT_EQ(run({"show", "1"}), 4);
+  EXPECT_THAT(errors_, HasSubstr("no interface 1"));
+}
+
+TEST_F(ControlTool, WhatTheInterfaceRefusesIsStatus1) {
+  startDriver();
+  EXPECT_EQ(run({"sim", "clock", "digital"}), 1);
+  EXPECT_THAT(errors_, HasSubstr("'clock'"));
+}
+
+TEST_F(ControlTool, ListWithoutInterfacesIsEmpty) {
+  startDriver({"--unplugged"});
+  EXPECT_EQ(run({"list"}), 0);
+  EXPECT_EQ(output_, "");
+}
+
+TEST_F(ControlTool, ListShowsIdsAndNames) {
+  startDriver();
+  EXPECT_EQ(run({"list"}), 0);
+  EXPECT_EQ(output_, "0  7F21:5D12  VX-310\n");
+}
+
+TEST_F(ControlTool, ShowHasAllValuesOfTheInterface) {
+  startDriver();
+  EXPECT_EQ(run({"show", "--json"}), 0);
+  EXPECT_EQ(output_,
+            "{\"product_name\": \"VX-310\", \"vendor_id\": 32545, \"product_id\": 23826, "
+            "\"unit\": \"5D12000000000001\", \"connection\": \"USB 2.0\", "
+            "\"driver_version\": \"2.05\", \"firmware_version\": \"1.7.0\", "
+            "\"firmware_date\": \"Mar 14 2009 1.7\", \"sample_width\": \"24 bits\", "
+            "\"sample_rate\": \"48 kHz\", \"buffer_size\": 256, \"clock_source\": \"internal\", "
+            "\"clock_choice\": \"automatic\", \"digital_input\": \"no signal\", "
+            "\"digital_output_format\": \"Consumer (S/PDIF)\", \"usb1_input\": \"Analog\", "
+            "\"inputs_1_2\": \"Analog 1/2\", \"inputs_3_4\": \"Analog 3/4\", "
+            "\"inputs_5_6\": \"Digital\", \"line_outputs\": \"Playback 1/2\", "
+            "\"digital_output\": \"Playback 3/4\"}\n");
+}
+
+TEST_F(ControlTool, ShowForPeopleHasNamesAndTexts) {
+  startDriver();
+  EXPECT_EQ(run({"show"}), 0);
+  EXPECT_THAT(output_, HasSubstr("Digital input:         no signal\n"));
+  EXPECT_THAT(output_, HasSubstr("Inputs 5/6:            Digital\n"));
+  EXPECT_THAT(output_, Not(HasSubstr("uFirmwareVersion")));
+}
+
+TEST_F(ControlTool, ShowSaysWhatThePanelSays) {
+  startDriver();
+  const auto shows = [this](const char* text) {
+    EXPECT_EQ(run({"show", "--json"}), 0) << errors_;
+    EXPECT_THAT(output_, HasSubstr(text));
+  };
+  sim({"digital-input", "invalid"});
+  shows("\"digital_input\": \"no valid signal\"");
+  sim({"digital-input", "muted", "96000"});
+  shows("\"digital_input\": \"muted 96 kHz\"");
+  sim({"digital-input", "valid", "44150"});
+  shows("\"digital_input\": \"valid 44.1 kHz\"");
+  shows("\"clock_source\": \"digital input\"");
+  shows("\"sample_rate\": \"44.1 kHz\"");
+  sim({"clock", "internal"});
+  shows("\"digital_input\": \"unavailable\"");
+  shows("\"clock_source\": \"internal\"");
+  sim({"usb", "1.1"});
+  shows("\"connection\": \"USB 1.1 (unsupported) \"");
+}
+
+TEST_F(ControlTool, AnInterfaceThatDoesNotAnswerIsStatus1) {
+  startDriver();
+  sim({"fault", "stall"});
+  EXPECT_EQ(run({"show"}), 1);
+  EXPECT_THAT(errors_, HasSubstr("does not answer"));
+  sim({"fault", "none"});
+  EXPECT_EQ(run({"show"}), 0) << errors_;
+}
+
+TEST_F(ControlTool, PlugAndUnplug) {
+  startDriver({"--unplugged"});
+  sim({"plug"});
+  EXPECT_THAT(services(), SizeIs(1));
+  sim({"unplug"});
+  EXPECT_THAT(services(), IsEmpty());
+}
+
+TEST_F(ControlTool, ASecondInterfaceHasItsNumberPrinted) {
+  startDriver();
+  EXPECT_EQ(run({"sim", "plug", "--second"}), 0);
+  EXPECT_EQ(output_, "1\n");
+  EXPECT_THAT(services(), SizeIs(2));
+  sim({"--interface", "1", "product-name", "Another"});
+  EXPECT_EQ(run({"sim", "list"}), 0);
+  EXPECT_EQ(output_, "0  plugged    VX-310\n1  plugged    Another\n");
+}
+
+TEST_F(ControlTool, SettingsChangeTheState) {
+  startDriver();
+  sim({"digital-input", "valid", "88200"});
+  sim({"routing", "in", "0", "3"});
+  sim({"driver-version", "0x01020300"});
+  const std::string json = state();
+  EXPECT_THAT(json, HasSubstr("\"sampleRate\": 88200"));
+  EXPECT_THAT(json, HasSubstr("\"routingIn\": [3, 1, 2]"));
+  EXPECT_THAT(json, HasSubstr("\"driverVersion\": 16909056"));
+}
+
+TEST_F(ControlTool, StateForPeopleHasALineForEachValue) {
+  startDriver();
+  EXPECT_EQ(run({"sim", "state"}), 0);
+  EXPECT_THAT(output_, HasSubstr("\nusb: 2.0\n"));
+  EXPECT_THAT(output_, StartsWith("plugged: true\n"));
+}
+
+TEST_F(ControlTool, IdsAndClassReconnectTheInterface) {
+  startDriver();
+  sim({"ids", "0x7F21", "0x5D13"});
+  EXPECT_EQ(services().begin()->second.numbers["idProduct"], 0x5D13);
+  sim({"class", "orbek"});
+  EXPECT_EQ(services().begin()->second.className, "LumKernelDeviceOrbekTalvo4");
+}
+
+TEST_F(ControlTool, NotifySendsTheNumber) {
+  startDriver();
+  sim({"notify", "48"});
+  sim({"notify", "3", "--type", "7", "--size", "35"});
+  catchUp();
+  ASSERT_THAT(messages_, SizeIs(2));
+  EXPECT_EQ(messages_[0].type, 0xe0000130u);
+  EXPECT_EQ(messages_[0].argument[0], 36);
+  EXPECT_EQ(messages_[0].argument[4], 48);
+  EXPECT_EQ(messages_[1].type, 7u);
+  EXPECT_EQ(messages_[1].argument[0], 35);
+}
+
+TEST_F(ControlTool, FaultsAreInjectedAndEnded) {
+  startDriver();
+  const auto connection = open(onlyService());
+  sim({"fault", "short", "10", "always"});
+  EXPECT_THAT(request(connection, 6).bytes, SizeIs(10));
+  sim({"fault", "none"});
+  EXPECT_THAT(request(connection, 6).bytes, SizeIs(260));
+}
+
+TEST_F(ControlTool, AFrozenDriverIsStatus1WithinTheLimit) {
+  startDriver();
+  driver().signal(SIGSTOP);
+  EXPECT_EQ(run({"sim", "unplug"}), 1);
+  EXPECT_THAT(errors_, HasSubstr("does not answer"));
+  driver().signal(SIGCONT);
+}
+
+}  // namespace
+}  // namespace vx310ctl
