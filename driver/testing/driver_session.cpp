@@ -127,9 +127,7 @@ void DriverSession::SetUp() {
 }
 
 std::vector<std::string> DriverSession::environment() const {
-  return {"DBUS_SESSION_BUS_ADDRESS=" + address_,
-          // No audio server of the machine's own.
-          "PIPEWIRE_RUNTIME_DIR=/nonexistent"};
+  return appendWords({"DBUS_SESSION_BUS_ADDRESS=" + address_}, audioEnvironment_);
 }
 
 void DriverSession::startDriver(const std::vector<std::string>& options) {

@@ -81,6 +81,9 @@ class DriverSession : public ::testing::Test {
   std::string set(const std::vector<std::string>& words, std::uint32_t interface = 0);
   std::string fault(const std::vector<std::string>& words, std::uint32_t interface = 0);
 
+  // Environment entries by which programs find the audio server: none, not even the machine's own.
+  std::vector<std::string> audioEnvironment_ = {"PIPEWIRE_RUNTIME_DIR=/nonexistent"};
+
   // Seen since SetUp(), in the order of their coming.
   std::vector<std::string> added_;
   std::vector<std::string> removed_;
