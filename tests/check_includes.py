@@ -17,7 +17,7 @@ BELOW = {
     "foundation": set(),
     "platform": set(),
     "driver": {"device", "settings", "foundation"},
-    "tools": {"io", "device", "settings", "foundation"},
+    "tools": {"driver", "io", "device", "settings", "foundation"},
 }
 
 # The folders that need nothing but the standard library.
