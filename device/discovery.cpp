@@ -126,7 +126,13 @@ void _vqapiScanServices() {
 
 void ServicePublishCallback(void*, io_iterator_t iterator) {
   platform::usleep(kDriverStartPauseMicroseconds);
-  while (const IoObject service{IOIteratorNext(iterator)}) ServicePublished(service.get());
+  const mach_port_t run = _vqapiMasterDevicePort;
+  while (const IoObject service{IOIteratorNext(iterator)}) {
+    ServicePublished(service.get());
+    // The client may have stopped discovery during the report, and may have started it again, which
+    // looks at every service anew.
+    if (_vqapiMasterDevicePort != run) return;
+  }
 }
 
 void ServiceTerminateCallback(void*, io_iterator_t iterator) {
@@ -157,9 +163,12 @@ void ServiceTerminated(io_service_t service) {
       [service](USBDevice* device) { return device && device->getDeviceInstance() == service; });
   if (slot == vqapiDeviceMap.end()) return;
   USBDevice* const device = *slot;
+  // The client may drop the device or stop discovery during the callback, and the slot may be taken
+  // again. Held here, the device keeps its address from the slot's next one.
+  device->retain();
   vqapiDeliver(device, VQAPI_CB_Removed);
-  // Unless the client dropped it, or stopped discovery, during the callback.
   if (*slot == device) closeAndRelease(std::exchange(*slot, nullptr));
+  device->release();
 }
 
 void _vqapiMarkAsRemoved(USBDevice* device) {

@@ -353,6 +353,21 @@ TEST_F(Discovery, TheClientMayStopDuringAnyReport) {
   }
 }
 
+TEST_F(Discovery, AStopAndAStartDuringTheReportOfARemovalLeaveWhatTheStartFound) {
+  const auto id = publish();
+  onEvent = [this](USBDevice*, VQAPI_CBEvent event) {
+    if (event != VQAPI_CB_Removed) return;
+    vqapiTerm();  // frees the handle, so that the next one may stand at its address
+    publish();
+    start();
+  };
+  start();
+  memory_registry::terminate(id);
+  manual_run_loop::performAll();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Removed, VQAPI_CB_Arrived));
+  EXPECT_EQ(vqapiDeviceMap[0], events.back().device);
+}
+
 // --- Scans ---
 
 TEST_F(Discovery, AScanWhileStoppedDoesNothing) {
@@ -379,6 +394,30 @@ TEST_F(Discovery, EveryFurtherScanReportsTheServicesPresent) {
   _vqapiScanServices();
   EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Arrived));
   EXPECT_EQ(kept(), 3u);
+}
+
+TEST_F(Discovery, AStopDuringAReportEndsTheScan) {
+  manual_run_loop::setAvailable(false);
+  publish();
+  publish();
+  onEvent = [](USBDevice*, VQAPI_CBEvent) { vqapiTerm(); };
+  start();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived));
+  EXPECT_EQ(kept(), 0u);
+}
+
+TEST_F(Discovery, AStopAndAStartDuringAReportEndTheFormerScan) {
+  manual_run_loop::setAvailable(false);
+  publish();
+  publish();
+  onEvent = [this](USBDevice*, VQAPI_CBEvent) {
+    onEvent = nullptr;
+    vqapiTerm();
+    start();
+  };
+  start();
+  EXPECT_THAT(events, SizeIs(3));
+  EXPECT_EQ(kept(), 2u);
 }
 
 // --- A registry that fails ---
