@@ -141,7 +141,7 @@ class OrbekLevels : public Levels {
   VQ_Orbek_ConfigAndMap record;
 };
 
-TEST_F(OrbekLevels, Among8ClearedInputs) {
+TEST_F(OrbekLevels, StandAmong8ClearedInputs) {
   plug(9);
   EXPECT_TRUE(device->getInLevels(levels));
   EXPECT_EQ(levels[0], 100u);
@@ -151,7 +151,7 @@ TEST_F(OrbekLevels, Among8ClearedInputs) {
   EXPECT_EQ(levels[8], kUntouched);
 }
 
-TEST_F(OrbekLevels, Among32ClearedOutputs) {
+TEST_F(OrbekLevels, StandAmong32ClearedOutputs) {
   plug(9);
   EXPECT_TRUE(device->getOutLevels(levels));
   EXPECT_EQ(levels[0], 100u);

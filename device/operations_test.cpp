@@ -2,6 +2,7 @@
 // and whether a short answer is taken.
 #include <gmock/gmock.h>
 
+#include <numeric>
 #include <ostream>
 
 #include "device/testing/device_fixture.h"
@@ -15,6 +16,8 @@ namespace {
 using testing::IsEmpty;
 using testing::SizeIs;
 
+// The driver answers with this in payload word 0, one more in each word after it, so that a value
+// says where it was read.
 constexpr std::uint32_t kAnswer = 0x81828384;
 constexpr std::int64_t kAnswerSigned = static_cast<std::int32_t>(kAnswer);
 
@@ -218,28 +221,28 @@ const Operation kOperations[] = {
      {0, 7, 3},
      true,
      7,
-     kAnswerSigned,
+     kAnswerSigned + 2,
      [](USBDevice& d) -> std::int64_t { return d.setRouting(false, 7, 3); }},
     {"setRoutingOfAnInput",
      40,
      {1, 0xfffffffb, 0xffffffff},
      true,
      -5,
-     kAnswerSigned,
+     kAnswerSigned + 2,
      [](USBDevice& d) -> std::int64_t { return d.setRouting(true, -5, -1); }},
     {"getWMRegister",
      41,
      {0x56781234, 0},
      true,
      0,
-     kAnswer & 0xffff,
+     (kAnswer + 1) & 0xffff,
      [](USBDevice& d) -> std::int64_t { return d.getWMRegister(0x1234, 0x5678); }},
     {"setWMRegister",
      42,
      {0x56781234, 0x9abc},
      true,
      0,
-     kAnswer & 0xffff,
+     (kAnswer + 1) & 0xffff,
      [](USBDevice& d) -> std::int64_t { return d.setWMRegister(0x1234, 0x5678, 0x9abc); }},
     {"getOutLevels",
      49,
@@ -339,7 +342,11 @@ const Operation kOperations[] = {
 
 class EveryOperation : public OpenDeviceTest, public testing::WithParamInterface<Operation> {
  protected:
-  EveryOperation() { driver.answerWords(command(), std::vector<std::uint32_t>(64, kAnswer)); }
+  EveryOperation() {
+    std::vector<std::uint32_t> words(VQ_Dispatch::kPayloadWords);
+    std::iota(words.begin(), words.end(), kAnswer);
+    driver.answerWords(command(), words);
+  }
 
   VQ_Command command() const { return static_cast<VQ_Command>(GetParam().command); }
   std::int64_t call() { return GetParam().call(*device); }
