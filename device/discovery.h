@@ -2,8 +2,9 @@
 // client when one arrives, leaves or reports a change.
 //
 // All on one thread, the one that calls vqapiInit and whose run loop then carries the
-// notifications; callbacks run from there. A newly published service is looked at after a pause of
-// 100 ms, which gives its driver time to finish starting and blocks the thread.
+// notifications; callbacks run from there and may call anything here. A newly published service is
+// looked at after a pause of 100 ms, which gives its driver time to finish starting and blocks the
+// thread.
 #pragma once
 
 #include <array>
@@ -43,8 +44,8 @@ void vqapiInit(VQAPI_Callback callback, void* context, const GUID& identity);
 // Stops, and closes and releases every kept handle without a callback. Harmless while stopped.
 void vqapiTerm();
 
-// Reports the services that are present. Called by vqapiInit; where the thread has no run loop,
-// each further call reports all of them again. Does nothing while stopped.
+// Reports the services that are present. Called by vqapiInit; each further call reports all of them
+// again, each with a new handle. Does nothing while stopped.
 void _vqapiScanServices();
 
 // Drops a kept handle as if its interface had been unplugged. A handle that is not kept is left

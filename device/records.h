@@ -5,7 +5,7 @@
 // an area (bytes that are missing read as 0), encode() writes them to the start of an area (bytes
 // that do not fit are dropped).
 //
-// Who knows a device's identity: vendor and product ids are those of its USB device descriptor.
+// Vendor and product ids are those of the USB device descriptor.
 #pragma once
 
 #include <array>

@@ -50,7 +50,8 @@ bool USBDevice::open(bool) {
   return isOpen();
 }
 
-// None of these keeps the device from being used, so their failures leave the defaults.
+// The device can be used without any of these, so failures are passed over: speed and value are
+// then 0, the texts and the map those of before.
 void USBDevice::readItemsKeptWhileOpen() {
   DeviceIoControl(connection_, kControlCodeString0, nullptr, 0, string0_, sizeof string0_, nullptr,
                   nullptr);

@@ -76,7 +76,8 @@ class USBDevice {
   // "idVendor" and "idProduct" of the properties; -1 for one that is missing.
   std::int16_t vendorId() const { return vendorId_; }
   std::int16_t productId() const { return productId_; }
-  // As read at the last open(): the driver's version, its two texts and its number.
+  // As read at the last open(): the driver's version, its two texts and its number. A text that
+  // could not be read then is the one of before.
   const VqVersion& driverVersion() const { return driverVersion_; }
   const char* string0() const { return string0_; }
   const char* string1() const { return string1_; }
