@@ -84,8 +84,9 @@ CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port
 // success *iterator receives, for publish, the services present now, for terminate none. The
 // notification is armed when the iterator has been drained once and lasts until the iterator is
 // released. Services that come while an iterator is being drained are returned by that same drain,
-// except that no iterator of a port returns a service before the ones that another of its iterators
-// received earlier have been taken: what happened first is seen first.
+// except that no iterator of a port returns a service before the ones that another of its armed
+// iterators received earlier have been taken: what happened first is seen first. The same holds
+// between iterators that are drained for the first time.
 IOReturn IOServiceAddMatchingNotification(IONotificationPortRef port, const char* kind,
                                           const CFDictionary& matching,
                                           IOServiceMatchingCallback callback, void* refcon,
