@@ -7,9 +7,6 @@
 #include "platform/audio_server/pipewire/routing_property.h"
 #include "platform/audio_server/pipewire/server_socket.h"
 
-// The client library's methods are macros that cast as C does.
-#pragma GCC diagnostic ignored "-Wold-style-cast"
-
 namespace pipewire_test {
 
 namespace {

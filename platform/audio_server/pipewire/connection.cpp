@@ -4,9 +4,6 @@
 #include <ctime>
 #include <utility>
 
-// The client library's methods are macros that cast as C does.
-#pragma GCC diagnostic ignored "-Wold-style-cast"
-
 namespace pipewire {
 
 namespace {
