@@ -37,6 +37,7 @@ function(vx310_test name)
   add_executable(${name} ${arg_SOURCES})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   target_link_libraries(${name} PRIVATE vx310_common ${arg_LINK} GTest::gmock_main)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+  # The program's name tells apart the runs of one contract suite against several back ends.
+  gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60
     PROPERTIES LABELS ${arg_LABEL} TIMEOUT 120)
 endfunction()

@@ -15,9 +15,9 @@ BUILD = None
 
 # The labels of the eight fields.
 DEVICE = "Device"
-CONNECTION = "Connection"
+CONNECTION = "Connection type"
 DRIVER = "Driver version"
-FIRMWARE = "Firmware"
+FIRMWARE = "Firmware version"
 WIDTH = "Sample width"
 RATE = "Sample rate"
 CLOCK = "Clock source"
