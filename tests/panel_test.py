@@ -58,7 +58,8 @@ class PanelTest(unittest.TestCase):
         """Waits until the fields show these texts; None stands for a hidden field."""
 
         def fields_show_them():
-            return all(self.window.text_beside(label) == text for label, text in texts.items())
+            shown = self.window.fields()
+            return all(label in shown and shown[label] == texts[label] for label in texts)
 
         self.window.wait_for(fields_show_them, what)
 
@@ -139,7 +140,7 @@ class WithAnInterface(PanelTest):
         self.session.sim("fault", "none")
         # A connection is opened again at most once a second, so one of the next two events does it.
         self.window.wait_for(
-            lambda: self.window.text_beside(CLOCK) not in (None, "unknown"),
+            lambda: self.window.fields()[CLOCK] not in (None, "unknown"),
             "the interface whose driver answers again",
             nudge=(1100, lambda: self.session.sim("notify", "3") and None),
         )
@@ -190,4 +191,4 @@ class WithoutADriverService(unittest.TestCase):
 
 if __name__ == "__main__":
     BUILD = sys.argv[1]
-    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2)
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2, warnings="ignore")

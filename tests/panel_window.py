@@ -23,14 +23,15 @@ class PanelWindow:
     def __init__(self):
         Atspi.init()
         self.loop = GLib.MainLoop()
-        self.condition = None
+        self.changed = False
         self.listener = Atspi.EventListener.new(self.on_event)
         for event in EVENTS:
             self.listener.register(event)
 
     def on_event(self, _event):
-        if self.condition and holds(self.condition):
-            self.loop.quit()
+        """Also comes while the window is being read, so it only takes notice."""
+        self.changed = True
+        self.loop.quit()
 
     def wait_for(self, condition, what, nudge=None):
         """Returns once the condition holds; it is asked again after every accessibility event.
@@ -38,79 +39,60 @@ class PanelWindow:
         `nudge` is (milliseconds, action): the action is repeated at that interval meanwhile.
         """
         timed_out = []
-        nudges = 0
 
         def give_up():
             timed_out.append(True)
             self.loop.quit()
-            return GLib.SOURCE_REMOVE
+            return GLib.SOURCE_CONTINUE
 
-        self.condition = condition
-        if not holds(condition):
-            limit = GLib.timeout_add_seconds(TIME_LIMIT, give_up)
-            if nudge:
-                nudges = GLib.timeout_add(nudge[0], lambda: nudge[1]() or GLib.SOURCE_CONTINUE)
-            self.loop.run()
-            if not timed_out:
-                GLib.source_remove(limit)
-            if nudges:
-                GLib.source_remove(nudges)
-        self.condition = None
+        sources = [GLib.timeout_add_seconds(TIME_LIMIT, give_up)]
+        if nudge:
+            sources.append(GLib.timeout_add(nudge[0], lambda: nudge[1]() or GLib.SOURCE_CONTINUE))
+        while not timed_out:
+            self.changed = False
+            if holds(condition):
+                break
+            if not self.changed:
+                self.loop.run()
+        for source in sources:
+            GLib.source_remove(source)
         if timed_out:
-            raise AssertionError(f"not seen within {TIME_LIMIT} s: {what}; showing: {self.shown_texts()}")
+            raise AssertionError(f"not seen within {TIME_LIMIT} s: {what}; showing: {self.fields()}")
 
     # Reading ------------------------------------------------------------------------------------
 
     def controls(self):
         """Every accessible of the panel's window."""
-        desktop = Atspi.get_desktop(0)
-        waiting = [
-            child
-            for child in (desktop.get_child_at_index(i) for i in range(desktop.get_child_count()))
-            if child and "vx310-panel" in (name_of(child) or "")
-        ]
+        waiting = [child for child in children_of(Atspi.get_desktop(0)) if "vx310-panel" in child.get_name()]
         while waiting:
             control = waiting.pop()
+            control.clear_cache()
             yield control
-            try:
-                control.clear_cache()
-                count = control.get_child_count()
-                waiting.extend(filter(None, (control.get_child_at_index(i) for i in range(count))))
-            except GLib.Error:
-                pass  # it went away while it was being read
+            waiting.extend(children_of(control))
 
-    def shown_texts(self):
-        """The texts of all labels that are on the screen."""
-        return sorted(
-            name_of(control)
-            for control in self.controls()
-            if role_of(control) == Atspi.Role.LABEL and is_showing(control) and name_of(control)
-        )
-
-    def labelled(self, label):
-        """The control beside `label`, shown or not; None when there is no such label."""
+    def fields(self):
+        """What the control beside each label shows, by the label's text; None for a hidden one."""
+        shown = {}
         for control in self.controls():
-            if role_of(control) == Atspi.Role.LABEL and name_of(control) == label:
-                for relation in control.get_relation_set():
-                    if relation.get_relation_type() == Atspi.RelationType.LABEL_FOR:
-                        return relation.get_target(0)
-        return None
+            if control.get_role() != Atspi.Role.LABEL:
+                continue
+            for relation in control.get_relation_set():
+                if relation.get_relation_type() == Atspi.RelationType.LABEL_FOR:
+                    field = relation.get_target(0)
+                    field.clear_cache()
+                    shown[control.get_name()] = field.get_name() if is_showing(field) else None
+        return shown
 
     def press(self, name):
         """Presses the button called `name`."""
         for control in self.controls():
-            if role_of(control) == Atspi.Role.PUSH_BUTTON and name_of(control) == name:
+            if control.get_role() == Atspi.Role.PUSH_BUTTON and control.get_name() == name:
                 try:
                     control.get_action_iface().do_action(0)
                 except GLib.Error:
                     pass  # the program may be gone before it has answered
                 return
         raise AssertionError(f"there is no button {name!r}")
-
-    def text_beside(self, label):
-        """What the field beside `label` shows; None when it is hidden."""
-        field = self.labelled(label)
-        return name_of(field) if field and is_showing(field) else None
 
 
 def holds(condition):
@@ -121,24 +103,9 @@ def holds(condition):
         return False
 
 
-def name_of(control):
-    try:
-        control.clear_cache()
-        return control.get_name()
-    except GLib.Error:
-        return None
-
-
-def role_of(control):
-    try:
-        return control.get_role()
-    except GLib.Error:
-        return None
+def children_of(control):
+    return filter(None, (control.get_child_at_index(i) for i in range(control.get_child_count())))
 
 
 def is_showing(control):
-    try:
-        control.clear_cache()
-        return control.get_state_set().contains(Atspi.StateType.SHOWING)
-    except GLib.Error:
-        return False
+    return control.get_state_set().contains(Atspi.StateType.SHOWING)
