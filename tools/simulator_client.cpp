@@ -62,7 +62,7 @@ BusMessage SimulatorClient::callTo(const char* method) {
 }
 
 ExitStatus SimulatorClient::send(BusMessage call, BusMessage* reply) {
-  sd_bus_error error = SD_BUS_ERROR_NULL;
+  sd_bus_error error{};
   sd_bus_message* answer = nullptr;
   const auto limit = std::chrono::duration_cast<std::chrono::microseconds>(kSimulatorLimit).count();
   const int result =

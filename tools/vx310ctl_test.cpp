@@ -10,7 +10,6 @@ namespace {
 
 using driver::testing::ChildProcess;
 using driver::testing::DriverSession;
-using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;

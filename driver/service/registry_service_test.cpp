@@ -215,6 +215,18 @@ TEST_F(RegistryService, SigintEndsItCleanly) {
   EXPECT_EQ(driver().wait(), 0);
 }
 
+TEST_F(RegistryService, ItEndsWithTheBus) {
+  startDriver();
+  endBus();
+  EXPECT_EQ(driver().wait(), 1);
+}
+
+TEST_F(RegistryService, WithoutABusItEndsAtOnce) {
+  endBus();
+  EXPECT_EQ(statusOf({}), 1);
+  EXPECT_THAT(errors_, HasSubstr("vx310-driver: cannot"));
+}
+
 TEST_F(RegistryService, HelpAndVersionAreShown) {
   EXPECT_EQ(statusOf({"--help"}), 0);
   EXPECT_THAT(output_, HasSubstr("Usage: vx310-driver"));

@@ -195,7 +195,7 @@ BusMessage DriverSession::call(const char* path, const char* interface, const ch
   sd_bus_message_new_method_call(bus_.get(), &raw, kBusName, path, interface, method);
   const BusMessage message(raw);
   if (append) append(raw);
-  sd_bus_error busError = SD_BUS_ERROR_NULL;
+  sd_bus_error busError{};
   sd_bus_message* reply = nullptr;
   const auto limit = static_cast<std::uint64_t>(microseconds(kPatience).count());
   const int result = sd_bus_call(bus_.get(), raw, limit, &busError, &reply);

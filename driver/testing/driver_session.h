@@ -45,6 +45,8 @@ class DriverSession : public ::testing::Test {
   // do not count as added.
   void startDriver(const std::vector<std::string>& options = {});
   ChildProcess& driver() { return *driver_; }
+  // The bus goes, and this client's connection to it.
+  void endBus() { daemon_.reset(); }
   // The environment in which programs find this session's bus.
   std::vector<std::string> environment() const;
 
