@@ -159,6 +159,18 @@ TEST_F(RegistryService, OtherIdsReconnectTheInterface) {
   EXPECT_EQ(services()[after].numbers["idProduct"], 0x5D13);
 }
 
+TEST_F(RegistryService, AnotherSpeedReconnectsTheInterfaceAndTheSameSpeedDoesNot) {
+  startDriver();
+  const std::string before = onlyService();
+  EXPECT_EQ(set({"usb", "2.0"}), "");
+  catchUp();
+  EXPECT_THAT(removed_, IsEmpty());
+  EXPECT_EQ(set({"usb", "1.1"}), "");
+  catchUp();
+  EXPECT_THAT(removed_, ElementsAre(before));
+  EXPECT_NE(onlyService(), before);
+}
+
 TEST_F(RegistryService, IdsOfAnUnpluggedInterfaceShowWhenItIsPluggedIn) {
   startDriver();
   simulate("Unplug", 0);

@@ -144,7 +144,7 @@ constexpr std::array kSettings = {
             3,
             3,
             routing},
-    Setting{{"usb", "2.0|1.1", "the speed of the connection"}, 1, 1, usb},
+    Setting{{"usb", "2.0|1.1", "the speed of the connection; the interface reconnects"}, 1, 1, usb},
     Setting{{"ids", "VENDOR PRODUCT", "the USB ids; the interface reconnects"}, 2, 2, ids},
     Setting{{"class", "vx310|orbek",
              "the family, with its class name and ids; the interface reconnects"},

@@ -12,9 +12,10 @@ Model modelWithId(std::uint64_t uniqueId) {
   return model;
 }
 
-bool hasOtherIdentity(const RegistryEntry& before, const RegistryEntry& after) {
-  return before.className != after.className || before.vendorId != after.vendorId ||
-         before.productId != after.productId;
+// What only changes when an interface leaves the bus and comes back: its class, its ids, its speed.
+auto fixedWhileConnected(const VirtualInterface& interface) {
+  const RegistryEntry entry = interface.registryEntry();
+  return std::tuple(entry.className, entry.vendorId, entry.productId, interface.model().usb2);
 }
 
 }  // namespace
@@ -28,11 +29,11 @@ SimulatedInterface::SimulatedInterface(ServiceContext& context, std::uint64_t un
 
 SettingResult SimulatedInterface::set(const std::vector<std::string>& words, std::string* problem,
                                       std::function<void()> done) {
-  const RegistryEntry before = interface_.registryEntry();
+  const auto before = fixedWhileConnected(interface_);
   SettingResult result = SettingResult::wrongArguments;
   interface_.change([&](Model& model) { result = applySetting(model, words, problem); });
   if (result != SettingResult::done) return result;
-  if (hasOtherIdentity(before, interface_.registryEntry())) {
+  if (fixedWhileConnected(interface_) != before) {
     port_.replug([done = std::move(done)](bool) { done(); });
   } else {
     done();
