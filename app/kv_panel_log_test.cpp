@@ -1,0 +1,229 @@
+// Everything that the panel does on its window while interfaces come, change and go, as whole logs:
+// controller, events, status gathering and device layer together, on the in-memory back ends.
+#include "app/testing/controller_test.h"
+
+namespace {
+
+using testing::IsEmpty;
+
+using Log = std::vector<std::string>;
+
+Log operator+(Log left, const Log& right) {
+  left.insert(left.end(), right.begin(), right.end());
+  return left;
+}
+
+Log shownField(const std::string& field, const std::string& text) {
+  return {field + ".setHidden no", field + "Title.setHidden no",
+          field + ".setStringValue \"" + text + "\""};
+}
+
+Log hiddenField(const std::string& field) {
+  return {field + ".setHidden yes", field + "Title.setHidden yes"};
+}
+
+const Log kEmptiedWidth = {"KvSampleWidthField.setStringValue \"\""};
+
+Log shownMenu(const std::string& stem, int item) {
+  return {stem + "Menu.setEnabled yes", stem + "Menu.selectItemAtIndex " + std::to_string(item),
+          stem + "Menu.setHidden no", stem + "Title.setHidden no"};
+}
+
+Log hiddenMenu(const std::string& stem) {
+  return {stem + "Menu.setEnabled no", stem + "Menu.setHidden yes", stem + "Title.setHidden yes"};
+}
+
+const Log kHiddenPerformanceMenu = {
+    "KvCoreAudioPerformanceMenu.setEnabled no", "KvCoreAudioPerformanceMenu.selectItem nothing",
+    "KvCoreAudioPerformanceMenu.setHidden yes", "KvCoreAudioPerformanceTitle.setHidden yes"};
+
+const Log kHiddenUsb1Menu = {"KvUsb1ModeInputSelectionMenu.setEnabled no",
+                             "KvUsb1ModeInputSelectionMenu.setHidden yes",
+                             "KvUsb1ModeInputSelectionMenu.selectItem nothing",
+                             "KvUsb1ModeInputSelectionTitle.setHidden yes"};
+
+Log routingMenus(const std::string& enabled, const std::string& hidden) {
+  Log log;
+  for (const char* stem : {"KvIoRInCh1And2", "KvIoRInCh3And4", "KvIoROutLine", "KvIoROutDigital"}) {
+    log.push_back(stem + std::string("Menu.setEnabled ") + enabled);
+  }
+  for (const char* suffix : {"Menu.setHidden ", "Title.setHidden "}) {
+    for (const char* stem : {"KvIoRInCh1And2", "KvIoRInCh3And4", "KvIoRInCh5And6", "KvIoROutLine",
+                             "KvIoROutDigital"}) {
+      log.push_back(stem + std::string(suffix) + hidden);
+    }
+  }
+  return log;
+}
+
+const Log kSelectedRoutings = {
+    "KvIoROutLineMenu.selectItemAtIndex 0", "KvIoROutDigitalMenu.selectItemAtIndex 1",
+    "KvIoRInCh1And2Menu.selectItemAtIndex 0", "KvIoRInCh3And4Menu.selectItemAtIndex 1",
+    "KvIoRInCh5And6Menu.selectItemAtIndex 2"};
+
+const Log kInterfacePicture = {"KvDeviceBitmap.setImage VX-310.png",
+                               "KvDeviceBitmap.setFrameSize 296x132",
+                               "KvDeviceBitmap.setFrameOrigin (316, 220)"};
+
+// What the specimen interface is shown as; a test changes what its case changes.
+struct Shown {
+  bool usb2 = true;
+  std::string rate = "48 kHz";
+  std::string clockSource = "digital input";
+  int clockItem = 0;
+  std::string digitalInput = "valid 48 kHz";
+};
+
+Log interfaceShown(const Shown& shown) {
+  Log log = shownField("KvDeviceField", "VX-310") + shownField("KvDriverVersionField", "1.2.3") +
+            shownField("KvConnectionTypeField", shown.usb2 ? "USB 2.0" : "USB 1.1 (unsupported) ") +
+            shownField("KvFirmwareVersionField", "Mar 14 2009") + kEmptiedWidth +
+            shownField("KvSampleWidthField", "24 bits") +
+            shownField("KvSampleRateField", shown.rate);
+  if (!shown.usb2) {
+    log =
+        log + kEmptiedWidth + hiddenField("KvSampleWidthField") + hiddenField("KvSampleRateField");
+  }
+  return log + shownField("KvSampleClockSourceField", shown.clockSource) +
+         shownMenu("KvSampleClockSource", shown.clockItem) +
+         shownField("KvDigitalInputStatusField", shown.digitalInput) +
+         shownMenu("KvDigitalOutputFormat", 1) + kSelectedRoutings + routingMenus("yes", "no") +
+         kHiddenUsb1Menu + kHiddenUsb1Menu + kHiddenPerformanceMenu;
+}
+
+Log noDeviceShown() {
+  return Log{"KvDeviceBitmap.setImage None.bmp"} + shownField("KvDeviceField", "none found") +
+         Log{"KvPanelSubTitle.setStringValue \"Control Panel\""} +
+         shownField("KvDriverVersionField", "1.2.3") + hiddenField("KvConnectionTypeField") +
+         hiddenField("KvFirmwareVersionField") + kEmptiedWidth + hiddenField("KvSampleWidthField") +
+         hiddenField("KvSampleRateField") + shownField("KvSampleClockSourceField", "") +
+         shownField("KvDigitalInputStatusField", "") + hiddenField("KvSampleClockSourceField") +
+         hiddenField("KvDigitalInputStatusField") + kHiddenPerformanceMenu + kHiddenUsb1Menu +
+         hiddenMenu("KvSampleClockSource") + hiddenMenu("KvDigitalOutputFormat") +
+         routingMenus("no", "yes");
+}
+
+class PanelLog : public ControllerTest {
+ protected:
+  ~PanelLog() override {
+    controller->applicationWillTerminate();
+    EXPECT_EQ(memory_registry::outstanding(), memory_registry::Outstanding{});
+  }
+
+  // The launch of a panel that has shown itself empty; returns what the launch does.
+  Log launch() {
+    load();
+    controller->awakeFromNib();
+    recording_toolkit::clearLog();
+    controller->applicationDidFinishLaunching();
+    return operations();
+  }
+
+  // What the notifications under way do.
+  static Log happened() {
+    manual_run_loop::performAll();
+    return operations();
+  }
+
+  // What the driver's message that the interface's state changed does.
+  static Log changed(memory_registry::DeviceId device) {
+    std::vector<std::uint8_t> argument(36);
+    argument[0] = 36;
+    argument[4] = 3;
+    memory_registry::sendMessage(device, 0xe0000130, argument);
+    return happened();
+  }
+
+  ScriptedInterface interface;
+  ScriptedInterface second;
+};
+
+TEST_F(PanelLog, ALaunchWithNothingConnectedShowsNoDevice) { EXPECT_EQ(launch(), noDeviceShown()); }
+
+TEST_F(PanelLog, AnInterfaceThatIsConnectedAtTheLaunchIsShown) {
+  interface.publish();
+  EXPECT_EQ(launch(), kInterfacePicture + interfaceShown({}) + interfaceShown({}));
+}
+
+TEST_F(PanelLog, AnArrivalAtUsb2IsShown) {
+  launch();
+  interface.publish();
+  EXPECT_EQ(happened(), kInterfacePicture + interfaceShown({}));
+}
+
+TEST_F(PanelLog, AnArrivalAtUsb1IsShownWithoutWidthAndRate) {
+  launch();
+  interface.usb2 = 0;
+  interface.publish();
+  EXPECT_EQ(happened(), kInterfacePicture + interfaceShown({.usb2 = false}));
+}
+
+TEST_F(PanelLog, EachClockSourceAndLockStateIsShown) {
+  const auto device = interface.publish();
+  launch();
+  struct Case {
+    std::uint32_t clockSource;
+    std::uint32_t lockState;
+    Shown shown;
+  };
+  const std::vector<Case> cases = {
+      {0, 0, {.clockSource = "internal", .digitalInput = "no signal"}},
+      {0, 1, {.clockSource = "internal", .digitalInput = "no valid signal"}},
+      {0, 2, {.clockSource = "digital input", .digitalInput = "valid 48 kHz"}},
+      {0, 3, {.clockSource = "internal", .digitalInput = "muted 48 kHz"}},
+      {1, 0, {.clockSource = "internal", .clockItem = 1, .digitalInput = "unavailable"}},
+      {1, 2, {.clockSource = "internal", .clockItem = 1, .digitalInput = "unavailable"}},
+      {2, 0, {.clockSource = "digital input", .digitalInput = "no signal"}},
+      {2, 1, {.clockSource = "digital input", .digitalInput = "no valid signal"}},
+      {2, 2, {.clockSource = "digital input", .digitalInput = "valid 48 kHz"}},
+      {2, 3, {.clockSource = "digital input", .digitalInput = "muted 48 kHz"}},
+      {3, 4, {.clockSource = "unknown", .digitalInput = "no signal"}},
+  };
+  for (const Case& each : cases) {
+    interface.clockSource = each.clockSource;
+    interface.lockState = each.lockState;
+    EXPECT_EQ(changed(device), interfaceShown(each.shown))
+        << "clock source " << each.clockSource << ", lock state " << each.lockState;
+  }
+}
+
+TEST_F(PanelLog, AChangeIsShown) {
+  const auto device = interface.publish();
+  launch();
+  interface.sampleRate = 96000;
+  EXPECT_EQ(changed(device), interfaceShown({.rate = "96 kHz"}));
+}
+
+TEST_F(PanelLog, ARemovalShowsNoDevice) {
+  const auto device = interface.publish();
+  launch();
+  memory_registry::terminate(device);
+  EXPECT_EQ(happened(), noDeviceShown());
+  EXPECT_EQ(controller->m_bDetached, 1);
+}
+
+TEST_F(PanelLog, ASecondInterfaceChangesNothingWhileTheFirstIsConnected) {
+  interface.publish();
+  launch();
+  const auto secondDevice = second.publish();
+  EXPECT_THAT(happened(), IsEmpty());
+  EXPECT_THAT(changed(secondDevice), IsEmpty());
+  memory_registry::terminate(secondDevice);
+  EXPECT_THAT(happened(), IsEmpty());
+}
+
+TEST_F(PanelLog, AForeignDeviceChangesNothing) {
+  launch();
+  interface.product = 0x0001;
+  interface.publish();
+  EXPECT_THAT(happened(), IsEmpty());
+}
+
+TEST_F(PanelLog, ADeviceThatCannotBeOpenedChangesNothing) {
+  launch();
+  interface.opens = false;
+  interface.publish();
+  EXPECT_THAT(happened(), IsEmpty());
+}
+
+}  // namespace
