@@ -104,9 +104,9 @@ void KvController::doCloseButton(const NSControl&) { NSAppTerminate(); }
 OSStatus audioObjectPropertyListenerProc(AudioObjectID, std::span<const AudioObjectPropertyAddress>,
                                          void*) {
   std::puts("device list has been changed");
-  std::printf("Device name: %s\n", _halDeviceName);
-  const AudioObjectID device = getHalDevice(_halDeviceName);
-  _halDevice = device;
-  std::printf("Found matching device: 0x%2X for %s\n", device, _halDeviceName);
+  const std::string name = halDeviceName();
+  std::printf("Device name: %s\n", name.c_str());
+  const AudioObjectID device = findHalDevice();
+  std::printf("Found matching device: 0x%2X for %s\n", device, name.c_str());
   return kAudioHardwareNoError;
 }

@@ -26,8 +26,8 @@ function(vx310_program name)
 endfunction()
 
 # vx310_test(NAME SOURCES file... [LINK library...] [LABEL label])
-# A GoogleTest program whose every test is one ctest test. Label: unit (the default) needs no server
-# and no display; integration starts its own.
+# A GoogleTest program whose every test is one ctest test. Label: unit (the default) needs no
+# PipeWire and no display; integration starts what it needs.
 include(GoogleTest)
 function(vx310_test name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "SOURCES;LINK")

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 #include <span>
 #include <string>
 #include <string_view>
@@ -77,9 +78,25 @@ struct DeviceName {
   bool operator==(std::string_view other) const { return text.data() == other; }
 };
 
+// Held while the name is read or written and while what it leads to is looked up and kept.
+std::mutex halMutex;
+
 }  // namespace
 
+AudioObjectID findHalDevice() {
+  const std::lock_guard lock(halMutex);
+  const AudioObjectID device = getHalDevice(_halDeviceName);
+  _halDevice = device;
+  return device;
+}
+
+std::string halDeviceName() {
+  const std::lock_guard lock(halMutex);
+  return _halDeviceName;
+}
+
 void setHalDeviceName(const char* name) {
+  const std::lock_guard lock(halMutex);
   const std::size_t length = std::min(std::strlen(name), kHalDeviceNameRoom - 1);
   if (std::string_view(name, length) == _halDeviceName) return;
   std::memcpy(_halDeviceName, name, length);

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "platform/audio_server/audio_server.h"
 
@@ -20,6 +21,13 @@ inline constexpr std::size_t kHalDeviceNameRoom = 128;
 // The name to look for; empty until an interface was found. Only setHalDeviceName writes it. The
 // last byte is never anything but NUL, so a reader on the listener thread always finds an end.
 extern char _halDeviceName[kHalDeviceNameRoom];
+
+// Looks for _halDeviceName and keeps the result in _halDevice. One look-up at a time, so that what
+// is kept is what the last of them found. Any thread.
+AudioObjectID findHalDevice();
+
+// A copy of _halDeviceName. Any thread.
+std::string halDeviceName();
 
 // Copies `name` into _halDeviceName, cut to its room; the text that stands there already is not
 // written again. Main thread.

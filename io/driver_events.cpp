@@ -52,7 +52,7 @@ void deviceArrived(USBDevice* device) {
   showClockAndDigitalInput();
   _ioShowRoutingMenus = true;
   setHalDeviceName(kVX310AudioDeviceName);
-  _halDevice = getHalDevice(_halDeviceName);
+  findHalDevice();
   controlDlg->FoundHardware(kHardwareIndexVX310);
   if (!_ioDevice->isUSB2Device()) showClockAndDigitalInput();
   IOSetData();

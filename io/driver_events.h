@@ -11,7 +11,7 @@
 // The current device; null when there is none. It holds one reference while it is set.
 extern USBDevice* _ioDevice;
 
-// The descriptor of the current device, zeroed when there is none.
+// The descriptor of the device that was looked at last; zeroed at the start and by a removal.
 extern VQ_DeviceDescriptor _ioDescriptor;
 
 // What IOSetData gathers of a current device. Set at its arrival, kept until the next one.

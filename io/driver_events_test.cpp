@@ -124,11 +124,21 @@ TEST_F(DriverEvents, AnArrivalWithoutAnAudioDeviceIsShownAllTheSame) {
 
 TEST_F(DriverEvents, ADeviceThatCannotBeOpenedIsForgottenSilently) {
   start();
+  _ioShowClockSource = _ioShowDigitalStatus = _ioShowRoutingMenus = true;
+  _ioShowDigOutMode = _ioShowUSB1Mode = true;
   interface.opens = false;
   interface.publish();
   EXPECT_THAT(happened(), IsEmpty());
   EXPECT_EQ(_ioDevice, nullptr);
-  EXPECT_FALSE(_ioShowClockSource);
+  EXPECT_TRUE(_ioShowClockSource && _ioShowDigitalStatus && _ioShowRoutingMenus &&
+              _ioShowDigOutMode && _ioShowUSB1Mode);
+}
+
+TEST_F(DriverEvents, AnInterfaceOfAnyReleaseBecomesCurrent) {
+  interface.release = 0xFFFE;
+  interface.publish();
+  IOInit();
+  EXPECT_NE(_ioDevice, nullptr);
 }
 
 TEST_F(DriverEvents, ADeviceOfAnotherVendorIsForgottenAndStaysOpen) {

@@ -121,17 +121,20 @@ class WithAnInterface(PanelTest):
     def test_a_second_interface_is_ignored_while_one_is_current(self):
         self.session.sim("plug", "--second")
         self.session.sim("digital-input", "valid", "88200")
-        self.expect(FILLED | {DIGITAL_INPUT: "valid 88.2 kHz"}, "the first interface")
+        # The clock is automatic: the first interface takes the rate of its digital input.
+        self.expect(
+            FILLED | {RATE: "88.2 kHz", DIGITAL_INPUT: "valid 88.2 kHz"}, "the first interface"
+        )
 
     def test_a_device_of_other_ids_is_not_taken_for_the_interface(self):
         self.session.sim("unplug")
         self.expect(EMPTY, "no device")
         self.session.sim("ids", "0x7F21", "0x5D13")
         self.session.sim("plug")
-        self.session.sim("ids", "0x7F21", "0x5D12")
-        self.session.sim("unplug")
-        self.session.sim("plug")
-        self.expect(FILLED, "the interface with its own ids")
+        # Only a panel that left the foreign device alone takes the interface that comes after it.
+        self.session.sim("plug", "--second")
+        self.session.sim("--interface", "1", "digital-input", "muted", "96000")
+        self.expect(FILLED | {DIGITAL_INPUT: "muted 96 kHz"}, "the interface with its own ids")
 
     def test_a_panel_whose_driver_hangs_fills_in_again_when_it_answers(self):
         self.session.sim("fault", "stall")

@@ -130,7 +130,7 @@ TEST_F(DriverAudioDevice, EachInterfaceHasItsOwn) {
 TEST_F(DriverAudioDevice, GoesWithTheInterface) {
   startDriver();
   DeviceList list;
-  list.waitFor("VX-310", 1);
+  ASSERT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
   simulate("Unplug", 0);
   EXPECT_THAT(list.waitFor("VX-310", 0), IsEmpty());
   simulate("Plug", 0);
@@ -140,7 +140,7 @@ TEST_F(DriverAudioDevice, GoesWithTheInterface) {
 TEST_F(DriverAudioDevice, TheSiblingFamilyHasNone) {
   startDriver();
   DeviceList list;
-  list.waitFor("VX-310", 1);
+  ASSERT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
   set({"class", "orbek"});
   EXPECT_THAT(list.waitFor("VX-310", 0), IsEmpty());
   EXPECT_THAT(services(), SizeIs(1));

@@ -53,7 +53,8 @@ void Connection::setPaused(bool paused) {
 
 void Connection::updateReading() {
   const bool reads = !paused_ && !delay_.running();
-  sd_event_source_set_enabled(readable_.get(), reads ? SD_EVENT_ON : SD_EVENT_OFF);
+  // A hang-up is told all the same, so that what a client closes never stays.
+  sd_event_source_set_io_events(readable_.get(), reads ? EPOLLIN : 0);
 }
 
 int Connection::ready(sd_event_source*, int, std::uint32_t happened, void* self) {

@@ -23,6 +23,8 @@ Port::Port(ServiceContext& context, Interface& interface, RequestHandler& handle
 Port::~Port() { interface_.setListener(nullptr); }
 
 void Port::plug(std::function<void(bool)> done) {
+  // An interface that is about to leave by itself leaves first.
+  if (publication_ && away_.running()) disappear();
   away_.stop();
   if (done) waiting_.push_back(std::move(done));
   if (publication_) finishPlug(true);

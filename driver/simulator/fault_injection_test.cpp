@@ -124,14 +124,23 @@ TEST_F(FaultInjection, AStalledInterfaceAnswersWhenItIsReleased) {
 }
 
 TEST_F(FaultInjection, AStallWithALimitEndsByItself) {
-  EXPECT_EQ(stall(50), "");
-  EXPECT_EQ(request(connection_, 6).word(0), 4u);
+  EXPECT_EQ(stall(500), "");
+  EXPECT_EQ(request(connection_, 6, {}, kShortly).kind, Answer::Kind::none);
+  EXPECT_EQ(receive(connection_).word(0), 4u);
 }
 
 TEST_F(FaultInjection, AConnectionOpenedDuringAStallStallsToo) {
   stall(0);
   connection_ = open(path_);
   EXPECT_EQ(request(connection_, 6, {}, kShortly).kind, Answer::Kind::none);
+}
+
+TEST_F(FaultInjection, WhatClientsCloseDuringAStallDoesNotStay) {
+  stall(0);
+  // More than the connections that the driver keeps for one interface.
+  for (int i = 0; i < 600; ++i) connection_ = open(path_);
+  simulate("ClearFaults", 0);
+  EXPECT_EQ(request(connection_, 6).word(0), 4u);
 }
 
 TEST_F(FaultInjection, WhatAClientGaveUpDuringAStallIsNotCarriedOut) {

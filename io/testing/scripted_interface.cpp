@@ -46,7 +46,7 @@ memory_registry::Answer ScriptedInterface::respond(std::span<const std::uint8_t>
       std::copy(firmwareDate.begin(), firmwareDate.end(), record.payload().begin());
       break;
     case VQ_Command::kGetDeviceDescriptor:
-      VQ_DeviceDescriptor{.vendor = vendor, .product = product, .release = 0x0100}.encode(
+      VQ_DeviceDescriptor{.vendor = vendor, .product = product, .release = release}.encode(
           record.payload());
       break;
     case VQ_Command::kGetCurrentConfiguration:

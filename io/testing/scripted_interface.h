@@ -15,6 +15,7 @@ struct ScriptedInterface {
   std::string productName = "VX-310";
   std::uint16_t vendor = 0x7F21;
   std::uint16_t product = 0x5D12;
+  std::uint16_t release = 0x0100;
   std::uint32_t driverVersion = 0x12030400;    // 1.2.3
   std::uint32_t firmwareVersion = 0x01070200;  // 1.7.2
   std::string firmwareDate = "Mar 14 2009";

@@ -93,6 +93,13 @@ void Connection::onLost(void* data, std::uint64_t /*count*/) {
   self.scheduleRetry();
 }
 
+namespace {
+
+// How the library reports the end of the connection; other errors of the core leave it standing.
+bool isLoss(int result) { return result == -EPIPE || result == -ECONNRESET || result == -EPROTO; }
+
+}  // namespace
+
 // The server answers: its connection was not one that a dying server's queue had accepted.
 void Connection::onCoreInfo(void* data, const pw_core_info* /*info*/) {
   static_cast<Connection*>(data)->attempts_ = 0;
@@ -102,7 +109,7 @@ void Connection::onCoreError(void* data, std::uint32_t id, int /*seq*/, int resu
                              const char* /*message*/) {
   Connection& self = *static_cast<Connection*>(data);
   // Errors of single proxies are theirs. The core cannot be taken down from inside its own event.
-  if (id == PW_ID_CORE && result == -EPIPE) {
+  if (id == PW_ID_CORE && isLoss(result)) {
     pw_loop_signal_event(self.loop_, self.lostEvent_.get());
   }
 }

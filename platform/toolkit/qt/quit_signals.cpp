@@ -41,7 +41,9 @@ QuitSignals::QuitSignals(std::function<void()> quit)
   action.sa_handler = handleSignal;
   action.sa_flags = SA_RESTART;
   for (std::size_t i = 0; i < std::size(kSignals); ++i) {
-    sigaction(kSignals[i], &action, &previous_[i]);
+    sigaction(kSignals[i], nullptr, &previous_[i]);
+    // Whoever started the program without this signal (nohup, a script's background job) meant it.
+    if (previous_[i].sa_handler != SIG_IGN) sigaction(kSignals[i], &action, nullptr);
   }
 }
 
