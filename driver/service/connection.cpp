@@ -54,7 +54,7 @@ void Connection::setPaused(bool paused) {
 void Connection::updateReading() {
   const bool reads = !paused_ && !delay_.running();
   // A hang-up is told all the same, so that what a client closes never stays.
-  sd_event_source_set_io_events(readable_.get(), reads ? EPOLLIN : 0);
+  sd_event_source_set_io_events(readable_.get(), reads ? std::uint32_t{EPOLLIN} : 0U);
 }
 
 int Connection::ready(sd_event_source*, int, std::uint32_t happened, void* self) {
