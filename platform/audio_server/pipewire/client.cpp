@@ -27,7 +27,8 @@ void Client::start() {
                       Connection::Handlers{[this](pw_core* core) { registry_->open(core); },
                                            [this] { registry_->close(); }});
   writeEvent_ = Source(pw_loop_add_event(loop, onWrite, this), {loop});
-  if (!connection_->start() || pw_thread_loop_start(loop_.get()) < 0) mirror_.setAbsent();
+  if (!connection_->start()) mirror_.setAbsent();
+  if (pw_thread_loop_start(loop_.get()) < 0) mirror_.setAbsent();
 }
 
 bool Client::write(AudioObjectID device, const RoutingBytes& record, Deadline deadline) {
