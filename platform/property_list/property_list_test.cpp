@@ -70,7 +70,7 @@ TEST(PropertyList, KeepsTheSignOfNumbers) {
 }
 
 TEST(PropertyList, MayBeBinary) {
-  EXPECT_EQ(parsePropertyList(binaryArrays(2)), CFValue(CFArray{CFArray{true}}));
+  EXPECT_EQ(parsePropertyList(binaryArrays(2)), CFValue(CFArray(1, CFArray{true})));
 }
 
 TEST(PropertyList, LeavesOutDates) {
