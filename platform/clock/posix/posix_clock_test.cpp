@@ -1,10 +1,9 @@
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <signal.h>
+#include <sys/time.h>
 
 #include <atomic>
 #include <chrono>
-#include <thread>
 
 #include "platform/clock/clock.h"
 
@@ -24,20 +23,16 @@ TEST(PosixClock, APauseLastsAtLeastItsTime) {
 TEST(PosixClock, ASignalDoesNotShortenAPause) {
   struct sigaction interrupt {};
   interrupt.sa_handler = [](int) { ++interruptions; };
-  sigaction(SIGUSR1, &interrupt, nullptr);
-  const pthread_t sleeper = pthread_self();
-  std::atomic<bool> over{false};
-  std::thread interrupter([&] {
-    while (!over) {
-      pthread_kill(sleeper, SIGUSR1);
-      std::this_thread::sleep_for(milliseconds(1));
-    }
-  });
+  struct sigaction previous {};
+  ASSERT_EQ(sigaction(SIGALRM, &interrupt, &previous), 0);
+  const itimerval everyMillisecond{{0, 1000}, {0, 1000}};
+  ASSERT_EQ(setitimer(ITIMER_REAL, &everyMillisecond, nullptr), 0);
   const auto start = steady_clock::now();
   platform::usleep(50'000);
   EXPECT_GE(steady_clock::now() - start, milliseconds(50));
-  over = true;
-  interrupter.join();
+  const itimerval never{};
+  setitimer(ITIMER_REAL, &never, nullptr);
+  sigaction(SIGALRM, &previous, nullptr);
   EXPECT_GT(interruptions, 0);
 }
 
