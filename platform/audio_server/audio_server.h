@@ -84,6 +84,8 @@ OSStatus AudioObjectSetPropertyData(AudioObjectID object, const AudioObjectPrope
 // Calls `proc` after each change of the property until it is removed. The system object's device
 // list is the one property that can be listened to. A listener is known by all four arguments;
 // adding it twice changes nothing. The server's coming and going counts as a change of the list.
+// The first listener is also called when the list changed after this process last read it, so that
+// who reads first and listens then misses nothing.
 OSStatus AudioObjectAddPropertyListener(AudioObjectID object,
                                         const AudioObjectPropertyAddress& address,
                                         AudioObjectPropertyListenerProc proc, void* clientData);

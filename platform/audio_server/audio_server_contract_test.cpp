@@ -373,6 +373,23 @@ TEST_F(AudioServerContract, AListenerIsKnownByItsClientDataToo) {
   removeListener(kept);
 }
 
+TEST_F(AudioServerContract, AChangeBetweenReadingTheListAndListeningIsToldToTheFirstListener) {
+  const AudioObjectID routing = addRoutingDevice("Routing");
+  removeListener(listener_);
+  ASSERT_THAT(deviceNames(), ElementsAre("Routing"));
+  const int calls = listener_.calls();
+
+  server_->addDevice("New");
+  // Confirmed through the same connection: after the second one the new device is known too.
+  ASSERT_EQ(writeRouting(routing, {0, 0, 20}), kAudioHardwareNoError);
+  ASSERT_EQ(writeRouting(routing, {0, 0, 21}), kAudioHardwareNoError);
+
+  addListener(listener_);
+  server_->deliverNotifications();
+  EXPECT_TRUE(listener_.waitForMoreThan(calls));
+  EXPECT_THAT(deviceNames(), ElementsAre("Routing", "New"));
+}
+
 TEST_F(AudioServerContract, OnlyTheDeviceListCanBeListenedTo) {
   const AudioObjectID device = addDevice("VX-310");
   Listener other;

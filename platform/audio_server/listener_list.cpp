@@ -2,11 +2,12 @@
 
 #include <algorithm>
 
-void ListenerList::add(AudioObjectID object, const AudioObjectPropertyAddress& address,
+bool ListenerList::add(AudioObjectID object, const AudioObjectPropertyAddress& address,
                        AudioObjectPropertyListenerProc proc, void* clientData) {
   const Listener listener{object, address, proc, clientData};
   const std::lock_guard lock(mutex_);
   if (std::ranges::find(listeners_, listener) == listeners_.end()) listeners_.push_back(listener);
+  return listeners_.size() == 1;
 }
 
 void ListenerList::remove(AudioObjectID object, const AudioObjectPropertyAddress& address,

@@ -8,8 +8,8 @@
 
 class ListenerList {
  public:
-  // Adding the same four again changes nothing.
-  void add(AudioObjectID object, const AudioObjectPropertyAddress& address,
+  // Adding the same four again changes nothing. True when it is the only one now.
+  bool add(AudioObjectID object, const AudioObjectPropertyAddress& address,
            AudioObjectPropertyListenerProc proc, void* clientData);
 
   // Returns once `proc` is not running any more. Not from inside a listener, which would wait for

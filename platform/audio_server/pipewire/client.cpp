@@ -27,6 +27,7 @@ void Client::start() {
                       Connection::Handlers{[this](pw_core* core) { registry_->open(core); },
                                            [this] { registry_->close(); }});
   writeEvent_ = Source(pw_loop_add_event(loop, onWrite, this), {loop});
+  notifyEvent_ = Source(pw_loop_add_event(loop, onNotify, this), {loop});
   if (!connection_->start()) mirror_.setAbsent();
   if (pw_thread_loop_start(loop_.get()) < 0) mirror_.setAbsent();
 }
@@ -41,6 +42,14 @@ bool Client::write(AudioObjectID device, const RoutingBytes& record, Deadline de
 
 void Client::onWrite(void* data, std::uint64_t /*count*/) {
   static_cast<Client*>(data)->registry_->sendWrites();
+}
+
+void Client::notifyListeners() {
+  if (notifyEvent_) pw_loop_signal_event(pw_thread_loop_get_loop(loop_.get()), notifyEvent_.get());
+}
+
+void Client::onNotify(void* data, std::uint64_t /*count*/) {
+  static_cast<Client*>(data)->listChanged();
 }
 
 void Client::listChanged() {

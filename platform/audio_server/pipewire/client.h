@@ -35,6 +35,9 @@ class Client {
 
   ListenerList& listeners() { return listeners_; }
 
+  // Has the notification thread call the listeners as after a change of the list.
+  void notifyListeners();
+
  private:
   struct LoopDeleter {
     void operator()(pw_thread_loop* loop) const { pw_thread_loop_destroy(loop); }
@@ -43,6 +46,7 @@ class Client {
   void start();
   void listChanged();
   static void onWrite(void* data, std::uint64_t count);
+  static void onNotify(void* data, std::uint64_t count);
 
   std::once_flag started_;
   DeviceMirror mirror_;
@@ -54,6 +58,7 @@ class Client {
   std::optional<RegistryWatch> registry_;
   std::optional<Connection> connection_;
   Source writeEvent_{nullptr, {nullptr}};
+  Source notifyEvent_{nullptr, {nullptr}};
   std::atomic<std::thread::id> notificationThread_{};
   std::atomic<bool> ending_ = false;
 };

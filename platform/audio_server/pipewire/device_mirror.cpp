@@ -21,13 +21,14 @@ void DeviceMirror::setRunning(std::vector<Device> devices) {
   known_ = true;
   running_ = true;
   devices_ = std::move(devices);
+  listChanged();
   changed_.notify_all();
 }
 
 void DeviceMirror::setStopped() {
   const std::lock_guard lock(mutex_);
   known_ = true;
-  running_ = false;
+  if (std::exchange(running_, false)) listChanged();
   devices_.clear();
   failWrites(std::nullopt);
 }
@@ -41,11 +42,12 @@ void DeviceMirror::setAbsent() {
 void DeviceMirror::add(Device device) {
   const std::lock_guard lock(mutex_);
   devices_.push_back(std::move(device));
+  listChanged();
 }
 
 void DeviceMirror::remove(AudioObjectID device) {
   const std::lock_guard lock(mutex_);
-  std::erase_if(devices_, [&](const Device& d) { return d.id == device; });
+  if (std::erase_if(devices_, [&](const Device& d) { return d.id == device; }) > 0) listChanged();
   failWrites(device);
 }
 
@@ -69,12 +71,19 @@ void DeviceMirror::setRoutings(AudioObjectID device, std::span<const std::uint8_
   changed_.notify_all();
 }
 
-std::optional<std::vector<AudioObjectID>> DeviceMirror::ids() const {
+std::optional<std::vector<AudioObjectID>> DeviceMirror::ids() {
   const std::lock_guard lock(mutex_);
+  read_ = true;
+  changedSinceRead_ = false;
   if (!running_) return std::nullopt;
   std::vector<AudioObjectID> result;
   for (const Device& device : devices_) result.push_back(device.id);
   return result;
+}
+
+bool DeviceMirror::changedSinceRead() const {
+  const std::lock_guard lock(mutex_);
+  return changedSinceRead_;
 }
 
 std::optional<Device> DeviceMirror::find(AudioObjectID device) const {

@@ -44,7 +44,9 @@ class DeviceMirror {
   void setAbsent();
 
   // The devices in order of appearance; none while the server is not running.
-  std::optional<std::vector<AudioObjectID>> ids() const;
+  std::optional<std::vector<AudioObjectID>> ids();
+  // Whether ids() would say something else than when it was last called; false before the first.
+  bool changedSinceRead() const;
   std::optional<Device> find(AudioObjectID device) const;
 
   // Waits until the server was found running or absent once.
@@ -67,6 +69,7 @@ class DeviceMirror {
   std::vector<Request> takeQueuedWrites();
 
  private:
+  void listChanged() { changedSinceRead_ = read_; }
   void failWrites(std::optional<AudioObjectID> device);
 
   mutable std::mutex mutex_;
@@ -74,6 +77,8 @@ class DeviceMirror {
   bool known_ = false;
   bool running_ = false;
   std::vector<Device> devices_;
+  bool read_ = false;  // ids() was called, and
+  bool changedSinceRead_ = false;
   std::vector<Write*> writes_;
 };
 

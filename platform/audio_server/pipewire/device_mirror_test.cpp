@@ -56,6 +56,39 @@ TEST(DeviceMirrorStart, TheFirstListEndsTheWait) {
   EXPECT_THAT(waited.get().value(), IsEmpty());
 }
 
+TEST(DeviceMirrorStart, AListThatComesAfterItWasAskedForIsAChange) {
+  DeviceMirror mirror;
+  EXPECT_FALSE(mirror.changedSinceRead());
+  EXPECT_EQ(mirror.ids(), std::nullopt);
+  mirror.setRunning({});
+  EXPECT_TRUE(mirror.changedSinceRead());
+  mirror.ids();
+  EXPECT_FALSE(mirror.changedSinceRead());
+}
+
+TEST_F(DeviceMirrorTest, AListThatNobodyReadHasNotChangedForAnybody) {
+  mirror_.add({70, "c", std::nullopt});
+  EXPECT_FALSE(mirror_.changedSinceRead());
+}
+
+TEST_F(DeviceMirrorTest, EachComingAndGoingChangesTheListThatWasRead) {
+  mirror_.ids();
+  mirror_.remove(99);
+  mirror_.setName(50, "other");
+  EXPECT_FALSE(mirror_.changedSinceRead());
+  mirror_.add({70, "c", std::nullopt});
+  EXPECT_TRUE(mirror_.changedSinceRead());
+  mirror_.ids();
+  mirror_.remove(70);
+  EXPECT_TRUE(mirror_.changedSinceRead());
+  mirror_.ids();
+  mirror_.setStopped();
+  EXPECT_TRUE(mirror_.changedSinceRead());
+  mirror_.ids();
+  mirror_.setStopped();
+  EXPECT_FALSE(mirror_.changedSinceRead());
+}
+
 TEST_F(DeviceMirrorTest, DevicesKeepTheirOrder) {
   mirror_.add({55, "c", std::nullopt});
   EXPECT_THAT(mirror_.ids().value(), ElementsAre(50, 60, 55));

@@ -155,8 +155,9 @@ OSStatus AudioObjectAddPropertyListener(AudioObjectID object,
     return kAudioHardwareUnknownPropertyError;
   }
   // The first list is what there is, not a change of it.
-  client.devices(callDeadline());
-  client.listeners().add(object, address, proc, clientData);
+  pipewire::DeviceMirror& devices = client.devices(callDeadline());
+  const bool first = client.listeners().add(object, address, proc, clientData);
+  if (first && devices.changedSinceRead()) client.notifyListeners();
   return kAudioHardwareNoError;
 }
 
