@@ -126,6 +126,29 @@ TEST_P(QuitSignal, IsLeftToItsFormerHandlerAfterwards) {
   std::signal(GetParam(), former);
 }
 
+TEST_P(QuitSignal, ThatWasIgnoredAtTheStartStaysIgnored) {
+  const auto former = std::signal(GetParam(), SIG_IGN);
+  struct sigaction during {};
+  whenRunning = [&] {
+    sigaction(GetParam(), nullptr, &during);
+    NSAppTerminate();
+  };
+  run();
+  EXPECT_EQ(during.sa_handler, SIG_IGN);
+  std::signal(GetParam(), former);
+}
+
+TEST_F(QtToolkit, AnOutputThatNobodyReadsEndsNothing) {
+  bool wentOn = false;
+  whenRunning = [&] {
+    raise(SIGPIPE);
+    wentOn = true;
+    NSAppTerminate();
+  };
+  EXPECT_EQ(run(), 0);
+  EXPECT_TRUE(wentOn);
+}
+
 INSTANTIATE_TEST_SUITE_P(QtToolkit, QuitSignal, testing::Values(SIGINT, SIGTERM, SIGHUP),
                          [](const auto& parameter) { return sigabbrev_np(parameter.param); });
 

@@ -26,6 +26,8 @@ void handleSignal(int) {
   errno = error;
 }
 
+void handleNothing(int) {}
+
 }  // namespace
 
 QuitSignals::QuitSignals(std::function<void()> quit)
@@ -38,9 +40,9 @@ QuitSignals::QuitSignals(std::function<void()> quit)
                      if (read(event, &count, sizeof count) == sizeof count) guarded(quit);
                    });
   struct sigaction action {};
-  action.sa_handler = handleSignal;
   action.sa_flags = SA_RESTART;
   for (std::size_t i = 0; i < std::size(kSignals); ++i) {
+    action.sa_handler = kSignals[i] == SIGPIPE ? handleNothing : handleSignal;
     sigaction(kSignals[i], nullptr, &previous_[i]);
     // Whoever started the program without this signal (nohup, a script's background job) meant it.
     if (previous_[i].sa_handler != SIG_IGN) sigaction(kSignals[i], &action, nullptr);

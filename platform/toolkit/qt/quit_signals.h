@@ -1,4 +1,4 @@
-// The signals that ask a program to end, delivered as an event of the toolkit's loop.
+// The signals that end a program: those that ask for it are delivered as an event of the toolkit's loop.
 #pragma once
 
 #include <QSocketNotifier>
@@ -9,7 +9,8 @@
 namespace qt_toolkit {
 
 // From its construction to its end SIGINT, SIGTERM and SIGHUP call `quit` from the event loop; one
-// that comes before the loop runs is delivered when it does. One object at a time.
+// that comes before the loop runs is delivered when it does. SIGPIPE does nothing: a program whose
+// output nobody reads any more keeps its window. One object at a time.
 class QuitSignals {
  public:
   explicit QuitSignals(std::function<void()> quit);
@@ -18,7 +19,7 @@ class QuitSignals {
   QuitSignals& operator=(const QuitSignals&) = delete;
 
  private:
-  static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
+  static constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGPIPE};
 
   int event_;
   std::unique_ptr<QSocketNotifier> notifier_;
