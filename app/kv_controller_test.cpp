@@ -163,8 +163,7 @@ TEST_F(Controller, LaunchingWithAnInterfaceFillsThePanel) {
   controller->applicationWillTerminate();
 }
 
-// The audio server's device list
-// -------------------------------------------------------------------
+// The audio server's device list ------------------------------------------------------------------
 
 class DeviceListListener : public ControllerTest {
  protected:
@@ -204,6 +203,18 @@ TEST_F(DeviceListListener, FindsNoneWhenTheInterfacesDeviceWent) {
             "device list has been changed\nDevice name: VX-310\n"
             "Found matching device: 0x 0 for VX-310\n");
   EXPECT_EQ(_halDevice, 0u);
+}
+
+TEST_F(DeviceListListener, IsAddedOnceTheInterfaceThatIsConnectedWasLookedUp) {
+  controller->applicationWillTerminate();
+  memory_audio_server::reset();
+  ScriptedInterface interface;
+  interface.publish();
+  controller->applicationDidFinishLaunching();
+  const auto calls = memory_audio_server::calls();
+  ASSERT_GE(calls.size(), 2u);
+  EXPECT_EQ(calls.front().operation, memory_audio_server::Operation::kGetSize);
+  EXPECT_EQ(calls.back().operation, memory_audio_server::Operation::kAddListener);
 }
 
 TEST_F(DeviceListListener, AnswersWithoutAnError) {
@@ -326,7 +337,7 @@ TEST_F(Controller, TerminatingLetsGoOfTheDeviceLayerAndShowsNothing) {
   EXPECT_THAT(operations(), IsEmpty());
 }
 
-TEST_F(Controller, DeallocClosesTheBridgeWhichTheGlobalStillNames) {
+TEST_F(Controller, AfterItsEndTheGlobalStillNamesItsBridge) {
   load();
   const CKorvelDlg* bridge = controller->mpDlg.get();
   owner.reset();
