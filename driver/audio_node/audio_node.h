@@ -4,10 +4,6 @@
 // The property is the entry "VQrt" of the struct `params` in the node's Props: the five routing
 // records one after the other, as bytes in host order (SPA type Bytes). A client writes one record
 // of 12 bytes under the same key.
-//
-// One thread: everything here is called, and calls back, on the thread that owns the object, and
-// no function waits. That thread watches descriptor() and calls dispatch() whenever it is readable;
-// handlers run inside dispatch(). Only the audio itself runs on PipeWire's data thread.
 #pragma once
 
 #include <array>
@@ -16,6 +12,8 @@
 #include <functional>
 #include <memory>
 #include <string>
+
+#include "driver/audio_node/audio_graph.h"
 
 namespace driver {
 
@@ -40,44 +38,29 @@ inline constexpr int kPlaybackChannels = 4;
 
 class AudioNode {
  public:
+  // They may do anything to the graph's nodes but destroy this one.
   struct Handlers {
     // A client wrote a well-formed record; whether the routing exists and takes the value is the
     // handler's matter. It calls setRoutings() with what holds now. After its return the node shows
-    // the records again in any case, so that the writer sees the answer, a refusal too. May call
-    // any member function, but must not destroy the node.
+    // the records again in any case, so that the writer sees the answer, a refusal too.
     std::function<void(const RoutingRecord&)> routingWritten;
 
-    // The node came into the graph and can be found by others (true), or left it (false): by
-    // withdraw() at once, or because the server went away.
+    // The node came into the graph and can be found by others (true), or left it with the server
+    // (false).
     std::function<void(bool present)> presenceChanged;
   };
 
-  // `description` is the name under which others find the device. The handlers may be empty.
-  // Nothing is published yet; the server need not run.
-  AudioNode(std::string description, Handlers handlers);
+  // In the graph from now on whenever a server runs, until it is destroyed: the graph's next
+  // dispatch() tells the server so. `description` is the name under which others find the device.
+  // The handlers may be empty.
+  AudioNode(AudioGraph& graph, const std::string& description, const RoutingRecords& records,
+            Handlers handlers);
   ~AudioNode();
   AudioNode(const AudioNode&) = delete;
   AudioNode& operator=(const AudioNode&) = delete;
 
-  // Readable while there is work for dispatch(); the same for the life of the object, which keeps
-  // it. -1 when PipeWire's client library could not be set up: then nothing is ever published.
-  int descriptor() const;
-
-  // Does the work that is ready; never waits.
-  void dispatch();
-
-  // Publishes the node, or as soon as a server runs; and again after each restart of the server,
-  // until withdraw(). Publishing twice sets the records.
-  void publish(const RoutingRecords& records);
-
-  // Takes the node out of the graph. Without a published node it does nothing.
-  void withdraw();
-
-  // Changes the published records and the audio with them. Before publish() it does nothing.
+  // Changes the records that others see, and the audio with them.
   void setRoutings(const RoutingRecords& records);
-
-  // True while the node is in the graph.
-  bool present() const;
 
  private:
   class Impl;

@@ -39,14 +39,15 @@ void* addPort(pw_filter* filter, pw_direction direction, const char* kind, int n
 
 PublishedNode::PublishedNode(pw_core* core, const std::string& description,
                              const RoutingRecords& records, const Loopback& loopback,
-                             std::function<void(const RoutingRecord&)> written)
+                             Handlers handlers)
     : loopback_(loopback),
-      written_(std::move(written)),
+      handlers_(std::move(handlers)),
       filter_(pw_filter_new(core, description.c_str(), nodeProperties(description))) {
   if (!filter_) return;
   static const pw_filter_events events = [] {
     pw_filter_events e{};
     e.version = PW_VERSION_FILTER_EVENTS;
+    e.state_changed = onState;
     e.param_changed = onParam;
     e.process = onProcess;
     return e;
@@ -82,13 +83,18 @@ void PublishedNode::show(const RoutingRecords& records) {
   pw_filter_update_params(filter_.get(), nullptr, params, 1);
 }
 
+void PublishedNode::onState(void* data, pw_filter_state /*before*/, pw_filter_state /*now*/,
+                            const char* /*error*/) {
+  static_cast<PublishedNode*>(data)->handlers_.stateChanged();
+}
+
 void PublishedNode::onParam(void* data, void* port, std::uint32_t id, const spa_pod* param) {
   if (port || id != SPA_PARAM_Props) return;
   const auto bytes = pipewire::findRoutingBytes(param);
   RoutingRecord record;
   if (!bytes || bytes->size() != sizeof record) return;
   std::memcpy(&record, bytes->data(), sizeof record);
-  static_cast<PublishedNode*>(data)->written_(record);
+  static_cast<PublishedNode*>(data)->handlers_.written(record);
 }
 
 void PublishedNode::onProcess(void* data, spa_io_position* position) {

@@ -18,10 +18,14 @@ namespace driver {
 // which the core must not be closed.
 class PublishedNode {
  public:
-  // `written` is called from within PipeWire for each well-formed record that a client writes: it
-  // must not destroy the node.
+  // Both are called from within PipeWire and must not destroy the node.
+  struct Handlers {
+    std::function<void(const RoutingRecord&)> written;  // a client wrote a well-formed record
+    std::function<void()> stateChanged;                 // present() may give something else now
+  };
+
   PublishedNode(pw_core* core, const std::string& description, const RoutingRecords& records,
-                const Loopback& loopback, std::function<void(const RoutingRecord&)> written);
+                const Loopback& loopback, Handlers handlers);
   PublishedNode(const PublishedNode&) = delete;
   PublishedNode& operator=(const PublishedNode&) = delete;
 
@@ -37,11 +41,12 @@ class PublishedNode {
   };
 
   void addPorts();
+  static void onState(void* data, pw_filter_state before, pw_filter_state now, const char* error);
   static void onParam(void* data, void* port, std::uint32_t id, const spa_pod* param);
   static void onProcess(void* data, spa_io_position* position);
 
   const Loopback& loopback_;
-  std::function<void(const RoutingRecord&)> written_;
+  Handlers handlers_;
   spa_hook listener_{};
   std::unique_ptr<pw_filter, FilterDeleter> filter_;
   std::array<void*, kCaptureChannels> capture_{};

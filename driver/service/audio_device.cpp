@@ -1,7 +1,5 @@
 #include "driver/service/audio_device.h"
 
-#include <sys/epoll.h>
-
 #include "driver/interface.h"
 
 namespace driver {
@@ -26,8 +24,8 @@ RoutingRecords recordsOf(const Routings& routings) {
 
 }  // namespace
 
-AudioDevice::AudioDevice(sd_event* event, Interface& interface)
-    : event_(event), interface_(interface), wait_(event) {}
+AudioDevice::AudioDevice(ServiceContext& context, Interface& interface)
+    : graph_(context.audio.graph()), interface_(interface), wait_(context.event) {}
 
 void AudioDevice::publish(std::function<void()> ready) {
   withdraw();
@@ -38,37 +36,22 @@ void AudioDevice::publish(std::function<void()> ready) {
     return;
   }
   node_.emplace(
-      name, AudioNode::Handlers{[this](const RoutingRecord& routing) { routingWritten(routing); },
-                                [this](bool present) {
-                                  if (present) finishWait();
-                                }});
-  sd_event_source* source = nullptr;
-  if (sd_event_add_io(event_, &source, node_->descriptor(), EPOLLIN, &AudioDevice::dispatch, this) <
-      0) {
-    // The interface works without its audio device.
-    node_.reset();
-    finishWait();
-    return;
-  }
-  source_.reset(source);
-  node_->publish(recordsOf(interface_.registryEntry().routings));
-  if (ready_ && !wait_.start(kAudioServerPatience, [this] { finishWait(); })) finishWait();
+      graph_, name, recordsOf(interface_.registryEntry().routings),
+      AudioNode::Handlers{[this](const RoutingRecord& routing) { routingWritten(routing); },
+                          [this](bool present) {
+                            if (present) finishWait();
+                          }});
+  if (!wait_.start(kAudioServerPatience, [this] { finishWait(); })) finishWait();
 }
 
 void AudioDevice::withdraw() {
   ready_ = nullptr;
   wait_.stop();
-  source_.reset();
   node_.reset();
 }
 
 void AudioDevice::update() {
   if (node_) node_->setRoutings(recordsOf(interface_.registryEntry().routings));
-}
-
-int AudioDevice::dispatch(sd_event_source*, int, std::uint32_t, void* self) {
-  static_cast<AudioDevice*>(self)->node_->dispatch();
-  return 0;
 }
 
 // A routing that is taken comes back by update(); one that is not is shown again by the node.

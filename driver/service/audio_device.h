@@ -1,11 +1,11 @@
-// The audio device of one interface: keeps the driver's PipeWire node and the interface in step,
-// and runs the node on the driver's event loop.
+// The audio device of one interface: keeps the driver's PipeWire node and the interface in step.
 #pragma once
 
 #include <functional>
 #include <optional>
 
 #include "driver/audio_node/audio_node.h"
+#include "driver/service/service_context.h"
 #include "driver/service/timer.h"
 
 namespace driver {
@@ -14,7 +14,7 @@ class Interface;
 
 class AudioDevice {
  public:
-  AudioDevice(sd_event* event, Interface& interface);
+  AudioDevice(ServiceContext& context, Interface& interface);
   AudioDevice(const AudioDevice&) = delete;
   AudioDevice& operator=(const AudioDevice&) = delete;
 
@@ -29,16 +29,14 @@ class AudioDevice {
   void update();
 
  private:
-  static int dispatch(sd_event_source* source, int descriptor, std::uint32_t happened, void* self);
   void routingWritten(const RoutingRecord& routing);
   void finishWait();
 
-  sd_event* event_;
+  AudioGraph& graph_;
   Interface& interface_;
   std::function<void()> ready_;
   Timer wait_;
   std::optional<AudioNode> node_;
-  EventSource source_;
 };
 
 }  // namespace driver

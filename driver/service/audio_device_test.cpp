@@ -6,6 +6,7 @@
 
 #include "driver/testing/driver_session.h"
 #include "platform/audio_server/audio_server.h"
+#include "tests/support/open_files.h"
 #include "tests/support/pipewire_server.h"
 
 namespace driver {
@@ -57,7 +58,7 @@ class DeviceList {
   }
 
   static std::vector<AudioObjectID> named(const std::string& name) {
-    std::array<std::uint8_t, 400> ids{};
+    std::array<std::uint8_t, 4000> ids{};
     std::uint32_t size = ids.size();
     std::vector<AudioObjectID> found;
     if (AudioObjectGetPropertyData(kAudioObjectSystemObject, kDevices, &size, ids) != 0) {
@@ -179,6 +180,23 @@ TEST_F(DriverAudioDevice, ARoutingSetByARecordShowsThere) {
   // Writing the same again returns when the device has shown its routings after it.
   EXPECT_EQ(write(devices[0], 0, 1, 4), 0);
   EXPECT_EQ(read(devices[0], 0, 1), 4);
+}
+
+// More than a user may have of the system's watches.
+TEST_F(DriverAudioDevice, ManyInterfacesHaveOneEachAndShareOneWatchOfTheServer) {
+  startDriver({"--count", "200"});
+  EXPECT_THAT(DeviceList().waitFor("VX-310", 200), SizeIs(200));
+  EXPECT_EQ(test_support::countOpenFiles(driver().id(), "anon_inode:inotify"), 1u);
+}
+
+TEST_F(DriverAudioDevice, AppearsAgainWithEachInterfacesOwnAfterTheAudioServerDied) {
+  startDriver({"--count", "3"});
+  DeviceList list;
+  ASSERT_THAT(list.waitFor("VX-310", 3), SizeIs(3));
+  server_->kill();
+  ASSERT_THAT(list.waitFor("VX-310", 0), IsEmpty());
+  ASSERT_TRUE(server_->start());
+  EXPECT_THAT(list.waitFor("VX-310", 3), SizeIs(3));
 }
 
 TEST_F(DriverAudioDevice, AppearsWhenTheAudioServerComesLater) {

@@ -15,7 +15,7 @@ Port::Port(ServiceContext& context, Interface& interface, RequestHandler& handle
     : context_(context),
       interface_(interface),
       handler_(handler),
-      audio_(context.event, interface),
+      audio_(context, interface),
       away_(context.event) {
   interface_.setListener(this);
 }

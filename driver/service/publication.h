@@ -7,19 +7,9 @@
 #include <vector>
 
 #include "driver/service/connection.h"
+#include "driver/service/service_context.h"
 
 namespace driver {
-
-// What all publications of one driver process share. Event loop and bus outlive them.
-struct ServiceContext {
-  // Connections that are open at once, over all interfaces.
-  static constexpr std::size_t kMaximumConnections = 512;
-
-  sd_event* event;
-  sd_bus* bus;
-  std::uint64_t publications = 0;  // made so far; no object path is used twice
-  std::size_t connections = 0;     // open now
-};
 
 class Publication final : private ConnectionOwner {
  public:

@@ -4,9 +4,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstring>
+#include <deque>
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <utility>
@@ -15,16 +20,17 @@
 #include "platform/audio_server/pipewire/routing_property.h"
 #include "tests/audio_server/graph_client.h"
 #include "tests/audio_server/port_clients.h"
+#include "tests/support/open_files.h"
 #include "tests/support/pipewire_server.h"
 
 namespace {
 
+using driver::AudioGraph;
 using driver::AudioNode;
 using driver::RoutingRecord;
 using driver::RoutingRecords;
 using pipewire_test::GraphClient;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr auto kLimit = std::chrono::seconds(10);
 constexpr RoutingRecords kRecords{{{0, 0, 10}, {0, 1, 11}, {1, 0, 12}, {1, 1, 13}, {1, 2, 14}}};
@@ -35,16 +41,25 @@ std::vector<std::uint8_t> bytesOf(const RoutingRecords& records) {
   return bytes;
 }
 
+const AudioNode::Handlers kNone;
+
+std::size_t countThreads() {
+  const std::filesystem::directory_iterator threads("/proc/self/task");
+  return static_cast<std::size_t>(std::distance(begin(threads), end(threads)));
+}
+
 class DriverAudioNode : public testing::Test {
  protected:
-  DriverAudioNode() {
-    node_.emplace("VX-310",
+  // A node that keeps account of itself here.
+  void publish() {
+    node_.emplace(driverGraph_, "VX-310", kRecords,
                   AudioNode::Handlers{[this](const RoutingRecord& record) {
                                         written_.push_back(record);
                                         if (onWrite_) onWrite_(record);
                                       },
                                       [this](bool present) { presence_.push_back(present); }});
   }
+  bool present() const { return !presence_.empty() && presence_.back(); }
 
   void startServer() {
     ASSERT_TRUE(server_.start());
@@ -52,23 +67,23 @@ class DriverAudioNode : public testing::Test {
   }
   void startServerAndPublish() {
     startServer();
-    node_->publish(kRecords);
-    ASSERT_TRUE(runUntil([&] { return node_->present(); }));
+    publish();
+    ASSERT_TRUE(runUntil([&] { return present(); }));
     ASSERT_TRUE(runUntil([&] { return graph_->findNode("VX-310") != 0; }));
   }
 
-  // Runs the node until the condition holds, looking again after each event.
+  // Runs the driver's graph until the condition holds, looking again after each event.
   bool runUntil(const std::function<bool()>& condition) {
     const auto deadline = std::chrono::steady_clock::now() + kLimit;
     while (!condition()) {
       const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
           deadline - std::chrono::steady_clock::now());
       if (left.count() <= 0) return false;
-      pollfd events[] = {{node_->descriptor(), POLLIN, 0},
+      pollfd events[] = {{driverGraph_.descriptor(), POLLIN, 0},
                          {graph_ ? graph_->descriptor() : -1, POLLIN, 0}};
       ::poll(events, 2, static_cast<int>(left.count()));
       if (events[1].revents) graph_->takeEvent();
-      if (events[0].revents) node_->dispatch();
+      if (events[0].revents) driverGraph_.dispatch();
     }
     return true;
   }
@@ -92,6 +107,7 @@ class DriverAudioNode : public testing::Test {
   std::vector<bool> presence_;
   std::vector<RoutingRecord> written_;
   std::function<void(const RoutingRecord&)> onWrite_;
+  AudioGraph driverGraph_;
   std::optional<AudioNode> node_;
 };
 
@@ -128,53 +144,36 @@ TEST_F(DriverAudioNode, ItHasSixCaptureAndFourPlaybackPorts) {
                            std::pair("playback_3", "in"), std::pair("playback_4", "in")));
 }
 
-TEST_F(DriverAudioNode, BeforePublishingNothingIsInTheGraph) {
-  startServer();
-  EXPECT_FALSE(node_->present());
-  node_->setRoutings(kRecords);
-  node_->withdraw();
-  EXPECT_FALSE(node_->present());
-  EXPECT_THAT(presence_, IsEmpty());
-}
-
-TEST_F(DriverAudioNode, AWithdrawnNodeLeavesTheGraph) {
-  startServerAndPublish();
-  node_->withdraw();
-  EXPECT_FALSE(node_->present());
-  EXPECT_THAT(presence_, ElementsAre(true, false));
-  EXPECT_TRUE(runUntil([&] { return graph_->findNode("VX-310") == 0; }));
-}
-
-TEST_F(DriverAudioNode, ItCanBePublishedAgain) {
-  startServerAndPublish();
-  node_->withdraw();
-  EXPECT_TRUE(runUntil([&] { return graph_->findNode("VX-310") == 0; }));
-  node_->publish(kRecords);
-  EXPECT_TRUE(runUntil([&] { return graph_->findNode("VX-310") != 0 && node_->present(); }));
-  EXPECT_THAT(presence_, ElementsAre(true, false, true));
-}
-
 TEST_F(DriverAudioNode, ADestroyedNodeLeavesTheGraph) {
   startServerAndPublish();
   node_.reset();
-  EXPECT_TRUE(graph_->waitFor([&] { return graph_->findNode("VX-310") == 0; }, kLimit));
+  EXPECT_TRUE(runUntil([&] { return graph_->findNode("VX-310") == 0; }));
+}
+
+TEST_F(DriverAudioNode, AfterADestroyedNodeAnotherCanBeMade) {
+  startServerAndPublish();
+  node_.reset();
+  EXPECT_TRUE(runUntil([&] { return graph_->findNode("VX-310") == 0; }));
+  publish();
+  EXPECT_TRUE(runUntil([&] { return graph_->findNode("VX-310") != 0; }));
+  EXPECT_TRUE(runUntil([&] { return presence_ == std::vector{true, true}; }));
 }
 
 TEST_F(DriverAudioNode, PublishedBeforeTheServerItAppearsWithIt) {
-  node_->publish(kRecords);
-  node_->dispatch();
-  EXPECT_FALSE(node_->present());
+  publish();
+  driverGraph_.dispatch();
+  EXPECT_FALSE(present());
   startServer();
-  EXPECT_TRUE(runUntil([&] { return node_->present(); }));
+  EXPECT_TRUE(runUntil([&] { return present(); }));
 }
 
 TEST_F(DriverAudioNode, ItReappearsAfterAnOrderlyRestartOfTheServer) {
   startServerAndPublish();
   graph_.reset();
   server_.stop();
-  EXPECT_TRUE(runUntil([&] { return !node_->present(); }));
+  EXPECT_TRUE(runUntil([&] { return !present(); }));
   startServer();
-  EXPECT_TRUE(runUntil([&] { return node_->present(); }));
+  EXPECT_TRUE(runUntil([&] { return present(); }));
   EXPECT_TRUE(runUntil([&] { return graph_->findNode("VX-310") != 0; }));
   EXPECT_THAT(presence_, ElementsAre(true, false, true));
 }
@@ -184,21 +183,56 @@ TEST_F(DriverAudioNode, ItReappearsAfterTheServerWasKilled) {
   for (int round = 0; round < 2; ++round) {
     graph_.reset();
     server_.kill();
-    EXPECT_TRUE(runUntil([&] { return !node_->present(); }));
+    EXPECT_TRUE(runUntil([&] { return !present(); }));
     startServer();
-    EXPECT_TRUE(runUntil([&] { return node_->present(); }));
+    EXPECT_TRUE(runUntil([&] { return present(); }));
   }
 }
 
-TEST_F(DriverAudioNode, WithdrawnWhileTheServerIsAwayItStaysAway) {
+TEST_F(DriverAudioNode, DestroyedWhileTheServerIsAwayItStaysAway) {
+  AudioNode other(driverGraph_, "Other", kRecords, {});
   startServerAndPublish();
   graph_.reset();
   server_.stop();
-  EXPECT_TRUE(runUntil([&] { return !node_->present(); }));
-  node_->withdraw();
+  EXPECT_TRUE(runUntil([&] { return !present(); }));
+  node_.reset();
   startServer();
-  node_->dispatch();
-  EXPECT_FALSE(node_->present());
+  EXPECT_TRUE(runUntil([&] { return graph_->findNode("Other") != 0; }));
+  EXPECT_EQ(graph_->findNode("VX-310"), 0u);
+  EXPECT_THAT(presence_, ElementsAre(true, false));
+}
+
+TEST_F(DriverAudioNode, AllNodesOfAGraphReappearWithTheServer) {
+  startServerAndPublish();
+  std::deque<AudioNode> others;
+  for (const char* name : {"A", "B", "C"}) others.emplace_back(driverGraph_, name, kRecords, kNone);
+  const auto allAreThere = [&] {
+    return std::ranges::all_of(std::array{"VX-310", "A", "B", "C"},
+                               [&](const char* name) { return graph_->findNode(name) != 0; });
+  };
+  EXPECT_TRUE(runUntil(allAreThere));
+  graph_.reset();
+  server_.kill();
+  EXPECT_TRUE(runUntil([&] { return !present(); }));
+  startServer();
+  EXPECT_TRUE(runUntil(allAreThere));
+}
+
+// However many there are, they share what the system gives each user few of.
+TEST_F(DriverAudioNode, ManyNodesOfAGraphTakeOneWatchAndOneThread) {
+  startServerAndPublish();
+  const auto resources = [] {
+    return std::pair(test_support::countOpenFiles(::getpid(), "anon_inode:inotify"),
+                     countThreads());
+  };
+  const auto before = resources();
+  EXPECT_GE(before.first, 1u);
+  std::deque<AudioNode> others;
+  for (int i = 0; i < 20; ++i) {
+    others.emplace_back(driverGraph_, "Node " + std::to_string(i), kRecords, kNone);
+  }
+  EXPECT_TRUE(runUntil([&] { return graph_->findNode("Node 19") != 0; }));
+  EXPECT_EQ(resources(), before);
 }
 
 TEST_F(DriverAudioNode, OthersReadTheRecords) {
@@ -250,15 +284,6 @@ TEST_F(DriverAudioNode, WritesOfAnyOtherSizeAreIgnored) {
   write({1, 1, 2});
   EXPECT_TRUE(runUntil([&] { return !written_.empty(); }));
   EXPECT_THAT(written_, ElementsAre(RoutingRecord{1, 1, 2}));
-}
-
-TEST_F(DriverAudioNode, TheHandlerMayWithdrawTheNode) {
-  startServerAndPublish();
-  graph_->follow(graph_->findNode("VX-310"));
-  EXPECT_TRUE(othersSee(kRecords));
-  onWrite_ = [&](const RoutingRecord&) { node_->withdraw(); };
-  write({1, 1, 2});
-  EXPECT_TRUE(runUntil([&] { return presence_ == std::vector{true, false}; }));
 }
 
 TEST_F(DriverAudioNode, TheLoopbackPairGivesBackWhatIsPlayed) {

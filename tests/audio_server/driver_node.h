@@ -44,13 +44,14 @@ class DriverNode {
 
  private:
   void run(const std::string& name, driver::RoutingRecords records) {
+    driver::AudioGraph graph;
     driver::AudioNode* self = nullptr;
     driver::AudioNode node(
-        name, {[&](const driver::RoutingRecord& record) { write(*self, records, record); }, {}});
+        graph, name, records,
+        {[&](const driver::RoutingRecord& record) { write(*self, records, record); }, {}});
     self = &node;
-    node.publish(records);
-    pollfd events[] = {{node.descriptor(), POLLIN, 0}, {stop_, POLLIN, 0}};
-    while (::poll(events, 2, -1) >= 0 && !(events[1].revents & POLLIN)) node.dispatch();
+    pollfd events[] = {{graph.descriptor(), POLLIN, 0}, {stop_, POLLIN, 0}};
+    while (::poll(events, 2, -1) >= 0 && !(events[1].revents & POLLIN)) graph.dispatch();
   }
 
   void write(driver::AudioNode& node, driver::RoutingRecords& records,

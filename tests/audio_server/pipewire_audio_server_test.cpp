@@ -273,12 +273,14 @@ TEST_F(PipeWireAudioServer, AWriteOnTheNotificationThreadFailsAtOnce) {
 
 TEST_F(PipeWireAudioServer, ADriverThatDoesNotAnswerDelaysAWriteByNoMoreThanTheLimit) {
   startServer();
-  driver::AudioNode node("VX-310", {});
-  node.publish(kRecords);
-  while (!node.present()) {
-    pollfd event{node.descriptor(), POLLIN, 0};
+  driver::AudioGraph graph;
+  bool present = false;
+  const driver::AudioNode node(graph, "VX-310", kRecords,
+                               {{}, [&](bool nowPresent) { present = nowPresent; }});
+  while (!present) {
+    pollfd event{graph.descriptor(), POLLIN, 0};
     ASSERT_GT(::poll(&event, 1, 10'000), 0);
-    node.dispatch();
+    graph.dispatch();
   }
   const AudioObjectID device = find("VX-310");
   const auto start = Clock::now();
