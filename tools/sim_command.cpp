@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "driver/simulator/fault.h"
+#include "driver/simulator/json.h"
 #include "driver/simulator/settings.h"
 #include "driver/simulator/words.h"
 #include "tools/sim_usage.h"
@@ -94,11 +95,6 @@ ExitStatus fault(std::uint32_t interface, const Words& words) {
   return withClient([&](SimulatorClient& client) { return client.addFault(interface, fault); });
 }
 
-// Text values without their quotes, for people.
-std::string readable(const std::string& json) {
-  return json.size() >= 2 && json.front() == '"' ? json.substr(1, json.size() - 2) : json;
-}
-
 ExitStatus state(std::uint32_t interface, const Words& words) {
   const bool json = words.size() == 2 && words[1] == "--json";
   if (words.size() > 1 && !json) return wrong("'state' takes nothing but --json");
@@ -112,7 +108,7 @@ ExitStatus state(std::uint32_t interface, const Words& words) {
       std::printf("%s\"%s\": %s", separator, name.c_str(), value.c_str());
       separator = ", ";
     } else {
-      std::printf("%s: %s\n", name.c_str(), readable(value).c_str());
+      std::printf("%s: %s\n", name.c_str(), driver::readableJson(value).c_str());
     }
   }
   if (json) std::puts("}");

@@ -224,6 +224,15 @@ TEST_F(ControlTool, StateForPeopleHasALineForEachValue) {
   EXPECT_THAT(output_, StartsWith("plugged: true\n"));
 }
 
+TEST_F(ControlTool, NamesAreShownAsTheyAre) {
+  startDriver();
+  sim({"product-name", "\"Gr\u00fcn\" \\ 310"});
+  EXPECT_EQ(run({"show", "--json"}), 0) << errors_;
+  EXPECT_THAT(output_, HasSubstr("\"product_name\": \"\\\"Gr\u00fcn\\\" \\\\ 310\""));
+  EXPECT_EQ(run({"sim", "state"}), 0) << errors_;
+  EXPECT_THAT(output_, HasSubstr("\nproductName: \"Gr\u00fcn\" \\ 310\n"));
+}
+
 TEST_F(ControlTool, IdsAndClassReconnectTheInterface) {
   startDriver();
   sim({"ids", "0x7F21", "0x5D13"});

@@ -22,8 +22,12 @@ std::string jsonArray(const std::ranges::range auto& numbers) {
   return json + "]";
 }
 
-// ASCII only: bytes above 127, which need not be UTF-8 where they come from, are shown as the code
-// points of the same numbers.
+// UTF-8 passes as it is, except that control characters are escaped; a byte that is no part of a
+// valid character becomes U+FFFD.
 std::string jsonText(std::string_view text);
+
+// A value as it is shown to people, on one line: a text without its quotes and with nothing but
+// control characters escaped, anything else as it is.
+std::string readableJson(std::string_view json);
 
 }  // namespace driver
