@@ -186,7 +186,7 @@ TEST_F(DriverAudioDevice, ARoutingSetByARecordShowsThere) {
 TEST_F(DriverAudioDevice, ManyInterfacesHaveOneEachAndShareOneWatchOfTheServer) {
   startDriver({"--count", "200"});
   EXPECT_THAT(DeviceList().waitFor("VX-310", 200), SizeIs(200));
-  EXPECT_EQ(test_support::countOpenFiles(driver().id(), "anon_inode:inotify"), 1u);
+  EXPECT_EQ(test_support::countOpenFiles(driver().pid(), "anon_inode:inotify"), 1u);
 }
 
 TEST_F(DriverAudioDevice, AppearsAgainWithEachInterfacesOwnAfterTheAudioServerDied) {

@@ -156,7 +156,7 @@ TEST_F(ConnectionToDriver, DescriptorsSentWithARequestAreNotKept) {
   given.reset();
   EXPECT_THAT(receive(connection_).bytes, SizeIs(260));
   // The other end is gone, since nobody has it any more.
-  EXPECT_TRUE(testing::waitReadable(kept.get(), testing::kPatience));
+  EXPECT_TRUE(test_support::waitReadable(kept.get(), testing::kPatience));
 }
 
 TEST_F(ConnectionToDriver, UnpluggingClosesIt) {

@@ -85,7 +85,7 @@ TEST_F(FaultInjection, AClosedConnection) {
 TEST_F(FaultInjection, DeathInMidRequestLosesNameAndConnection) {
   EXPECT_EQ(fault({"die"}), "");
   EXPECT_EQ(request(connection_, 6).kind, Answer::Kind::closed);
-  EXPECT_EQ(driver().wait(), -SIGKILL);
+  EXPECT_EQ(driver().wait(), 128 + SIGKILL);
   EXPECT_TRUE(waitUntil([this] { return !nameOwned_; }));
 }
 

@@ -9,6 +9,8 @@
 
 namespace driver::testing {
 
+using test_support::waitReadable;
+
 namespace {
 
 using std::chrono::microseconds;
@@ -106,16 +108,10 @@ std::uint32_t Answer::word(std::size_t index) const {
 }
 
 void DriverSession::SetUp() {
-  daemon_ = std::make_unique<ChildProcess>(
-      std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--nopidfile", "--nosyslog",
-                               "--print-address=1", "--address=unix:tmpdir=/tmp"});
-  address_ = daemon_->readLine();
-  ASSERT_NE(address_, "") << "the bus does not start";
-
   sd_bus* bus = nullptr;
   ASSERT_GE(sd_bus_new(&bus), 0);
   bus_.reset(bus);
-  sd_bus_set_address(bus, address_.c_str());
+  sd_bus_set_address(bus, session_.address().c_str());
   sd_bus_set_bus_client(bus, 1);
   sd_bus_negotiate_fds(bus, 1);
   ASSERT_GE(sd_bus_start(bus), 0);
@@ -127,7 +123,7 @@ void DriverSession::SetUp() {
 }
 
 std::vector<std::string> DriverSession::environment() const {
-  return appendWords({"DBUS_SESSION_BUS_ADDRESS=" + address_}, audioEnvironment_);
+  return appendWords({"PIPEWIRE_REMOTE"}, audioEnvironment_);
 }
 
 void DriverSession::startDriver(const std::vector<std::string>& options) {

@@ -6,11 +6,16 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 
 #include "device/dispatch.h"
-#include "driver/testing/child_process.h"
+#include "driver/service/handles.h"
+#include "tests/support/private_bus.h"
 
 namespace driver::testing {
+
+using test_support::ChildProcess;
+using test_support::kPatience;
 
 // What a client sees of one published service.
 struct SeenService {
@@ -46,8 +51,8 @@ class DriverSession : public ::testing::Test {
   void startDriver(const std::vector<std::string>& options = {});
   ChildProcess& driver() { return *driver_; }
   // The bus goes, and this client's connection to it.
-  void endBus() { daemon_.reset(); }
-  // The environment in which programs find this session's bus.
+  void endBus() { session_.stop(); }
+  // What is different in the environment of the programs that this session starts.
   std::vector<std::string> environment() const;
 
   // The published services by their paths.
@@ -100,8 +105,7 @@ class DriverSession : public ::testing::Test {
   BusMessage call(const char* path, const char* interface, const char* method,
                   const std::function<void(sd_bus_message*)>& append, std::string* error);
 
-  std::unique_ptr<ChildProcess> daemon_;
-  std::string address_;
+  test_support::PrivateBus session_;
   std::unique_ptr<ChildProcess> driver_;
   Bus bus_;
 };

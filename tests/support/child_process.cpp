@@ -1,5 +1,6 @@
 #include "tests/support/child_process.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -7,12 +8,29 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
+#include <array>
+#include <cstdio>
+#include <cstdlib>
 
 namespace test_support {
 
 namespace {
+
+using device_registry::Descriptor;
+
+struct Pipe {
+  Pipe() {
+    std::array<int, 2> ends{};
+    if (::pipe2(ends.data(), O_CLOEXEC) != 0) {
+      std::perror("pipe2");
+      std::abort();
+    }
+    reading = Descriptor(ends[0]);
+    writing = Descriptor(ends[1]);
+  }
+  Descriptor reading;
+  Descriptor writing;
+};
 
 std::string nameOf(const std::string& entry) { return entry.substr(0, entry.find('=')); }
 
@@ -39,24 +57,50 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
 
 }  // namespace
 
+bool waitReadable(int descriptor, std::chrono::milliseconds limit) {
+  pollfd entry{descriptor, POLLIN, 0};
+  return ::poll(&entry, 1, static_cast<int>(limit.count())) == 1;
+}
+
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments,
-                           const std::vector<std::string>& environment) {
+                           const std::vector<std::string>& environment, Output output) {
   // Everything that allocates is done before the fork: other threads may hold locks then.
   std::vector<std::string> ownArguments = arguments;
   std::vector<std::string> ownEnvironment = changedEnvironment(environment);
   const std::vector<char*> argv = pointers(ownArguments);
   const std::vector<char*> envp = pointers(ownEnvironment);
+  start(output, [&] {
+    ::execvpe(argv[0], argv.data(), envp.data());
+    ::_exit(127);
+  });
+}
+
+ChildProcess::ChildProcess(const std::function<void()>& body) { start(Output::kept, body); }
+
+void ChildProcess::start(Output output, const std::function<void()>& body) {
+  Pipe printed;
+  Pipe errors;
   const pid_t parent = ::getpid();
   pid_ = ::fork();
-  if (pid_ != 0) return;
-  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  if (::getppid() == parent) ::execvpe(argv[0], argv.data(), envp.data());
-  ::_exit(127);
+  if (pid_ == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (::getppid() != parent) ::_exit(1);
+    if (output == Output::kept) {
+      ::dup2(printed.writing.get(), STDOUT_FILENO);
+      ::dup2(errors.writing.get(), STDERR_FILENO);
+    }
+    body();
+    ::_exit(0);
+  }
+  if (pid_ < 0) return;
+  ended_ = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
+  output_ = std::move(printed.reading);
+  errors_ = std::move(errors.reading);
 }
 
 ChildProcess::~ChildProcess() {
   signal(SIGKILL);
-  wait(std::chrono::seconds(10));
+  wait();
 }
 
 void ChildProcess::signal(int number) {
@@ -64,17 +108,32 @@ void ChildProcess::signal(int number) {
 }
 
 std::optional<int> ChildProcess::wait(std::chrono::milliseconds limit) {
-  if (pid_ <= 0 || status_) return status_;
-  // Readable when the process has ended.
-  const int descriptor = static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0));
-  pollfd ended{descriptor, POLLIN, 0};
-  const int ready = ::poll(&ended, 1, static_cast<int>(limit.count()));
-  ::close(descriptor);
-  if (ready <= 0) return std::nullopt;
+  if (pid_ <= 0 || status_ || !waitReadable(ended_.get(), limit)) return status_;
   int status = 0;
   if (::waitpid(pid_, &status, 0) != pid_) return std::nullopt;
   status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return status_;
+}
+
+std::string ChildProcess::readLine() {
+  std::string line;
+  char character = 0;
+  while (waitReadable(output_.get(), kPatience) && ::read(output_.get(), &character, 1) == 1) {
+    if (character == '\n') return line;
+    line += character;
+  }
+  return "";
+}
+
+std::string ChildProcess::readAll(int descriptor) {
+  std::string text;
+  std::array<char, 4096> part{};
+  while (waitReadable(descriptor, kPatience)) {
+    const ssize_t size = ::read(descriptor, part.data(), part.size());
+    if (size <= 0) break;
+    text.append(part.data(), static_cast<std::size_t>(size));
+  }
+  return text;
 }
 
 }  // namespace test_support

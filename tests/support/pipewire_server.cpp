@@ -75,7 +75,8 @@ PipeWireServer::~PipeWireServer() = default;
 
 bool PipeWireServer::start() {
   process_ = std::make_unique<ChildProcess>(
-      std::vector<std::string>{"pipewire", "-c", (folder() / "server.conf").string()});
+      std::vector<std::string>{"pipewire", "-c", (folder() / "server.conf").string()},
+      std::vector<std::string>{}, ChildProcess::Output::shared);
   return waitForSocket();
 }
 

@@ -8,7 +8,7 @@
 #include <cstdlib>
 
 #include "platform/device_registry/core/descriptor.h"
-#include "platform/device_registry/dbus/test_support/dbus_fixture.h"
+#include "platform/device_registry/dbus/testing/dbus_fixture.h"
 
 namespace {
 
@@ -148,7 +148,7 @@ TEST_F(DriverAnnouncements, AfterTheLossOfTheBusTheRegistryCanBeOpenedOnAnother)
   bus_.stop();
   EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
   client_.close();
-  PrivateBus other;
+  test_support::PrivateBus other;
   EXPECT_EQ(client_.open(), kIOReturnSuccess);
 }
 

@@ -9,7 +9,7 @@
 #include <set>
 
 #include "platform/device_registry/core/descriptor.h"
-#include "platform/device_registry/dbus/test_support/dbus_fixture.h"
+#include "platform/device_registry/dbus/testing/dbus_fixture.h"
 
 namespace {
 
@@ -256,7 +256,7 @@ TEST(DriverDescriptors, NoneIsInheritedByProgramsStartedLater) {
     return numbers;
   };
   const std::set<int> before = openDescriptors();
-  PrivateBus bus;
+  test_support::PrivateBus bus;
   scripted_driver::DriverThread driver(bus.address());
   driver.perform([](scripted_driver::Driver& d) {
     scripted_driver::Service service;
@@ -335,7 +335,7 @@ class DriverDies : public testing::Test {
     return IOServiceOpen(client_.service(), 2, connection);
   }
 
-  PrivateBus bus_;
+  test_support::PrivateBus bus_;
   std::optional<scripted_driver::DriverProcess> process_;
   DbusClient client_;
 };

@@ -1,7 +1,7 @@
 // The properties that a driver can publish, as the client reads them.
 #include <limits>
 
-#include "platform/device_registry/dbus/test_support/dbus_fixture.h"
+#include "platform/device_registry/dbus/testing/dbus_fixture.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/device_registry/dbus/test_support/dbus_fixture.h"
+#include "platform/device_registry/dbus/testing/dbus_fixture.h"
 
 #include <poll.h>
 #include <sys/timerfd.h>

@@ -1,4 +1,4 @@
-#include "platform/device_registry/dbus/test_support/arrival.h"
+#include "platform/device_registry/dbus/testing/arrival.h"
 
 #include <poll.h>
 

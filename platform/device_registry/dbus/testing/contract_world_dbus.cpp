@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "platform/device_registry/contract_world.h"
-#include "platform/device_registry/dbus/test_support/arrival.h"
-#include "platform/device_registry/dbus/test_support/private_bus.h"
-#include "platform/device_registry/dbus/test_support/scripted_driver.h"
+#include "platform/device_registry/dbus/testing/arrival.h"
+#include "platform/device_registry/dbus/testing/scripted_driver.h"
+#include "tests/support/private_bus.h"
 
 namespace {
 
@@ -39,7 +39,7 @@ class DbusWorld : public ContractWorld {
  private:
   static std::string nameOf(int device) { return "Device" + std::to_string(device); }
 
-  PrivateBus bus_;
+  test_support::PrivateBus bus_;
   scripted_driver::DriverThread driver_{bus_.address()};
   int last_ = 0;
 };

@@ -12,10 +12,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/device_registry/dbus/test_support/arrival.h"
-#include "platform/device_registry/dbus/test_support/private_bus.h"
-#include "platform/device_registry/dbus/test_support/scripted_driver.h"
+#include "platform/device_registry/dbus/testing/arrival.h"
+#include "platform/device_registry/dbus/testing/scripted_driver.h"
 #include "platform/device_registry/device_registry.h"
+#include "tests/support/private_bus.h"
 
 inline constexpr const char* kTestClass = "TestInterface";
 
@@ -85,7 +85,7 @@ class DbusTest : public testing::Test {
   // The driver is asked until `done`; false when that takes too long.
   bool driverReaches(const std::function<bool(Driver&)>& done);
 
-  PrivateBus bus_;
+  test_support::PrivateBus bus_;
   scripted_driver::DriverThread driver_{bus_.address()};
   DbusClient client_;
 };

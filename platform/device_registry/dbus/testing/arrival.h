@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "platform/device_registry/dbus/test_support/scripted_driver.h"
+#include "platform/device_registry/dbus/testing/scripted_driver.h"
 #include "platform/run_loop/run_loop.h"
 
 // How long a test waits for what has to come.

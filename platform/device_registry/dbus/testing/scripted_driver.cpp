@@ -1,11 +1,9 @@
-#include "platform/device_registry/dbus/test_support/scripted_driver.h"
+#include "platform/device_registry/dbus/testing/scripted_driver.h"
 
 #include <poll.h>
 #include <signal.h>
 #include <sys/eventfd.h>
-#include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -315,33 +313,21 @@ void DriverThread::run(const std::string& address) {
 }
 
 DriverProcess::DriverProcess(const std::string& address,
-                             const std::function<void(Driver&)>& prepare) {
-  std::array<int, 2> ready{};
-  check(pipe(ready.data()), "pipe");
-  process_ = fork();
-  if (process_ == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);  // never outlives the test
-    close(ready[0]);
-    Driver driver(address);
-    prepare(driver);
-    driver.claimName();
-    if (write(ready[1], "r", 1) != 1) _exit(1);
-    driver.run(-1);
-    _exit(0);
-  }
-  close(ready[1]);
-  char byte = 0;
-  if (process_ < 0 || read(ready[0], &byte, 1) != 1) check(-1, "process");
-  close(ready[0]);
+                             const std::function<void(Driver&)>& prepare)
+    : process_([&] {
+        Driver driver(address);
+        prepare(driver);
+        driver.claimName();
+        std::puts("ready");
+        std::fflush(stdout);
+        driver.run(-1);
+      }) {
+  check(process_.readLine() == "ready" ? 0 : -1, "process");
 }
 
-DriverProcess::~DriverProcess() { kill(); }
-
 void DriverProcess::kill() {
-  if (process_ < 0) return;
-  ::kill(process_, SIGKILL);
-  waitpid(process_, nullptr, 0);
-  process_ = -1;
+  process_.signal(SIGKILL);
+  process_.wait();
 }
 
 }  // namespace scripted_driver

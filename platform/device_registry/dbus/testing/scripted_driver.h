@@ -18,6 +18,7 @@
 
 #include "platform/device_registry/core/descriptor.h"
 #include "platform/values/values.h"
+#include "tests/support/child_process.h"
 
 namespace scripted_driver {
 
@@ -137,12 +138,11 @@ class DriverThread {
 class DriverProcess {
  public:
   DriverProcess(const std::string& address, const std::function<void(Driver&)>& prepare);
-  ~DriverProcess();
   // Kills it, wherever it is.
   void kill();
 
  private:
-  pid_t process_ = -1;
+  test_support::ChildProcess process_;
 };
 
 }  // namespace scripted_driver
