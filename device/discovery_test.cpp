@@ -73,7 +73,7 @@ TEST_F(Discovery, ASecondStartWhileRunningChangesNothing) {
             &others, identityOf("Other"));
   EXPECT_EQ(memory_registry::outstanding(), before);
   EXPECT_EQ(vqapiDeviceMap[0], device);
-  EXPECT_STREQ(_TheGuid.data(), kPanelServiceClass);
+  EXPECT_STREQ(_TheGuid.data(), kVX310DriverClass);
   sendNotification(id, 3);
   manual_run_loop::performAll();
   EXPECT_EQ(others, 0);
@@ -151,7 +151,7 @@ TEST_F(Discovery, AnEmptyIdentityMatchesNothing) {
 TEST_F(Discovery, WithoutAClientTheTableIsKeptAllTheSame) {
   const auto id = publish();
   publish();
-  vqapiInit(nullptr, nullptr, identityOf(kPanelServiceClass));
+  vqapiInit(nullptr, nullptr, identityOf(kVX310DriverClass));
   EXPECT_EQ(kept(), 2u);
   sendNotification(id, 3);
   memory_registry::terminate(id);

@@ -1,13 +1,10 @@
 #include <optional>
 
 #include "device/discovery_state.h"
+#include "device/driver_services.h"
 #include "device/usb_device.h"
 
 namespace {
-
-// The type of the driver's messages, and the size that their record says it has.
-constexpr natural_t kDriverMessage = 0xe0000130;
-constexpr std::uint32_t kDriverMessageSize = 36;
 
 std::optional<VQAPI_CBEvent> eventOf(std::uint32_t notification) {
   switch (notification) {

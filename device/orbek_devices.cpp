@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "device/driver_services.h"
 #include "device/io_object.h"
 #include "device/records.h"
 #include "device/wire.h"
@@ -10,7 +11,6 @@
 
 namespace {
 
-constexpr const char* kOrbekServiceClass = "LumKernelDeviceOrbekTalvo4";
 constexpr const char* kListKey = "DevicesList";
 constexpr const char* kUidKey = "OrbekUID";
 

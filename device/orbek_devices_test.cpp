@@ -10,8 +10,6 @@ using memory_registry::Operation;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char* kOrbekServiceClass = "LumKernelDeviceOrbekTalvo4";
-
 CFDictionary device(CFData uid) {
   return {{"OrbekUID", CFValue(std::move(uid))},
           {"idVendor", CFValue(32563)},
@@ -67,7 +65,7 @@ TEST_F(OrbekDevices, OtherVendorsAreNotListed) {
 }
 
 TEST_F(OrbekDevices, OtherServiceClassesAreNotListed) {
-  plug(kFirst, kPanelServiceClass);
+  plug(kFirst, kVX310DriverClass);
   getOrbekDevicesFromRegistry(list);
   EXPECT_THAT(list, IsEmpty());
 }

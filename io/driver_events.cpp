@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+#include "device/driver_services.h"
 #include "io/audio_device.h"
 #include "io/korvel_dlg.h"
 #include "io/status.h"

@@ -23,14 +23,6 @@ extern bool _ioShowDigOutMode;     // the digital-out selector
 // What it guards is complete, for a device that does.
 extern bool _ioShowUSB1Mode;
 
-// The identity of the VX-310, any release.
-inline constexpr std::uint16_t kVX310VendorId = 0x7F21;
-inline constexpr std::uint16_t kVX310ProductId = 0x5D12;
-
-// The class of the services that the VX-310's driver publishes, and the name of its audio device.
-inline constexpr const char* kVX310DriverClass = "LumKernelDeviceVantrelVX310";
-inline constexpr const char* kVX310AudioDeviceName = "VX-310";
-
 // Starts the device layer and shows the state without a device. Interfaces that are present already
 // arrive from within this call. `controlDlg` must be set.
 void IOInit();

@@ -9,9 +9,7 @@ using testing::Contains;
 using testing::IsEmpty;
 using testing::Not;
 
-// The type of a driver's message, and one with notification number `number`.
-constexpr natural_t kDriverMessage = 0xe0000130;
-
+// The argument of a driver's message with this notification number.
 std::vector<std::uint8_t> notification(int number) {
   std::vector<std::uint8_t> argument(36);
   argument[0] = 36;

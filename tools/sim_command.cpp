@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <optional>
 
+#include "device/driver_services.h"
 #include "driver/simulator/fault.h"
 #include "driver/simulator/json.h"
 #include "driver/simulator/settings.h"
@@ -14,10 +15,6 @@ namespace vx310ctl {
 namespace {
 
 constexpr std::uint32_t kAny32 = 0xFFFFFFFF;
-
-// What a driver's own message has as its type, and says about its size.
-constexpr std::uint32_t kDriverMessage = 0xe0000130;
-constexpr std::uint32_t kArgumentSize = 36;
 
 ExitStatus wrong(const std::string& problem) {
   std::fprintf(stderr, "vx310ctl: %s\nTry 'vx310ctl sim --help'.\n", problem.c_str());
@@ -58,7 +55,7 @@ ExitStatus unplug(std::uint32_t interface, const Words& words) {
 ExitStatus notify(std::uint32_t interface, const Words& words) {
   const auto number = words.size() > 1 ? driver::parseNumber(words[1], kAny32) : std::nullopt;
   std::optional<std::uint32_t> type = kDriverMessage;
-  std::optional<std::uint32_t> size = kArgumentSize;
+  std::optional<std::uint32_t> size = kDriverMessageSize;
   bool understood = number.has_value();
   for (std::size_t i = 2; understood && i < words.size(); ++i) {
     if (words[i] == "--type") {

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "device/driver_services.h"
 #include "device/usb_device.h"
 #include "platform/clock/memory/memory_clock.h"
 #include "platform/device_registry/memory/memory_registry.h"
@@ -106,8 +107,6 @@ class ScriptedDriver {
   std::map<VQ_Command, Script> scripts_;
 };
 
-inline constexpr const char* kPanelServiceClass = "LumKernelDeviceVantrelVX310";
-
 inline CFDictionary interfaceProperties() {
   return {{"idVendor", CFValue(0x7f21)},
           {"idProduct", CFValue(0x5d12)},
@@ -119,7 +118,7 @@ class DeviceTest : public BackEndsTest {
  protected:
   DeviceTest() {
     id = memory_registry::publish(
-        {.className = kPanelServiceClass,
+        {.className = kVX310DriverClass,
          .properties = interfaceProperties(),
          .respond = [this](std::uint32_t, std::span<const std::uint8_t> request) {
            return driver.respond(request);
@@ -135,7 +134,7 @@ class DeviceTest : public BackEndsTest {
   // The service, with a reference for the caller.
   io_service_t findService() {
     io_iterator_t iterator = 0;
-    IOServiceGetMatchingServices(port_, IOServiceMatching(kPanelServiceClass), &iterator);
+    IOServiceGetMatchingServices(port_, IOServiceMatching(kVX310DriverClass), &iterator);
     const io_service_t service = IOIteratorNext(iterator);
     IOObjectRelease(iterator);
     return service;

@@ -11,8 +11,6 @@
 #include "device/discovery_state.h"
 #include "device/testing/device_fixture.h"
 
-inline constexpr natural_t kDriverMessage = 0xe0000130;
-
 inline GUID identityOf(std::string_view className) {
   GUID identity = {};
   std::copy_n(className.begin(), std::min(className.size(), identity.size()), identity.begin());
@@ -34,9 +32,9 @@ class Discovery : public BackEndsTest {
     BackEndsTest::TearDown();
   }
 
-  void start() { vqapiInit(&Discovery::record, this, identityOf(kPanelServiceClass)); }
+  void start() { vqapiInit(&Discovery::record, this, identityOf(kVX310DriverClass)); }
 
-  static memory_registry::DeviceId publish(const char* className = kPanelServiceClass) {
+  static memory_registry::DeviceId publish(const char* className = kVX310DriverClass) {
     memory_registry::Device device;
     device.className = className;
     device.properties = interfaceProperties();

@@ -2,18 +2,11 @@
 
 #include <algorithm>
 
+#include "device/driver_services.h"
 #include "driver/service/names.h"
 #include "driver/service/registry_properties.h"
 
 namespace driver {
-
-namespace {
-
-// The type of every message that this driver sends of its own, and the size of its argument.
-constexpr std::uint32_t kDriverMessage = 0xe0000130;
-constexpr std::uint32_t kArgumentSize = 36;
-
-}  // namespace
 
 const sd_bus_vtable Publication::kVtable[] = {
     SD_BUS_VTABLE_START(0),
@@ -58,12 +51,12 @@ void Publication::announce(std::uint32_t notification) {
     sd_bus_emit_properties_changed(context_.bus, path_.c_str(), kServiceInterface, "Properties",
                                    nullptr);
   }
-  sendMessage(kDriverMessage, kArgumentSize, notification);
+  sendMessage(kDriverMessage, kDriverMessageSize, notification);
 }
 
 void Publication::sendMessage(std::uint32_t type, std::uint32_t sizeWord,
                               std::uint32_t notification) {
-  std::array<std::uint8_t, kArgumentSize> argument{};
+  std::array<std::uint8_t, kDriverMessageSize> argument{};
   wire::store(argument, 0, sizeWord);
   wire::store(argument, 4, notification);
   sd_bus_message* raw = nullptr;

@@ -90,9 +90,9 @@ SettingResult family(Model& model, Arguments arguments) {
   const auto wanted = choice<2>(arguments[0], {"vx310", "orbek"});
   if (!wanted) return SettingResult::wrongArguments;
   const bool orbek = *wanted == 1;
-  model.identity.className = orbek ? kOrbekClassName : kVx310ClassName;
-  model.identity.vendorId = orbek ? kOrbekVendorId : kVx310VendorId;
-  model.identity.productId = orbek ? kOrbekProduct8 : kVx310ProductId;
+  model.identity.className = orbek ? kOrbekServiceClass : kVX310DriverClass;
+  model.identity.vendorId = orbek ? kOrbekVendorId : kVX310VendorId;
+  model.identity.productId = orbek ? kOrbekProduct8 : kVX310ProductId;
   return SettingResult::done;
 }
 

@@ -38,7 +38,7 @@ RegistryEntry registryEntryOf(const Model& model) {
   entry.productId = model.identity.productId;
   entry.productName = model.identity.productName;
   entry.routings = model.routings;
-  if (entry.className == kOrbekClassName) entry.orbekUid = model.identity.uniqueId;
+  if (entry.className == kOrbekServiceClass) entry.orbekUid = model.identity.uniqueId;
   return entry;
 }
 

@@ -8,18 +8,13 @@
 #include <string_view>
 #include <vector>
 
+#include "device/driver_services.h"
 #include "device/records.h"
 #include "driver/interface.h"
 #include "driver/virtual_interface/channel_map.h"
 #include "driver/virtual_interface/sample_clock.h"
 
 namespace driver {
-
-inline constexpr std::string_view kVx310ClassName = "LumKernelDeviceVantrelVX310";
-inline constexpr std::string_view kOrbekClassName = "LumKernelDeviceOrbekTalvo4";
-
-inline constexpr std::uint16_t kVx310VendorId = 0x7F21;
-inline constexpr std::uint16_t kVx310ProductId = 0x5D12;
 
 inline constexpr std::uint32_t kInputChannels = 6;
 inline constexpr std::uint32_t kOutputChannels = 4;
@@ -43,9 +38,9 @@ inline constexpr std::size_t kCodecRegisters = 128;
 inline constexpr std::size_t kControlPortHistory = 4096;
 
 struct Identity {
-  std::string className = std::string(kVx310ClassName);
-  std::uint16_t vendorId = kVx310VendorId;
-  std::uint16_t productId = kVx310ProductId;
+  std::string className = kVX310DriverClass;
+  std::uint16_t vendorId = kVX310VendorId;
+  std::uint16_t productId = kVX310ProductId;
   std::uint16_t release = 0x0107;
   std::string productName = "VX-310";
   std::uint64_t uniqueId = 0;

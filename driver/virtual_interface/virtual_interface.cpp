@@ -5,7 +5,7 @@
 namespace driver {
 
 std::string VirtualInterface::audioDeviceName() const {
-  return model_.identity.className == kVx310ClassName ? "VX-310" : "";
+  return model_.identity.className == kVX310DriverClass ? kVX310AudioDeviceName : "";
 }
 
 Outcome VirtualInterface::answer(VQ_Dispatch& record) {

@@ -8,10 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "device/driver_services.h"
 #include "platform/device_registry/memory/memory_registry.h"
 
 struct ScriptedInterface {
-  std::string className = "LumKernelDeviceVantrelVX310";
+  std::string className = kVX310DriverClass;
   std::string productName = "VX-310";
   std::uint16_t vendor = 0x7F21;
   std::uint16_t product = 0x5D12;
