@@ -1,7 +1,6 @@
 #include "io/status.h"
 
 #include <cstdint>
-#include <cstdio>
 
 #include "device/records.h"
 #include "device/usb_device.h"
@@ -9,18 +8,9 @@
 #include "io/driver_events.h"
 #include "io/korvel_dlg.h"
 #include "io/option_commands.h"
+#include "io/status_texts.h"
 
 namespace {
-
-// What the device reports as its clock source.
-constexpr std::int32_t kClockAutomatic = 0;  // the digital input while its signal is valid
-constexpr std::int32_t kClockInternal = 1;
-constexpr std::int32_t kClockDigitalInput = 2;
-
-// The lock state of the digital input; any other value means that there is no signal.
-constexpr std::uint32_t kLockInvalid = 1;
-constexpr std::uint32_t kLockValid = 2;
-constexpr std::uint32_t kLockMuted = 3;
 
 void show(InfoId id, const char* text) { controlDlg->ShowInfo(id, true, 0, text); }
 void show(InfoId id, std::int32_t value) { controlDlg->ShowInfo(id, true, value, ""); }
@@ -49,21 +39,8 @@ void showNoDevice() {
   controlDlg->Invalidate(true);
 }
 
-const char* sampleRateText(std::uint32_t hertz) {
-  switch (hertz) {
-    case 48000:
-      return "48 kHz";
-    case 88200:
-      return "88.2 kHz";
-    case 96000:
-      return "96 kHz";
-    default:
-      return "44.1 kHz";
-  }
-}
-
 void showSampleFormat() {
-  show(kInfoSampleWidth, "24 bits");
+  show(kInfoSampleWidth, kSampleWidthText);
   VQ_DeviceConfiguration configuration{};
   _ioDevice->getCurrentConfiguration(configuration);
   show(kInfoSampleRate, sampleRateText(configuration.sampleRate));
@@ -78,7 +55,7 @@ void showVersionsAndConnection() {
   VqVersion version{};
   _ioDevice->getDriverVersion(version);
   controlDlg->ShowInfoCstring(kInfoDriverVersion, true, 0, version.text);
-  show(kInfoConnectionType, _ioDevice->isUSB2Device() ? "USB 2.0" : "USB 1.1 (unsupported) ");
+  show(kInfoConnectionType, connectionText(_ioDevice->isUSB2Device()));
   _ioDevice->getFirmwareVersion(version, false);
   // The date says more to a user than the number does.
   controlDlg->ShowInfoCstring(kInfoFirmwareVersion, true, 0, version.date);
@@ -88,20 +65,7 @@ bool automaticClockFollowsDigitalInput() {
   if (!_ioShowDigitalStatus) return false;
   VQ_DigitalStatus status{};
   _ioDevice->getDigitalStatus(status);
-  return status.lockState == kLockValid;
-}
-
-const char* clockSourceText(std::int32_t clockSource) {
-  switch (clockSource) {
-    case kClockInternal:
-      return "internal";
-    case kClockDigitalInput:
-      return "digital input";
-    case kClockAutomatic:
-      return automaticClockFollowsDigitalInput() ? "digital input" : "internal";
-    default:
-      return "unknown";
-  }
+  return hasValidSignal(status);
 }
 
 void showClockSource(std::int32_t clockSource) {
@@ -110,41 +74,15 @@ void showClockSource(std::int32_t clockSource) {
     hide(kInfoSampleClockSourceMenu);
     return;
   }
-  show(kInfoSampleClockSource, clockSourceText(clockSource));
+  const bool validSignal = clockSource == kClockAutomatic && automaticClockFollowsDigitalInput();
+  show(kInfoSampleClockSource, clockSourceText(clockSource, validSignal));
   SampleClockSourceReadback();
 }
 
-// `state` followed by the rate in kHz, with one decimal where it is no whole number of them.
-void showDigitalInputRate(const char* state, std::uint32_t hertz) {
-  char text[64];
-  if (hertz % 1000 == 0) {
-    std::snprintf(text, sizeof text, "%s %u kHz", state, hertz / 1000);
-  } else {
-    std::snprintf(text, sizeof text, "%s %u.%u kHz", state, hertz / 1000, hertz % 1000 / 100);
-  }
-  controlDlg->ShowInfoCstring(kInfoDigitalInputStatus, true, 0, text);
-}
-
 void showDigitalInputStatus(std::int32_t clockSource) {
-  if (clockSource == kClockInternal) {
-    show(kInfoDigitalInputStatus, "unavailable");
-    return;
-  }
   VQ_DigitalStatus status{};
-  _ioDevice->getDigitalStatus(status);
-  switch (status.lockState) {
-    case kLockInvalid:
-      show(kInfoDigitalInputStatus, "no valid signal");
-      return;
-    case kLockValid:
-      showDigitalInputRate("valid", status.rate);
-      return;
-    case kLockMuted:
-      showDigitalInputRate("muted", status.rate);
-      return;
-    default:
-      show(kInfoDigitalInputStatus, "no signal");
-  }
+  if (clockSource != kClockInternal) _ioDevice->getDigitalStatus(status);
+  show(kInfoDigitalInputStatus, digitalInputText(clockSource, status).c_str());
 }
 
 void showDigitalInputAndOutput(std::int32_t clockSource) {

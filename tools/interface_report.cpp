@@ -6,6 +6,7 @@
 
 #include "device/usb_device.h"
 #include "driver/simulator/json.h"
+#include "io/status_texts.h"
 
 namespace vx310ctl {
 
@@ -20,74 +21,15 @@ constexpr std::array<std::string_view, 2> kOutputFormats = {"Consumer (S/PDIF)",
                                                             "Professional (AES3)"};
 constexpr std::array<std::string_view, 2> kUsb1Inputs = {"Analog", "Digital"};
 
-constexpr std::int32_t kClockAutomatic = 0;
-constexpr std::int32_t kClockInternal = 1;
-constexpr std::int32_t kClockDigital = 2;
-
-constexpr std::uint32_t kSignalInvalid = 1;
-constexpr std::uint32_t kSignalValid = 2;
-constexpr std::uint32_t kSignalMuted = 3;
-
 template <std::size_t size>
 std::string itemText(const std::array<std::string_view, size>& items, std::int32_t item) {
   const bool known = item >= 0 && static_cast<std::size_t>(item) < size;
   return known ? std::string(items[static_cast<std::size_t>(item)]) : "unknown";
 }
 
-std::string sampleRateText(std::uint32_t hertz) {
-  switch (hertz) {
-    case 48000:
-      return "48 kHz";
-    case 88200:
-      return "88.2 kHz";
-    case 96000:
-      return "96 kHz";
-    default:
-      return "44.1 kHz";
-  }
-}
-
+// The source that was chosen, which is not always the one that the clock runs on.
 std::string clockChoiceText(std::int32_t source) {
-  switch (source) {
-    case kClockAutomatic:
-      return "automatic";
-    case kClockInternal:
-      return "internal";
-    case kClockDigital:
-      return "digital input";
-    default:
-      return "unknown";
-  }
-}
-
-std::string clockSourceText(std::int32_t source, const VQ_DigitalStatus& status) {
-  if (source != kClockAutomatic) return clockChoiceText(source);
-  return clockChoiceText(status.lockState == kSignalValid ? kClockDigital : kClockInternal);
-}
-
-std::string rateText(const char* state, std::uint32_t hertz) {
-  std::array<char, 64> text{};
-  if (hertz % 1000 == 0) {
-    std::snprintf(text.data(), text.size(), "%s %u kHz", state, hertz / 1000);
-  } else {
-    std::snprintf(text.data(), text.size(), "%s %u.%u kHz", state, hertz / 1000,
-                  hertz % 1000 / 100);
-  }
-  return text.data();
-}
-
-std::string digitalInputText(std::int32_t source, const VQ_DigitalStatus& status) {
-  if (source == kClockInternal) return "unavailable";
-  switch (status.lockState) {
-    case kSignalInvalid:
-      return "no valid signal";
-    case kSignalValid:
-      return rateText("valid", status.rate);
-    case kSignalMuted:
-      return rateText("muted", status.rate);
-    default:
-      return "no signal";
-  }
+  return source == kClockAutomatic ? "automatic" : clockSourceText(source, false);
 }
 
 void addText(Report& report, const char* key, const char* name, const std::string& text) {
@@ -110,8 +52,7 @@ void addIdentity(Report& report, USBDevice& device) {
   addId(report, "vendor_id", "Vendor id", device.vendorId());
   addId(report, "product_id", "Product id", device.productId());
   addText(report, "unit", "Unit", device.string1());
-  addText(report, "connection", "Connection",
-          device.isUSB2Device() ? "USB 2.0" : "USB 1.1 (unsupported) ");
+  addText(report, "connection", "Connection", connectionText(device.isUSB2Device()));
   VqVersion version;
   device.getDriverVersion(version);
   addText(report, "driver_version", "Driver version", version.text);
@@ -121,7 +62,7 @@ void addIdentity(Report& report, USBDevice& device) {
 }
 
 void addClock(Report& report, USBDevice& device) {
-  addText(report, "sample_width", "Sample width", "24 bits");
+  addText(report, "sample_width", "Sample width", kSampleWidthText);
   VQ_DeviceConfiguration configuration;
   device.getCurrentConfiguration(configuration);
   addText(report, "sample_rate", "Sample rate", sampleRateText(configuration.sampleRate));
@@ -129,7 +70,7 @@ void addClock(Report& report, USBDevice& device) {
   const std::int32_t source = device.getCurrentClockSource();
   VQ_DigitalStatus status;
   device.getDigitalStatus(status);
-  addText(report, "clock_source", "Clock source", clockSourceText(source, status));
+  addText(report, "clock_source", "Clock source", clockSourceText(source, hasValidSignal(status)));
   addText(report, "clock_choice", "Chosen clock", clockChoiceText(source));
   addText(report, "digital_input", "Digital input", digitalInputText(source, status));
 }

@@ -1,0 +1,30 @@
+// The texts in which an interface's state is shown, from the values that it reports.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "device/records.h"
+
+// What the device reports as its clock source.
+inline constexpr std::int32_t kClockAutomatic = 0;  // the digital input while its signal is valid
+inline constexpr std::int32_t kClockInternal = 1;
+inline constexpr std::int32_t kClockDigitalInput = 2;
+
+// The width of every sample.
+inline constexpr const char* kSampleWidthText = "24 bits";
+
+const char* connectionText(bool usb2);
+
+// Any other rate than those of the device is shown as the lowest.
+const char* sampleRateText(std::uint32_t hertz);
+
+// Whether a clock that is chosen automatically follows the digital input.
+bool hasValidSignal(const VQ_DigitalStatus& digitalInput);
+
+// The source that the clock runs on. `validSignal` counts with the automatic choice alone.
+const char* clockSourceText(std::int32_t clockSource, bool validSignal);
+
+// The state of the digital input, which has none on the internal clock; for a signal its state
+// followed by its rate in kHz, with one decimal where that is no whole number.
+std::string digitalInputText(std::int32_t clockSource, const VQ_DigitalStatus& digitalInput);
