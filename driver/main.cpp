@@ -11,6 +11,7 @@
 
 #include "driver/command_line.h"
 #include "driver/service/names.h"
+#include "driver/service/session_bus.h"
 #include "driver/simulator/simulator.h"
 
 namespace {
@@ -19,8 +20,8 @@ using driver::Bus;
 using driver::CommandLine;
 using driver::Event;
 
-// How long the bus may take to answer the few questions asked at the start.
-constexpr std::uint64_t kBusLimitMicroseconds = 5'000'000;
+// How long the bus may take to let the driver in, and to answer the few questions at the start.
+constexpr std::chrono::seconds kBusLimit{5};
 
 int failed(const char* what, int result) {
   std::fprintf(stderr, "vx310-driver: %s: %s\n", what, std::strerror(-result));
@@ -48,13 +49,9 @@ int endOnSignals(sd_event* event) {
 }
 
 int connect(sd_event* event, Bus& bus) {
-  sd_bus* connected = nullptr;
-  int result = sd_bus_open_user(&connected);
-  if (result < 0) return result;
-  bus.reset(connected);
-  result = sd_bus_set_method_call_timeout(connected, kBusLimitMicroseconds);
-  if (result >= 0) result = sd_bus_set_exit_on_disconnect(connected, true);
-  if (result >= 0) result = sd_bus_attach_event(connected, event, SD_EVENT_PRIORITY_NORMAL);
+  int result = driver::openSessionBus(kBusLimit, &bus);
+  if (result >= 0) result = sd_bus_set_exit_on_disconnect(bus.get(), true);
+  if (result >= 0) result = sd_bus_attach_event(bus.get(), event, SD_EVENT_PRIORITY_NORMAL);
   return result;
 }
 

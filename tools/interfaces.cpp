@@ -3,21 +3,18 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <string_view>
 
 #include "device/discovery.h"
+#include "device/driver_services.h"
 #include "device/usb_device.h"
-#include "driver/service/handles.h"
 #include "driver/service/names.h"
+#include "tools/tool_bus.h"
 
 namespace vx310ctl {
 
 namespace {
-
-constexpr std::string_view kClassName = "LumKernelDeviceVantrelVX310";
-constexpr std::uint64_t kBusLimitMicroseconds = 250'000;
 
 void collect(void* context, USBDevice* device, VQAPI_CBEvent event) {
   if (event != VQAPI_CB_Arrived) return;
@@ -25,18 +22,23 @@ void collect(void* context, USBDevice* device, VQAPI_CBEvent event) {
   static_cast<std::vector<USBDevice*>*>(context)->push_back(device);
 }
 
-bool driverIsRunning() {
-  sd_bus* raw = nullptr;
-  const int opened = sd_bus_open_user(&raw);
-  const driver::Bus bus(raw);
-  if (opened < 0) return false;
-  sd_bus_set_method_call_timeout(raw, kBusLimitMicroseconds);
+// Why there are no interfaces.
+ExitStatus whyNone() {
+  driver::Bus bus;
+  if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
   sd_bus_message* answer = nullptr;
-  sd_bus_call_method(raw, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-                     "NameHasOwner", nullptr, &answer, "s", driver::kBusName);
+  sd_bus_call_method(bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                     "org.freedesktop.DBus", "NameHasOwner", nullptr, &answer, "s",
+                     driver::kBusName);
   const driver::BusMessage reply(answer);
   int owned = 0;
-  return answer && sd_bus_message_read(answer, "b", &owned) > 0 && owned != 0;
+  if (!answer || sd_bus_message_read(answer, "b", &owned) < 0) {
+    std::fputs("vx310ctl: the session bus does not answer\n", stderr);
+    return kFailed;
+  }
+  if (owned != 0) return kDone;
+  std::fputs("vx310ctl: no driver service is running (start vx310-driver)\n", stderr);
+  return kNoDriver;
 }
 
 }  // namespace
@@ -44,7 +46,7 @@ bool driverIsRunning() {
 Interfaces::Interfaces() {
   const QuietStandardOutput quiet;
   GUID identity{};
-  std::copy(kClassName.begin(), kClassName.end(), identity.begin());
+  std::string_view(kVX310DriverClass).copy(identity.data(), identity.size() - 1);
   vqapiInit(collect, &devices_, identity);
 }
 
@@ -56,11 +58,7 @@ Interfaces::~Interfaces() {
   vqapiTerm();
 }
 
-ExitStatus Interfaces::status() const {
-  if (!devices_.empty() || driverIsRunning()) return kDone;
-  std::fputs("vx310ctl: no driver service is running (start vx310-driver)\n", stderr);
-  return kNoDriver;
-}
+ExitStatus Interfaces::status() const { return devices_.empty() ? whyNone() : kDone; }
 
 QuietStandardOutput::QuietStandardOutput() {
   std::fflush(stdout);

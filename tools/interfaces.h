@@ -22,7 +22,8 @@ class Interfaces {
   // In the order of their discovery.
   const std::vector<USBDevice*>& all() const { return devices_; }
 
-  // kDone, or kNoDriver with an explanation on standard error when no driver service is running.
+  // kDone; or with an explanation on standard error kNoDriver when no driver service is running,
+  // and kFailed when the session bus cannot be reached.
   ExitStatus status() const;
 
  private:

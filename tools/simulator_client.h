@@ -1,22 +1,18 @@
 // The driver's simulated interfaces, reached over the session bus.
 //
-// Every call waits at most kSimulatorLimit; a failed one is explained on standard error and gives
+// Every call waits at most kBusLimit; a failed one is explained on standard error and gives
 // the exit status to end with.
 #pragma once
 
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <utility>
 #include <vector>
 
-#include "driver/service/handles.h"
 #include "tools/exit_status.h"
+#include "tools/tool_bus.h"
 
 namespace vx310ctl {
-
-// Plugging in waits for the audio device to appear; everything else is a matter of milliseconds.
-inline constexpr std::chrono::milliseconds kSimulatorLimit{2000};
 
 using Words = std::vector<std::string>;
 

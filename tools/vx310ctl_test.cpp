@@ -5,6 +5,7 @@
 #include <csignal>
 
 #include "driver/testing/driver_session.h"
+#include "tests/support/silent_bus.h"
 
 namespace vx310ctl {
 namespace {
@@ -261,6 +262,25 @@ TEST_F(ControlTool, FaultsAreInjectedAndEnded) {
   EXPECT_THAT(request(connection, 6).bytes, SizeIs(10));
   sim({"fault", "none"});
   EXPECT_THAT(request(connection, 6).bytes, SizeIs(260));
+}
+
+TEST_F(ControlTool, ABusThatDoesNotAnswerIsStatus1WithinSeconds) {
+  const test_support::SilentBus bus;
+  bus.enter();
+  for (const Words& words : {Words{"list"}, Words{"show"}, Words{"sim", "state"}}) {
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(run(words), 1) << ::testing::PrintToString(words);
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(4));
+    EXPECT_EQ(errors_, "vx310ctl: the session bus does not answer\n");
+  }
+}
+
+TEST_F(ControlTool, WithoutABusTheStatusIs1) {
+  setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+  for (const Words& words : {Words{"list"}, Words{"sim", "state"}}) {
+    EXPECT_EQ(run(words), 1) << ::testing::PrintToString(words);
+    EXPECT_THAT(errors_, HasSubstr("cannot reach the session bus"));
+  }
 }
 
 TEST_F(ControlTool, AFrozenDriverIsStatus1WithinTheLimit) {

@@ -18,7 +18,8 @@ struct Releaser {
   }
 };
 
-using Bus = std::unique_ptr<sd_bus, Releaser<sd_bus_flush_close_unref>>;
+// What the bus has not taken by then is dropped: a bus that hangs must not keep the process.
+using Bus = std::unique_ptr<sd_bus, Releaser<sd_bus_close_unref>>;
 using BusSlot = std::unique_ptr<sd_bus_slot, Releaser<sd_bus_slot_unref>>;
 using BusMessage = std::unique_ptr<sd_bus_message, Releaser<sd_bus_message_unref>>;
 using Event = std::unique_ptr<sd_event, Releaser<sd_event_unref>>;

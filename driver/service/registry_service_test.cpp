@@ -4,6 +4,7 @@
 #include <csignal>
 
 #include "driver/testing/driver_session.h"
+#include "tests/support/silent_bus.h"
 
 namespace driver {
 namespace {
@@ -237,6 +238,25 @@ TEST_F(RegistryService, WithoutABusItEndsAtOnce) {
   endBus();
   EXPECT_EQ(statusOf({}), 1);
   EXPECT_THAT(errors_, HasSubstr("vx310-driver: cannot"));
+}
+
+TEST_F(RegistryService, WithABusThatDoesNotAnswerItEndsWithinSeconds) {
+  const test_support::SilentBus bus;
+  bus.enter();
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_EQ(statusOf({}), 1);
+  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(7));
+  EXPECT_THAT(errors_, HasSubstr("vx310-driver: cannot reach the session bus"));
+}
+
+TEST_F(RegistryService, AHungBusThatStillOwesItAnswersDoesNotKeepItFromEnding) {
+  startDriver();
+  const auto connection = open(onlyService());
+  hangBus();
+  // Each request is told to the clients: more than the bus's socket holds.
+  for (std::uint32_t i = 0; i < 2000; ++i) request(connection, 40, {0, 0, i % 2});
+  driver().signal(SIGTERM);
+  EXPECT_EQ(driver().wait(std::chrono::seconds(5)), 0);
 }
 
 TEST_F(RegistryService, HelpAndVersionAreShown) {

@@ -50,6 +50,8 @@ class DriverSession : public ::testing::Test {
   // do not count as added.
   void startDriver(const std::vector<std::string>& options = {});
   ChildProcess& driver() { return *driver_; }
+  // The bus takes nothing in any more.
+  void hangBus() { session_.hang(); }
   // The bus goes, and this client's connection to it.
   void endBus() { session_.stop(); }
   // What is different in the environment of the programs that this session starts.

@@ -2,6 +2,7 @@
 // a temporary folder, so that nothing of the machine's session is touched or started.
 #pragma once
 
+#include <csignal>
 #include <memory>
 #include <string>
 
@@ -25,6 +26,9 @@ class PrivateBus {
 
   // From now on the bus starts `command` when somebody asks for the name.
   void makeActivatable(const std::string& name, const std::string& command);
+
+  // From now on the bus takes nothing in and answers nothing.
+  void hang() { daemon_->signal(SIGSTOP); }
 
   // The bus goes away, with everybody's connection.
   void stop() { daemon_.reset(); }

@@ -1,14 +1,13 @@
 // How the comings and goings of drivers and services on the bus become notifications.
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 
 #include <cstdlib>
 
 #include "platform/device_registry/core/descriptor.h"
 #include "platform/device_registry/dbus/testing/dbus_fixture.h"
+#include "tests/support/silent_bus.h"
 
 namespace {
 
@@ -46,15 +45,8 @@ TEST(SessionBus, ThatDoesNotExistFailsTheRegistry) {
 }
 
 TEST(SessionBus, ThatNeverAnswersFailsTheRegistryWithinTheLimit) {
-  const Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  const std::string name = "device-registry-test-" + std::to_string(getpid());
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  name.copy(address.sun_path + 1, name.size());  // an abstract name needs no file
-  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-  ASSERT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
-  ASSERT_EQ(listen(listener.get(), 4), 0);
-  setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:abstract=" + name).c_str(), 1);
+  const test_support::SilentBus bus;
+  bus.enter();
   mach_port_t port = 1;
   IOReturn result = kIOReturnSuccess;
   EXPECT_LE(millisecondsOf([&] { result = IOMasterPort(&port); }), kCallBoundMs);
