@@ -306,6 +306,28 @@ TEST_F(DriverAnnouncements, WhatAnotherSenderAnnouncesIsIgnored) {
   EXPECT_EQ(client_.messages.size(), 1u);
 }
 
+TEST_F(DriverAnnouncements, ServicesThatAreThereAtFirstComeInTheOrderOfTheirNumbers) {
+  const std::vector<std::string> names{"Device0",   "Device2",    "Device09",
+                                       "Device9",   "Device10",   "Device010x",
+                                       "Device100", "Device100a", "Devicf"};
+  driver_.perform([&](Driver& driver) {
+    for (std::size_t i = names.size(); i-- > 0;) {
+      Service service = sane();
+      service.properties = {{"Name", names[i]}};
+      driver.publish(names[i], service);
+    }
+    driver.claimName();
+  });
+  ASSERT_EQ(client_.open(), kIOReturnSuccess);
+  std::vector<std::string> found;
+  for (const io_service_t service : client_.services) {
+    CFDictionary properties;
+    ASSERT_EQ(IORegistryEntryCreateCFProperties(service, &properties), kIOReturnSuccess);
+    found.push_back(*CFDictionaryGet<std::string>(properties, "Name"));
+  }
+  EXPECT_EQ(found, names);
+}
+
 TEST_F(DriverAnnouncements, TwoHundredServicesAreListedWithoutACallForEach) {
   constexpr int kMany = 200;
   driver_.perform([](Driver& driver) {

@@ -1,7 +1,7 @@
 #include "platform/device_registry/dbus/driver_bus.h"
 
+#include <algorithm>
 #include <array>
-#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -48,6 +48,35 @@ std::optional<std::string> readClassName(sd_bus_message* message) {
   sd_bus_message_exit_container(message);
   return className;
 }
+
+bool isDigit(char character) { return character >= '0' && character <= '9'; }
+
+// Takes the text's beginning away, as far as it is one number or one other character. Of a number
+// what counts is left: no leading zeros.
+std::string_view takePart(std::string_view& text) {
+  std::size_t size = 0;
+  while (size < text.size() && isDigit(text[size])) ++size;
+  std::string_view part = text.substr(0, std::max<std::size_t>(size, 1));
+  text.remove_prefix(part.size());
+  while (part.size() > 1 && part.front() == '0') part.remove_prefix(1);
+  return part;
+}
+
+// Orders texts as people do: "service9" before "service10".
+struct NaturalOrder {
+  bool operator()(std::string_view left, std::string_view right) const {
+    const std::pair whole(left, right);
+    while (!left.empty() && !right.empty()) {
+      const std::string_view a = takePart(left);
+      const std::string_view b = takePart(right);
+      // Of two numbers the one with more digits is the larger.
+      if (a.size() != b.size() && isDigit(a[0]) && isDigit(b[0])) return a.size() < b.size();
+      if (a != b) return a < b;
+    }
+    if (left.empty() != right.empty()) return left.empty();
+    return whole.first < whole.second;
+  }
+};
 
 // Whether an object is one of those below the object manager.
 bool isServicePath(std::string_view path) {
@@ -154,8 +183,8 @@ bool DriverBus::isFromOwner(sd_bus_message* message) const {
   return sender && !owner_.empty() && owner_ == sender;
 }
 
-void DriverBus::addService(const std::string& path, sd_bus_message* interfaces) {
-  const auto className = readClassName(interfaces);
+// Nothing as the class name stands for an object that is no service.
+void DriverBus::addService(const std::string& path, const std::optional<std::string>& className) {
   if (!className || !isServicePath(path) || services_.contains(path)) return;
   auto service = std::make_shared<DriverService>(registry_.numbers(), *className, path, calls_);
   services_.emplace(path, service);
@@ -207,12 +236,15 @@ int DriverBus::servicesListed(sd_bus_message* message, void* self, sd_bus_error*
       sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{oa{sa{sv}}}") <= 0) {
     return 0;
   }
+  // The list has no order of its own, but drivers number what they publish.
+  std::map<std::string, std::optional<std::string>, NaturalOrder> listed;
   while (sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "oa{sa{sv}}") > 0) {
     const char* path = nullptr;
     if (sd_bus_message_read_basic(message, SD_BUS_TYPE_OBJECT_PATH, &path) <= 0) break;
-    bus.addService(path, message);
+    listed[path] = readClassName(message);
     if (sd_bus_message_exit_container(message) < 0) break;
   }
+  for (const auto& [path, className] : listed) bus.addService(path, className);
   return 0;
 }
 
@@ -221,7 +253,7 @@ int DriverBus::interfacesAdded(sd_bus_message* message, void* self, sd_bus_error
   const char* path = nullptr;
   if (bus.isFromOwner(message) &&
       sd_bus_message_read_basic(message, SD_BUS_TYPE_OBJECT_PATH, &path) > 0) {
-    bus.addService(path, message);
+    bus.addService(path, readClassName(message));
   }
   return 0;
 }

@@ -8,6 +8,7 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/device_registry/core/registry.h"
@@ -39,7 +40,7 @@ class DriverBus {
   void startDriver();
   void listServices();
   bool isFromOwner(sd_bus_message* message) const;
-  void addService(const std::string& path, sd_bus_message* interfaces);
+  void addService(const std::string& path, const std::optional<std::string>& className);
   void removeService(const std::string& path);
 
   // Handlers of the bus library; each gets the DriverBus as its user data.
