@@ -17,11 +17,34 @@ int keepReply(sd_bus_message* message, void* reply, sd_bus_error*) noexcept {
   return 0;
 }
 
+// Takes notice of what has come meanwhile: late replies, or the connection's end.
+bool isOpen(sd_bus* bus) {
+  int processed = 1;
+  while (processed > 0) processed = sd_bus_process(bus, nullptr);
+  return processed == 0 && sd_bus_is_open(bus) > 0;
+}
+
 }  // namespace
 
 bool DriverCalls::connect() {
   bus_ = openSessionBus();
   return bus_ != nullptr;
+}
+
+IOReturn DriverCalls::makeSureOfBus(const Deadline& deadline) {
+  if (isOpen(bus_.get())) return kIOReturnSuccess;
+  if (reconnected_.isRunning()) return kIOReturnNotOpen;
+  reconnected_.start(kRegistryReopenIntervalMs);
+  Bus bus = openSessionBus();
+  if (!bus) return kIOReturnError;
+  while (sd_bus_is_ready(bus.get()) <= 0) {
+    const int processed = sd_bus_process(bus.get(), nullptr);
+    if (processed < 0) return kIOReturnError;
+    if (deadline.hasPassed()) return kIOReturnTimeout;
+    if (processed == 0) waitForBuses(std::array{bus.get()}, deadline);
+  }
+  bus_ = std::move(bus);
+  return kIOReturnSuccess;
 }
 
 void DriverCalls::setOwner(std::string owner) {
@@ -62,6 +85,7 @@ IOReturn DriverCalls::call(sd_bus_message* request, const Deadline& deadline, Bu
 
 IOReturn DriverCalls::readProperties(const std::string& path, CFDictionary* properties) {
   const Deadline deadline(kRegistryCallLimitMs);
+  if (const IOReturn result = makeSureOfBus(deadline)) return result;
   const BusMessage request = newCall(path, kPropertiesInterface, "Get");
   if (sd_bus_message_append(request.get(), "ss", kServiceInterface, "Properties") < 0) {
     return kIOReturnError;
@@ -79,6 +103,7 @@ IOReturn DriverCalls::readProperties(const std::string& path, CFDictionary* prop
 
 IOReturn DriverCalls::open(const std::string& path, std::uint32_t type, const Deadline& deadline,
                            std::optional<Channel>* channel) {
+  if (const IOReturn result = makeSureOfBus(deadline)) return result;
   const BusMessage request = newCall(path, kServiceInterface, "Open");
   if (sd_bus_message_append(request.get(), "u", type) < 0) return kIOReturnError;
   BusMessage reply;

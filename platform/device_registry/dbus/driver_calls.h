@@ -17,7 +17,8 @@ namespace device_registry {
 class DriverCalls {
  public:
   // Begins to connect; false when there is no bus. The connection has to be processed until it is
-  // ready before the first call.
+  // ready before the first call. If the bus drops it alone, a later call makes another, at most
+  // once in kRegistryReopenIntervalMs.
   bool connect();
   sd_bus* bus() const { return bus_.get(); }
 
@@ -32,6 +33,7 @@ class DriverCalls {
                 std::optional<Channel>* channel);
 
  private:
+  IOReturn makeSureOfBus(const Deadline& deadline);
   BusMessage newCall(const std::string& path, const char* interface, const char* member) const;
   // Sends `request` and waits for the reply. Once a driver has let the time pass, calls fail at
   // once for kRegistryReopenIntervalMs: a panel that makes many must not wait for each.
@@ -40,6 +42,7 @@ class DriverCalls {
   Bus bus_;
   std::string owner_;
   Pause silence_;
+  Pause reconnected_;
 };
 
 }  // namespace device_registry

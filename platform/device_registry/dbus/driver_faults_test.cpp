@@ -21,6 +21,16 @@ using testing::Le;
 
 using DriverFaults = DbusRequestTest;
 
+std::set<int> openDescriptors() {
+  std::set<int> numbers;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    numbers.insert(std::stoi(entry.path().filename()));
+  }
+  // The one that read the folder is closed by now.
+  std::erase_if(numbers, [](int number) { return fcntl(number, F_GETFD) < 0; });
+  return numbers;
+}
+
 // The bounds of a call that waits out its limit.
 auto fullLimit() { return AllOf(Ge(kRegistryCallLimitMs - 1), Le(kCallBoundMs)); }
 
@@ -248,13 +258,6 @@ TEST_F(DriverHandsOut, AnUnconnectedSocketOnWhichRequestsFail) {
 }
 
 TEST(DriverDescriptors, NoneIsInheritedByProgramsStartedLater) {
-  const auto openDescriptors = [] {
-    std::set<int> numbers;
-    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
-      numbers.insert(std::stoi(entry.path().filename()));
-    }
-    return numbers;
-  };
   const std::set<int> before = openDescriptors();
   test_support::PrivateBus bus;
   scripted_driver::DriverThread driver(bus.address());
@@ -270,13 +273,76 @@ TEST(DriverDescriptors, NoneIsInheritedByProgramsStartedLater) {
   ASSERT_EQ(IOServiceOpen(client.service(), 2, &connection), kIOReturnSuccess);
   int checked = 0;
   for (const int number : openDescriptors()) {
-    const int flags = fcntl(number, F_GETFD);
-    if (before.contains(number) || flags < 0) continue;
+    if (before.contains(number)) continue;
     ++checked;
-    EXPECT_TRUE(flags & FD_CLOEXEC) << number;
+    EXPECT_TRUE(fcntl(number, F_GETFD) & FD_CLOEXEC) << number;
   }
   EXPECT_GE(checked, 5);
   IOServiceClose(connection);
+}
+
+// The bus drops a client that breaks its limits, which may be one of the registry's two.
+class BusDropsTheCalls : public DbusTest {
+ protected:
+  void start() {
+    startDriver();
+    known_ = openDescriptors();
+    ASSERT_EQ(client_.open(), kIOReturnSuccess);
+    ASSERT_EQ(client_.come, 1);
+    const auto opened = newStreams();
+    ASSERT_EQ(opened.size(), 2u);
+    known_.insert(opened.front());  // that of the announcements is opened first
+  }
+
+  void drop() {
+    const auto opened = newStreams();
+    ASSERT_EQ(opened.size(), 1u);
+    ASSERT_EQ(shutdown(opened.front(), SHUT_RDWR), 0);
+  }
+
+  IOReturn read() {
+    CFDictionary properties;
+    return IORegistryEntryCreateCFProperties(client_.service(), &properties);
+  }
+
+ private:
+  std::vector<int> newStreams() const {
+    std::vector<int> streams;
+    for (const int number : openDescriptors()) {
+      int type = 0;
+      socklen_t size = sizeof type;
+      if (!known_.contains(number) && getsockopt(number, SOL_SOCKET, SO_TYPE, &type, &size) == 0 &&
+          type == SOCK_STREAM) {
+        streams.push_back(number);
+      }
+    }
+    return streams;
+  }
+
+  std::set<int> known_;
+};
+
+TEST_F(BusDropsTheCalls, AndTheNextCallConnectsAnew) {
+  start();
+  drop();
+  EXPECT_EQ(read(), kIOReturnSuccess);
+  io_connect_t connection = 0;
+  EXPECT_EQ(IOServiceOpen(client_.service(), 2, &connection), kIOReturnSuccess);
+  IOServiceClose(connection);
+  EXPECT_EQ(client_.gone, 0);
+}
+
+TEST_F(BusDropsTheCalls, AgainAndAgainAndItConnectsOnceInTheInterval) {
+  start();
+  drop();
+  ASSERT_EQ(read(), kIOReturnSuccess);
+  drop();
+  EXPECT_LE(millisecondsOf([this] {
+              for (int i = 0; i < 100; ++i) EXPECT_EQ(read(), kIOReturnNotOpen);
+            }),
+            kAtOnceMs);
+  waitForReopenInterval();
+  EXPECT_EQ(read(), kIOReturnSuccess);
 }
 
 // A service that goes away while it is being used.
