@@ -71,7 +71,7 @@ void Port::interfaceChanged(std::uint32_t notification) {
 }
 
 // Comes from inside the publication, which therefore goes only when the loop is back.
-void Port::interfaceLeft(Publication&) {
+void Port::interfaceLeft() {
   away_.start(milliseconds(0), [this] {
     disappear();
     away_.start(kAwayTime, [this] { plug(nullptr); });

@@ -35,7 +35,7 @@ class Port final : private InterfaceListener, private Publication::Owner {
 
  private:
   void interfaceChanged(std::uint32_t notification) override;
-  void interfaceLeft(Publication& publication) override;
+  void interfaceLeft() override;
   void appear();
   void disappear();
   void finishPlug(bool appeared);

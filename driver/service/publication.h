@@ -16,7 +16,7 @@ class Publication final : private ConnectionOwner {
   class Owner {
    public:
     // A request made the interface leave the bus. Must not destroy the publication.
-    virtual void interfaceLeft(Publication& publication) = 0;
+    virtual void interfaceLeft() = 0;
 
    protected:
     ~Owner() = default;
@@ -46,7 +46,7 @@ class Publication final : private ConnectionOwner {
   Publication(ServiceContext& context, Interface& interface, RequestHandler& handler, Owner& owner);
 
   void connectionClosed(Connection* connection) override;
-  void interfaceLeft() override { owner_.interfaceLeft(*this); }
+  void interfaceLeft() override { owner_.interfaceLeft(); }
 
   static const sd_bus_vtable kVtable[];
   static int onOpen(sd_bus_message* call, void* self, sd_bus_error* error);

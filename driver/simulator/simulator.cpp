@@ -36,37 +36,120 @@ int invalid(sd_bus_error* error, const std::string& problem) {
   return sd_bus_error_set(error, SD_BUS_ERROR_INVALID_ARGS, problem.c_str());
 }
 
+// What is done to one interface, with the rest of the call's arguments still to be read.
+
+int unplug(SimulatedInterface& interface, sd_bus_message* message, sd_bus_error*) {
+  interface.port().unplug();
+  return sd_bus_reply_method_return(message, nullptr);
+}
+
+int set(SimulatedInterface& interface, sd_bus_message* message, sd_bus_error* error) {
+  std::vector<std::string> words;
+  const int result = readWords(message, words);
+  if (result < 0) return result;
+  std::string problem;
+  const auto reply = [call = shared(message)] { sd_bus_reply_method_return(call.get(), nullptr); };
+  switch (interface.set(words, &problem, reply)) {
+    case SettingResult::done:
+      return 1;
+    case SettingResult::refused:
+      return sd_bus_error_set(error, kRefusedError, problem.c_str());
+    default:
+      return invalid(error, problem);
+  }
+}
+
+int notify(SimulatedInterface& interface, sd_bus_message* message, sd_bus_error* error) {
+  std::uint32_t notification = 0;
+  std::uint32_t type = 0;
+  std::uint32_t sizeWord = 0;
+  const int result = sd_bus_message_read(message, "uuu", &notification, &type, &sizeWord);
+  if (result < 0) return result;
+  Publication* publication = interface.port().publication();
+  if (!publication) return notPlugged(error);
+  publication->sendMessage(type, sizeWord, notification);
+  return sd_bus_reply_method_return(message, nullptr);
+}
+
+int fault(SimulatedInterface& interface, sd_bus_message* message, sd_bus_error* error) {
+  std::vector<std::string> words;
+  const int result = readWords(message, words);
+  if (result < 0) return result;
+  std::string problem;
+  const auto fault = parseFault(words, &problem);
+  if (!fault) return invalid(error, problem);
+  interface.addFault(*fault);
+  return sd_bus_reply_method_return(message, nullptr);
+}
+
+int stall(SimulatedInterface& interface, sd_bus_message* message, sd_bus_error* error) {
+  std::uint32_t limit = 0;
+  const int result = sd_bus_message_read(message, "u", &limit);
+  if (result < 0) return result;
+  if (!interface.port().publication()) return notPlugged(error);
+  interface.stall(limit == 0 ? std::nullopt : std::optional(std::chrono::milliseconds(limit)));
+  return sd_bus_reply_method_return(message, nullptr);
+}
+
+int clearFaults(SimulatedInterface& interface, sd_bus_message* message, sd_bus_error*) {
+  interface.clearFaults();
+  return sd_bus_reply_method_return(message, nullptr);
+}
+
+int getState(SimulatedInterface& interface, sd_bus_message* message, sd_bus_error*) {
+  sd_bus_message* raw = nullptr;
+  int result = sd_bus_message_new_method_return(message, &raw);
+  if (result < 0) return result;
+  const BusMessage reply(raw);
+  result = sd_bus_message_open_container(raw, 'a', "(ss)");
+  for (const auto& [name, value] : interface.state()) {
+    if (result < 0) return result;
+    result = sd_bus_message_append(raw, "(ss)", name.c_str(), value.c_str());
+  }
+  if (result >= 0) result = sd_bus_message_close_container(raw);
+  return result < 0 ? result : sd_bus_message_send(raw);
+}
+
 }  // namespace
+
+template <Simulator::Call call>
+constexpr sd_bus_vtable Simulator::method(const char* name, const char* arguments,
+                                          const char* results) {
+  const auto handler = [](sd_bus_message* message, void* self, sd_bus_error* error) {
+    return (static_cast<Simulator*>(self)->*call)(message, error);
+  };
+  return SD_BUS_METHOD(name, arguments, results, handler, SD_BUS_VTABLE_UNPRIVILEGED);
+}
+
+template <Simulator::InterfaceCall call>
+int Simulator::toInterface(sd_bus_message* message, sd_bus_error* error) {
+  std::uint32_t index = 0;
+  const int result = sd_bus_message_read(message, "u", &index);
+  if (result < 0) return result;
+  if (index >= interfaces_.size()) return noInterface(error, index);
+  return call(interfaces_[index], message, error);
+}
 
 const sd_bus_vtable Simulator::kVtable[] = {
     SD_BUS_VTABLE_START(0),
     // Adds an interface and plugs it in; answers its number.
-    SD_BUS_METHOD("Add", "", "u", &Simulator::method<&Simulator::onAdd>,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("Plug", "u", "u", &Simulator::method<&Simulator::onPlug>,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("Unplug", "u", "", &Simulator::method<&Simulator::onUnplug>,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
+    method<&Simulator::onAdd>("Add", "", "u"),
+    method<&Simulator::onPlug>("Plug", "u", "u"),
+    method<&Simulator::toInterface<unplug>>("Unplug", "u", ""),
     // A setting's name and its arguments.
-    SD_BUS_METHOD("Set", "uas", "", &Simulator::method<&Simulator::onSet>,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
+    method<&Simulator::toInterface<set>>("Set", "uas", ""),
     // Notification number, message type and the size that the argument says to have.
-    SD_BUS_METHOD("Notify", "uuuu", "", &Simulator::method<&Simulator::onNotify>,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("Fault", "uas", "", &Simulator::method<&Simulator::onFault>,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
+    method<&Simulator::toInterface<notify>>("Notify", "uuuu", ""),
+    method<&Simulator::toInterface<fault>>("Fault", "uas", ""),
     // Milliseconds; 0 for no limit.
-    SD_BUS_METHOD("Stall", "uu", "", &Simulator::method<&Simulator::onStall>,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD("ClearFaults", "u", "", &Simulator::method<&Simulator::onClearFaults>,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
+    method<&Simulator::toInterface<stall>>("Stall", "uu", ""),
+    method<&Simulator::toInterface<clearFaults>>("ClearFaults", "u", ""),
     // For each interface whether it is plugged in, and its product name.
-    SD_BUS_METHOD("List", "", "a(bs)", &Simulator::method<&Simulator::onList>,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
+    method<&Simulator::onList>("List", "", "a(bs)"),
     // Names and JSON values.
-    SD_BUS_METHOD("GetState", "u", "a(ss)", &Simulator::method<&Simulator::onGetState>,
-                  SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_VTABLE_END};
+    method<&Simulator::toInterface<getState>>("GetState", "u", "a(ss)"),
+    SD_BUS_VTABLE_END,
+};
 
 int Simulator::start() {
   sd_bus_slot* slot = nullptr;
@@ -78,16 +161,6 @@ int Simulator::start() {
 
 SimulatedInterface& Simulator::add() {
   return interfaces_.emplace_back(context_, kFirstUniqueId + interfaces_.size());
-}
-
-SimulatedInterface* Simulator::interfaceIn(sd_bus_message* message, sd_bus_error* error,
-                                           int* result) {
-  std::uint32_t index = 0;
-  *result = sd_bus_message_read(message, "u", &index);
-  if (*result < 0) return nullptr;
-  if (index < interfaces_.size()) return &interfaces_[index];
-  *result = noInterface(error, index);
-  return nullptr;
 }
 
 int Simulator::plugAndReply(sd_bus_message* message, SimulatedInterface& interface,
@@ -120,82 +193,6 @@ int Simulator::onPlug(sd_bus_message* message, sd_bus_error* error) {
   return plugAndReply(message, interfaces_[index], index);
 }
 
-int Simulator::onUnplug(sd_bus_message* message, sd_bus_error* error) {
-  int result = 0;
-  SimulatedInterface* interface = interfaceIn(message, error, &result);
-  if (!interface) return result;
-  interface->port().unplug();
-  return sd_bus_reply_method_return(message, nullptr);
-}
-
-int Simulator::onSet(sd_bus_message* message, sd_bus_error* error) {
-  int result = 0;
-  SimulatedInterface* interface = interfaceIn(message, error, &result);
-  if (!interface) return result;
-  std::vector<std::string> words;
-  result = readWords(message, words);
-  if (result < 0) return result;
-  std::string problem;
-  const auto reply = [call = shared(message)] { sd_bus_reply_method_return(call.get(), nullptr); };
-  switch (interface->set(words, &problem, reply)) {
-    case SettingResult::done:
-      return 1;
-    case SettingResult::refused:
-      return sd_bus_error_set(error, kRefusedError, problem.c_str());
-    default:
-      return invalid(error, problem);
-  }
-}
-
-int Simulator::onNotify(sd_bus_message* message, sd_bus_error* error) {
-  int result = 0;
-  SimulatedInterface* interface = interfaceIn(message, error, &result);
-  if (!interface) return result;
-  std::uint32_t notification = 0;
-  std::uint32_t type = 0;
-  std::uint32_t sizeWord = 0;
-  result = sd_bus_message_read(message, "uuu", &notification, &type, &sizeWord);
-  if (result < 0) return result;
-  Publication* publication = interface->port().publication();
-  if (!publication) return notPlugged(error);
-  publication->sendMessage(type, sizeWord, notification);
-  return sd_bus_reply_method_return(message, nullptr);
-}
-
-int Simulator::onFault(sd_bus_message* message, sd_bus_error* error) {
-  int result = 0;
-  SimulatedInterface* interface = interfaceIn(message, error, &result);
-  if (!interface) return result;
-  std::vector<std::string> words;
-  result = readWords(message, words);
-  if (result < 0) return result;
-  std::string problem;
-  const auto fault = parseFault(words, &problem);
-  if (!fault) return invalid(error, problem);
-  interface->addFault(*fault);
-  return sd_bus_reply_method_return(message, nullptr);
-}
-
-int Simulator::onStall(sd_bus_message* message, sd_bus_error* error) {
-  int result = 0;
-  SimulatedInterface* interface = interfaceIn(message, error, &result);
-  if (!interface) return result;
-  std::uint32_t limit = 0;
-  result = sd_bus_message_read(message, "u", &limit);
-  if (result < 0) return result;
-  if (!interface->port().publication()) return notPlugged(error);
-  interface->stall(limit == 0 ? std::nullopt : std::optional(std::chrono::milliseconds(limit)));
-  return sd_bus_reply_method_return(message, nullptr);
-}
-
-int Simulator::onClearFaults(sd_bus_message* message, sd_bus_error* error) {
-  int result = 0;
-  SimulatedInterface* interface = interfaceIn(message, error, &result);
-  if (!interface) return result;
-  interface->clearFaults();
-  return sd_bus_reply_method_return(message, nullptr);
-}
-
 int Simulator::onList(sd_bus_message* message, sd_bus_error*) {
   sd_bus_message* raw = nullptr;
   int result = sd_bus_message_new_method_return(message, &raw);
@@ -206,23 +203,6 @@ int Simulator::onList(sd_bus_message* message, sd_bus_error*) {
     if (result < 0) return result;
     result = sd_bus_message_append(raw, "(bs)", interface.port().publication() != nullptr,
                                    interface.productName().c_str());
-  }
-  if (result >= 0) result = sd_bus_message_close_container(raw);
-  return result < 0 ? result : sd_bus_message_send(raw);
-}
-
-int Simulator::onGetState(sd_bus_message* message, sd_bus_error* error) {
-  int result = 0;
-  SimulatedInterface* interface = interfaceIn(message, error, &result);
-  if (!interface) return result;
-  sd_bus_message* raw = nullptr;
-  result = sd_bus_message_new_method_return(message, &raw);
-  if (result < 0) return result;
-  const BusMessage reply(raw);
-  result = sd_bus_message_open_container(raw, 'a', "(ss)");
-  for (const auto& [name, value] : interface->state()) {
-    if (result < 0) return result;
-    result = sd_bus_message_append(raw, "(ss)", name.c_str(), value.c_str());
   }
   if (result >= 0) result = sd_bus_message_close_container(raw);
   return result < 0 ? result : sd_bus_message_send(raw);

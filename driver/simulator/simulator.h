@@ -26,25 +26,21 @@ class Simulator {
 
  private:
   using Call = int (Simulator::*)(sd_bus_message*, sd_bus_error*);
+  using InterfaceCall = int (*)(SimulatedInterface&, sd_bus_message*, sd_bus_error*);
+
+  // The vtable's entry of a method that a member carries out.
   template <Call call>
-  static int method(sd_bus_message* message, void* self, sd_bus_error* error) {
-    return (static_cast<Simulator*>(self)->*call)(message, error);
-  }
+  static constexpr sd_bus_vtable method(const char* name, const char* arguments,
+                                        const char* results);
+  // Carries out a method whose first argument is an interface's number.
+  template <InterfaceCall call>
+  int toInterface(sd_bus_message* message, sd_bus_error* error);
   static const sd_bus_vtable kVtable[];
 
   int onAdd(sd_bus_message* message, sd_bus_error* error);
   int onPlug(sd_bus_message* message, sd_bus_error* error);
-  int onUnplug(sd_bus_message* message, sd_bus_error* error);
-  int onSet(sd_bus_message* message, sd_bus_error* error);
-  int onNotify(sd_bus_message* message, sd_bus_error* error);
-  int onFault(sd_bus_message* message, sd_bus_error* error);
-  int onStall(sd_bus_message* message, sd_bus_error* error);
-  int onClearFaults(sd_bus_message* message, sd_bus_error* error);
   int onList(sd_bus_message* message, sd_bus_error* error);
-  int onGetState(sd_bus_message* message, sd_bus_error* error);
 
-  // Reads an interface's number from the message; null, with *result to return, for a wrong one.
-  SimulatedInterface* interfaceIn(sd_bus_message* message, sd_bus_error* error, int* result);
   // Plugs and answers the call once that is done.
   int plugAndReply(sd_bus_message* message, SimulatedInterface& interface, std::size_t index);
 
