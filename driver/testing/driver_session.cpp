@@ -123,7 +123,8 @@ void DriverSession::SetUp() {
 }
 
 std::vector<std::string> DriverSession::environment() const {
-  return appendWords({"PIPEWIRE_REMOTE"}, audioEnvironment_);
+  return appendWords({"PIPEWIRE_CONFIG_DIR", "PIPEWIRE_PROPS", "PIPEWIRE_REMOTE"},
+                     audioEnvironment_);
 }
 
 void DriverSession::startDriver(const std::vector<std::string>& options) {

@@ -66,7 +66,9 @@ bool acceptsConnections(const std::filesystem::path& socketPath) {
 
 PipeWireServer::PipeWireServer() {
   folder_.write("server.conf", kConfiguration);
-  ::unsetenv("PIPEWIRE_REMOTE");
+  for (const char* name : {"PIPEWIRE_CONFIG_DIR", "PIPEWIRE_PROPS", "PIPEWIRE_REMOTE"}) {
+    ::unsetenv(name);
+  }
   ::setenv("PIPEWIRE_RUNTIME_DIR", folder().c_str(), 1);
   ::setenv("XDG_RUNTIME_DIR", folder().c_str(), 1);
 }
