@@ -1,0 +1,73 @@
+#include "foundation/lum_sorted_collection.h"
+
+#include <cstdlib>
+
+namespace {
+
+int compareSlots(const void* a, const void* b) {
+  const LumObject* first = *static_cast<LumObject* const*>(a);
+  const LumObject* second = *static_cast<LumObject* const*>(b);
+  const std::int32_t order = first->compare(*second);
+  return order == -1 || order == 1 ? order : 0;
+}
+
+}  // namespace
+
+bool LumSortedCollection::add(LumObject* object) {
+  if (!sorted_) return LumCollection::add(object);
+  if (object == nullptr) return false;
+  if (count() == getCapacity()) expand(2 * getCapacity());
+  std::int32_t low = 0;
+  for (std::int32_t high = count() - 1; low <= high;) {
+    const std::int32_t middle = low + (high - low) / 2;
+    const std::int32_t order = items()[middle]->compare(*object);
+    if (order < 0) {
+      low = middle + 1;
+    } else {
+      high = middle - 1;
+      if (order == 0) {
+        low = middle;
+        break;
+      }
+    }
+  }
+  insert(low, object);
+  return true;
+}
+
+std::int32_t LumSortedCollection::findIndex(LumObject* object) {
+  if (!sorted_) return LumCollection::findIndex(object);
+  if (object == nullptr) return -1;
+  // Of a run of equal objects the first is found without stepping through the run.
+  std::int32_t low = 0;
+  std::int32_t found = -1;
+  for (std::int32_t high = count() - 1; low <= high;) {
+    const std::int32_t middle = low + (high - low) / 2;
+    const std::int32_t order = items()[middle]->compare(*object);
+    if (order < 0) {
+      low = middle + 1;
+    } else {
+      high = middle - 1;
+      if (order == 0) found = middle;
+    }
+  }
+  return found;
+}
+
+bool LumSortedCollection::addUnsorted(LumObject* object) {
+  if (object == nullptr) return false;
+  sorted_ = false;
+  return LumCollection::add(object);
+}
+
+void LumSortedCollection::doSort() {
+  if (count() > 1)
+    std::qsort(items(), static_cast<std::size_t>(count()), sizeof(LumObject*), compareSlots);
+  sorted_ = true;
+}
+
+void LumSortedCollection::setSorted(bool sorted) {
+  if (sorted == sorted_) return;
+  sorted_ = sorted;
+  if (sorted_) doSort();
+}

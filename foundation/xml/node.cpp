@@ -1,0 +1,199 @@
+#include "foundation/xml/node.h"
+
+#include <vector>
+
+#include "foundation/character_class.h"
+#include "foundation/xml/parser.h"
+#include "foundation/xml/writer.h"
+
+namespace XML {
+
+namespace {
+
+constexpr LumString::Borrowed kNoText = {"", 0};
+
+// The nodes that the outermost destructor on this thread has still to drop.
+thread_local std::vector<LumObject*>* pending = nullptr;
+
+}  // namespace
+
+Node::Node(Doc* doc) : doc_(doc), text_(kNoText) {}
+
+Node::Node(Doc* doc, const char* name) : doc_(doc), name_(name), text_(kNoText) {}
+
+Node::Node(Doc* doc, const LumString& name) : doc_(doc), name_(name), text_(kNoText) {}
+
+Node::Node(Doc* doc, LumString::Borrowed name) : doc_(doc), name_(name), text_(kNoText) {}
+
+Node::~Node() {
+  if (nodes_.count_ == 0) return;
+  // The children are not dropped by this node's collection but by the outermost destructor, in the
+  // same order: dropping one adds its own children in front of its next sibling.
+  std::vector<LumObject*> own;
+  const bool isOutermost = pending == nullptr;
+  if (isOutermost) pending = &own;
+  for (; nodes_.count_ > 0; --nodes_.count_) pending->push_back(nodes_.items_[nodes_.count_ - 1]);
+  if (!isOutermost) return;
+  while (!own.empty()) {
+    LumObject* node = own.back();
+    own.pop_back();
+    node->decReferences();
+  }
+  pending = nullptr;
+}
+
+bool Node::onTagHeader(char*) { return false; }
+
+bool Node::onTagComment(char*) { return true; }
+
+Node* Node::getNode(std::int32_t index) const { return static_cast<Node*>(nodes_.atPos(index)); }
+
+Node* Node::getNode(const char* name) const {
+  for (std::int32_t i = 0; i < nodes_.count(); ++i) {
+    Node* node = getNode(i);
+    if (node->name_.stricmp(name) == 0) return node;
+  }
+  return nullptr;
+}
+
+Node* Node::getNode(const LumString& name) const {
+  for (std::int32_t i = 0; i < nodes_.count(); ++i) {
+    Node* node = getNode(i);
+    if (node->name_ == name) return node;
+  }
+  return nullptr;
+}
+
+Node* Node::getOrCreateNode(const char* name) {
+  Node* node = getNode(name);
+  return node != nullptr ? node : addNode(name);
+}
+
+Node* Node::getOrCreateNode(const LumString& name) {
+  Node* node = getNode(name);
+  return node != nullptr ? node : addNode(name);
+}
+
+Node* Node::addNode(Node* node) {
+  if (node == nullptr) return nullptr;
+  // A node that nobody refers to is no child yet; looking for it would cost a step for each child.
+  if (node->getReferences() != 0 && nodes_.findSame(node)) return nullptr;
+  if (!nodes_.add(node)) return nullptr;
+  node->doc_ = doc_;
+  return node;
+}
+
+Node* Node::addNode(const char* name) {
+  auto* node = new Node(doc_, name);
+  if (addNode(node) != nullptr) return node;
+  delete node;
+  return nullptr;
+}
+
+Node* Node::addNode(const LumString& name) { return addNode(name.getCharPointer()); }
+
+Attribute* Node::getAttribute(std::int32_t index) const {
+  return static_cast<Attribute*>(attributes_.atPos(index));
+}
+
+const Attribute* Node::getAttribute(const char* name) const {
+  for (std::int32_t i = 0; i < attributes_.count(); ++i) {
+    const Attribute* attribute = getAttribute(i);
+    if (cfStricmp(attribute->getName(), name) == 0) return attribute;
+  }
+  return nullptr;
+}
+
+Attribute* Node::getAttribute(const char* name, bool create) {
+  for (std::int32_t i = 0; i < attributes_.count(); ++i) {
+    Attribute* attribute = getAttribute(i);
+    if (cfStricmp(attribute->getName(), name) == 0) return attribute;
+  }
+  return create ? addAttribute(name, "") : nullptr;
+}
+
+Attribute* Node::addAttribute(Attribute* attribute) {
+  if (attribute == nullptr) return nullptr;
+  if (attribute->getReferences() != 0 && attributes_.findSame(attribute)) return nullptr;
+  return attributes_.add(attribute) ? attribute : nullptr;
+}
+
+namespace {
+
+Attribute* addNewAttribute(Node& node, Attribute* attribute) {
+  if (node.addAttribute(attribute) != nullptr) return attribute;
+  delete attribute;
+  return nullptr;
+}
+
+}  // namespace
+
+Attribute* Node::addAttribute(const LumString& name, const LumString& value) {
+  return addNewAttribute(*this, new Attribute(name, value.getCharPointer()));
+}
+
+Attribute* Node::addAttribute(const LumString& name, std::int32_t value) {
+  return addNewAttribute(*this, new Attribute(name, value));
+}
+
+Attribute* Node::addAttribute(const LumString& name, float value) {
+  return addNewAttribute(*this, new Attribute(name, value));
+}
+
+const char* Node::getAttributeValue(const char* name) const {
+  const Attribute* attribute = getAttribute(name);
+  return attribute != nullptr ? attribute->getValue() : "";
+}
+
+void Node::getAttributeValue(const char* name, LumString& out, const char* def) const {
+  const Attribute* attribute = getAttribute(name);
+  out.assign(attribute != nullptr ? attribute->getValue() : def);
+}
+
+void Node::getAttributeValue(const char* name, std::int32_t& out, std::int32_t def) const {
+  const Attribute* attribute = getAttribute(name);
+  out = attribute != nullptr ? attribute->getValueLong() : def;
+}
+
+void Node::getAttributeValue(const char* name, std::uint32_t& out, std::uint32_t def) const {
+  const Attribute* attribute = getAttribute(name);
+  out = attribute != nullptr ? attribute->getValueULong() : def;
+}
+
+void Node::getAttributeValue(const char* name, bool& out, bool def) const {
+  const Attribute* attribute = getAttribute(name);
+  out = attribute != nullptr ? attribute->getValueBool() : def;
+}
+
+void Node::getAttributeValue(const char* name, float& out, float def) const {
+  const Attribute* attribute = getAttribute(name);
+  out = attribute != nullptr ? attribute->getValueFloat() : def;
+}
+
+void Node::clear() {
+  removeChilds();
+  removeAttributes();
+}
+
+void Node::countNodesAndAttributes(std::int32_t& nodes, std::int32_t& attributes) const {
+  std::vector<const Node*> open = {this};
+  while (!open.empty()) {
+    const Node* node = open.back();
+    open.pop_back();
+    nodes += node->getCountNodes();
+    attributes += node->getCountAttributes();
+    for (std::int32_t i = 0; i < node->getCountNodes(); ++i) {
+      open.push_back(node->getNode(i));
+    }
+  }
+}
+
+void Node::buildXML(LumString& out, int level) const { Writer(out).write(*this, level); }
+
+void Node::addLevelString(LumString& out, int level) const { Writer(out).indent(level); }
+
+char* Node::doParse(char* text) { return Parser(nullptr).parseDocument(*this, text); }
+
+char* Node::parseNode(char* text) { return Parser(nullptr).parseElement(*this, text); }
+
+}  // namespace XML
