@@ -1,0 +1,122 @@
+#include "foundation/lum_sorted_collection.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "foundation/lum_string.h"
+
+namespace {
+
+std::string texts(const LumSortedCollection& collection) {
+  std::string all;
+  for (std::int32_t i = 0; const LumObject* each = collection.atPos(i); ++i) {
+    all += static_cast<const LumString*>(each)->getCharPointer();
+  }
+  return all;
+}
+
+// A text that no collection destroys: the test has a reference too.
+class Kept : public LumString {
+ public:
+  explicit Kept(const char* text) : LumString(text) { incReferences(); }
+};
+
+TEST(LumSortedCollection, KeepsItsObjectsInOrder) {
+  LumSortedCollection collection;
+  for (const char* text : {"d", "a", "c", "f", "b", "e"})
+    EXPECT_TRUE(collection.add(new LumString(text)));
+  EXPECT_EQ(texts(collection), "abcdef");
+  EXPECT_EQ(collection.getCapacity(), 10);
+  EXPECT_FALSE(collection.add(nullptr));
+}
+
+TEST(LumSortedCollection, ANewObjectGoesBeforeAnEqualOne) {
+  Kept first("b");
+  Kept second("b");
+  Kept third("b");
+  Kept before("a");
+  LumSortedCollection collection;
+  collection.add(&before);
+  collection.add(&first);
+  collection.add(&second);
+  EXPECT_EQ(collection.atPos(1), &second);
+  EXPECT_EQ(collection.atPos(2), &first);
+  // The search meets `second` first.
+  collection.add(&third);
+  EXPECT_EQ(collection.atPos(1), &third);
+  EXPECT_EQ(third.getReferences(), 2);
+}
+
+TEST(LumSortedCollection, FindsTheFirstOfEqualObjects) {
+  LumSortedCollection collection;
+  for (const char* text : {"a", "b", "b", "b", "b", "b", "c"}) collection.add(new LumString(text));
+  LumString wanted("b");
+  LumString missing("bb");
+  EXPECT_EQ(collection.findIndex(&wanted), 1);
+  EXPECT_EQ(collection.find(&wanted), collection.atPos(1));
+  EXPECT_EQ(collection.findIndex(&missing), -1);
+  EXPECT_EQ(collection.find(&missing), nullptr);
+  EXPECT_EQ(collection.findIndex(nullptr), -1);
+}
+
+TEST(LumSortedCollection, HasNoLimitWhileSorted) {
+  Kept same("a");
+  LumSortedCollection collection;
+  for (int i = 0; i < 40961; ++i) ASSERT_TRUE(collection.add(&same));
+  EXPECT_EQ(collection.count(), 40961);
+  EXPECT_EQ(collection.getCapacity(), 81920);
+}
+
+TEST(LumSortedCollection, AnUnsortedAddEndsTheOrder) {
+  LumSortedCollection collection;
+  collection.add(new LumString("b"));
+  EXPECT_TRUE(collection.addUnsorted(new LumString("a")));
+  EXPECT_FALSE(collection.isSorted());
+  collection.add(new LumString("0"));
+  EXPECT_EQ(texts(collection), "ba0");
+  // Unsorted it searches by equality, and all are equal.
+  LumString wanted("a");
+  EXPECT_EQ(collection.findIndex(&wanted), 0);
+}
+
+TEST(LumSortedCollection, AnUnsortedAddOfNullChangesNothing) {
+  LumSortedCollection collection;
+  EXPECT_FALSE(collection.addUnsorted(nullptr));
+  EXPECT_TRUE(collection.isSorted());
+}
+
+TEST(LumSortedCollection, SortsOnceWhenItShallBeSorted) {
+  class Counting : public LumSortedCollection {
+   public:
+    void doSort() override {
+      ++sorts;
+      LumSortedCollection::doSort();
+    }
+    int sorts = 0;
+  };
+  Counting collection;
+  for (const char* text : {"c", "a", "b"}) collection.addUnsorted(new LumString(text));
+  collection.setSorted(true);
+  EXPECT_EQ(texts(collection), "abc");
+  EXPECT_EQ(collection.sorts, 1);
+  collection.setSorted(true);
+  EXPECT_EQ(collection.sorts, 1);
+  collection.setSorted(false);
+  EXPECT_EQ(collection.sorts, 1);
+  collection.forceResort();
+  EXPECT_EQ(collection.sorts, 2);
+  EXPECT_TRUE(collection.isSorted());
+}
+
+TEST(LumSortedCollection, AnOrderOutsideOfTheThreeValuesDoesNotHang) {
+  class Odd : public LumObject {
+    std::int32_t compare(const LumObject&) const override { return 7; }
+  };
+  LumSortedCollection collection;
+  for (int i = 0; i < 4; ++i) EXPECT_TRUE(collection.add(new Odd));
+  Odd wanted;
+  EXPECT_EQ(collection.findIndex(&wanted), -1);
+}
+
+}  // namespace
