@@ -47,9 +47,9 @@ std::optional<CFValue> valueOf(plist_t node, int levelsLeft);
 std::optional<CFValue> arrayOf(plist_t node, int levelsLeft) {
   CFArray array;
   for (std::uint32_t i = 0; i < plist_array_get_size(node); ++i) {
-    if (auto value = valueOf(plist_array_get_item(node, i), levelsLeft)) {
-      array.push_back(*std::move(value));
-    }
+    auto value = valueOf(plist_array_get_item(node, i), levelsLeft);
+    if (!value) return std::nullopt;
+    array.push_back(*std::move(value));
   }
   return array;
 }
@@ -65,9 +65,9 @@ std::optional<CFValue> dictionaryOf(plist_t node, int levelsLeft) {
     plist_dict_next_item(node, position, &key, &item);
     const std::unique_ptr<char, Free> freeKey(key);
     if (!item) return dictionary;
-    if (auto value = valueOf(item, levelsLeft); value && key) {
-      dictionary.insert_or_assign(key, *std::move(value));
-    }
+    auto value = valueOf(item, levelsLeft);
+    if (!value || !key) return std::nullopt;
+    dictionary.insert_or_assign(key, *std::move(value));
   }
 }
 
@@ -81,6 +81,12 @@ std::optional<CFValue> realOf(plist_t node) {
   double number = 0;
   plist_get_real_val(node, &number);
   return number;
+}
+
+std::optional<CFValue> referenceOf(plist_t node) {
+  std::uint64_t number = 0;
+  plist_get_uid_val(node, &number);
+  return CFDictionary{{"CF$UID", static_cast<std::int64_t>(number)}};
 }
 
 std::optional<CFValue> booleanOf(plist_t node) {
@@ -101,6 +107,22 @@ std::optional<CFValue> dataOf(plist_t node) {
   return data ? CFData(data, data + length) : CFData();
 }
 
+// The text is read from the library's own writing of the date: its releases do not agree on another
+// way to ask for one.
+std::optional<CFValue> dateOf(plist_t node) {
+  constexpr std::string_view kOpen = "<date>";
+  char* xml = nullptr;
+  std::uint32_t length = 0;
+  plist_to_xml(node, &xml, &length);
+  const std::unique_ptr<char, Free> freeXml(xml);
+  const std::string_view text = xml ? std::string_view(xml, length) : std::string_view();
+  const auto open = text.find(kOpen);
+  const auto close = text.find("</date>");
+  if (open == text.npos || close == text.npos) return std::nullopt;
+  const auto start = open + kOpen.size();
+  return CFDate{std::string(text.substr(start, close - start))};
+}
+
 // Nothing for what no property value stands for, and below the deepest level.
 std::optional<CFValue> valueOf(plist_t node, int levelsLeft) {
   if (levelsLeft == 0) return std::nullopt;
@@ -113,6 +135,10 @@ std::optional<CFValue> valueOf(plist_t node, int levelsLeft) {
       return realOf(node);
     case PLIST_STRING:
       return textOf(node);
+    case PLIST_DATE:
+      return dateOf(node);
+    case PLIST_UID:
+      return referenceOf(node);
     case PLIST_DATA:
       return dataOf(node);
     case PLIST_ARRAY:
@@ -131,7 +157,8 @@ std::optional<CFValue> parsePropertyList(std::string_view bytes) {
     return std::nullopt;
   }
   plist_t root = nullptr;  // the library leaves it alone when it fails
-  plist_from_memory(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
+  const auto parse = bytes.starts_with(kBinaryMark) ? plist_from_bin : plist_from_xml;
+  parse(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
   const OwnedPlist owned(root);
   return root ? valueOf(root, kDeepestPropertyList) : std::nullopt;
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 
 namespace {
@@ -73,9 +74,15 @@ TEST(PropertyList, MayBeBinary) {
   EXPECT_EQ(parsePropertyList(binaryArrays(2)), CFValue(CFArray(1, CFArray{true})));
 }
 
-TEST(PropertyList, LeavesOutDates) {
-  EXPECT_EQ(parsePropertyList(xml("<array><date>2024-01-01T00:00:00Z</date><true/></array>")),
-            CFValue(CFArray{true}));
+TEST(PropertyList, KeepsDatesAsTheyAreWritten) {
+  EXPECT_EQ(parsePropertyList(xml("<array><date>2024-01-31T23:59:58Z</date><true/></array>")),
+            CFValue(CFArray{CFDate{"2024-01-31T23:59:58Z"}, true}));
+}
+
+TEST(PropertyList, AReferenceIsTheDictionaryThatStandsForItInXml) {
+  const std::string list = "bplist00\x80\x05\x08" + std::string(6, '\0') + "\x01\x01" +
+                           bigEndian(1, 8) + bigEndian(0, 8) + bigEndian(10, 8);
+  EXPECT_EQ(parsePropertyList(list), CFValue(CFDictionary{{"CF$UID", 5}}));
 }
 
 TEST(PropertyList, TextThatIsNoneGivesNothing) {
@@ -91,17 +98,33 @@ TEST(PropertyList, ATruncatedBinaryListGivesNothing) {
   }
 }
 
-TEST(PropertyList, IsCutBelowTheDeepestLevel) {
-  const std::size_t levels = kDeepestPropertyList + 10;
+TEST(PropertyList, ATruncatedXmlListGivesNothing) {
+  const std::string list = xml("<dict><key>a</key><array><data>AQID</data></array></dict>");
+  const std::size_t complete = list.find("</plist>");
+  for (std::size_t size = 0; size < complete; ++size) {
+    EXPECT_EQ(parsePropertyList(std::string_view(list).substr(0, size)), std::nullopt) << size;
+  }
+}
+
+TEST(PropertyList, NestedAsDeepAsIsAllowedIsRead) {
+  const std::size_t levels = kDeepestPropertyList;
   const auto list =
       parsePropertyList(xml(repeated("<array>", levels) + repeated("</array>", levels)));
   ASSERT_TRUE(list);
   EXPECT_EQ(depthOf(&*list), kDeepestPropertyList);
 }
 
+TEST(PropertyList, NestedDeeperGivesNothing) {
+  const std::size_t levels = kDeepestPropertyList + 1;
+  EXPECT_EQ(parsePropertyList(xml(repeated("<array>", levels) + repeated("</array>", levels))),
+            std::nullopt);
+}
+
 TEST(PropertyList, AsManyArraysAsAreAllowedAreRead) {
-  const std::size_t levels = kMostPropertyListObjects;
-  EXPECT_TRUE(parsePropertyList(xml(repeated("<array>", levels) + repeated("</array>", levels))));
+  EXPECT_TRUE(parsePropertyList(
+      xml("<array>" + repeated("<array/>", kMostPropertyListObjects - 1) + "</array>")));
+  EXPECT_FALSE(parsePropertyList(
+      xml("<array>" + repeated("<array/>", kMostPropertyListObjects) + "</array>")));
 }
 
 TEST(PropertyList, XmlNestedToExhaustTheStackGivesNothing) {
@@ -112,6 +135,73 @@ TEST(PropertyList, XmlNestedToExhaustTheStackGivesNothing) {
 
 TEST(PropertyList, ABinaryListNestedToExhaustTheStackGivesNothing) {
   EXPECT_EQ(parsePropertyList(binaryArrays(1'000'000)), std::nullopt);
+}
+
+// --- Writing ---
+
+// What is read again after `value` was written.
+std::optional<CFValue> rewritten(const CFValue& value) {
+  const auto list = xmlPropertyList(value);
+  return list ? parsePropertyList(*list) : std::nullopt;
+}
+
+TEST(PropertyListWriter, EveryKindOfValueIsReadAsItWasWritten) {
+  const CFValue values = CFDictionary{
+      {"", "an empty key"},
+      {"array", CFArray{1, "", CFArray{}, CFDictionary{}}},
+      {"data", CFData{1, 2, 3, 255}},
+      {"date", CFDate{"2024-01-31T23:59:58Z"}},
+      {"empty data", CFData{}},
+      {"false", false},
+      {"one byte", CFData{0}},
+      {"text", " 1.2.3 \xC3\xA9\t\n\r\r\n \xF0\x9F\x8E\xB8 "},
+      {"true", true},
+      {"two bytes", CFData{251, 240}},
+      {"<&>\"'", "<&>\"' ]]>"},
+  };
+  EXPECT_EQ(rewritten(values), values);
+}
+
+TEST(PropertyListWriter, NumbersKeepAllTheirDigits) {
+  const CFValue numbers = CFArray{0,
+                                  -1,
+                                  std::numeric_limits<std::int64_t>::min(),
+                                  std::numeric_limits<std::int64_t>::max(),
+                                  0.1,
+                                  -1e300,
+                                  5e-324,
+                                  std::numeric_limits<double>::infinity(),
+                                  48000.0};
+  EXPECT_EQ(rewritten(numbers), numbers);
+}
+
+TEST(PropertyListWriter, WhatXmlCannotHoldIsReplaced) {
+  const std::string mark = "\xEF\xBF\xBD";
+  EXPECT_EQ(rewritten(std::string("a\0b", 3)), CFValue("a" + mark + "b"));
+  EXPECT_EQ(rewritten("\x01\x1F"), CFValue(mark + mark));
+  EXPECT_EQ(rewritten("latin \xE9 one"), CFValue("latin " + mark + " one"));
+  EXPECT_EQ(rewritten("cut \xC3"), CFValue("cut " + mark));
+  EXPECT_EQ(rewritten("\xC0\x80"), CFValue(mark + mark)) << "longer than needed";
+  EXPECT_EQ(rewritten("\xED\xA0\x80"), CFValue(mark)) << "a surrogate";
+  EXPECT_EQ(rewritten("\xEF\xBF\xBF"), CFValue(mark)) << "no character";
+  EXPECT_EQ(rewritten("\xF4\x90\x80\x80"), CFValue(mark)) << "above the last character";
+}
+
+TEST(PropertyListWriter, TextOfEveryByteValueIsReadAgain) {
+  for (int byte = 0; byte < 256; ++byte) {
+    const std::string text(1, static_cast<char>(byte));
+    EXPECT_EQ(rewritten(CFDictionary{{text, text}}),
+              CFValue(CFDictionary{{textForXml(text), textForXml(text)}}))
+        << byte;
+  }
+}
+
+TEST(PropertyListWriter, WhatTheReaderWouldRefuseIsNotWritten) {
+  CFValue deep = CFArray{};
+  for (int level = 0; level < kDeepestPropertyList; ++level) deep = CFArray(1, deep);
+  EXPECT_EQ(xmlPropertyList(deep), std::nullopt);
+  EXPECT_EQ(xmlPropertyList(CFArray(kMostPropertyListObjects, CFArray{})), std::nullopt);
+  EXPECT_TRUE(rewritten(CFArray(kMostPropertyListObjects - 1, CFArray{})));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Property values: the numbers, texts, data blocks, arrays and dictionaries that the device
+// Property values: the numbers, texts, dates, data blocks, arrays and dictionaries that the device
 // registry publishes and that property lists and preferences hold.
 //
 // Plain values: copying copies the whole tree, and whoever holds a copy owns it. A copy may be read
@@ -17,6 +17,13 @@
 
 class CFValue;
 
+// A point in time as property lists write it, ISO 8601 in UTC to the second. Nobody here computes
+// with one; it is kept so that a list that holds one can be written again.
+struct CFDate {
+  std::string text;
+  bool operator==(const CFDate&) const = default;
+};
+
 using CFData = std::vector<std::uint8_t>;
 using CFArray = std::vector<CFValue>;
 using CFDictionary = std::map<std::string, CFValue, std::less<>>;
@@ -24,13 +31,14 @@ using CFDictionary = std::map<std::string, CFValue, std::less<>>;
 class CFValue {
  public:
   using Storage =
-      std::variant<bool, std::int64_t, double, std::string, CFData, CFArray, CFDictionary>;
+      std::variant<bool, std::int64_t, double, std::string, CFDate, CFData, CFArray, CFDictionary>;
 
   CFValue(bool value) : storage_(value) {}
   CFValue(std::integral auto value) : storage_(static_cast<std::int64_t>(value)) {}
   CFValue(double value) : storage_(value) {}
   CFValue(std::string value) : storage_(std::move(value)) {}
   CFValue(const char* value) : storage_(std::string(value)) {}
+  CFValue(CFDate value) : storage_(std::move(value)) {}
   CFValue(CFData value) : storage_(std::move(value)) {}
   CFValue(CFArray value) : storage_(std::move(value)) {}
   CFValue(CFDictionary value) : storage_(std::move(value)) {}
