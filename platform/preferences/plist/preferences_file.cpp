@@ -1,0 +1,203 @@
+#include "platform/preferences/plist/preferences_file.h"
+
+#include <fcntl.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "platform/log/log.h"
+#include "platform/property_list/property_list.h"
+
+namespace {
+
+// A writer holds the lock for two writes to the disk, thus far shorter even on a slow one.
+constexpr std::chrono::seconds kLockLimit{2};
+
+bool isSameTime(const timespec& a, const timespec& b) {
+  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+bool isSameFile(const struct stat& a, const struct stat& b) {
+  return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+         isSameTime(a.st_mtim, b.st_mtim) && isSameTime(a.st_ctim, b.st_ctim);
+}
+
+bool exists(const std::string& path) {
+  struct stat status;
+  return ::lstat(path.c_str(), &status) == 0;
+}
+
+}  // namespace
+
+std::optional<CFDictionary> parsePreferences(std::string_view bytes) {
+  const auto list = parsePropertyList(bytes);
+  const auto* dictionary = list ? list->as<CFDictionary>() : nullptr;
+  return dictionary ? std::optional(*dictionary) : std::nullopt;
+}
+
+std::optional<std::string> writtenPreferences(const CFDictionary& values) {
+  auto bytes = xmlPropertyList(values);
+  if (bytes && bytes->size() > PreferencesFile::kLargest) bytes.reset();
+  return bytes;
+}
+
+PreferencesFile::PreferencesFile(std::string folder, std::string_view name)
+    : folder_(std::move(folder)), path_(folder_ + "/" + std::string(name)) {}
+
+std::optional<CFValue> PreferencesFile::copy(std::string_view key) {
+  if (!wasRead_) takeIn();
+  const std::string name = textForXml(key);
+  if (const auto change = changes_.find(name); change != changes_.end()) return change->second;
+  const CFValue* value = CFDictionaryGetValue(stored_, name);
+  return value ? std::optional(*value) : std::nullopt;
+}
+
+void PreferencesFile::set(std::string_view key, std::optional<CFValue> value) {
+  changes_.insert_or_assign(textForXml(key), std::move(value));
+}
+
+bool PreferencesFile::synchronize() {
+  if (folder_.empty()) return false;
+  const bool done = changes_.empty() ? takeIn() : store();
+  if (done) hasComplained_ = false;
+  return done;
+}
+
+// Whether what is on the disk now is what stored_ was read from.
+bool PreferencesFile::isAsRead() const {
+  if (!wasRead_) return false;
+  struct stat now;
+  if (::stat(path_.c_str(), &now) != 0) return errno == ENOENT && !file_;
+  return file_ && isSameFile(now, status_);
+}
+
+PreferencesFile::Taken PreferencesFile::take() {
+  if (isAsRead()) return Taken::kDone;
+  wasRead_ = true;
+  // Waits for nobody, should it be a pipe.
+  FileDescriptor file(::open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!file && errno == ENOENT) {
+    stored_.clear();
+    file_.reset();
+    return Taken::kDone;
+  }
+  struct stat status;
+  if (!file || ::fstat(file.get(), &status) != 0) return Taken::kFailed;
+  if (!S_ISREG(status.st_mode)) {
+    errno = EINVAL;
+    return Taken::kFailed;
+  }
+  const auto bytes = readWhole(file, kLargest);
+  if (!bytes) return Taken::kFailed;
+  auto values = parsePreferences(*bytes);
+  if (!values) return Taken::kDamaged;
+  stored_ = *std::move(values);
+  file_ = std::move(file);
+  status_ = status;
+  isDurable_ = false;
+  return Taken::kDone;
+}
+
+// Takes in what others stored. A damaged file is looked at again under the lock: it may be another
+// one by then.
+bool PreferencesFile::takeIn() {
+  if (folder_.empty()) return false;
+  switch (take()) {
+    case Taken::kDone:
+      return true;
+    case Taken::kFailed:
+      return failed("it cannot be read");
+    case Taken::kDamaged:
+      break;
+  }
+  const FileDescriptor locked = lock();
+  return locked && takeInLocked();
+}
+
+bool PreferencesFile::takeInLocked() {
+  switch (take()) {
+    case Taken::kDone:
+      return true;
+    case Taken::kFailed:
+      return failed("it cannot be read");
+    case Taken::kDamaged:
+      break;
+  }
+  return setAside();
+}
+
+FileDescriptor PreferencesFile::lock() {
+  FileDescriptor locked = lockFile(path_ + ".lock", kLockLimit);
+  if (!locked) failed("it cannot be locked");
+  return locked;
+}
+
+// Keeps what cannot be read under a name that is free. Only the lock's holder comes here.
+bool PreferencesFile::setAside() {
+  int number = 1;
+  while (exists(path_ + ".damaged-" + std::to_string(number))) ++number;
+  const std::string aside = path_ + ".damaged-" + std::to_string(number);
+  if (::rename(path_.c_str(), aside.c_str()) != 0) return failed("it is damaged");
+  platform::syslog(platform::LogPriority::kWarning,
+                   "The preferences file %s is damaged; it is kept as %s", path_.c_str(),
+                   aside.c_str());
+  stored_.clear();
+  file_.reset();
+  return true;
+}
+
+bool PreferencesFile::store() {
+  if (!makeFolder(folder_)) return failed("its folder cannot be made");
+  const FileDescriptor locked = lock();
+  if (!locked || !takeInLocked()) return false;
+  CFDictionary values = stored_;
+  for (const auto& [key, value] : changes_) {
+    if (value) {
+      values.insert_or_assign(key, *value);
+    } else {
+      values.erase(key);
+    }
+  }
+  if (!(values == stored_ ? makeDurable() : put(std::move(values)))) return false;
+  changes_.clear();
+  return true;
+}
+
+bool PreferencesFile::put(CFDictionary values) {
+  const auto bytes = writtenPreferences(values);
+  if (!bytes) {
+    errno = EFBIG;
+    return failed("it cannot hold these values");
+  }
+  const std::string path = path_ + ".new";  // one that a killed process left is replaced
+  FileDescriptor file = writeNewFile(path, *bytes);
+  if (!file) return failed("it cannot be written");
+  if (::rename(path.c_str(), path_.c_str()) != 0) {
+    failed("it cannot be replaced");
+    ::unlink(path.c_str());
+    return false;
+  }
+  ::fstat(file.get(), &status_);
+  file_ = std::move(file);
+  stored_ = std::move(values);
+  isDurable_ = syncFolder(folder_);
+  return isDurable_ || failed("it cannot be written");
+}
+
+// Of a file that another process put in place it is not known whether it got as far as this.
+bool PreferencesFile::makeDurable() {
+  if (isDurable_ || !file_) return true;
+  isDurable_ = ::fsync(file_.get()) == 0 && syncFolder(folder_);
+  return isDurable_ || failed("it cannot be written");
+}
+
+// Says so once, until a synchronise succeeds. Returns false.
+bool PreferencesFile::failed(const char* what) {
+  if (!hasComplained_) {
+    platform::syslog(platform::LogPriority::kWarning, "The preferences file %s: %s (%s)",
+                     path_.c_str(), what, std::strerror(errno));
+  }
+  hasComplained_ = true;
+  return false;
+}
