@@ -55,26 +55,25 @@ bool syncFolder(const std::string& folder) {
 std::optional<std::string> readWhole(const FileDescriptor& file, std::size_t limit) {
   struct stat status;
   if (::fstat(file.get(), &status) != 0) return std::nullopt;
-  std::string bytes;
-  // One more than there are, so that the end shows itself; the file may have grown meanwhile.
-  std::size_t room = std::cmp_less(status.st_size, limit)
-                         ? static_cast<std::size_t>(status.st_size) + 1
-                         : limit + 1;
+  const auto expected = static_cast<std::size_t>(status.st_size);
+  // One byte more than there are, so that the end shows itself. The file may be growing.
+  std::string bytes(expected <= limit ? expected + 1 : 0, '\0');
   std::size_t size = 0;
-  for (;;) {
-    bytes.resize(room);
-    const ssize_t count = ::read(file.get(), bytes.data() + size, room - size);
-    if (count < 0 && errno != EINTR) return std::nullopt;
-    if (count > 0) size += static_cast<std::size_t>(count);
-    if (count == 0) break;
-    if (size > limit) {
-      errno = EFBIG;
+  while (expected <= limit && size <= limit) {
+    const ssize_t count = ::read(file.get(), bytes.data() + size, bytes.size() - size);
+    if (count == 0) {
+      bytes.resize(size);
+      return bytes;
+    }
+    if (count > 0) {
+      size += static_cast<std::size_t>(count);
+    } else if (errno != EINTR) {
       return std::nullopt;
     }
-    if (size == room) room = std::min(2 * room, limit + 1);
+    if (size == bytes.size()) bytes.resize(std::min(2 * size, limit + 1));
   }
-  bytes.resize(size);
-  return bytes;
+  errno = EFBIG;
+  return std::nullopt;
 }
 
 FileDescriptor writeNewFile(const std::string& path, std::string_view bytes) {
