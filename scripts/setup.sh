@@ -7,7 +7,7 @@ packages_build="g++ cmake ninja-build pkg-config qt6-base-dev libpipewire-0.3-de
   libplist-dev libgtest-dev libgmock-dev"
 packages_run="pipewire pipewire-bin dbus-daemon dbus-bin fonts-dejavu-core xdg-utils"
 packages_picture="xvfb x11-utils imagemagick"
-packages_test="at-spi2-core gir1.2-atspi-2.0 python3 python3-gi"
+packages_test="at-spi2-core gir1.2-atspi-2.0 python3 python3-gi libplist-utils"
 
 say() { printf '%s\n' "==> $*"; }
 fail() { printf '%s\n' "$*" >&2; exit 1; }
