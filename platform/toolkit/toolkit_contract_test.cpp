@@ -107,7 +107,9 @@ TEST_F(Toolkit, TerminatingLetsTheEventBeingHandledFinish) {
     });
   };
   run();
-  EXPECT_THAT(plan.steps, testing::Contains("rest of the event"));
+  EXPECT_THAT(plan.steps,
+              ElementsAre("loaded", "awakeFromNib", "applicationDidFinishLaunching",
+                          "rest of the event", "applicationWillTerminate", "destroyed"));
 }
 
 TEST_F(Toolkit, TerminatingWhileAwakingStillGoesThroughItsLifeInOrder) {
