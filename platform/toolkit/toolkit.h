@@ -50,7 +50,8 @@ class NSImage {
   std::shared_ptr<const void> picture_;  // the back end's own form
 };
 
-// A fill: here, always an image repeated in both directions. An empty image gives no fill.
+// A fill: here, always an image repeated in both directions. An empty image leaves the
+// window's own colour.
 struct NSColor {
   static NSColor colorWithPatternImage(NSImage image) { return NSColor{std::move(image)}; }
   NSImage pattern;
@@ -171,8 +172,8 @@ class NSNib {
 using NSNibLoader = std::unique_ptr<NSObject> (*)(NSNib& nib);
 
 // Runs the application: loads the window, lets `loader` make its owner, shows the window and paints
-// it once, calls awakeFromNib, then the delegate's applicationDidFinishLaunching, then runs the
-// main loop of the calling thread until the application is terminated: by NSAppTerminate, by
+// it once, calls awakeFromNib, paints it again, calls the delegate's applicationDidFinishLaunching,
+// then runs the main loop of the calling thread until the application is terminated: by NSAppTerminate, by
 // closing the last window when the delegate agrees, or by SIGINT, SIGTERM or SIGHUP (one that was
 // ignored when the program started stays ignored; SIGPIPE never ends it). Before it returns it
 // calls applicationWillTerminate once and destroys the owner. Returns the program's exit status.

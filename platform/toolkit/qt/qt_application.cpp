@@ -81,6 +81,7 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   nib.window().show();
   watch.waitForPaint();
   if (owner) owner->awakeFromNib();
+  nib.window().repaint();
   if (receiver) receiver->applicationDidFinishLaunching();
   const int status = terminating ? 0 : QApplication::exec();
   if (receiver) receiver->applicationWillTerminate();

@@ -53,9 +53,11 @@ void NSView::display() {
 void NSWindow::setBackgroundColor(const NSColor& color) {
   QWidget* window = static_cast<QWidget*>(object_);
   if (!window) return;
-  const QPixmap tile = qt_toolkit::pixmapOf(color.pattern);
   QPalette palette = window->palette();
-  palette.setBrush(QPalette::Window, tile.isNull() ? QBrush() : QBrush(tile));
+  QBrush fill(palette.color(QPalette::Window));  // which it keeps below a tile
+  const QPixmap tile = qt_toolkit::pixmapOf(color.pattern);
+  if (!tile.isNull()) fill.setTexture(tile);
+  palette.setBrush(QPalette::Window, fill);
   window->setPalette(palette);
 }
 

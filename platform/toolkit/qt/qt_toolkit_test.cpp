@@ -175,6 +175,58 @@ TEST_F(QtToolkit, TheWindowIsPaintedBeforeItsOwnerAwakes) {
   EXPECT_EQ(steps.front(), "awake");
 }
 
+// Launching may take its time: meanwhile the window shows what its owner made of it.
+TEST_F(QtToolkit, TheWindowIsPaintedBetweenAwakingAndTheEndOfLaunching) {
+  std::vector<std::string> steps;
+  PaintWatch watch;
+  watch.steps = &steps;
+  whenLoaded = [&] { window()->installEventFilter(&watch); };
+  whenAwake = [&] { steps.clear(); };
+  whenRunning = [&] {
+    EXPECT_THAT(steps, Contains("painted"));
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, TheWindowIsDarkFromItsFirstPaintingWhateverTheDesktopsColours) {
+  whenLoaded = [] {
+    EXPECT_LT(window()->palette().color(QPalette::Window).lightness(), 80);
+    const QColor painted = window()->grab().toImage().pixelColor(10, 300);
+    EXPECT_EQ(painted, window()->palette().color(QPalette::Window));
+  };
+  run();
+}
+
+TEST_F(QtToolkit, TheBackgroundIsTheTileOrElseTheWindowsOwnColour) {
+  whenRunning = [] {
+    const auto background = [] { return window()->grab().toImage().copy(0, 80, 16, 200); };
+    const QImage own = background();
+    NSWindow(window()).setBackgroundColor(
+        NSColor::colorWithPatternImage(NSImage::imageNamed("StripTexture.png")));
+    EXPECT_NE(background(), own);
+    NSWindow(window()).setBackgroundColor(
+        NSColor::colorWithPatternImage(NSImage::imageNamed("Missing.png")));
+    EXPECT_EQ(background(), own);
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, AViewThatIsDisplayedIsPaintedAtOnce) {
+  std::vector<std::string> steps;
+  PaintWatch watch;
+  watch.steps = &steps;
+  whenRunning = [&] {
+    const NSView view = NSTextField(find<QWidget>("KvDeviceBitmap")).superview();
+    static_cast<QWidget*>(view.object())->installEventFilter(&watch);
+    NSView(view).display();
+    EXPECT_THAT(steps, Contains("painted"));
+    NSAppTerminate();
+  };
+  run();
+}
+
 TEST_F(QtToolkit, TheWindowAsLoadedIsTheEmptyPanel) {
   whenLoaded = [] {
     for (const QLabel* label : window()->findChildren<QLabel*>()) {
