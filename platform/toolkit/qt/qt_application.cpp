@@ -5,8 +5,10 @@
 #include <QEvent>
 #include <QEventLoop>
 #include <QIcon>
+#include <QScreen>
 #include <QTimer>
 #include <QUrl>
+#include <algorithm>
 #include <memory>
 
 #include "platform/toolkit/qt/guarded.h"
@@ -65,6 +67,13 @@ void setIdentity() {
   QGuiApplication::setWindowIcon(QIcon::fromTheme(kDesktopName, bundled));
 }
 
+// The content of a window that is lower than it scrolls.
+void fitScreen(QWidget& window) {
+  constexpr int kTitleBar = 40;  // at most; it is not known before the window is shown
+  const int room = window.screen()->availableGeometry().height() - kTitleBar;
+  window.resize(window.width(), std::min(window.height(), room));
+}
+
 }  // namespace
 
 int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
@@ -78,6 +87,7 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   qt_toolkit::QtNib nib;
   WindowWatch watch(nib.window());
   auto owner = loader(nib);
+  fitScreen(nib.window());
   nib.window().show();
   watch.waitForPaint();
   if (owner) owner->awakeFromNib();

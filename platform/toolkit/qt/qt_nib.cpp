@@ -1,6 +1,7 @@
 #include "platform/toolkit/qt/qt_nib.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QComboBox>
 #include <QLabel>
 #include <utility>
@@ -35,7 +36,12 @@ QWidget* asWidget(QWidget* widget) { return widget; }
 
 QtNib::QtNib() {
   loadPictures();
-  Ui::PanelWindow().setupUi(&window_);
+  Ui::PanelWindow ui;
+  ui.setupUi(&window_);
+  // By itself a scroller follows the focus only within what it scrolls, not into it.
+  QObject::connect(
+      qApp, &QApplication::focusChanged, ui.Scroller,
+      [scroller = ui.Scroller](QWidget*, QWidget* now) { scroller->ensureWidgetVisible(now); });
 }
 
 NSTextField QtNib::textField(std::string_view name) {

@@ -7,6 +7,7 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPushButton>
+#include <QScreen>
 #include <QWidget>
 #include <csignal>
 #include <cstdlib>
@@ -343,6 +344,47 @@ TEST_F(QtToolkit, PointsCountFromTheLowerLeftCorner) {
 TEST_F(QtToolkit, ThePictureHasItsPlaceFromTheStart) {
   whenRunning = [] {
     EXPECT_EQ(NSView(find<QWidget>("KvDeviceBitmap")).frame(), (NSRect{{316, 220}, {296, 132}}));
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, AWindowWithRoomEnoughShowsAllOfItsContent) {
+  whenRunning = [] {
+    auto* content = find<QWidget>("Content");
+    EXPECT_EQ(content->visibleRegion().boundingRect(), content->rect());
+    EXPECT_EQ(window()->size(), window()->maximumSize());
+    NSAppTerminate();
+  };
+  run();
+}
+
+// The offscreen platform's screen is 800 pixels high.
+TEST_F(QtToolkit, AWindowOnALowScreenFitsItAndScrollsToEachMenu) {
+  setenv("QT_SCALE_FACTOR", "2", 1);
+  whenRunning = [] {
+    EXPECT_LT(window()->frameGeometry().height(), window()->screen()->availableSize().height());
+    EXPECT_FALSE(find<QWidget>("CloseButton")->visibleRegion().isEmpty());
+    auto* lowest = find<QComboBox>("KvSampleClockSourceMenu");
+    lowest->show();
+    EXPECT_TRUE(lowest->visibleRegion().isEmpty());
+    window()->activateWindow();
+    find<QWidget>("Help")->setFocus();
+    type(QApplication::focusWidget(), Qt::Key_Backtab);
+    EXPECT_TRUE(lowest->hasFocus());
+    EXPECT_EQ(lowest->visibleRegion().boundingRect(), lowest->rect());
+    NSAppTerminate();
+  };
+  run();
+  unsetenv("QT_SCALE_FACTOR");
+}
+
+TEST_F(QtToolkit, WhatScrollsIsPaintedInTheColoursOfTheWindowFile) {
+  whenRunning = [] {
+    const QImage painted = window()->grab().toImage();
+    const QPoint display = find<QWidget>("Display")->mapTo(window(), QPoint(290, 150));
+    EXPECT_EQ(painted.pixelColor(display), QColor("#14171b"));
+    EXPECT_EQ(painted.pixelColor(10, 300), window()->palette().color(QPalette::Window));
     NSAppTerminate();
   };
   run();
