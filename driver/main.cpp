@@ -51,6 +51,8 @@ int endOnSignals(sd_event* event) {
 int connect(sd_event* event, Bus& bus) {
   int result = driver::openSessionBus(kBusLimit, &bus);
   if (result >= 0) result = sd_bus_set_exit_on_disconnect(bus.get(), true);
+  // With the loop's end the library would wait, without a limit, for the bus to take all in.
+  if (result >= 0) result = sd_bus_set_close_on_exit(bus.get(), false);
   if (result >= 0) result = sd_bus_attach_event(bus.get(), event, SD_EVENT_PRIORITY_NORMAL);
   return result;
 }
