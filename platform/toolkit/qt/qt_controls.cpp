@@ -23,6 +23,16 @@ int flipped(const QWidget& widget, int y, int height) {
   return (enclosing ? enclosing->height() : 0) - y - height;
 }
 
+bool fits(const QLabel& label) {
+  label.ensurePolished();
+  return label.fontMetrics().horizontalAdvance(label.text()) <= label.contentsRect().width();
+}
+
+// A tool tip guesses whether its text is markup; this one always is, and so wraps.
+QString asMarkup(const QString& text) {
+  return QStringLiteral("<p>%1</p>").arg(text.toHtmlEscaped());
+}
+
 }  // namespace
 
 NSView NSView::superview() const {
@@ -79,6 +89,7 @@ void NSTextField::setStringValue(std::string_view text) {
   if (!label) return;
   label->setTextFormat(Qt::PlainText);  // what a device says is never markup
   label->setText(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
+  label->setToolTip(fits(*label) ? QString() : asMarkup(label->text()));
 }
 
 void NSPopUpButton::selectItemAtIndex(std::int32_t index) {

@@ -3,6 +3,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
+#include <QEvent>
 #include <QLabel>
 #include <utility>
 
@@ -34,6 +35,12 @@ QWidget* asWidget(QWidget* widget) { return widget; }
 
 }  // namespace
 
+bool WheelRefusal::eventFilter(QObject*, QEvent* event) {
+  if (event->type() != QEvent::Wheel) return false;
+  event->ignore();
+  return true;
+}
+
 QtNib::QtNib() {
   loadPictures();
   Ui::PanelWindow ui;
@@ -42,6 +49,9 @@ QtNib::QtNib() {
   QObject::connect(
       qApp, &QApplication::focusChanged, ui.Scroller,
       [scroller = ui.Scroller](QWidget*, QWidget* now) { scroller->ensureWidgetVisible(now); });
+  for (QComboBox* menu : window_.findChildren<QComboBox*>()) {
+    menu->installEventFilter(&wheelRefusal_);
+  }
 }
 
 NSTextField QtNib::textField(std::string_view name) {

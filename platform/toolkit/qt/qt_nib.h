@@ -7,6 +7,13 @@
 
 namespace qt_toolkit {
 
+// Leaves the wheel to what is around a widget. A closed menu would otherwise take the next item,
+// and so re-route sound, when the pointer happens to be over it.
+class WheelRefusal final : public QObject {
+ protected:
+  bool eventFilter(QObject* widget, QEvent* event) override;
+};
+
 class QtNib final : public NSNib {
  public:
   // Loads the window, which is not shown yet.
@@ -21,6 +28,7 @@ class QtNib final : public NSNib {
   void connectAction(std::string_view name, Action action) override;
 
  private:
+  WheelRefusal wheelRefusal_;
   QWidget window_;
 };
 

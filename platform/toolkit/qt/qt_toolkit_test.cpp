@@ -8,6 +8,8 @@
 #include <QLabel>
 #include <QPushButton>
 #include <QScreen>
+#include <QTest>
+#include <QWheelEvent>
 #include <QWidget>
 #include <csignal>
 #include <cstdlib>
@@ -38,6 +40,15 @@ void type(QWidget* widget, Qt::Key key) {
   QKeyEvent release(QEvent::KeyRelease, key, Qt::NoModifier);
   QApplication::sendEvent(widget, &press);
   QApplication::sendEvent(widget, &release);
+}
+
+// Whether the widget used it.
+bool turnWheel(QWidget* widget) {
+  const QPointF middle(widget->rect().center());
+  QWheelEvent turn(middle, widget->mapToGlobal(middle), {}, {0, -120}, Qt::NoButton, Qt::NoModifier,
+                   Qt::NoScrollPhase, false);
+  QApplication::sendEvent(widget, &turn);
+  return turn.isAccepted();
 }
 
 }  // namespace
@@ -285,7 +296,8 @@ TEST_F(QtToolkit, EveryTitleIsTheLabelOfItsControl) {
   run();
 }
 
-// Every text that a field or menu can be given fits, at the sizes that the window file sets.
+// At the sizes and in the widest of the typefaces that the window file sets. A driver or an
+// interface may give itself a longer name or version; then there is a tool tip.
 TEST_F(QtToolkit, TheLongestTextsFit) {
   whenRunning = [] {
     const auto fits = [](const char* name, const char* text) {
@@ -298,6 +310,9 @@ TEST_F(QtToolkit, TheLongestTextsFit) {
     fits("KvDigitalInputStatusField", "muted 176.4 kHz");
     fits("KvDigitalInputStatusField", "no valid signal");
     fits("KvFirmwareVersionField", "Wednesday MMMMM");
+    fits("KvDriverVersionField", "255.255.255");
+    fits("KvSampleClockSourceField", "digital input");
+    fits("KvDeviceField", "VANTREL VX-310 MMMMM");
     for (const QLabel* label : window()->findChildren<QLabel*>()) {
       EXPECT_LE(label->fontMetrics().horizontalAdvance(label->text()), label->width())
           << label->objectName().toStdString();
@@ -305,6 +320,84 @@ TEST_F(QtToolkit, TheLongestTextsFit) {
     for (const QComboBox* menu : window()->findChildren<QComboBox*>()) {
       EXPECT_LE(menu->minimumSizeHint().width(), menu->width()) << menu->objectName().toStdString();
     }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, ATextThatDoesNotFitIsReadInTheToolTipOfItsField) {
+  whenRunning = [] {
+    auto* label = find<QLabel>("KvDeviceField");
+    NSTextField field(static_cast<QWidget*>(label));
+    field.setStringValue("VX-310");
+    EXPECT_EQ(label->toolTip(), "");
+    field.setStringValue("The <b>interface</b> in the upper half of the rack & its \"name\"");
+    EXPECT_EQ(label->toolTip(),
+              "<p>The &lt;b&gt;interface&lt;/b&gt; in the upper half of the rack &amp; its "
+              "&quot;name&quot;</p>");
+    field.setStringValue("none found");
+    EXPECT_EQ(label->toolTip(), "");
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, WhatTheFieldsShowCanBeSelectedWithTheMouseAndIsNoStopOfTheTabulator) {
+  whenRunning = [] {
+    const auto fields = window()->findChildren<QLabel*>(QRegularExpression("^Kv.*Field$"));
+    EXPECT_EQ(fields.size(), 8);
+    for (const QLabel* field : fields) {
+      EXPECT_TRUE(field->textInteractionFlags() & Qt::TextSelectableByMouse);
+      EXPECT_FALSE(field->focusPolicy() & Qt::TabFocus) << field->objectName().toStdString();
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, TheWheelOverAClosedMenuIsLeftToWhatScrollsAroundIt) {
+  whenRunning = [] {
+    auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
+    menu->show();
+    for (const bool focused : {false, true}) {
+      menu->setCurrentIndex(1);
+      if (focused) menu->setFocus();
+      EXPECT_FALSE(turnWheel(menu));
+      EXPECT_EQ(menu->currentIndex(), 1);
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, ReturnPressesTheButtonThatHasTheFocus) {
+  std::vector<std::string> pressed;
+  whenRunning = [&] {
+    for (const char* name : {"Help", "CloseButton"}) {
+      auto* button = find<QPushButton>(name);
+      QObject::connect(button, &QPushButton::clicked, button,
+                       [&, name] { pressed.push_back(name); });
+      type(button, Qt::Key_Return);
+    }
+    NSAppTerminate();
+  };
+  run();
+  EXPECT_THAT(pressed, ElementsAre("Help", "CloseButton"));
+}
+
+TEST_F(QtToolkit, TheUsualKeysPressTheCloseButtonAndEscapeDoesNot) {
+  int presses = 0;
+  whenRunning = [&] {
+    window()->activateWindow();
+    auto* button = find<QPushButton>("CloseButton");
+    QObject::connect(button, &QPushButton::clicked, button, [&] { ++presses; });
+    for (const Qt::Key key : {Qt::Key_W, Qt::Key_Q}) {
+      QTest::keyClick(window(), key, Qt::ControlModifier);
+    }
+    EXPECT_EQ(presses, 2);
+    QTest::keyClick(window(), Qt::Key_Escape);
+    EXPECT_EQ(presses, 2);
+    EXPECT_TRUE(window()->isVisible());
     NSAppTerminate();
   };
   run();
