@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "platform/toolkit/qt/picture.h"
+#include "platform/toolkit/qt/section_box.h"
 #include "platform/toolkit/toolkit_contract_fixture.h"
 
 namespace {
@@ -398,6 +399,22 @@ TEST_F(QtToolkit, TheUsualKeysPressTheCloseButtonAndEscapeDoesNot) {
     QTest::keyClick(window(), Qt::Key_Escape);
     EXPECT_EQ(presses, 2);
     EXPECT_TRUE(window()->isVisible());
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, ASectionTellsOnlyOfChanges) {
+  whenRunning = [] {
+    std::vector<bool> told;
+    auto* section = find<qt_toolkit::SectionBox>("OutputSection");
+    QObject::connect(section, &qt_toolkit::SectionBox::emptied, section,
+                     [&](bool empty) { told.push_back(empty); });
+    for (const bool hidden : {false, true}) {
+      find<QWidget>("KvIoROutLineMenu")->setHidden(hidden);
+      find<QWidget>("KvIoROutDigitalMenu")->setHidden(hidden);
+    }
+    EXPECT_THAT(told, ElementsAre(false, true));
     NSAppTerminate();
   };
   run();

@@ -14,8 +14,10 @@ bool SectionBox::eventFilter(QObject* child, QEvent* event) {
   // Sent for what the program asks for, whether or not the box itself is on screen.
   if (event->type() == QEvent::ShowToParent || event->type() == QEvent::HideToParent) {
     const bool empty = !hasShownControl();
-    setHidden(empty);
-    emit emptied(empty);
+    if (empty != isHidden()) {
+      setHidden(empty);
+      emit emptied(empty);
+    }
   }
   return QFrame::eventFilter(child, event);
 }

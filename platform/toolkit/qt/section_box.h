@@ -15,7 +15,7 @@ class SectionBox : public QFrame {
   using QFrame::QFrame;
 
  signals:
-  // Emitted whenever the box hides (true) or shows (false) itself.
+  // Emitted when the box hides (true) or shows (false) itself.
   void emptied(bool empty);
 
  protected:
