@@ -9,6 +9,7 @@
 #include <QTimer>
 #include <QUrl>
 #include <algorithm>
+#include <cstdio>
 #include <memory>
 
 #include "platform/toolkit/qt/guarded.h"
@@ -77,6 +78,8 @@ void fitScreen(QWidget& window) {
 }  // namespace
 
 int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
+  // Whoever follows the output through a pipe sees each line when it is printed.
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
   QApplication application(argc, argv);
   QApplication::setStyle(QStringLiteral("fusion"));  // which the window's style sheet builds on
   QApplication::setQuitOnLastWindowClosed(false);    // the delegate is asked
@@ -97,6 +100,7 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   if (receiver) receiver->applicationWillTerminate();
   owner.reset();
   receiver = nullptr;
+  std::fflush(stdout);  // while nobody reading it is still no reason to be killed
   return status;
 }
 

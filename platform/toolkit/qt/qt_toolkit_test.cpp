@@ -1,6 +1,8 @@
 // The contract's fixture for the Qt back end, and what is Qt's own: signals, the first painting,
 // the window file, resolutions. Needs no display: the environment names the offscreen platform.
 #include <gmock/gmock.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <QApplication>
 #include <QComboBox>
@@ -12,6 +14,7 @@
 #include <QWheelEvent>
 #include <QWidget>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -164,6 +167,49 @@ TEST_F(QtToolkit, AnOutputThatNobodyReadsEndsNothing) {
 
 INSTANTIATE_TEST_SUITE_P(QtToolkit, QuitSignal, testing::Values(SIGINT, SIGTERM, SIGHUP),
                          [](const auto& parameter) { return sigabbrev_np(parameter.param); });
+
+// Whose output went to a reader that is gone is not killed by what it printed last.
+TEST_F(QtToolkit, NothingPrintedIsLeftForTheEndOfTheProgram) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  std::fflush(stdout);
+  const int standardOutput = dup(STDOUT_FILENO);
+  dup2(ends[1], STDOUT_FILENO);
+  close(ends[0]);
+  close(ends[1]);
+  static volatile std::sig_atomic_t handled = 0;
+  handled = 0;
+  const auto former = std::signal(SIGPIPE, [](int) { handled = 1; });
+  whenRunning = [] {
+    std::printf("an unfinished line");
+    NSAppTerminate();
+  };
+  run();
+  std::fflush(stdout);  // as the end of the program does
+  dup2(standardOutput, STDOUT_FILENO);
+  close(standardOutput);
+  std::clearerr(stdout);
+  std::signal(SIGPIPE, former);
+  EXPECT_EQ(handled, 0);
+}
+
+TEST_F(QtToolkit, ALineIsOutWhenItIsPrinted) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  std::fflush(stdout);
+  const int standardOutput = dup(STDOUT_FILENO);
+  dup2(ends[1], STDOUT_FILENO);
+  whenRunning = [&] {
+    std::fputs("a line\n", stdout);
+    int waiting = 0;
+    ioctl(ends[0], FIONREAD, &waiting);
+    EXPECT_EQ(waiting, 7);
+    NSAppTerminate();
+  };
+  run();
+  dup2(standardOutput, STDOUT_FILENO);
+  for (const int descriptor : {standardOutput, ends[0], ends[1]}) close(descriptor);
+}
 
 class PaintWatch : public QObject {
  public:
