@@ -1,9 +1,10 @@
-// The signals that end a program: those that ask for it are delivered as an event of the toolkit's loop.
+// The signals that would end a program, which the toolkit's event loop handles instead.
 #pragma once
 
 #include <QSocketNotifier>
 #include <csignal>
 #include <functional>
+#include <iterator>
 #include <memory>
 
 namespace qt_toolkit {
