@@ -1,13 +1,14 @@
 # Sourced by the scripts beside it: the Debian packages that are needed, and the build.
 
-top=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+top=$(CDPATH='' cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
 
 # What each kind of work needs beyond a minimal Debian.
 packages_build="g++ cmake ninja-build pkg-config qt6-base-dev libpipewire-0.3-dev libsystemd-dev
-  libplist-dev libgtest-dev libgmock-dev"
+  libplist-dev libgtest-dev libgmock-dev python3"
 packages_run="pipewire pipewire-bin dbus-daemon dbus-bin fonts-dejavu-core xdg-utils"
+packages_wayland="qt6-wayland"
 packages_picture="xvfb x11-utils imagemagick"
-packages_test="at-spi2-core gir1.2-atspi-2.0 python3 python3-gi libplist-utils"
+packages_test="at-spi2-core gir1.2-atspi-2.0 python3-gi libplist-utils"
 
 say() { printf '%s\n' "==> $*"; }
 fail() { printf '%s\n' "$*" >&2; exit 1; }
@@ -16,14 +17,15 @@ installed() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = i
 
 # install_packages NAME...: installs those that are missing; root is asked for only when some are.
 install_packages() {
-  local package missing=() as_root=()
+  local package missing=() as_root=() by_hand
   command -v dpkg-query >/dev/null || { say "No Debian packages here; trusting that $* are present"; return; }
   for package in "$@"; do installed "$package" || missing+=("$package"); done
   [ ${#missing[@]} -gt 0 ] || return 0
   say "Installing from Debian: ${missing[*]}"
   if [ "$(id -u)" -ne 0 ]; then
-    command -v sudo >/dev/null ||
-      fail "Root is needed for that. As root: apt-get install --no-install-recommends ${missing[*]}"
+    by_hand="As root: apt-get install --no-install-recommends ${missing[*]}"
+    command -v sudo >/dev/null || fail "Root is needed for that. $by_hand"
+    sudo true || fail "sudo did not give root. $by_hand"
     as_root=(sudo)
   fi
   "${as_root[@]}" apt-get update -qq || fail "apt-get could not read the package lists"
