@@ -73,16 +73,20 @@ def fault_of(source, folder, quoted, angled):
 
 
 def faults(top):
+    read = False
     for folder in sorted(BELOW):
         for path in sorted((top / folder).rglob("*")):
             if path.suffix not in (".h", ".cpp"):
                 continue
+            read = True
             source = path.relative_to(top).as_posix()
             for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
                 match = INCLUDE.match(line)
                 fault = match and fault_of(source, folder, *match.groups())
                 if fault:
                     yield f"{source}:{number}: {fault}"
+    if not read:
+        yield f"{top} has no sources"
 
 
 def main():

@@ -52,6 +52,9 @@ class CheckIncludes(unittest.TestCase):
         line = '#include "platform/clock/memory/memory_clock.h"\n'
         self.assertEqual(1, len(self.faults_of(files={"platform/toolkit/qt/q.cpp": line})))
 
+    def test_a_tree_without_sources_has_not_been_checked(self):
+        self.assertEqual(1, len(self.faults_of(files={"README.md": "# nothing here\n"})))
+
 
 if __name__ == "__main__":
     unittest.main()
