@@ -41,6 +41,9 @@ BUS_CONFIGURATION = """<busconfig>
 # The accessibility bus, through which the window is read.
 ACCESSIBILITY_SERVICE = "dbus-1/services/org.a11y.Bus.service"
 
+# However the tests end, nothing that they started stays.
+ENDS_WITH_US = ("setpriv", "--pdeathsig", "KILL")
+
 TIME_LIMIT = 20  # seconds for anything to come up or to show; far above what it takes
 
 
@@ -65,8 +68,12 @@ class Session:
         )
         for name in FOREIGN:
             os.environ.pop(name, None)
-        self.start_bus()
-        self.start_display()
+        try:
+            self.start_bus()
+            self.start_display()
+        except BaseException:
+            self.close()
+            raise
 
     # Starting and ending ------------------------------------------------------------------------
 
@@ -75,7 +82,10 @@ class Session:
         with log:
             options.setdefault("stdout", log)
             process = subprocess.Popen(
-                [str(word) for word in command], stderr=log, stdin=subprocess.DEVNULL, **options
+                [*ENDS_WITH_US, *(str(word) for word in command)],
+                stderr=log,
+                stdin=subprocess.DEVNULL,
+                **options,
             )
         self.processes[name] = process
         return process
@@ -122,33 +132,40 @@ class Session:
 
     def start_panel(self):
         """Its standard output is kept for wait_for_line."""
-        self.start(
-            "panel", "stdbuf", "-oL", self.bin / "vx310-panel", stdout=subprocess.PIPE
-        )
+        self.start("panel", self.bin / "vx310-panel", stdout=subprocess.PIPE)
 
     def end(self, name, with_signal=signal.SIGTERM):
-        """Ends one of the processes and returns its exit status."""
+        """Ends one of the processes and returns its exit status; one that will not end is killed."""
         process = self.processes.pop(name)
         process.send_signal(with_signal)
-        status = process.wait(TIME_LIMIT)
-        if process.stdout:
-            process.stdout.close()
-        return status
+        try:
+            return process.wait(TIME_LIMIT)
+        except subprocess.TimeoutExpired:
+            process.kill()
+            process.wait()
+            raise
+        finally:
+            if process.stdout:
+                process.stdout.close()
 
     def close(self):
+        stubborn = []
         for name in reversed(list(self.processes)):
-            if self.processes[name].poll() is None:
+            try:
                 self.end(name, signal.SIGKILL if name in ("bus", "display") else signal.SIGTERM)
+            except subprocess.TimeoutExpired:
+                stubborn.append(name)
         shutil.rmtree(self.folder, ignore_errors=True)
+        if stubborn:
+            raise AssertionError(f"did not end at SIGTERM within {TIME_LIMIT} s: {stubborn}")
 
     def wait_for_line(self, name, start, but_not=None):
         """Reads the output of `name` up to a line that starts so, which it returns."""
         deadline = time.monotonic() + TIME_LIMIT
-        while time.monotonic() < deadline:
-            line = read_line(self.processes[name].stdout, deadline - time.monotonic())
+        while (line := read_line(self.processes[name].stdout, deadline - time.monotonic())) is not None:
             if line.startswith(start) and not (but_not and line.startswith(but_not)):
                 return line
-        raise AssertionError(f"{name} did not print {start!r} within {TIME_LIMIT} s")
+        raise AssertionError(f"{name} did not print {start!r} before its end or within {TIME_LIMIT} s")
 
     def log(self, name):
         return (self.folder / f"{name}.log").read_text(errors="replace")
@@ -178,12 +195,12 @@ def data_file(name):
 
 
 def read_line(stream, seconds):
-    """One line without its end, or an empty text when the time ran out or the stream ended."""
+    """One line without its end; None when the time ran out or the stream ended before it did."""
     line = b""
     while not line.endswith(b"\n"):
         ready, _, _ = select.select([stream], [], [], max(0, seconds))
         byte = os.read(stream.fileno(), 1) if ready else b""
         if not byte:
-            return ""
+            return None
         line += byte
     return line.decode().rstrip("\n")

@@ -23,6 +23,17 @@ RATE = "Sample rate"
 CLOCK = "Clock source"
 DIGITAL_INPUT = "Digital input"
 
+# The labels of the menus that a USB 2.0 interface has, with the names of what vx310ctl shows of them.
+MENUS = {
+    "Channels 1/2": "inputs_1_2",
+    "Channels 3/4": "inputs_3_4",
+    "Channels 5/6": "inputs_5_6",
+    "Line": "line_outputs",
+    "Digital": "digital_output",
+    "Sample clock": "clock_choice",
+    "Output format": "digital_output_format",
+}
+
 FILLED = {
     DEVICE: "VX-310",
     CONNECTION: "USB 2.0",
@@ -37,13 +48,11 @@ EMPTY = {
     RATE: None,
     CLOCK: None,
     DIGITAL_INPUT: None,
-}
+} | dict.fromkeys(MENUS)
 
 
 class PanelTest(unittest.TestCase):
-    """A machine with the servers that every test needs; the panel is not running yet."""
-
-    driver_options = ()
+    """A machine with a bus and a display; nothing of the panel's is running yet."""
 
     def setUp(self):
         self.session = Session(BUILD)
@@ -51,8 +60,6 @@ class PanelTest(unittest.TestCase):
         from panel_window import PanelWindow  # finds the session's bus in the environment
 
         self.window = PanelWindow()
-        self.session.start_pipewire()
-        self.session.start_driver(*self.driver_options)
 
     def expect(self, texts, what):
         """Waits until the fields show these texts; None stands for a hidden field."""
@@ -67,6 +74,8 @@ class PanelTest(unittest.TestCase):
 class WithAnInterface(PanelTest):
     def setUp(self):
         super().setUp()
+        self.session.start_pipewire()
+        self.session.start_driver()
         self.session.start_panel()
         self.expect(FILLED, "the connected interface")
 
@@ -81,6 +90,12 @@ class WithAnInterface(PanelTest):
             },
             "what vx310ctl shows",
         )
+
+    def test_the_menus_show_what_the_interface_is_set_to(self):
+        shown = json.loads(self.session.ctl("show", "--json"))
+        items = {label: shown[name] for label, name in MENUS.items()}
+        items["Sample clock"] = items["Sample clock"].capitalize()
+        self.expect(items, "the settings that vx310ctl shows")
 
     def test_one_running_panel_follows_the_interface_through_everything(self):
         session = self.session
@@ -143,7 +158,7 @@ class WithAnInterface(PanelTest):
         self.session.sim("fault", "none")
         # A connection is opened again at most once a second, so one of the next two events does it.
         self.window.wait_for(
-            lambda: self.window.fields()[CLOCK] not in (None, "unknown"),
+            lambda: self.window.fields().get(CLOCK) not in (None, "unknown"),
             "the interface whose driver answers again",
             nudge=(1100, lambda: self.session.sim("notify", "3") and None),
         )
@@ -164,10 +179,10 @@ class WithAnInterface(PanelTest):
 
 
 class WithoutAnInterface(PanelTest):
-    driver_options = ("--unplugged",)
-
     def setUp(self):
         super().setUp()
+        self.session.start_pipewire()
+        self.session.start_driver("--unplugged")
         self.session.start_panel()
         self.expect(EMPTY, "no device")
 
@@ -179,17 +194,12 @@ class WithoutAnInterface(PanelTest):
         self.expect(FILLED, "the interface")
 
 
-class WithoutADriverService(unittest.TestCase):
+class WithoutADriverService(PanelTest):
     def test_the_panel_starts_empty_and_fills_in_when_the_service_starts(self):
-        session = Session(BUILD)
-        self.addCleanup(session.close)
-        from panel_window import PanelWindow
-
-        self.window = PanelWindow()
-        session.start_panel()
-        PanelTest.expect(self, EMPTY, "no device")
-        session.start_driver()
-        PanelTest.expect(self, FILLED, "the interface")
+        self.session.start_panel()
+        self.expect(EMPTY, "no device")
+        self.session.start_driver()
+        self.expect(FILLED, "the interface")
 
 
 if __name__ == "__main__":

@@ -71,7 +71,10 @@ class PanelWindow:
             waiting.extend(children_of(control))
 
     def fields(self):
-        """What the control beside each label shows, by the label's text; None for a hidden one."""
+        """What the control beside each label shows, by the label's text; None for a hidden one.
+
+        A field shows its text, a menu its selected item.
+        """
         shown = {}
         for control in self.controls():
             if control.get_role() != Atspi.Role.LABEL:
