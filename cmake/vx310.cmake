@@ -1,11 +1,11 @@
 # What every target of this project has in common.
 
 # The same layout as an installed tree, so that programs find their resources from where they are.
-set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 
 add_library(vx310_common INTERFACE)
 target_compile_features(vx310_common INTERFACE cxx_std_20)
-target_include_directories(vx310_common INTERFACE ${CMAKE_SOURCE_DIR})
+target_include_directories(vx310_common INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(vx310_common INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wold-style-cast
   -Wcast-qual -Wformat=2 -Wundef $<$<BOOL:${VX310_WERROR}>:-Werror>)
@@ -27,15 +27,18 @@ endfunction()
 
 # vx310_test(NAME SOURCES file... [LINK library...] [LABEL label])
 # A GoogleTest program whose every test is one ctest test. Label: unit (the default) needs no
-# PipeWire and no display; integration starts what it needs.
+# PipeWire and no display; integration starts what it needs. Nothing without BUILD_TESTING.
 include(GoogleTest)
 function(vx310_test name)
+  if(NOT BUILD_TESTING)
+    return()
+  endif()
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "LABEL" "SOURCES;LINK")
   if(NOT arg_LABEL)
     set(arg_LABEL unit)
   endif()
   add_executable(${name} ${arg_SOURCES})
-  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
   target_link_libraries(${name} PRIVATE vx310_common ${arg_LINK} GTest::gmock_main)
   # The program's name tells apart the runs of one contract suite against several back ends.
   gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60
