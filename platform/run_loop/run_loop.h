@@ -18,7 +18,8 @@ class CFRunLoopSource {
   virtual int descriptor() const = 0;
 
   // Does all work that is ready and returns; never waits for more to come. Runs on the thread of
-  // the loop, and may add and remove sources, this one included.
+  // the loop, and may add and remove sources, this one included. Lets no exception out: not every
+  // loop could pass it on.
   virtual void perform() = 0;
 };
 

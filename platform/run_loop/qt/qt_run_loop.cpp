@@ -9,6 +9,7 @@
 #include <QThread>
 #include <QTimer>
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -39,14 +40,9 @@ bool contains(const CFRunLoop& loop, const CFRunLoopSourceRef& source) {
                      [&](const Watched& watched) { return watched.source == source; });
 }
 
-// Takes its own reference, as the source may remove itself.
-void perform(CFRunLoop& loop, CFRunLoopSourceRef source) {
-  if (!contains(loop, source)) return;
-  try {
-    source->perform();
-  } catch (...) {
-    qWarning("a run loop source failed");
-  }
+// The caller's reference keeps a source alive that removes itself.
+void perform(CFRunLoop& loop, const CFRunLoopSourceRef& source) {
+  if (contains(loop, source)) source->perform();
 }
 
 bool isReady(const CFRunLoopSource& source) {
@@ -69,8 +65,8 @@ void performReady(CFRunLoop& loop) {
 void runToolkitFor(CFRunLoop& loop, double seconds) {
   constexpr double kLongestWait = 1e6;  // fits the toolkit's milliseconds
   QEventLoop events;
-  QTimer::singleShot(static_cast<int>(std::min(seconds, kLongestWait) * 1000), Qt::PreciseTimer,
-                     &events, &QEventLoop::quit);
+  const double milliseconds = std::ceil(std::min(seconds, kLongestWait) * 1000);
+  QTimer::singleShot(static_cast<int>(milliseconds), Qt::PreciseTimer, &events, &QEventLoop::quit);
   loop.innermost = &events;
   events.exec();
   loop.innermost = nullptr;
