@@ -8,6 +8,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -26,7 +27,7 @@ struct Outlet {
 // A control of the window. Unless a test says otherwise, the program finds it shown and enabled,
 // empty, and at the origin.
 struct Control {
-  Kind kind = Kind::kTextField;
+  std::optional<Kind> kind;  // the first that the program asks for, unless the window was given
   bool hidden = false;
   bool enabled = true;
   std::string text;

@@ -85,6 +85,15 @@ TEST_F(RecordingToolkit, AWindowOfGivenControlsHasNoOthers) {
   EXPECT_EQ(nib().button("Field").object(), nullptr);
 }
 
+TEST_F(RecordingToolkit, AControlThatATestMadeIsOfTheKindThatTheProgramAsksFor) {
+  recording_toolkit::control("Menu").itemCount = 2;
+  NSPopUpButton menu = nib().popUpButton("Menu");
+  menu.selectItemAtIndex(2);
+  EXPECT_EQ(menu.indexOfSelectedItem(), -1);
+  EXPECT_NE(menu.object(), nullptr);
+  EXPECT_EQ(nib().textField("Menu").object(), nullptr);
+}
+
 TEST_F(RecordingToolkit, TheUserCannotUseWhatIsHiddenOrDisabled) {
   NSPopUpButton menu = nib().popUpButton("Menu");
   NSButton button = nib().button("Button");

@@ -46,7 +46,7 @@ RecordedControl* Window::find(std::string_view name) {
   return found == controls_.end() ? nullptr : found->second.get();
 }
 
-RecordedControl& Window::add(std::string_view name, Kind kind) {
+RecordedControl& Window::add(std::string_view name, std::optional<Kind> kind) {
   auto control = std::make_unique<RecordedControl>();
   control->name = name;
   control->kind = kind;
@@ -54,7 +54,10 @@ RecordedControl& Window::add(std::string_view name, Kind kind) {
 }
 
 RecordedControl* Window::outlet(std::string_view name, Kind kind) {
-  if (RecordedControl* control = find(name)) return control->kind == kind ? control : nullptr;
+  if (RecordedControl* control = find(name)) {
+    if (!control->kind) control->kind = kind;
+    return control->kind == kind ? control : nullptr;
+  }
   return hasEveryControl ? &add(name, kind) : nullptr;
 }
 
@@ -69,7 +72,7 @@ NSNib& nib() { return state().window; }
 
 Control& control(std::string_view name) {
   RecordedControl* control = state().window.find(name);
-  return control ? *control : state().window.add(name, Kind::kTextField);
+  return control ? *control : state().window.add(name, std::nullopt);
 }
 
 const std::vector<std::string>& log() { return state().log; }

@@ -4,6 +4,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
@@ -28,7 +29,7 @@ class Window final : public NSNib {
 
   // Null when the window has no such control.
   RecordedControl* find(std::string_view name);
-  RecordedControl& add(std::string_view name, Kind kind);
+  RecordedControl& add(std::string_view name, std::optional<Kind> kind);
 
   bool hasEveryControl = true;
 
