@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-LumCollection::~LumCollection() {
+void LumCollection::destroy() {
   LumCollection::removeAll();
   if (!isLent_) delete[] items_;
 }

@@ -22,7 +22,9 @@ class LumCollection : public LumObject {
   static constexpr std::int32_t kLargestToGrow = 32766;
 
   LumCollection() = default;
-  ~LumCollection() override;
+  ~LumCollection() override {
+    if (items_ != nullptr) destroy();
+  }
   LumCollection(const LumCollection&) = delete;
   LumCollection& operator=(const LumCollection&) = delete;
 
@@ -61,10 +63,23 @@ class LumCollection : public LumObject {
   LumObject** items() const { return items_; }
 
  private:
-  // A document's nodes make their arrays in the document's memory and empty them without recursion.
+  // The reader of documents fills the nodes it makes; nodes are emptied without recursion.
   friend class XML::Node;
   friend class XML::Parser;
 
+  void destroy();
+  // Makes kFirstCapacity slots, which somebody else keeps, the array of an empty collection.
+  void lend(LumObject** slots) {
+    items_ = slots;
+    isLent_ = true;
+  }
+  // As add(), for an object that was just made.
+  bool addNew(LumObject& object) {
+    if (items_ == nullptr || count_ == capacity_) return LumCollection::add(&object);
+    items_[count_++] = &object;
+    takeFirstReference(object);
+    return true;
+  }
   void setCapacity(std::int32_t capacity);
 
   std::int32_t capacity_ = kFirstCapacity;

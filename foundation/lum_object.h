@@ -31,6 +31,12 @@ class LumObject {
   void decReferences();
   std::int32_t getReferences() const { return references_.load(std::memory_order_relaxed); }
 
+ protected:
+  // The first reference to an object that no other thread knows yet; cheaper than incReferences().
+  static void takeFirstReference(LumObject& object) {
+    object.references_.store(1, std::memory_order_relaxed);
+  }
+
  private:
   std::atomic<std::int32_t> references_ = 0;
 };

@@ -57,17 +57,7 @@ LumString::LumString(char c, std::int32_t count) {
   length_ = count;
 }
 
-// The text is never written to while it is borrowed.
-LumString::LumString(Borrowed text)
-    : capacity_(text.length + kSlack),
-      length_(text.length),
-      buffer_(const_cast<char*>(text.text)) {}
-
-LumString::~LumString() { freeBuffer(); }
-
-std::int32_t LumString::textLength() const {
-  return nulInside_ ? static_cast<std::int32_t>(std::strlen(buffer_)) : length_;
-}
+std::int32_t LumString::findNul() const { return static_cast<std::int32_t>(std::strlen(buffer_)); }
 
 std::int32_t LumString::countLength() {
   length_ = textLength();
@@ -212,6 +202,18 @@ bool LumString::append(const char* bytes, std::int32_t count) {
   buffer_[length_] = '\0';
   countLength();
   return true;
+}
+
+char* LumString::room(std::int32_t count) {
+  if (count > kMaxLength - length_) return nullptr;
+  makeRoom(length_ + count + 1);
+  return buffer_ + length_;
+}
+
+void LumString::setEnd(char* end) {
+  *end = '\0';
+  length_ = static_cast<std::int32_t>(end - buffer_);
+  if (length_ >= capacity_) capacity_ = length_ + 3;
 }
 
 LumString& LumString::appendGrowing(char c) {

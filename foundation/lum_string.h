@@ -14,12 +14,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "foundation/lum_object.h"
 
 namespace XML {
 class Doc;
-}
+class Writer;
+}  // namespace XML
 
 class LumString : public LumObject {
  public:
@@ -41,8 +43,14 @@ class LumString : public LumObject {
   // `count` times `c`; empty when that is NUL or count is not positive.
   LumString(char c, std::int32_t count);
   // Reads as the copy would, but refers to the text until the string is first changed.
-  explicit LumString(Borrowed text);
-  ~LumString() override;
+  explicit LumString(Borrowed text)
+      : capacity_(text.length + kSlack),
+        length_(text.length),
+        // Never written to while it is borrowed.
+        buffer_(const_cast<char*>(text.text)) {}
+  ~LumString() override {
+    if (allocated_ != 0) freeBuffer();
+  }
 
   LumString& operator=(const LumString& other) { return assign(other); }
   LumString& operator=(const char* text) { return assign(text); }
@@ -52,6 +60,8 @@ class LumString : public LumObject {
   std::int32_t getLength() const { return length_; }
   std::int32_t getCapacity() const { return capacity_; }
   bool isEmpty() const { return length_ == 0; }
+  // The text up to its first NUL.
+  std::string_view view() const { return {buffer_, static_cast<std::size_t>(textLength())}; }
   // Takes the position of the first NUL as the length, and returns it.
   std::int32_t countLength();
 
@@ -142,8 +152,9 @@ class LumString : public LumObject {
   char* copyString() const;
 
  private:
-  // The document reader works in the text's own place.
+  // The reader of documents works in a text's own place, and the writer appends to one.
   friend class XML::Doc;
+  friend class XML::Writer;
 
   // Makes the buffer this string's own, with room for `bytes`; keeps the text.
   void makeRoom(std::int32_t bytes);
@@ -155,7 +166,13 @@ class LumString : public LumObject {
   LumString& appendGrowing(char c);
   void dropFront(std::int32_t count);
   // Position of the first NUL.
-  std::int32_t textLength() const;
+  std::int32_t textLength() const { return nulInside_ ? findNul() : length_; }
+  std::int32_t findNul() const;
+  // Room for `count` bytes behind the text, which may be written up to the end that is then set;
+  // null when the string would become too long.
+  char* room(std::int32_t count);
+  char* endOfRoom() const { return buffer_ + (allocated_ - front_ - 1); }
+  void setEnd(char* end);
   // Text that may be changed in place and cut, the length left as it is.
   char* textInPlace() const;
 

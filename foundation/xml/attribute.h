@@ -47,6 +47,8 @@ class Attribute : public LumObject, public ArenaObject {
   void buildXML(LumString& out) const;
 
  private:
+  friend class Writer;
+
   LumString name_;
   LumString value_;
 };

@@ -4,6 +4,8 @@
 #include <cstring>
 #include <string_view>
 
+#include "foundation/xml/writer.h"
+
 namespace XML {
 
 namespace {
@@ -26,11 +28,11 @@ const Entity* entityAt(std::string_view text) {
 
 }  // namespace
 
-const char* entityOf(char c) {
+std::string_view entityOf(char c) {
   for (const Entity& entity : kEntities) {
-    if (entity.character == c) return entity.name.data();
+    if (entity.character == c) return entity.name;
   }
-  return nullptr;
+  return {};
 }
 
 char* decodeInPlace(char* first, char* end) {
@@ -51,15 +53,8 @@ char* decodeInPlace(char* first, char* end) {
 
 void preStreaming(LumString& text) {
   LumString coded;
-  for (const char* p = text; *p != '\0'; ++p) {
-    const char* entity = entityOf(*p);
-    if (entity != nullptr) {
-      coded += entity;
-    } else {
-      coded += *p;
-    }
-  }
-  text = coded;
+  Writer(coded).appendCoded(text.view());
+  if (!coded.isEmpty()) text = coded;
 }
 
 void postStreaming(LumString& text) {

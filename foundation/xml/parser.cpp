@@ -1,5 +1,6 @@
 #include "foundation/xml/parser.h"
 
+#include <array>
 #include <cstring>
 
 #include "foundation/character_class.h"
@@ -23,6 +24,17 @@ char* skipSpace(char* p) {
 
 char* skipName(char* p) {
   while (character_class::isOneOf(*p, kNameClass)) ++p;
+  return p;
+}
+
+// To the end of a value or to the first '&' in it; or to the NUL.
+char* skipPlainValue(char* p) {
+  constexpr auto kStops = [] {
+    std::array<bool, 256> stops = {};
+    stops[0] = stops['"'] = stops['&'] = true;
+    return stops;
+  }();
+  while (!kStops[static_cast<unsigned char>(*p)]) ++p;
   return p;
 }
 
@@ -52,6 +64,12 @@ char* cut(char* end, std::size_t size) {
 
 Parser::~Parser() {
   for (Node* node : refused_) delete node;
+}
+
+void Parser::lendSlots(LumCollection& collection) {
+  if (arena_ == nullptr || collection.items_ != nullptr) return;
+  constexpr std::size_t kSize = LumCollection::kFirstCapacity * sizeof(LumObject*);
+  collection.lend(static_cast<LumObject**>(arena_->allocate(kSize)));
 }
 
 char* Parser::parseDocument(Node& document, char* p) {
@@ -100,7 +118,8 @@ Node* Parser::startChild(Node& parent, char*& p) {
   const LumString::Borrowed name = takeName(p);
   Node* child =
       arena_ != nullptr ? new (*arena_) Node(parent.doc_, name) : new Node(parent.doc_, name.text);
-  if (!parent.nodes_.add(child)) refused_.push_back(child);
+  lendSlots(parent.nodes_);
+  if (!parent.nodes_.addNew(*child)) refused_.push_back(child);
   return child;
 }
 
@@ -152,15 +171,18 @@ char* Parser::parseAttribute(Node& node, char* p) {
   p = skipSpace(p + 1);
   if (*p != '"') return nullptr;
   char* value = p + 1;
-  char* valueEnd = std::strchr(value, '"');
-  if (valueEnd == nullptr) return nullptr;
+  char* valueEnd = skipPlainValue(value);
+  char* firstEntity = valueEnd;
+  if (*valueEnd == '&') valueEnd = std::strchr(valueEnd, '"');
+  if (valueEnd == nullptr || *valueEnd == '\0') return nullptr;
   *nameEnd = '\0';
   p = cut(valueEnd, 1);
-  valueEnd = decodeInPlace(value, valueEnd);
+  if (firstEntity != valueEnd) valueEnd = decodeInPlace(firstEntity, valueEnd);
   auto* attribute = arena_ != nullptr ? new (*arena_)
                                             Attribute(slice(name, nameEnd), slice(value, valueEnd))
                                       : new Attribute(name, static_cast<const char*>(value));
-  if (!node.attributes_.add(attribute)) delete attribute;
+  lendSlots(node.attributes_);
+  if (!node.attributes_.addNew(*attribute)) delete attribute;
   return p;
 }
 

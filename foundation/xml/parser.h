@@ -29,6 +29,8 @@ class Parser {
   char* endElement(const Node& node, char* p);
   char* parseAttribute(Node& node, char* p);
   char* parseText(Node& node, char* p);
+  // Spares a new collection that gets its first object an array of its own.
+  void lendSlots(LumCollection& collection);
 
   Arena* arena_;
   // Elements for which their parent had no room; they are read, and dropped in the end.

@@ -1,5 +1,7 @@
 #include "foundation/xml/writer.h"
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <vector>
 
@@ -9,37 +11,89 @@
 
 namespace XML {
 
+namespace {
+
+constexpr std::size_t kLongestEntity = 6;
+constexpr std::size_t kLongestRun = 256;
+
+constexpr std::array<bool, 256> kCoded = [] {
+  std::array<bool, 256> coded = {};
+  for (const char c : {'&', '\'', '>', '<', '"'}) coded[static_cast<unsigned char>(c)] = true;
+  return coded;
+}();
+
+}  // namespace
+
+Writer::Writer(LumString& out) : out_(out) {
+  // What stands behind a NUL would not be read.
+  out_.countLength();
+  to_ = out_.room(0);
+  end_ = out_.endOfRoom();
+}
+
+Writer::~Writer() {
+  if (fits_) {
+    out_.setEnd(to_);
+  } else {
+    out_.clear();
+  }
+}
+
+bool Writer::hasRoom(std::size_t size) {
+  if (static_cast<std::size_t>(end_ - to_) >= size) return true;
+  if (!fits_) return false;
+  out_.setEnd(to_);
+  char* to = size > LumString::kMaxLength ? nullptr : out_.room(static_cast<std::int32_t>(size));
+  fits_ = to != nullptr;
+  if (!fits_) return false;
+  to_ = to;
+  end_ = out_.endOfRoom();
+  return true;
+}
+
 void Writer::append(std::string_view text) {
-  fits_ = fits_ && out_.append(text.data(), static_cast<std::int32_t>(text.size()));
+  if (!hasRoom(text.size())) return;
+  std::memcpy(to_, text.data(), text.size());
+  to_ += text.size();
+}
+
+void Writer::appendCoded(std::string_view value) {
+  while (!value.empty()) {
+    const std::string_view run = value.substr(0, kLongestRun);
+    if (!hasRoom(run.size() * kLongestEntity)) return;
+    char* to = to_;
+    for (const char c : run) {
+      if (!kCoded[static_cast<unsigned char>(c)]) {
+        *to++ = c;
+      } else {
+        const std::string_view entity = entityOf(c);
+        to = std::copy(entity.begin(), entity.end(), to);
+      }
+    }
+    to_ = to;
+    value.remove_prefix(run.size());
+  }
 }
 
 void Writer::indent(int level) {
-  for (; level > 0 && fits_; --level) append("\t");
+  if (level <= 0 || !hasRoom(static_cast<std::size_t>(level))) return;
+  to_ = std::fill_n(to_, level, '\t');
 }
 
 void Writer::write(const Attribute& attribute) {
-  const std::string_view name = attribute.getName();
+  const std::string_view name = attribute.name_.view();
   if (name.empty()) return;
   append(" ");
   append(name);
   append("=\"");
-  const char* run = attribute.getValue();
-  const char* p = run;
-  for (; *p != '\0'; ++p) {
-    const char* entity = entityOf(*p);
-    if (entity == nullptr) continue;
-    append({run, static_cast<std::size_t>(p - run)});
-    append(entity);
-    run = p + 1;
-  }
-  append({run, static_cast<std::size_t>(p - run)});
+  appendCoded(attribute.value_.view());
   append("\"");
 }
 
 void Writer::startTag(const Node& node, int level) {
   indent(level);
   append("<");
-  append(node.getName().getCharPointer());
+  append(node.getName().view());
   for (std::int32_t i = 0; i < node.getCountAttributes(); ++i) write(*node.getAttribute(i));
   append(node.getCountNodes() > 0 ? ">\n" : "/>\n");
 }
@@ -47,7 +101,7 @@ void Writer::startTag(const Node& node, int level) {
 void Writer::endTag(const Node& node, int level) {
   indent(level);
   append("</");
-  append(node.getName().getCharPointer());
+  append(node.getName().view());
   append(">\n");
 }
 
@@ -60,7 +114,7 @@ void Writer::write(const Node& top, int level) {
   const auto enter = [&](const Node& node) {
     const int depth = level + static_cast<int>(open.size());
     if (depth != -1) {
-      if (*node.getName().getCharPointer() == '\0') return;
+      if (node.getName().view().empty()) return;
       startTag(node, depth);
     }
     if (node.getCountNodes() > 0) open.push_back({&node, 0});
@@ -78,7 +132,6 @@ void Writer::write(const Node& top, int level) {
     const int depth = level + static_cast<int>(open.size());
     if (depth != -1) endTag(done, depth);
   }
-  if (!fits_) out_.clear();
 }
 
 }  // namespace XML

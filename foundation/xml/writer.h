@@ -1,6 +1,7 @@
 // Writes elements and attributes at the end of a string.
 #pragma once
 
+#include <cstddef>
 #include <string_view>
 
 #include "foundation/lum_string.h"
@@ -12,22 +13,32 @@ class Node;
 
 class Writer {
  public:
-  explicit Writer(LumString& out) : out_(out) {}
+  explicit Writer(LumString& out);
+  // Leaves what was written in the string, or the string empty when not all of it fitted.
+  ~Writer();
+  Writer(const Writer&) = delete;
+  Writer& operator=(const Writer&) = delete;
 
   // As Node::buildXML.
-  void write(const Node& node, int level);
+  void write(const Node& top, int level);
   // As Attribute::buildXML.
   void write(const Attribute& attribute);
+  // The value with its special characters coded.
+  void appendCoded(std::string_view value);
   // That many tabs.
   void indent(int level);
 
  private:
-  bool hasRoom(const Node& node, int level);
+  // Whether there is room for so many bytes; takes more of the string when there is not.
+  bool hasRoom(std::size_t size);
   void append(std::string_view text);
   void startTag(const Node& node, int level);
   void endTag(const Node& node, int level);
 
   LumString& out_;
+  // The free part of the string's buffer.
+  char* to_ = nullptr;
+  char* end_ = nullptr;
   // Whether everything has fitted so far.
   bool fits_ = true;
 };
