@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
@@ -16,8 +17,13 @@ namespace {
 
 constexpr std::int32_t kStr255Size = 256;
 
-char* allocate(std::int32_t bytes) {
-  auto* memory = static_cast<char*>(std::malloc(static_cast<std::size_t>(bytes)));
+std::uint32_t bufferSize(std::int32_t capacity) {
+  return std::bit_ceil(static_cast<std::uint32_t>(capacity));
+}
+
+// `former` is to be moved there, or null.
+char* allocate(std::int32_t capacity, char* former = nullptr) {
+  auto* memory = static_cast<char*>(std::realloc(former, bufferSize(capacity)));
   if (memory == nullptr) std::abort();
   return memory;
 }
@@ -45,96 +51,78 @@ LumString::LumString(const LumString& other) : LumObject(other) {
 }
 
 LumString::LumString(char c, std::int32_t count) {
-  if (count <= 0 || count > kMaxLength || c == '\0') {
-    startWith("", 0);
-    if (count > 0 && count <= kMaxLength) capacity_ = count + kSlack;
-    return;
-  }
-  capacity_ = count + kSlack;
-  makeRoomWithoutText(capacity_);
-  std::memset(buffer_, c, static_cast<std::size_t>(count));
-  buffer_[count] = '\0';
-  length_ = count;
+  if (count > kMaxLength) count = 0;
+  takeBuffer(std::max(count, 0) + kSlack);
+  length_ = c == '\0' ? 0 : std::max(count, 0);
+  std::memset(buffer_, c, static_cast<std::size_t>(length_));
+  buffer_[length_] = '\0';
 }
 
 std::int32_t LumString::findNul() const { return static_cast<std::int32_t>(std::strlen(buffer_)); }
 
 std::int32_t LumString::countLength() {
   length_ = textLength();
-  nulInside_ = false;
+  nulInside_ = 0;
   return length_;
 }
 
 char* LumString::textInPlace() const {
-  nulInside_ = true;
+  nulInside_ = 1;
   return buffer_;
 }
 
 void LumString::freeBuffer() {
-  if (allocated_ != 0) std::free(buffer_ - front_);
-  allocated_ = 0;
-  front_ = 0;
+  if (!isBorrowed()) std::free(buffer_ - front_);
 }
 
 void LumString::startWith(const char* text, std::size_t length) {
   if (isTooLong(length)) length = 0;
   length_ = static_cast<std::int32_t>(length);
-  capacity_ = length_ + kSlack;
-  makeRoomWithoutText(capacity_);
+  takeBuffer(length_ + kSlack);
   std::memcpy(buffer_, text, length);
   buffer_[length] = '\0';
 }
 
-void LumString::makeRoomWithoutText(std::int32_t bytes) {
-  if (allocated_ >= bytes) {
-    buffer_ -= front_;
-    front_ = 0;
-    return;
-  }
+void LumString::takeBuffer(std::int32_t capacity) {
   freeBuffer();
-  buffer_ = allocate(bytes);
-  allocated_ = bytes;
+  buffer_ = allocate(capacity);
+  capacity_ = capacity;
+  front_ = 0;
+}
+
+void LumString::growBuffer(std::int32_t capacity) {
+  if (isBorrowed() || front_ != 0) {
+    char* larger = allocate(capacity);
+    std::memcpy(larger, buffer_, static_cast<std::size_t>(length_) + 1);
+    freeBuffer();
+    buffer_ = larger;
+    front_ = 0;
+  } else if (bufferSize(capacity) != bufferSize(capacity_)) {
+    buffer_ = allocate(capacity, buffer_);
+  }
+  capacity_ = capacity;
 }
 
 void LumString::makeRoom(std::int32_t bytes) {
-  if (allocated_ - front_ >= bytes) return;
-  const std::size_t used = static_cast<std::size_t>(length_) + 1;
-  // Moving the text to the front is worth it once as much was taken off there as has to be moved.
-  if (allocated_ >= bytes && front_ > length_) {
-    std::memmove(buffer_ - front_, buffer_, used);
-    buffer_ -= front_;
-    front_ = 0;
-    return;
-  }
-  const std::int32_t doubled =
-      allocated_ > std::numeric_limits<std::int32_t>::max() / 2 ? bytes : 2 * allocated_;
-  const std::int32_t size = std::max(bytes, doubled);
-  if (allocated_ != 0 && front_ == 0) {
-    buffer_ = static_cast<char*>(std::realloc(buffer_, static_cast<std::size_t>(size)));
-    if (buffer_ == nullptr) std::abort();
-  } else {
-    char* larger = allocate(size);
-    std::memcpy(larger, buffer_, used);
-    freeBuffer();
-    buffer_ = larger;
-  }
-  allocated_ = size;
+  if (isBorrowed()) growBuffer(-capacity_);
+  if (bytes <= capacity_ - front_) return;
+  std::memmove(buffer_ - front_, buffer_, static_cast<std::size_t>(length_) + 1);
+  buffer_ -= front_;
+  front_ = 0;
 }
 
 void LumString::dropFront(std::int32_t count) {
-  if (allocated_ == 0) makeRoom(length_ + 1);
+  makeRoom(length_ + 1);
   buffer_ += count;
-  front_ += count;
   length_ -= count;
+  front_ = static_cast<std::uint32_t>(front_ + count) & 0x7fffffffu;
 }
 
 void LumString::clear() {
-  freeBuffer();
-  length_ = 0;
-  nulInside_ = false;
-  capacity_ = kSlack;
-  makeRoomWithoutText(kSlack);
+  takeBuffer(kSlack);
   buffer_[0] = '\0';
+  length_ = 0;
+  nulInside_ = 0;
 }
 
 LumString& LumString::assign(const char* text) {
@@ -145,22 +133,26 @@ LumString& LumString::assign(const char* text) {
 LumString& LumString::assign(const char* text, std::size_t length) {
   if (isTooLong(length)) return *this;
   const auto newLength = static_cast<std::int32_t>(length);
-  if (newLength >= capacity_) capacity_ = newLength + kSlack;
   // A part of this string's own text always fits, so it is not freed under its reader.
-  if (allocated_ - front_ <= newLength)
-    makeRoomWithoutText(std::min(capacity_, newLength + kSlack));
+  if (newLength >= getCapacity()) {
+    takeBuffer(newLength + kSlack);
+  } else if (isBorrowed()) {
+    takeBuffer(getCapacity());
+  } else if (newLength >= capacity_ - front_) {
+    buffer_ -= front_;
+    front_ = 0;
+  }
   std::memmove(buffer_, text, length);
   buffer_[length] = '\0';
   length_ = newLength;
-  nulInside_ = false;
+  nulInside_ = 0;
   return *this;
 }
 
 LumString& LumString::setSize(std::int32_t size) {
-  if (size <= capacity_ || size > kMaxLength) return *this;
+  if (size <= getCapacity() || size > kMaxLength) return *this;
   countLength();
-  capacity_ = size + 1;
-  makeRoom(capacity_);
+  growBuffer(size + 1);
   return *this;
 }
 
@@ -186,17 +178,29 @@ LumString& LumString::operator+=(const char* text) {
 bool LumString::append(const char* bytes, std::int32_t count) {
   if (count > kMaxLength - length_) return false;
   const std::int32_t end = length_ + count;
-  if (end >= capacity_) {
+  if (isBorrowed() || front_ != 0 || nulInside_ ||
+      static_cast<std::uint32_t>(end + 3) > bufferSize(capacity_)) {
+    return appendMoving(bytes, count);
+  }
+  // Within the buffer the capacity is just a number.
+  if (end >= capacity_) capacity_ = end + 3;
+  std::memcpy(buffer_ + length_, bytes, static_cast<std::size_t>(count));
+  length_ = end;
+  buffer_[end] = '\0';
+  return true;
+}
+
+bool LumString::appendMoving(const char* bytes, std::int32_t count) {
+  const std::int32_t end = length_ + count;
+  // The bytes may be this string's own, which growing moves.
+  const bool own = lies(bytes, buffer_, length_ + 1);
+  const std::ptrdiff_t offset = own ? bytes - buffer_ : 0;
+  if (end >= getCapacity()) {
     countLength();
-    capacity_ = end + 3;
+    growBuffer(end + 3);
   }
-  if (allocated_ - front_ <= end) {
-    // The bytes may be this string's own, which growing moves.
-    const bool own = lies(bytes, buffer_, length_ + 1);
-    const std::ptrdiff_t offset = own ? bytes - buffer_ : 0;
-    makeRoom(end + 1);
-    if (own) bytes = buffer_ + offset;
-  }
+  makeRoom(end + 1);
+  if (own) bytes = buffer_ + offset;
   std::memmove(buffer_ + length_, bytes, static_cast<std::size_t>(count));
   length_ += count;
   buffer_[length_] = '\0';
@@ -206,23 +210,26 @@ bool LumString::append(const char* bytes, std::int32_t count) {
 
 char* LumString::room(std::int32_t count) {
   if (count > kMaxLength - length_) return nullptr;
+  if (length_ + count >= getCapacity()) growBuffer(length_ + count + 1);
   makeRoom(length_ + count + 1);
   return buffer_ + length_;
 }
 
+char* LumString::endOfRoom() const { return buffer_ - front_ + bufferSize(capacity_) - 1; }
+
 void LumString::setEnd(char* end) {
   *end = '\0';
   length_ = static_cast<std::int32_t>(end - buffer_);
-  if (length_ >= capacity_) capacity_ = length_ + 3;
+  if (length_ >= capacity_) capacity_ = length_ + 1;
 }
 
-LumString& LumString::appendGrowing(char c) {
+LumString& LumString::appendSlowly(char c) {
   if (length_ >= kMaxLength) return *this;
-  if (capacity_ <= length_ + 1) setSize(length_ > kMaxLength / 2 ? kMaxLength : 2 * length_);
+  if (getCapacity() <= length_ + 1) setSize(length_ > kMaxLength / 2 ? kMaxLength : 2 * length_);
   makeRoom(length_ + 2);
   buffer_[length_] = c;
   buffer_[++length_] = '\0';
-  nulInside_ |= c == '\0';
+  if (c == '\0') nulInside_ = 1;
   return *this;
 }
 
@@ -301,7 +308,7 @@ void LumString::substring(LumString& out, std::int32_t start, std::int32_t count
   const std::int32_t rest =
       nulInside_ ? static_cast<std::int32_t>(std::strlen(text)) : length_ - start;
   // What is assigned and then cut leaves a capacity for all of it.
-  if (rest >= out.capacity_) out.capacity_ = rest + kSlack;
+  if (rest >= out.getCapacity()) out.takeBuffer(rest + kSlack);
   out.assign(text, static_cast<std::size_t>(std::min(rest, count)));
 }
 
@@ -361,7 +368,7 @@ void LumString::asString(const unsigned char (&in)[256]) {
   setLength(kStr255Size);
   std::memcpy(buffer_, in + 1, in[0]);
   buffer_[in[0]] = '\0';
-  nulInside_ = true;
+  nulInside_ = 1;
 }
 
 std::int32_t LumString::scanInt() const {

@@ -44,12 +44,12 @@ class LumString : public LumObject {
   LumString(char c, std::int32_t count);
   // Reads as the copy would, but refers to the text until the string is first changed.
   explicit LumString(Borrowed text)
-      : capacity_(text.length + kSlack),
+      : capacity_(-(text.length + kSlack)),
         length_(text.length),
         // Never written to while it is borrowed.
         buffer_(const_cast<char*>(text.text)) {}
   ~LumString() override {
-    if (allocated_ != 0) freeBuffer();
+    if (!isBorrowed()) freeBuffer();
   }
 
   LumString& operator=(const LumString& other) { return assign(other); }
@@ -58,7 +58,7 @@ class LumString : public LumObject {
   operator const char*() const { return buffer_; }
   const char* getCharPointer() const { return buffer_; }
   std::int32_t getLength() const { return length_; }
-  std::int32_t getCapacity() const { return capacity_; }
+  std::int32_t getCapacity() const { return isBorrowed() ? -capacity_ : capacity_; }
   bool isEmpty() const { return length_ == 0; }
   // The text up to its first NUL.
   std::string_view view() const { return {buffer_, static_cast<std::size_t>(textLength())}; }
@@ -84,11 +84,10 @@ class LumString : public LumObject {
   // When the character does not fit, the capacity doubles. A NUL counts in the length.
   LumString& operator+=(char c) {
     const std::int32_t end = length_ + 1;
-    if (capacity_ <= end || allocated_ - front_ <= end) return appendGrowing(c);
+    if (capacity_ - front_ <= end || c == '\0') return appendSlowly(c);
     buffer_[length_] = c;
     buffer_[end] = '\0';
     length_ = end;
-    nulInside_ |= c == '\0';
     return *this;
   }
   // Appends `count` bytes, of which none is NUL. False when the string would become too long.
@@ -156,14 +155,18 @@ class LumString : public LumObject {
   friend class XML::Doc;
   friend class XML::Writer;
 
-  // Makes the buffer this string's own, with room for `bytes`; keeps the text.
-  void makeRoom(std::int32_t bytes);
-  // The same, for a text that need not be kept.
-  void makeRoomWithoutText(std::int32_t bytes);
+  bool isBorrowed() const { return capacity_ < 0; }
   void freeBuffer();
+  // A buffer for that capacity, without a text in it.
+  void takeBuffer(std::int32_t capacity);
+  // A buffer for that capacity, which keeps the text.
+  void growBuffer(std::int32_t capacity);
+  // Makes the buffer this string's own, with that much room within the capacity; keeps the text.
+  void makeRoom(std::int32_t bytes);
   void startWith(const char* text, std::size_t length);
   LumString& assign(const char* text, std::size_t length);
-  LumString& appendGrowing(char c);
+  LumString& appendSlowly(char c);
+  bool appendMoving(const char* bytes, std::int32_t count);
   void dropFront(std::int32_t count);
   // Position of the first NUL.
   std::int32_t textLength() const { return nulInside_ ? findNul() : length_; }
@@ -171,19 +174,19 @@ class LumString : public LumObject {
   // Room for `count` bytes behind the text, which may be written up to the end that is then set;
   // null when the string would become too long.
   char* room(std::int32_t count);
-  char* endOfRoom() const { return buffer_ + (allocated_ - front_ - 1); }
+  char* endOfRoom() const;
   void setEnd(char* end);
   // Text that may be changed in place and cut, the length left as it is.
   char* textInPlace() const;
 
-  std::int32_t capacity_ = kSlack;
+  // Negative while the text is borrowed. The buffer has the next power of two of bytes, so that a
+  // capacity that grows in small steps does not cost a copy each.
+  std::int32_t capacity_ = -kSlack;
   std::int32_t length_ = 0;
-  // Size of the allocation, in which the text starts after `front_` bytes; 0 while the text is
-  // borrowed. It grows in larger steps than the capacity, and may be smaller as long as nobody
-  // needs more.
-  std::int32_t allocated_ = 0;
-  char* buffer_ = nullptr;
-  std::int32_t front_ = 0;
+  // How far into the buffer the text starts.
+  std::uint32_t front_ : 31 = 0;
   // Whether there may be a NUL before the end: only then is counting worth the time.
-  mutable bool nulInside_ = false;
+  mutable std::uint32_t nulInside_ : 1 = 0;
+  char* buffer_ = nullptr;
 };
+static_assert(sizeof(LumString) == 32 || sizeof(void*) != 8, "documents have very many of them");

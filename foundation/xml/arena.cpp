@@ -1,12 +1,15 @@
 #include "foundation/xml/arena.h"
 
+#include <algorithm>
 #include <new>
 
 namespace XML {
 
 namespace {
 
-constexpr std::size_t kChunkSize = 64 * 1024;
+// What is made from a text needs a few times as much memory as the text.
+constexpr std::size_t kLeastChunk = 4 * 1024;
+constexpr std::size_t kLargestChunk = 1024 * 1024;
 // What stands in front of each object: the arena it is in, if any.
 constexpr std::size_t kHeader = sizeof(Arena*);
 // In front of an object that is alone, so that it is aligned as any other.
@@ -23,6 +26,7 @@ Arena*& arenaOf(void* object) { return static_cast<Arena**>(object)[-1]; }
 
 Arena* Arena::create(std::size_t textSize) {
   auto* arena = new Arena;
+  arena->chunkSize_ = std::clamp(textSize, kLeastChunk, kLargestChunk);
   arena->text_ = static_cast<char*>(::operator new(textSize));
   return arena;
 }
@@ -39,10 +43,10 @@ Arena::~Arena() {
 void* Arena::allocate(std::size_t size) {
   size = aligned(size);
   if (static_cast<std::size_t>(end_ - free_) < size) {
-    auto* memory = static_cast<char*>(::operator new(kChunkSize));
+    auto* memory = static_cast<char*>(::operator new(chunkSize_));
     chunks_ = ::new (memory) Chunk{chunks_};
     free_ = memory + sizeof(Chunk);
-    end_ = memory + kChunkSize;
+    end_ = memory + chunkSize_;
   }
   char* memory = free_;
   free_ += size;

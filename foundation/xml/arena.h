@@ -20,7 +20,7 @@ class Arena {
   char* text() { return text_; }
   // Memory for one object, which keeps the arena until release().
   void* allocateObject(std::size_t size);
-  // Memory that lives as long as the arena.
+  // Memory that lives as long as the arena; a few hundred bytes at most.
   void* allocate(std::size_t size);
   // The maker needs the arena no longer and makes nothing more in it.
   void finish();
@@ -44,6 +44,7 @@ class Arena {
   std::atomic<std::int64_t> references_ = kMaker;
   std::int64_t made_ = 0;
   char* text_ = nullptr;
+  std::size_t chunkSize_ = 0;
   Chunk* chunks_ = nullptr;
   char* free_ = nullptr;
   char* end_ = nullptr;

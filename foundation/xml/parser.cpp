@@ -13,6 +13,12 @@ namespace {
 constexpr int kNameStart = character_class::kAlpha | character_class::kDigit;
 constexpr int kNameClass = character_class::kSymbol | character_class::kDigit;
 
+constexpr std::array<bool, 256> kValueStops = [] {
+  std::array<bool, 256> stops = {};
+  stops[0] = stops['"'] = stops['&'] = true;
+  return stops;
+}();
+
 bool startsElement(const char* p) {
   return *p == '<' && character_class::isOneOf(p[1], kNameStart);
 }
@@ -29,12 +35,7 @@ char* skipName(char* p) {
 
 // To the end of a value or to the first '&' in it; or to the NUL.
 char* skipPlainValue(char* p) {
-  constexpr auto kStops = [] {
-    std::array<bool, 256> stops = {};
-    stops[0] = stops['"'] = stops['&'] = true;
-    return stops;
-  }();
-  while (!kStops[static_cast<unsigned char>(*p)]) ++p;
+  while (!kValueStops[static_cast<unsigned char>(*p)]) ++p;
   return p;
 }
 
