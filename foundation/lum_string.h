@@ -176,7 +176,8 @@ class LumString : public LumObject {
   char* room(std::int32_t count);
   char* endOfRoom() const;
   void setEnd(char* end);
-  // Text that may be changed in place and cut, the length left as it is.
+  // The text, for changes in place that make it shorter; the length stays as it is. Not for a text
+  // that is borrowed.
   char* textInPlace() const;
 
   // Negative while the text is borrowed. The buffer has the next power of two of bytes, so that a

@@ -54,6 +54,10 @@ void Doc::load(const LumString& xml) {
 }
 
 const char* Doc::parse(const LumString& xml) {
+  if (xml.isBorrowed()) {
+    const LumString own(xml);
+    return parse(own) == nullptr ? nullptr : xml.getCharPointer() + xml.getLength();
+  }
   docBase_.assign("");
   char* text = xml.textInPlace();
   const char* end = compact(text, text);

@@ -33,8 +33,8 @@ class Doc : public Node {
   // Empty after load and parse; for the owner's use.
   const LumString& getDocBase() const { return docBase_; }
 
-  // Replaces `out` by a header and the elements, one a line, in the form that load() reads. When
-  // the text would become longer than a string can be, `out` is left empty.
+  // Replaces `out` by a header and the elements, one a line, in the form that load() reads. A
+  // text that comes within 2 KiB of the longest that a string can be leaves `out` empty instead.
   void buildXML(LumString& out) const;
 
  private:

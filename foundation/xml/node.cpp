@@ -96,20 +96,17 @@ Attribute* Node::getAttribute(std::int32_t index) const {
   return static_cast<Attribute*>(attributes_.atPos(index));
 }
 
-const Attribute* Node::getAttribute(const char* name) const {
+Attribute* Node::findAttribute(const char* name) const {
   for (std::int32_t i = 0; i < attributes_.count(); ++i) {
-    const Attribute* attribute = getAttribute(i);
+    Attribute* attribute = getAttribute(i);
     if (cfStricmp(attribute->getName(), name) == 0) return attribute;
   }
   return nullptr;
 }
 
 Attribute* Node::getAttribute(const char* name, bool create) {
-  for (std::int32_t i = 0; i < attributes_.count(); ++i) {
-    Attribute* attribute = getAttribute(i);
-    if (cfStricmp(attribute->getName(), name) == 0) return attribute;
-  }
-  return create ? addAttribute(name, "") : nullptr;
+  Attribute* attribute = findAttribute(name);
+  return attribute == nullptr && create ? addAttribute(name, "") : attribute;
 }
 
 Attribute* Node::addAttribute(Attribute* attribute) {
@@ -141,32 +138,32 @@ Attribute* Node::addAttribute(const LumString& name, float value) {
 }
 
 const char* Node::getAttributeValue(const char* name) const {
-  const Attribute* attribute = getAttribute(name);
+  const Attribute* attribute = findAttribute(name);
   return attribute != nullptr ? attribute->getValue() : "";
 }
 
 void Node::getAttributeValue(const char* name, LumString& out, const char* def) const {
-  const Attribute* attribute = getAttribute(name);
+  const Attribute* attribute = findAttribute(name);
   out.assign(attribute != nullptr ? attribute->getValue() : def);
 }
 
 void Node::getAttributeValue(const char* name, std::int32_t& out, std::int32_t def) const {
-  const Attribute* attribute = getAttribute(name);
+  const Attribute* attribute = findAttribute(name);
   out = attribute != nullptr ? attribute->getValueLong() : def;
 }
 
 void Node::getAttributeValue(const char* name, std::uint32_t& out, std::uint32_t def) const {
-  const Attribute* attribute = getAttribute(name);
+  const Attribute* attribute = findAttribute(name);
   out = attribute != nullptr ? attribute->getValueULong() : def;
 }
 
 void Node::getAttributeValue(const char* name, bool& out, bool def) const {
-  const Attribute* attribute = getAttribute(name);
+  const Attribute* attribute = findAttribute(name);
   out = attribute != nullptr ? attribute->getValueBool() : def;
 }
 
 void Node::getAttributeValue(const char* name, float& out, float def) const {
-  const Attribute* attribute = getAttribute(name);
+  const Attribute* attribute = findAttribute(name);
   out = attribute != nullptr ? attribute->getValueFloat() : def;
 }
 

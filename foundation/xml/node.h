@@ -66,8 +66,7 @@ class Node : public LumObject, public ArenaObject {
   std::int32_t getCountAttributes() const { return attributes_.count(); }
   // The first of that name, whatever the case; if there is none, a new empty one on `create`, else
   // null.
-  Attribute* getAttribute(const char* name, bool create = false);
-  const Attribute* getAttribute(const char* name) const;
+  Attribute* getAttribute(const char* name, bool create);
   // Puts it last; null when it is null or here already or there is no room.
   Attribute* addAttribute(Attribute* attribute);
   // A new attribute, also when there is one of that name; null when there is no room.
@@ -94,7 +93,8 @@ class Node : public LumObject, public ArenaObject {
 
   // Appends the element, `level` tabs deep, with all that is below it. On level -1 only the
   // children are written, on level 0. Nodes without a name are left out with all below them; texts
-  // are never written. When the text would become longer than a string can be, `out` is left empty.
+  // are never written. A text that comes within 2 KiB of the longest that a string can be leaves
+  // `out` empty instead.
   void buildXML(LumString& out, int level) const;
   void addLevelString(LumString& out, int level) const;
 
@@ -107,6 +107,8 @@ class Node : public LumObject, public ArenaObject {
 
  private:
   friend class Parser;
+
+  Attribute* findAttribute(const char* name) const;
 
   Doc* doc_;
   LumString name_;

@@ -75,11 +75,8 @@ void Parser::lendSlots(LumCollection& collection) {
 
 char* Parser::parseDocument(Node& document, char* p) {
   while (p != nullptr && *p != '\0') {
-    p = std::strchr(p, '<');
-    if (p == nullptr) {
-      static char end = '\0';
-      return &end;
-    }
+    p += std::strcspn(p, "<");
+    if (*p == '\0') break;
     if (startsElement(p)) {
       Node* child = startChild(document, p);
       p = parseElement(*child, p);
@@ -119,7 +116,6 @@ Node* Parser::startChild(Node& parent, char*& p) {
   const LumString::Borrowed name = takeName(p);
   Node* child =
       arena_ != nullptr ? new (*arena_) Node(parent.doc_, name) : new Node(parent.doc_, name.text);
-  lendSlots(parent.nodes_);
   if (!parent.nodes_.addNew(*child)) refused_.push_back(child);
   return child;
 }
@@ -142,6 +138,7 @@ char* Parser::parseElement(Node& top, char* p) {
       open.pop_back();
       p += 2;
     } else if (startsElement(p)) {
+      lendSlots(current.node->nodes_);
       Node* child = startChild(*current.node, p);
       open.push_back({child, true});
     } else if (current.isInStartTag && cfIsAlpha(*p)) {

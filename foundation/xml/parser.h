@@ -29,7 +29,8 @@ class Parser {
   char* endElement(const Node& node, char* p);
   char* parseAttribute(Node& node, char* p);
   char* parseText(Node& node, char* p);
-  // Spares a new collection that gets its first object an array of its own.
+  // Spares the collection of an element that was read here an array of its own. The document's must
+  // not be spared: it outlives the arena.
   void lendSlots(LumCollection& collection);
 
   Arena* arena_;

@@ -1,0 +1,78 @@
+#include "foundation/xml/attribute.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+namespace {
+
+using XML::Attribute;
+
+template <typename Value>
+std::string valueOf(Value value) {
+  Attribute attribute("name");
+  attribute.setValue(value);
+  return attribute.getValue();
+}
+
+TEST(XmlAttribute, IsEmptyUntilItHasAValue) {
+  const Attribute attribute("name");
+  EXPECT_STREQ(attribute.getName(), "name");
+  EXPECT_STREQ(attribute.getValue(), "");
+}
+
+TEST(XmlAttribute, TypedValuesBecomeText) {
+  EXPECT_STREQ(Attribute("n", "text").getValue(), "text");
+  EXPECT_STREQ(Attribute("n", true).getValue(), "1");
+  EXPECT_STREQ(Attribute("n", false).getValue(), "0");
+  EXPECT_STREQ(Attribute("n", -12).getValue(), "-12");
+  EXPECT_STREQ(Attribute("n", 1.5f).getValue(), "1.500000e+00");
+  EXPECT_EQ(valueOf("text"), "text");
+  EXPECT_EQ(valueOf(true), "1");
+  EXPECT_EQ(valueOf(std::int32_t{-12}), "-12");
+  EXPECT_EQ(valueOf(std::uint32_t{4294967295}), "4294967295");
+  EXPECT_EQ(valueOf(-0.25f), "-2.500000e-01");
+}
+
+TEST(XmlAttribute, NameAndValueChange) {
+  Attribute attribute("before", "value");
+  attribute.setName("after");
+  attribute.setValue("more");
+  EXPECT_STREQ(attribute.getName(), "after");
+  EXPECT_STREQ(attribute.getValue(), "more");
+}
+
+TEST(XmlAttribute, NumbersAreReadFromTheStartOfTheValue) {
+  EXPECT_EQ(Attribute("n", " -12 Hz").getValueLong(), -12);
+  EXPECT_EQ(Attribute("n", "12").getValueULong(), 12u);
+  EXPECT_EQ(Attribute("n", "1.5e2").getValueFloat(), 150.0f);
+  EXPECT_EQ(Attribute("n", "none").getValueLong(), 0);
+}
+
+TEST(XmlAttribute, NumbersOf32BitsEndAtTheirLimits) {
+  EXPECT_EQ(Attribute("n", "3000000000").getValueLong(), 2147483647);
+  EXPECT_EQ(Attribute("n", "-3000000000").getValueLong(), -2147483647 - 1);
+  EXPECT_EQ(Attribute("n", "3000000000").getValueULong(), 3000000000u);
+  EXPECT_EQ(Attribute("n", "5000000000").getValueULong(), 4294967295u);
+  EXPECT_EQ(Attribute("n", "-5000000000").getValueULong(), 4294967295u);
+  EXPECT_EQ(Attribute("n", "-1").getValueULong(), 4294967295u);
+  EXPECT_EQ(Attribute("n", "-4294967295").getValueULong(), 1u);
+}
+
+TEST(XmlAttribute, OnlyANumberOtherThan0IsTrue) {
+  EXPECT_FALSE(Attribute("n", "true").getValueBool());
+  EXPECT_FALSE(Attribute("n", "yes").getValueBool());
+  EXPECT_FALSE(Attribute("n", "0").getValueBool());
+  EXPECT_FALSE(Attribute("n", "").getValueBool());
+  EXPECT_TRUE(Attribute("n", "2").getValueBool());
+  EXPECT_TRUE(Attribute("n", "-1").getValueBool());
+}
+
+TEST(XmlAttribute, IsReferencedAsAnyObject) {
+  auto* attribute = new Attribute("n");
+  EXPECT_EQ(attribute->getReferences(), 0);
+  attribute->incReferences();
+  attribute->decReferences();
+}
+
+}  // namespace
