@@ -1,4 +1,4 @@
-// Sorted insertion of texts in an order without any, and the destruction of all.
+// Sorted insertion of texts that come in no order, and the destruction of all.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -20,41 +20,37 @@ std::vector<std::string> shuffledTexts(std::int64_t count) {
   return texts;
 }
 
-void InsertInCollection(benchmark::State& state) {
+void insert(LumSortedCollection& collection, const std::string& text) {
+  collection.add(new LumString(text.c_str()));
+}
+
+using Multiset = std::multiset<std::string>;
+void insert(Multiset& set, const std::string& text) { set.insert(text); }
+
+using Vector = std::vector<std::unique_ptr<std::string>>;
+void insert(Vector& vector, const std::string& text) {
+  const auto less = [](const std::string& a, const auto& b) { return a < *b; };
+  const auto at = std::upper_bound(vector.begin(), vector.end(), text, less);
+  vector.insert(at, std::make_unique<std::string>(text));
+}
+
+template <typename Collection>
+void InsertSorted(benchmark::State& state) {
   const auto texts = shuffledTexts(state.range(0));
   for (auto _ : state) {
-    LumSortedCollection collection;
-    for (const auto& text : texts) collection.add(new LumString(text.c_str()));
+    Collection collection;
+    for (const auto& text : texts) insert(collection, text);
+    benchmark::DoNotOptimize(&collection);
   }
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 
-void InsertInMultiset(benchmark::State& state) {
-  const auto texts = shuffledTexts(state.range(0));
-  for (auto _ : state) {
-    std::multiset<std::string> set;
-    for (const auto& text : texts) set.insert(text);
-    benchmark::DoNotOptimize(set.size());
-  }
-  state.SetItemsProcessed(state.iterations() * state.range(0));
+void counts(benchmark::internal::Benchmark* benchmark) {
+  benchmark->Arg(100)->Arg(10'000)->Unit(benchmark::kMicrosecond);
 }
 
-void InsertInSortedVector(benchmark::State& state) {
-  const auto texts = shuffledTexts(state.range(0));
-  const auto less = [](const auto& a, const auto& b) { return *a < *b; };
-  for (auto _ : state) {
-    std::vector<std::unique_ptr<std::string>> vector;
-    for (const auto& text : texts) {
-      auto added = std::make_unique<std::string>(text);
-      vector.insert(std::lower_bound(vector.begin(), vector.end(), added, less), std::move(added));
-    }
-    benchmark::DoNotOptimize(vector.data());
-  }
-  state.SetItemsProcessed(state.iterations() * state.range(0));
-}
-
-BENCHMARK(InsertInCollection)->Arg(100)->Arg(10'000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(InsertInMultiset)->Arg(100)->Arg(10'000)->Unit(benchmark::kMicrosecond);
-BENCHMARK(InsertInSortedVector)->Arg(100)->Arg(10'000)->Unit(benchmark::kMicrosecond);
+BENCHMARK_TEMPLATE(InsertSorted, LumSortedCollection)->Apply(counts);
+BENCHMARK_TEMPLATE(InsertSorted, Multiset)->Apply(counts);
+BENCHMARK_TEMPLATE(InsertSorted, Vector)->Apply(counts);
 
 }  // namespace

@@ -7,6 +7,7 @@ packages_build="g++ cmake ninja-build pkg-config qt6-base-dev libpipewire-0.3-de
   libplist-dev libgtest-dev libgmock-dev python3"
 packages_run="pipewire pipewire-bin dbus-daemon dbus-bin fonts-dejavu-core xdg-utils"
 packages_wayland="qt6-wayland"
+packages_bench="libbenchmark-dev libpugixml-dev libexpat1-dev libtinyxml2-dev python3"
 packages_picture="xvfb x11-utils imagemagick"
 packages_test="at-spi2-core gir1.2-atspi-2.0 python3-gi libplist-utils"
 

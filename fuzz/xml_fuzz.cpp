@@ -1,0 +1,53 @@
+// Any bytes as a document: they are read or refused, in both ways of reading alike, and what was
+// read is written so that it reads the same.
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "foundation/xml/doc.h"
+#include "foundation/xml/testing/tree.h"
+
+using XML::testing::treeOf;
+
+namespace {
+
+void check(bool holds) {
+  if (!holds) std::abort();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  std::string text(reinterpret_cast<const char*>(data), size);
+
+  XML::Doc doc;
+  doc.load(text.c_str());
+  const std::string tree = treeOf(doc);
+
+  XML::Doc parsed;
+  const LumString whole(text.c_str());
+  const bool isTaken = parsed.parse(whole) != nullptr;
+  check(treeOf(parsed) == tree);
+
+  // The text was compacted by now, which is what reading in place expects.
+  std::string compacted(whole.getCharPointer());
+  XML::Doc inPlace;
+  check((inPlace.doParse(compacted.data()) != nullptr) == isTaken);
+  check(treeOf(inPlace) == tree);
+
+  LumString written;
+  doc.buildXML(written);
+  XML::Doc again;
+  const LumString copy(written);
+  check(again.parse(copy) != nullptr);
+  check(treeOf(again, false) == treeOf(doc, false));
+
+  std::int32_t nodes = 0;
+  std::int32_t attributes = 0;
+  doc.countNodesAndAttributes(nodes, attributes);
+  std::int32_t nodesAgain = 0;
+  std::int32_t attributesAgain = 0;
+  again.countNodesAndAttributes(nodesAgain, attributesAgain);
+  check(nodes == nodesAgain && attributes == attributesAgain);
+  return 0;
+}
