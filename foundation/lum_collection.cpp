@@ -8,8 +8,6 @@ void LumCollection::destroy() {
   if (!isLent_) delete[] items_;
 }
 
-std::int32_t LumCollection::count() const { return count_; }
-
 void LumCollection::reset() {}
 
 void LumCollection::setCapacity(std::int32_t capacity) {

@@ -28,7 +28,7 @@ class LumCollection : public LumObject {
   LumCollection(const LumCollection&) = delete;
   LumCollection& operator=(const LumCollection&) = delete;
 
-  virtual std::int32_t count() const;
+  virtual std::int32_t count() const { return count_; }
   // For classes that have something to reset; nothing here.
   virtual void reset();
   // Puts the object last, also when it is held already. False, and nothing changed, for null or

@@ -46,8 +46,6 @@ bool Node::onTagHeader(char*) { return false; }
 
 bool Node::onTagComment(char*) { return true; }
 
-Node* Node::getNode(std::int32_t index) const { return static_cast<Node*>(nodes_.atPos(index)); }
-
 Node* Node::getNode(const char* name) const {
   for (std::int32_t i = 0; i < nodes_.count(); ++i) {
     Node* node = getNode(i);
@@ -91,10 +89,6 @@ Node* Node::addNode(const char* name) {
 }
 
 Node* Node::addNode(const LumString& name) { return addNode(name.getCharPointer()); }
-
-Attribute* Node::getAttribute(std::int32_t index) const {
-  return static_cast<Attribute*>(attributes_.atPos(index));
-}
 
 Attribute* Node::findAttribute(const char* name) const {
   for (std::int32_t i = 0; i < attributes_.count(); ++i) {

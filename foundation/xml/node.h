@@ -43,7 +43,7 @@ class Node : public LumObject, public ArenaObject {
   // --- Children ---
 
   // Null when there is none.
-  Node* getNode(std::int32_t index) const;
+  Node* getNode(std::int32_t index) const { return static_cast<Node*>(nodes_.atPos(index)); }
   std::int32_t getCountNodes() const { return nodes_.count(); }
   // The first child of that name: whatever the case, and in this case exactly.
   Node* getNode(const char* name) const;
@@ -62,7 +62,9 @@ class Node : public LumObject, public ArenaObject {
   // --- Attributes ---
 
   // Null when there is none.
-  Attribute* getAttribute(std::int32_t index) const;
+  Attribute* getAttribute(std::int32_t index) const {
+    return static_cast<Attribute*>(attributes_.atPos(index));
+  }
   std::int32_t getCountAttributes() const { return attributes_.count(); }
   // The first of that name, whatever the case; if there is none, a new empty one on `create`, else
   // null.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstring>
 #include <vector>
 
 #include "foundation/xml/attribute.h"
@@ -39,8 +38,7 @@ Writer::~Writer() {
   }
 }
 
-bool Writer::hasRoom(std::size_t size) {
-  if (static_cast<std::size_t>(end_ - to_) >= size) return true;
+bool Writer::takeRoom(std::size_t size) {
   if (!fits_) return false;
   out_.setEnd(to_);
   char* to = size > LumString::kMaxLength ? nullptr : out_.room(static_cast<std::int32_t>(size));
@@ -49,12 +47,6 @@ bool Writer::hasRoom(std::size_t size) {
   to_ = to;
   end_ = out_.endOfRoom();
   return true;
-}
-
-void Writer::append(std::string_view text) {
-  if (!hasRoom(text.size())) return;
-  std::memcpy(to_, text.data(), text.size());
-  to_ += text.size();
 }
 
 void Writer::appendCoded(std::string_view value) {
@@ -83,9 +75,10 @@ void Writer::indent(int level) {
 void Writer::write(const Attribute& attribute) {
   const std::string_view name = attribute.name_.view();
   if (name.empty()) return;
-  append(" ");
-  append(name);
-  append("=\"");
+  if (!hasRoom(name.size() + 3)) return;
+  put(" ");
+  put(name);
+  put("=\"");
   appendCoded(attribute.value_.view());
   append("\"");
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstring>
 #include <string_view>
 
 #include "foundation/lum_string.h"
@@ -30,8 +31,18 @@ class Writer {
 
  private:
   // Whether there is room for so many bytes; takes more of the string when there is not.
-  bool hasRoom(std::size_t size);
-  void append(std::string_view text);
+  bool hasRoom(std::size_t size) {
+    return static_cast<std::size_t>(end_ - to_) >= size || takeRoom(size);
+  }
+  bool takeRoom(std::size_t size);
+  void append(std::string_view text) {
+    if (hasRoom(text.size())) put(text);
+  }
+  // There must be room.
+  void put(std::string_view text) {
+    std::memcpy(to_, text.data(), text.size());
+    to_ += text.size();
+  }
   void startTag(const Node& node, int level);
   void endTag(const Node& node, int level);
 
