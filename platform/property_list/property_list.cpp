@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+#include "platform/property_list/binary_reader.h"
+
 namespace {
 
 struct Free {
@@ -18,11 +20,6 @@ struct FreePlist {
 };
 using OwnedPlist = std::unique_ptr<void, FreePlist>;
 
-constexpr std::string_view kBinaryMark = "bplist";
-// The trailer of a binary list ends with the number of objects, the top object's number and the
-// place of the offset table, each of 8 bytes, big-endian.
-constexpr std::size_t kObjectCountFromEnd = 24;
-
 std::size_t occurrences(std::string_view text, std::string_view what) {
   std::size_t count = 0;
   for (auto at = text.find(what); at != text.npos; at = text.find(what, at + what.size())) ++count;
@@ -30,16 +27,8 @@ std::size_t occurrences(std::string_view text, std::string_view what) {
 }
 
 // A quick look at the bytes, before the library builds a tree from them.
-bool hasTooManyObjects(std::string_view bytes) {
-  std::size_t objects = 0;
-  if (!bytes.starts_with(kBinaryMark)) {
-    objects = occurrences(bytes, "<array") + occurrences(bytes, "<dict");
-  } else if (bytes.size() >= kObjectCountFromEnd) {
-    for (const char byte : bytes.substr(bytes.size() - kObjectCountFromEnd, 8)) {
-      objects = objects << 8 | static_cast<unsigned char>(byte);
-    }
-  }
-  return objects > kMostPropertyListObjects;
+bool hasTooManyContainers(std::string_view xml) {
+  return occurrences(xml, "<array") + occurrences(xml, "<dict") > kMostPropertyListObjects;
 }
 
 std::optional<CFValue> valueOf(plist_t node, int levelsLeft);
@@ -67,7 +56,7 @@ std::optional<CFValue> dictionaryOf(plist_t node, int levelsLeft) {
     if (!item) return dictionary;
     auto value = valueOf(item, levelsLeft);
     if (!value || !key) return std::nullopt;
-    dictionary.insert_or_assign(key, *std::move(value));
+    dictionary.insert_or_assign(textForXml(key), *std::move(value));
   }
 }
 
@@ -83,12 +72,6 @@ std::optional<CFValue> realOf(plist_t node) {
   return number;
 }
 
-std::optional<CFValue> referenceOf(plist_t node) {
-  std::uint64_t number = 0;
-  plist_get_uid_val(node, &number);
-  return CFDictionary{{"CF$UID", static_cast<std::int64_t>(number)}};
-}
-
 std::optional<CFValue> booleanOf(plist_t node) {
   std::uint8_t value = 0;
   plist_get_bool_val(node, &value);
@@ -98,7 +81,7 @@ std::optional<CFValue> booleanOf(plist_t node) {
 std::optional<CFValue> textOf(plist_t node) {
   std::uint64_t length = 0;
   const char* text = plist_get_string_ptr(node, &length);
-  return text ? std::string(text, length) : std::string();
+  return text ? textForXml({text, length}) : std::string();
 }
 
 std::optional<CFValue> dataOf(plist_t node) {
@@ -137,8 +120,6 @@ std::optional<CFValue> valueOf(plist_t node, int levelsLeft) {
       return textOf(node);
     case PLIST_DATE:
       return dateOf(node);
-    case PLIST_UID:
-      return referenceOf(node);
     case PLIST_DATA:
       return dataOf(node);
     case PLIST_ARRAY:
@@ -153,12 +134,12 @@ std::optional<CFValue> valueOf(plist_t node, int levelsLeft) {
 }  // namespace
 
 std::optional<CFValue> parsePropertyList(std::string_view bytes) {
-  if (bytes.size() > std::numeric_limits<std::uint32_t>::max() || hasTooManyObjects(bytes)) {
+  if (bytes.starts_with(kBinaryListMark)) return parseBinaryPropertyList(bytes);
+  if (bytes.size() > std::numeric_limits<std::uint32_t>::max() || hasTooManyContainers(bytes)) {
     return std::nullopt;
   }
   plist_t root = nullptr;  // the library leaves it alone when it fails
-  const auto parse = bytes.starts_with(kBinaryMark) ? plist_from_bin : plist_from_xml;
-  parse(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
+  plist_from_xml(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
   const OwnedPlist owned(root);
   return root ? valueOf(root, kDeepestPropertyList) : std::nullopt;
 }

@@ -4,6 +4,7 @@
 
 #include <limits>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -66,6 +67,11 @@ TEST(PropertyList, HoldsEveryKindOfValue) {
   EXPECT_EQ(*list, CFValue(expected));
 }
 
+TEST(PropertyList, TextsAndKeysThatAreNoUtf8AreReadAsTheyCouldBeWritten) {
+  EXPECT_EQ(parsePropertyList(xml("<dict><key>\xE9</key><string>\xE9&#1;</string></dict>")),
+            CFValue(CFDictionary{{"\xEF\xBF\xBD", "\xEF\xBF\xBD\xEF\xBF\xBD"}}));
+}
+
 TEST(PropertyList, KeepsTheSignOfNumbers) {
   EXPECT_EQ(parsePropertyList(xml("<integer>-2</integer>")), CFValue(-2));
 }
@@ -77,12 +83,6 @@ TEST(PropertyList, MayBeBinary) {
 TEST(PropertyList, KeepsDatesAsTheyAreWritten) {
   EXPECT_EQ(parsePropertyList(xml("<array><date>2024-01-31T23:59:58Z</date><true/></array>")),
             CFValue(CFArray{CFDate{"2024-01-31T23:59:58Z"}, true}));
-}
-
-TEST(PropertyList, AReferenceIsTheDictionaryThatStandsForItInXml) {
-  const std::string list = "bplist00\x80\x05\x08" + std::string(6, '\0') + "\x01\x01" +
-                           bigEndian(1, 8) + bigEndian(0, 8) + bigEndian(10, 8);
-  EXPECT_EQ(parsePropertyList(list), CFValue(CFDictionary{{"CF$UID", 5}}));
 }
 
 TEST(PropertyList, TextThatIsNoneGivesNothing) {
@@ -135,6 +135,85 @@ TEST(PropertyList, XmlNestedToExhaustTheStackGivesNothing) {
 
 TEST(PropertyList, ABinaryListNestedToExhaustTheStackGivesNothing) {
   EXPECT_EQ(parsePropertyList(binaryArrays(1'000'000)), std::nullopt);
+}
+
+// A binary list of these objects, the first being the top; offsets of two bytes, references of one.
+std::string binaryList(const std::vector<std::string>& objects) {
+  std::string list = "bplist00";
+  std::string offsets;
+  for (const std::string& object : objects) {
+    offsets += bigEndian(list.size(), 2);
+    list += object;
+  }
+  const std::uint64_t offsetTable = list.size();
+  return list + offsets + std::string(6, '\0') + "\x02\x01" + bigEndian(objects.size(), 8) +
+         bigEndian(0, 8) + bigEndian(offsetTable, 8);
+}
+
+TEST(BinaryPropertyList, HoldsEveryKindOfValue) {
+  const std::string list = binaryList({
+      "\xAC\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0A\x0B\x0C",
+      "\x08",
+      "\x10\xFF",
+      "\x13" + bigEndian(~std::uint64_t{0}, 8),
+      "\x22" + bigEndian(0x3F000000, 4),
+      "\x23" + bigEndian(0xBFE0000000000000, 8),
+      "\x33" + bigEndian(0x41C5B58B3F000000, 8),
+      std::string("\x42\0\xFF", 3),
+      "\x53"
+      "abc",
+      std::string("\x63\0\xE9\xD8\x3C\xDF\xB8", 7),
+      "\x80\x05",
+      "\xD1\x08\x01",
+      "\x5F\x10\x10"
+      "0123456789abcdef",
+  });
+  EXPECT_EQ(
+      parsePropertyList(list),
+      CFValue(CFArray{false, 255, -1, 0.5, -0.5, CFDate{"2024-01-31T23:59:58Z"}, CFData{0, 255},
+                      "abc", "\xC3\xA9\xF0\x9F\x8E\xB8", CFDictionary{{"CF$UID", 5}},
+                      CFDictionary{{"abc", false}}, "0123456789abcdef"}));
+}
+
+TEST(BinaryPropertyList, AKeyWithANulInItIsReadAsItCouldBeWritten) {
+  const std::string list = binaryList({"\xD1\x01\x02", std::string("\x62\0\0\0a", 5), "\x09"});
+  EXPECT_EQ(parsePropertyList(list), CFValue(CFDictionary{{"\xEF\xBF\xBD"
+                                                           "a",
+                                                           true}}));
+}
+
+TEST(BinaryPropertyList, HalfAPairOfUtf16IsReplaced) {
+  EXPECT_TRUE(
+      parsePropertyList(binaryList({"\x62\xD8\x3C"
+                                    "AB"})));
+  EXPECT_TRUE(parsePropertyList(binaryList({"\x61\xD8\x3C"})));
+  EXPECT_TRUE(parsePropertyList(binaryList({"\x61\xDF\xB8"})));
+}
+
+TEST(BinaryPropertyList, AnArrayInItselfGivesNothing) {
+  EXPECT_EQ(parsePropertyList(binaryList({std::string("\xA1\0", 2)})), std::nullopt);
+}
+
+TEST(BinaryPropertyList, ArraysThatDoubleAtEachLevelGiveNothing) {
+  std::vector<std::string> objects;
+  for (int level = 1; level <= 100; ++level) {
+    objects.push_back("\xA2" + std::string(2, static_cast<char>(level)));
+  }
+  objects.push_back("\x09");
+  EXPECT_EQ(parsePropertyList(binaryList(objects)), std::nullopt);
+}
+
+TEST(BinaryPropertyList, ObjectsThatDoNotHoldWhatTheySayGiveNothing) {
+  for (const std::string& object :
+       {std::string("\x00", 1), std::string("\x0F"), std::string("\x15"), std::string("\x13\x01"),
+        std::string("\x21\x01\x01"), std::string("\x32\x01"), std::string("\x4E\x01"),
+        std::string("\x5F"), std::string("\x5F\x50"), std::string("\x6F\x13\xFF"),
+        std::string("\x7F\x14"), std::string("\x88"), std::string("\x90"), std::string("\xA1\x07"),
+        std::string("\xD1\x01"), std::string("\xD1\x01\x01"), std::string("\xF0"),
+        "\x33" + bigEndian(0x7FF8000000000000, 8), "\x33" + bigEndian(0x7FEFFFFFFFFFFFFF, 8)}) {
+    EXPECT_EQ(parsePropertyList(binaryList({object, "\x09"})), std::nullopt)
+        << testing::PrintToString(object);
+  }
 }
 
 // --- Writing ---
