@@ -2,6 +2,7 @@
 // program defines the operations.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "platform/values/values.h"
@@ -14,6 +15,10 @@ class Fixture {
   ~Fixture();
 
   void put(const std::string& path, const CFValue& content);
+
+  // A file in the Preferences folder, which is not there before.
+  void putPreferencesFile(const std::string& name, const std::string& bytes);
+  std::optional<std::string> preferencesFile(const std::string& name);
 };
 
 }  // namespace files_contract

@@ -47,4 +47,119 @@ TEST_F(Files, AChangedFileIsReadAnew) {
   EXPECT_EQ(dictionaryWithContentsOfFile(kPath), (CFDictionary{{"Count", 2}}));
 }
 
+FSRef preferencesFolder() {
+  FSRef folder;
+  EXPECT_EQ(FSFindFolder(kOnSystemDisk, kPreferencesFolderType, false, folder), noErr);
+  return folder;
+}
+
+FSForkRef opened(const FSRef& file) {
+  FSForkRef fork = -1;
+  EXPECT_EQ(FSOpenFork(file, "", fsRdPerm, fork), noErr);
+  EXPECT_GE(fork, 0);
+  return fork;
+}
+
+std::string read(FSForkRef fork, std::size_t size, OSStatus expected) {
+  std::string bytes(size, '?');
+  std::size_t count = size + 1;
+  EXPECT_EQ(FSReadFork(fork, bytes, count), expected);
+  return bytes.substr(0, count);
+}
+
+TEST_F(Files, OnlyThePreferencesFolderOfTheSystemDiskIsFound) {
+  FSRef folder{"as before"};
+  EXPECT_EQ(FSFindFolder(0, kPreferencesFolderType, false, folder), fnfErr);
+  EXPECT_EQ(FSFindFolder(kOnSystemDisk, 0x6d616373, false, folder), fnfErr);
+  EXPECT_EQ(folder.path, "as before");
+}
+
+TEST_F(Files, AReferenceIsMadeOnlyToAFileThatIsThere) {
+  FSRef file{"as before"};
+  EXPECT_EQ(FSMakeFSRefUnicode(preferencesFolder(), "a.xml", file), fnfErr);
+  EXPECT_EQ(file.path, "as before");
+  fixture.putPreferencesFile("a.xml", "");
+  EXPECT_EQ(FSMakeFSRefUnicode(preferencesFolder(), "a.xml", file), noErr);
+  EXPECT_NE(file.path, "as before");
+}
+
+TEST_F(Files, ANameThatNoFileCanHaveIsRefused) {
+  using std::string_view_literals::operator""sv;
+  const std::string tooLong(256, 'a');
+  for (const std::string_view name :
+       {""sv, "."sv, ".."sv, "../a"sv, "a/b"sv, "a\0b"sv, std::string_view(tooLong)}) {
+    FSRef file;
+    EXPECT_EQ(FSMakeFSRefUnicode(preferencesFolder(), name, file), bdNamErr) << name;
+    EXPECT_EQ(FSCreateFileUnicode(preferencesFolder(), name, file), bdNamErr) << name;
+  }
+}
+
+TEST_F(Files, ANameOf255BytesIsAName) {
+  const std::string name(255, 'a');
+  FSRef file;
+  EXPECT_EQ(FSCreateFileUnicode(preferencesFolder(), name, file), noErr);
+  EXPECT_EQ(fixture.preferencesFile(name), "");
+}
+
+TEST_F(Files, ACreatedFileIsEmptyAndCanBeOpened) {
+  FSRef file;
+  EXPECT_EQ(FSCreateFileUnicode(preferencesFolder(), "a.xml", file), noErr);
+  EXPECT_EQ(fixture.preferencesFile("a.xml"), "");
+  const FSForkRef fork = opened(file);
+  EXPECT_EQ(read(fork, 10, eofErr), "");
+  EXPECT_EQ(FSCloseFork(fork), noErr);
+}
+
+TEST_F(Files, CreatingDoesNotTouchAFileThatIsThere) {
+  fixture.putPreferencesFile("a.xml", "content");
+  FSRef file;
+  EXPECT_EQ(FSCreateFileUnicode(preferencesFolder(), "a.xml", file), dupFNErr);
+  EXPECT_EQ(fixture.preferencesFile("a.xml"), "content");
+}
+
+TEST_F(Files, NothingIsFoundMadeOrOpenedBelowNoReference) {
+  FSRef file;
+  FSForkRef fork = -1;
+  EXPECT_EQ(FSMakeFSRefUnicode({}, "a.xml", file), fnfErr);
+  EXPECT_EQ(FSCreateFileUnicode({}, "a.xml", file), fnfErr);
+  EXPECT_EQ(FSOpenFork({}, "", fsRdPerm, fork), fnfErr);
+  EXPECT_EQ(fork, -1);
+}
+
+TEST_F(Files, TheDataForkHasTheEmptyNameAndIsTheOnlyOne) {
+  fixture.putPreferencesFile("a.xml", "content");
+  std::string name = "as before";
+  EXPECT_EQ(FSGetDataForkName(name), noErr);
+  EXPECT_EQ(name, "");
+  FSRef file;
+  FSForkRef fork = -1;
+  ASSERT_EQ(FSMakeFSRefUnicode(preferencesFolder(), "a.xml", file), noErr);
+  EXPECT_EQ(FSOpenFork(file, "RESOURCE_FORK", fsRdPerm, fork), errFSForkNotFound);
+}
+
+TEST_F(Files, AForkIsReadOnFromWhereItWasReadLast) {
+  fixture.putPreferencesFile("a.xml", std::string("abc\0def", 7));
+  FSRef file;
+  ASSERT_EQ(FSMakeFSRefUnicode(preferencesFolder(), "a.xml", file), noErr);
+  const FSForkRef first = opened(file);
+  const FSForkRef second = opened(file);
+  EXPECT_NE(first, second);
+  EXPECT_EQ(read(first, 4, noErr), std::string("abc\0", 4));
+  EXPECT_EQ(read(second, 2, noErr), "ab");
+  EXPECT_EQ(read(first, 4, eofErr), "def");
+  EXPECT_EQ(read(first, 4, eofErr), "");
+  EXPECT_EQ(FSCloseFork(first), noErr);
+  EXPECT_EQ(FSCloseFork(second), noErr);
+}
+
+TEST_F(Files, AClosedForkGivesNothing) {
+  fixture.putPreferencesFile("a.xml", "content");
+  FSRef file;
+  ASSERT_EQ(FSMakeFSRefUnicode(preferencesFolder(), "a.xml", file), noErr);
+  const FSForkRef fork = opened(file);
+  EXPECT_EQ(FSCloseFork(fork), noErr);
+  EXPECT_EQ(read(fork, 10, ioErr), "");
+  EXPECT_EQ(FSCloseFork(fork), ioErr);
+}
+
 }  // namespace

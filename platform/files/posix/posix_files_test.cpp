@@ -1,9 +1,12 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <utility>
 
 #include "platform/files/files.h"
 #include "platform/files/files_contract_fixture.h"
@@ -13,6 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 fs::path root;
+const std::string kPreferences = "/config/vantrel/preferences/";
 
 std::string xmlOf(const CFValue& value) {
   if (const auto* flag = value.as<bool>()) return *flag ? "<true/>" : "<false/>";
@@ -76,6 +80,76 @@ TEST_F(PosixFiles, AnEmptySystemRootVariableIsNoSystemRoot) {
   EXPECT_EQ(dictionaryWithContentsOfFile((root / "Info.plist").string()), std::nullopt);
 }
 
+FSRef preferences() {
+  FSRef folder;
+  EXPECT_EQ(FSFindFolder(kOnSystemDisk, kPreferencesFolderType, false, folder), noErr);
+  return folder;
+}
+
+TEST_F(PosixFiles, WithoutAnAbsoluteFolderForConfigurationThePreferencesAreInTheHomeFolder) {
+  const char* home = std::getenv("HOME");
+  const std::string before = home ? home : "";
+  setenv("XDG_CONFIG_HOME", "relative", 1);
+  setenv("HOME", root.c_str(), 1);
+  EXPECT_EQ(preferences().path, root.string() + "/.config/vantrel/preferences");
+  unsetenv("HOME");
+  FSRef folder;
+  EXPECT_EQ(FSFindFolder(kOnSystemDisk, kPreferencesFolderType, false, folder), fnfErr);
+  if (home) setenv("HOME", before.c_str(), 1);
+}
+
+TEST_F(PosixFiles, FindingThePreferencesFolderMakesItOnlyWhenAsked) {
+  EXPECT_FALSE(fs::exists(preferences().path));
+  FSRef folder;
+  EXPECT_EQ(FSFindFolder(kOnSystemDisk, kPreferencesFolderType, true, folder), noErr);
+  EXPECT_TRUE(fs::is_directory(folder.path));
+  EXPECT_EQ(fs::status(folder.path).permissions(), fs::perms::owner_all);
+}
+
+TEST_F(PosixFiles, AFolderOrAPipeInPlaceOfAFileIsNotOpenedAndNotWaitedFor) {
+  fs::create_directories(root.string() + kPreferences + "folder");
+  ASSERT_EQ(mkfifo((root.string() + kPreferences + "pipe").c_str(), 0600), 0);
+  for (const char* name : {"folder", "pipe"}) {
+    for (const std::int8_t permission : {fsRdPerm, fsRdWrPerm}) {
+      FSRef file;
+      FSForkRef fork = -1;
+      EXPECT_EQ(FSMakeFSRefUnicode(preferences(), name, file), noErr);
+      EXPECT_EQ(FSOpenFork(file, "", permission, fork), ioErr) << name;
+      EXPECT_EQ(fork, -1);
+    }
+  }
+}
+
+TEST_F(PosixFiles, AForkIsOpenForWritingOnlyWhenThatIsAsked) {
+  fixture.putPreferencesFile("a", "1");
+  for (const auto& [permission, access] : {std::pair(fsRdPerm, O_RDONLY), {fsRdWrPerm, O_RDWR}}) {
+    FSRef file;
+    FSForkRef fork = -1;
+    ASSERT_EQ(FSMakeFSRefUnicode(preferences(), "a", file), noErr);
+    ASSERT_EQ(FSOpenFork(file, "", permission, fork), noErr);
+    EXPECT_EQ(fcntl(fork, F_GETFL) & O_ACCMODE, access);
+    FSCloseFork(fork);
+  }
+}
+
+TEST_F(PosixFiles, AClosedForkLeavesNoDescriptor) {
+  fixture.putPreferencesFile("a", "1");
+  FSRef file;
+  FSForkRef fork = -1;
+  ASSERT_EQ(FSMakeFSRefUnicode(preferences(), "a", file), noErr);
+  ASSERT_EQ(FSOpenFork(file, "", fsRdPerm, fork), noErr);
+  EXPECT_EQ(FSCloseFork(fork), noErr);
+  EXPECT_EQ(fcntl(fork, F_GETFD), -1);
+}
+
+TEST_F(PosixFiles, AFileThatALinkToNothingStandsInTheWayOfIsNotMade) {
+  fs::create_directories(root.string() + kPreferences);
+  fs::create_symlink("nothing", root.string() + kPreferences + "link");
+  FSRef file;
+  EXPECT_EQ(FSMakeFSRefUnicode(preferences(), "link", file), fnfErr);
+  EXPECT_EQ(FSCreateFileUnicode(preferences(), "link", file), dupFNErr);
+}
+
 }  // namespace
 
 namespace files_contract {
@@ -85,15 +159,27 @@ Fixture::Fixture() {
   std::string name = root;
   root = mkdtemp(name.data());
   setenv("VX310_SYSTEM_ROOT", root.c_str(), 1);
+  setenv("XDG_CONFIG_HOME", (root / "config").c_str(), 1);
 }
 
 Fixture::~Fixture() {
+  unsetenv("XDG_CONFIG_HOME");
   unsetenv("VX310_SYSTEM_ROOT");
   fs::remove_all(root);
 }
 
 void Fixture::put(const std::string& path, const CFValue& content) {
   write(path, plist(xmlOf(content)));
+}
+
+void Fixture::putPreferencesFile(const std::string& name, const std::string& bytes) {
+  write(kPreferences + name, bytes);
+}
+
+std::optional<std::string> Fixture::preferencesFile(const std::string& name) {
+  std::ifstream file(root.string() + kPreferences + name, std::ios::binary);
+  if (!file) return std::nullopt;
+  return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 }  // namespace files_contract

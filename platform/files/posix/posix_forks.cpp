@@ -1,0 +1,135 @@
+// The files in the Preferences folder, opened as forks: a fork is a file descriptor.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <limits>
+
+#include "platform/files/files.h"
+
+namespace {
+
+constexpr std::size_t kLongestName = 255;
+
+// The same folder as the preferences': below the user's folder for configuration, which counts only
+// when it is an absolute path. Empty when there is none.
+std::string preferencesFolder() {
+  const char* configuration = std::getenv("XDG_CONFIG_HOME");
+  if (configuration && *configuration == '/') {
+    return std::string(configuration) + "/vantrel/preferences";
+  }
+  const char* home = std::getenv("HOME");
+  return home && *home == '/' ? std::string(home) + "/.config/vantrel/preferences" : std::string();
+}
+
+OSStatus statusOf(int error) {
+  switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+      return fnfErr;
+    case EEXIST:
+      return dupFNErr;
+    case ENAMETOOLONG:
+    case EINVAL:
+      return bdNamErr;
+    case EACCES:
+    case EPERM:
+      return permErr;
+    case EROFS:
+      return wPrErr;
+    case EMFILE:
+    case ENFILE:
+      return tmfoErr;
+    default:
+      return ioErr;
+  }
+}
+
+bool isFileName(std::string_view name) {
+  return !name.empty() && name.size() <= kLongestName && name != "." && name != ".." &&
+         name.find('/') == name.npos && name.find('\0') == name.npos;
+}
+
+// With all that is missing above it, for this user alone; what is in the way shows in what follows.
+void makeFolder(const std::string& folder) {
+  for (std::size_t end = folder.find('/', 1); end != folder.npos; end = folder.find('/', end + 1)) {
+    mkdir(folder.substr(0, end).c_str(), 0700);
+  }
+  mkdir(folder.c_str(), 0700);
+}
+
+bool isRegular(int descriptor) {
+  struct stat status;
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
+}  // namespace
+
+OSStatus FSFindFolder(std::int16_t domain, std::uint32_t type, bool create, FSRef& folder) {
+  std::string path = preferencesFolder();
+  if (domain != kOnSystemDisk || type != kPreferencesFolderType || path.empty()) return fnfErr;
+  if (create) makeFolder(path);
+  folder.path = std::move(path);
+  return noErr;
+}
+
+OSStatus FSMakeFSRefUnicode(const FSRef& folder, std::string_view name, FSRef& file) {
+  if (folder.path.empty()) return fnfErr;
+  if (!isFileName(name)) return bdNamErr;
+  std::string path = folder.path + "/" + std::string(name);
+  struct stat status;
+  if (stat(path.c_str(), &status) != 0) return statusOf(errno);
+  file.path = std::move(path);
+  return noErr;
+}
+
+OSStatus FSCreateFileUnicode(const FSRef& folder, std::string_view name, FSRef& file) {
+  if (folder.path.empty()) return fnfErr;
+  if (!isFileName(name)) return bdNamErr;
+  makeFolder(folder.path);
+  std::string path = folder.path + "/" + std::string(name);
+  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+  if (descriptor < 0) return statusOf(errno);
+  close(descriptor);
+  file.path = std::move(path);
+  return noErr;
+}
+
+OSStatus FSGetDataForkName(std::string& name) {
+  name.clear();
+  return noErr;
+}
+
+OSStatus FSOpenFork(const FSRef& file, std::string_view forkName, std::int8_t permission,
+                    FSForkRef& fork) {
+  if (!forkName.empty()) return errFSForkNotFound;
+  // Opening or reading anything but a file might wait.
+  const int access = permission == fsRdWrPerm ? O_RDWR : O_RDONLY;
+  const int descriptor = open(file.path.c_str(), access | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return errno == EISDIR ? ioErr : statusOf(errno);
+  const bool fits = descriptor <= std::numeric_limits<FSForkRef>::max();
+  if (!fits || !isRegular(descriptor)) {
+    close(descriptor);
+    return fits ? ioErr : tmfoErr;
+  }
+  fork = static_cast<FSForkRef>(descriptor);
+  return noErr;
+}
+
+OSStatus FSReadFork(FSForkRef fork, std::span<char> to, std::size_t& count) {
+  count = 0;
+  while (count < to.size()) {
+    const ssize_t arrived = read(fork, to.data() + count, to.size() - count);
+    if (arrived == 0) return eofErr;
+    if (arrived > 0) {
+      count += static_cast<std::size_t>(arrived);
+    } else if (errno != EINTR) {
+      return ioErr;
+    }
+  }
+  return noErr;
+}
+
+OSStatus FSCloseFork(FSForkRef fork) { return close(fork) == 0 ? noErr : ioErr; }
