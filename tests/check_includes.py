@@ -46,7 +46,7 @@ def is_seam_contract(path):
 
 def fault_of(source, folder, quoted, angled):
     """What is wrong with one include line of `source`; None when nothing is."""
-    is_test = source.endswith("_test.cpp") or "/testing/" in source
+    is_test = source.endswith(("_test.cpp", "_contract_fixture.cpp")) or "/testing/" in source
     if angled is not None:
         if folder in LOGIC and not is_test and angled not in STANDARD:
             return f"<{angled}> is not of the standard library"

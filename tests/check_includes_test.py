@@ -47,6 +47,13 @@ class CheckIncludes(unittest.TestCase):
         line = '#include "platform/clock/memory/memory_clock.h"\n'
         self.assertEqual(1, len(self.faults_of(files={"io/b.cpp": line})))
         self.assertEqual([], self.faults_of(files={"io/b_test.cpp": line}))
+        line = '#include "tests/support/temporary_directory.h"\n'
+        fixture = "platform/files/posix/posix_files_contract_fixture.cpp"
+        self.assertEqual([], self.faults_of(files={fixture: line}))
+
+    def test_settings_know_the_records_of_the_device_layer_but_not_the_other_way_round(self):
+        self.assertEqual([], self.faults_of(files={"settings/s.h": '#include "device/records.h"\n'}))
+        self.assertEqual(1, len(self.faults_of(files={"device/c.cpp": '#include "settings/s.h"\n'})))
 
     def test_one_seam_does_not_reach_into_a_back_end_of_another(self):
         line = '#include "platform/clock/memory/memory_clock.h"\n'

@@ -13,11 +13,6 @@
 
 #include "platform/values/values.h"
 
-// The identifiers that the panel shares with the driver side: of the interface's settings, and of
-// those that all interfaces of the vendor share. The panel's own is CFBundleGetIdentifier().
-inline constexpr std::string_view DEVICE_HAL_DOMAIN = "com.vantrel.vx310.hal";
-inline constexpr std::string_view VENDOR_HAL_DOMAIN = "com.vantrel.hal";
-
 // A copy of the value under `key`; nothing when there is none.
 std::optional<CFValue> CFPreferencesCopyAppValue(std::string_view key,
                                                  std::string_view applicationId);

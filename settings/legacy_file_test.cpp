@@ -1,0 +1,373 @@
+// What the first store by name does with the settings file of the former generation.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <iostream>
+
+#include "platform/files/memory/memory_files.h"
+#include "platform/preferences/memory/memory_preferences.h"
+#include "settings/osx_asio_registry.h"
+
+namespace {
+
+using testing::Contains;
+using testing::Not;
+using testing::StartsWith;
+using Operations = std::vector<std::string>;
+
+constexpr const char* kName = "VantrelVX310.usbsettings";
+constexpr const char* kFile = "VantrelVX310.usbsettings.xml";
+const std::string kMissing =
+    "getStorageFile: could not create FSRef for path VantrelVX310.usbsettings.xml (-43)\n";
+
+class LegacyFile : public testing::Test {
+ protected:
+  LegacyFile() {
+    memory_preferences::reset();
+    memory_files::reset();
+    testing::internal::CaptureStdout();
+  }
+  ~LegacyFile() override { std::cout << printed(); }
+
+  static CFDictionary stored() { return memory_preferences::storedValues(DEVICE_HAL_DOMAIN); }
+
+  // What a first start makes of a file of those bytes.
+  static CFDictionary takenOver(const std::string& bytes) {
+    memory_preferences::reset();
+    memory_files::reset();
+    memory_files::putPreferencesFile(kFile, bytes);
+    { const OSXAsioRegistry store(kName); }
+    return stored();
+  }
+
+  // What was written to standard output since the start or the last call.
+  std::string printed() {
+    if (!isCapturing_) return {};
+    isCapturing_ = false;
+    return testing::internal::GetCapturedStdout();
+  }
+
+ private:
+  bool isCapturing_ = true;
+};
+
+const CFDictionary kNothing{{"Version", "1.0"}};
+
+// --- Taking over ---
+
+TEST_F(LegacyFile, EveryAttributeOfEveryElementInSettingsBecomesAPreference) {
+  EXPECT_EQ(takenOver("<?xml version=\"1.0\"?>\n<Settings text=\"no\">\n"
+                      "  <Device ClockSource=\"1\" DigitalOutMode=\"0\"/>\n"
+                      "  <Other SampleRate=\"48000\"><Deep Key=\"no\"/></Other>\n"
+                      "</Settings>\n<Elsewhere><Device USB1Mode=\"1\"/></Elsewhere>\n"),
+            (CFDictionary{{"ClockSource", "1"},
+                          {"DigitalOutMode", "0"},
+                          {"SampleRate", "48000"},
+                          {"Version", "1.0"}}));
+}
+
+TEST_F(LegacyFile, WhatWasTakenOverIsReadAsNumbers) {
+  takenOver("<Settings><Device ForceInternal=\"1\"/></Settings>");
+  const OSXAsioRegistry store(kName);
+  std::uint32_t value = 0;
+  EXPECT_TRUE(store.getForceInternal(value));
+  EXPECT_EQ(value, 1u);
+}
+
+TEST_F(LegacyFile, EveryAttributeIsSetInItsOrderAndSynchronisedAndTheMarkIsLast) {
+  memory_files::putPreferencesFile(kFile, "<Settings><X B=\"1\" A=\"2\"/><Y B=\"3\"/></Settings>");
+  const OSXAsioRegistry store(kName);
+  EXPECT_EQ(memory_preferences::operations(),
+            (Operations{"set B", "synchronize", "set A", "synchronize", "set B", "synchronize",
+                        "set Version", "synchronize"}));
+  EXPECT_EQ(stored(), (CFDictionary{{"A", "2"}, {"B", "3"}, {"Version", "1.0"}}));
+  EXPECT_FALSE(store.getVersionCurrent());
+  EXPECT_STREQ(store.getStorageName(), kFile);
+}
+
+TEST_F(LegacyFile, ASecondStoreDoesNotReadTheFileAgain) {
+  takenOver("<Settings><X A=\"1\"/></Settings>");
+  memory_files::putPreferencesFile(kFile, "<Settings><X A=\"2\"/></Settings>");
+  const std::size_t before = memory_files::operations().size();
+  const OSXAsioRegistry store(kName);
+  EXPECT_EQ(memory_files::operations().size(), before);
+  EXPECT_EQ(stored().at("A"), CFValue("1"));
+  EXPECT_FALSE(store.getVersionCurrent());
+  EXPECT_TRUE(store.getStorageName().isEmpty());
+}
+
+TEST_F(LegacyFile, AMarkOfWhateverVersionKeepsTheFileUnread) {
+  memory_preferences::storeFromOutside("Version", CFValue("0.9"), DEVICE_HAL_DOMAIN);
+  const OSXAsioRegistry store(kName);
+  EXPECT_EQ(memory_files::operations(), Operations{});
+  EXPECT_EQ(memory_preferences::operations(), Operations{});
+}
+
+TEST_F(LegacyFile, TheFileIsLeftAsItIs) {
+  const std::string bytes = "<Settings><X A=\"1\"/></Settings>";
+  takenOver(bytes);
+  EXPECT_EQ(memory_files::preferencesFile(kFile), bytes);
+}
+
+TEST_F(LegacyFile, WithoutAFileAnEmptyOneIsMadeAndTheMarkIsSet) {
+  { const OSXAsioRegistry store(kName); }
+  EXPECT_EQ(memory_files::preferencesFile(kFile), "");
+  EXPECT_EQ(stored(), kNothing);
+  EXPECT_EQ(printed(), kMissing + "getStorageFile: openFork returns 0\n");
+}
+
+TEST_F(LegacyFile, AStoreWithoutADocumentSetsTheMarkAlone) {
+  OSXAsioRegistry store{std::optional<std::string_view>("test")};
+  store.convertToCFPrefs();
+  EXPECT_EQ(memory_preferences::operations(), (Operations{"set Version", "synchronize"}));
+}
+
+TEST_F(LegacyFile, TheDocumentHasASettingsNodeAfterwards) {
+  OSXAsioRegistry store(kName);
+  EXPECT_NE(store.getNode("Settings"), nullptr);
+}
+
+TEST_F(LegacyFile, AStoreWhoseFileCannotBeOpenedOrReadSetsTheMarkAlone) {
+  for (const char* operation :
+       {"FSFindFolder", "FSMakeFSRefUnicode", "FSGetDataForkName", "FSOpenFork", "FSReadFork"}) {
+    memory_preferences::reset();
+    memory_files::reset();
+    memory_files::putPreferencesFile(kFile, "<Settings><X A=\"1\"/></Settings>");
+    memory_files::fail(operation, ioErr);
+    { const OSXAsioRegistry store(kName); }
+    EXPECT_EQ(stored(), kNothing) << operation;
+  }
+}
+
+TEST_F(LegacyFile, AnInterruptedTakeOverLeavesNoMark) {
+  memory_files::putPreferencesFile(kFile, "<Settings><X A=\"1\"/></Settings>");
+  memory_preferences::failNextSynchronize();
+  const OSXAsioRegistry store(kName);
+  EXPECT_EQ(stored(), CFDictionary{});
+}
+
+// --- Reading ---
+
+TEST_F(LegacyFile, AFileIsReadWholeInChunksOf1024BytesAndClosed) {
+  std::string bytes = "<Settings><X A=\"" + std::string(1500, 'a') + "\" B=\"2\"/></Settings>";
+  EXPECT_EQ(takenOver(bytes),
+            (CFDictionary{{"A", std::string(1500, 'a')}, {"B", "2"}, {"Version", "1.0"}}));
+  EXPECT_EQ(memory_files::operations(),
+            (Operations{"FSFindFolder", "FSMakeFSRefUnicode " + std::string(kFile),
+                        "FSGetDataForkName", "FSOpenFork " + std::string(kFile) + " 1",
+                        "FSReadFork 1024", "FSReadFork 1024", "FSReadFork 1024", "FSCloseFork"}));
+}
+
+TEST_F(LegacyFile, AFileOfAnyLengthAroundAChunkIsReadWhole) {
+  for (const std::size_t length : {1023u, 1024u, 1025u, 2048u}) {
+    std::string bytes = "<Settings><X A=\"\"/></Settings>";
+    bytes.insert(16, length - bytes.size(), 'a');
+    EXPECT_EQ(takenOver(bytes).at("A"), CFValue(bytes.substr(16, length - 30))) << length;
+  }
+}
+
+TEST_F(LegacyFile, ACountThatIsLargerThanTheChunkEndsTheReading) {
+  memory_files::putPreferencesFile(kFile, "<Settings><X A=\"1\"/></Settings>");
+  memory_files::reportRead(1025);
+  { const OSXAsioRegistry store(kName); }
+  EXPECT_EQ(stored(), kNothing);
+  EXPECT_EQ(memory_files::operations().back(), "FSCloseFork");
+}
+
+TEST_F(LegacyFile, AFailureInTheMiddleEndsTheReading) {
+  memory_files::putPreferencesFile(kFile, "<Settings><X A=\"1\"/></Settings>" +
+                                              std::string(994, ' ') + "<Settings><X B=\"1\"/>");
+  memory_files::fail("FSReadFork", ioErr);
+  { const OSXAsioRegistry store(kName); }
+  EXPECT_EQ(stored(), kNothing);
+  EXPECT_EQ(memory_files::operations().back(), "FSCloseFork");
+}
+
+// --- Faults in the file ---
+
+TEST_F(LegacyFile, AnEmptyFileGivesNothing) { EXPECT_EQ(takenOver(""), kNothing); }
+
+TEST_F(LegacyFile, BinaryContentGivesNothing) {
+  std::string bytes;
+  std::uint32_t number = 1;
+  for (int i = 0; i < 5000; ++i) {
+    number = number * 1664525 + 1013904223;
+    bytes += static_cast<char>(number >> 24);
+  }
+  EXPECT_EQ(takenOver(bytes), kNothing);
+  EXPECT_EQ(takenOver(std::string(5000, '\0')), kNothing);
+  EXPECT_EQ(takenOver("bplist00\xd1\x01\x02"
+                      "A1"),
+            kNothing);
+}
+
+TEST_F(LegacyFile, ATruncatedFileGivesWhatStandsWholeBeforeItsEnd) {
+  const std::string bytes =
+      "<?xml version=\"1.0\"?><!-- A comment --><!DOCTYPE Settings><Settings>"
+      "<X A=\"1\" B=\"2\"/><Y C=\"3\">text</Y></Settings>";
+  const CFDictionary whole{{"A", "1"}, {"B", "2"}, {"C", "3"}, {"Version", "1.0"}};
+  EXPECT_EQ(takenOver(bytes), whole);
+  std::size_t most = 0;
+  for (std::size_t length = 0; length < bytes.size(); ++length) {
+    const CFDictionary part = takenOver(bytes.substr(0, length));
+    for (const auto& [key, value] : part) {
+      EXPECT_EQ(value, whole.at(key)) << length;
+    }
+    EXPECT_EQ(part.at("Version"), CFValue("1.0")) << length;
+    EXPECT_GE(part.size(), most) << length;
+    most = part.size();
+  }
+}
+
+TEST_F(LegacyFile, WhatIsNotClosedSwallowsTheRest) {
+  const std::string settings = "<Settings><X A=\"1\"/></Settings>";
+  EXPECT_EQ(takenOver("<!-- " + settings), kNothing);
+  EXPECT_EQ(takenOver("<?xml " + settings), kNothing);
+  EXPECT_EQ(takenOver("<!DOCTYPE Settings [" + settings).at("Version"), CFValue("1.0"));
+  EXPECT_FALSE(takenOver("<Settings><X A=\"1\" B=\"2/></Settings>").contains("B"));
+}
+
+TEST_F(LegacyFile, OfAHundredThousandAttributesOfOneElementThoseItHasRoomForAreTakenOver) {
+  std::string bytes = "<Settings><X";
+  for (int i = 0; i < 100000; ++i)
+    bytes += " K" + std::to_string(i) + "=\"" + std::to_string(i) + "\"";
+  const CFDictionary values = takenOver(bytes + "/></Settings>");
+  EXPECT_EQ(values.size(), 40961u);  // what a collection holds, and the mark
+  EXPECT_TRUE(values.contains("K0"));
+  EXPECT_TRUE(values.contains("K40959"));
+  EXPECT_FALSE(values.contains("K40960"));
+}
+
+TEST_F(LegacyFile, ANameWithAnyByteInItIsTakenOrRefused) {
+  for (int byte = 0; byte < 256; ++byte) {
+    const std::string name = std::string("K") + static_cast<char>(byte) + "k";
+    const CFDictionary values =
+        takenOver("<Settings><X First=\"1\"/><X " + name + "=\"2\"/></Settings>");
+    EXPECT_EQ(values.at("First"), CFValue("1")) << byte;
+    EXPECT_EQ(values.at("Version"), CFValue("1.0")) << byte;
+    EXPECT_LE(values.size(), 3u) << byte;
+  }
+  EXPECT_EQ(takenOver("<Settings><X K_k=\"2\"/></Settings>").at("K_k"), CFValue("2"));
+}
+
+TEST_F(LegacyFile, AValueWithAnyByteInItIsTakenOrRefused) {
+  for (int byte = 1; byte < 256; ++byte) {
+    if (byte == '"' || byte == '>') continue;  // the end, and where blanks are dropped
+    const std::string value = std::string("v") + static_cast<char>(byte) + "v";
+    EXPECT_EQ(takenOver("<Settings><X K=\"" + value + "\"/></Settings>").at("K"), CFValue(value))
+        << byte;
+  }
+}
+
+TEST_F(LegacyFile, NamesAndValuesLongerThanAChunkAreTakenOver) {
+  const std::string name(3000, 'n');
+  const std::string value(5000, 'v');
+  EXPECT_EQ(takenOver("<Settings><X " + name + "=\"" + value + "\"/></Settings>"),
+            (CFDictionary{{name, value}, {"Version", "1.0"}}));
+}
+
+TEST_F(LegacyFile, ElementsInAnyDepthAreReadAndDropped) {
+  std::string bytes = "<Settings>";
+  for (int i = 0; i < 100000; ++i) bytes += "<X>";
+  EXPECT_EQ(takenOver(bytes), kNothing);
+}
+
+// --- Opening ---
+
+TEST_F(LegacyFile, AFileNameThatIsNotAsciiIsSaidAndGivesNoFile) {
+  EXPECT_EQ(getStorageFile("\xe9t\xe9", true, false), -1);
+  EXPECT_EQ(printed(), "Could not create path for file \xe9t\xe9\n");
+  EXPECT_EQ(memory_files::operations(), Operations{});
+}
+
+TEST_F(LegacyFile, AFileNameWithAnyByteOrOfAnyLengthIsAFileOrNone) {
+  for (int byte = 1; byte < 256; ++byte) {
+    const char name[] = {'a', static_cast<char>(byte), 'b', '\0'};
+    EXPECT_EQ(getStorageFile(name, true, false) != -1, byte < 0x80 && byte != '/') << byte;
+  }
+  EXPECT_EQ(getStorageFile(std::string(2000, 'a').c_str(), true, false), -1);
+  EXPECT_EQ(getStorageFile("", true, false), -1);
+}
+
+TEST_F(LegacyFile, AMissingFileThatShallNotBeMadeIsSaidAndGivesNone) {
+  EXPECT_EQ(getStorageFile(kFile, false, false), -1);
+  EXPECT_EQ(printed(), kMissing);
+  EXPECT_EQ(memory_files::preferencesFile(kFile), std::nullopt);
+}
+
+TEST_F(LegacyFile, AnotherFailureIsSaidAndNoFileIsMade) {
+  memory_files::fail("FSFindFolder", permErr);
+  EXPECT_EQ(getStorageFile("a", true, false), -1);
+  EXPECT_EQ(printed(), "getStorageFile: could not create FSRef for path a (-54)\n");
+  EXPECT_EQ(memory_files::operations(), (Operations{"FSFindFolder"}));
+}
+
+TEST_F(LegacyFile, AFileThatCannotBeMadeIsSaidAndGivesNone) {
+  memory_files::fail("FSCreateFileUnicode", wPrErr);
+  EXPECT_EQ(getStorageFile("a", true, false), -1);
+  EXPECT_EQ(printed(),
+            "getStorageFile: could not create FSRef for path a (-43)\n"
+            "getStorageFile: could not create file for path a (-44)\n");
+}
+
+TEST_F(LegacyFile, WithoutAFolderAnOpeningIsTriedAllTheSame) {
+  memory_files::fail("FSFindFolder", fnfErr);
+  EXPECT_EQ(getStorageFile("a", true, false), -1);
+  EXPECT_EQ(printed(),
+            "getStorageFile: could not create FSRef for path a (-43)\n"
+            "getStorageFile: openFork returns -43\n");
+}
+
+TEST_F(LegacyFile, ANewFileIsOpenedWithThePermissionAskedFor) {
+  EXPECT_NE(getStorageFile("a", true, false), -1);
+  EXPECT_EQ(memory_files::operations().back(), "FSOpenFork a 1");
+  EXPECT_NE(getStorageFile("b", true, true), -1);
+  EXPECT_EQ(memory_files::operations().back(), "FSOpenFork b 2");
+}
+
+TEST_F(LegacyFile, AnExistingFileIsOpenedWithThePermissionAskedForAndNothingIsSaid) {
+  memory_files::putPreferencesFile("a", "");
+  EXPECT_NE(getStorageFile("a", false, false), -1);
+  EXPECT_EQ(memory_files::operations().back(), "FSOpenFork a 1");
+  EXPECT_NE(getStorageFile("a", false, true), -1);
+  EXPECT_EQ(memory_files::operations().back(), "FSOpenFork a 2");
+  EXPECT_EQ(printed(), "");
+}
+
+TEST_F(LegacyFile, AMissingDataForkNameIsSaidAndGivesNone) {
+  memory_files::putPreferencesFile("a", "");
+  memory_files::fail("FSGetDataForkName", ioErr);
+  EXPECT_EQ(getStorageFile("a", true, false), -1);
+  EXPECT_EQ(printed(), "getStorageFile: could not get data fork name -36\n");
+}
+
+TEST_F(LegacyFile, AForkThatCannotBeOpenedGivesNoneAndNothingIsSaid) {
+  memory_files::putPreferencesFile("a", "");
+  memory_files::fail("FSOpenFork", permErr);
+  EXPECT_EQ(getStorageFile("a", true, false), -1);
+  memory_files::fail("FSOpenFork", fnfErr);
+  EXPECT_EQ(getStorageFile("a", false, false), -1);
+  EXPECT_EQ(printed(), "");
+  EXPECT_THAT(memory_files::operations(), Not(Contains(StartsWith("FSCreateFileUnicode"))));
+}
+
+TEST_F(LegacyFile, AFileThatVanishesBeforeItIsOpenedIsMadeAndOpenedAgain) {
+  memory_files::putPreferencesFile("a", "");
+  memory_files::fail("FSOpenFork", fnfErr);
+  memory_files::fail("FSCreateFileUnicode", noErr);
+  EXPECT_NE(getStorageFile("a", true, true), -1);
+  EXPECT_EQ(memory_files::operations(),
+            (Operations{"FSFindFolder", "FSMakeFSRefUnicode a", "FSGetDataForkName",
+                        "FSOpenFork a 2", "FSCreateFileUnicode a", "FSOpenFork a 2"}));
+  EXPECT_EQ(printed(), "");
+}
+
+TEST_F(LegacyFile, AVanishedFileThatCannotBeMadeIsSaidAndGivesNone) {
+  memory_files::putPreferencesFile("a", "");
+  memory_files::fail("FSOpenFork", fnfErr);
+  memory_files::fail("FSCreateFileUnicode", permErr);
+  EXPECT_EQ(getStorageFile("a", true, false), -1);
+  EXPECT_EQ(printed(), "getStorageFile: could not create file -54\n");
+}
+
+}  // namespace
