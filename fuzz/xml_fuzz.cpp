@@ -2,6 +2,8 @@
 // read is written so that it reads the same.
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <memory>
 #include <string>
 
 #include "foundation/xml/doc.h"
@@ -18,7 +20,7 @@ void check(bool holds) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  std::string text(reinterpret_cast<const char*>(data), size);
+  const std::string text(reinterpret_cast<const char*>(data), size);
 
   XML::Doc doc;
   doc.load(text.c_str());
@@ -29,10 +31,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool isTaken = parsed.parse(whole) != nullptr;
   check(treeOf(parsed) == tree);
 
-  // The text was compacted by now, which is what reading in place expects.
-  std::string compacted(whole.getCharPointer());
+  // The text was compacted by now, which is what reading in place expects. Its memory ends with it,
+  // so that a step beyond is seen.
+  const std::size_t compactedSize = std::strlen(whole) + 1;
+  const auto compacted = std::make_unique<char[]>(compactedSize);
+  std::memcpy(compacted.get(), whole.getCharPointer(), compactedSize);
   XML::Doc inPlace;
-  check((inPlace.doParse(compacted.data()) != nullptr) == isTaken);
+  check((inPlace.doParse(compacted.get()) != nullptr) == isTaken);
   check(treeOf(inPlace) == tree);
 
   LumString written;
