@@ -130,6 +130,7 @@ TEST(LumCollection, RemovingWhatIsNotHeldChangesNothing) {
   collection.add(&held);
   collection.remove(&other);
   EXPECT_EQ(collection.count(), 1);
+  EXPECT_EQ(held.getReferences(), 2);
   EXPECT_EQ(other.getReferences(), 1);
 }
 
@@ -187,6 +188,26 @@ TEST(LumCollection, ACommandReachesEachObject) {
   EXPECT_EQ(b.commands, std::vector<std::int32_t>{307});
   collection.reset();
   EXPECT_EQ(collection.count(), 2);
+}
+
+TEST(LumCollection, ACommandReachesObjectsThatItAdds) {
+  class Adding : public Element {
+   public:
+    explicit Adding(LumCollection& collection) : collection_(collection) {}
+    std::int32_t onCommand(std::int32_t command, std::int32_t param) override {
+      if (collection_.count() < 8) collection_.add(new Adding(collection_));
+      return Element::onCommand(command, param);
+    }
+
+   private:
+    LumCollection& collection_;
+  };
+  LumCollection collection;
+  collection.add(new Adding(collection));
+  collection.forEach(1, 2);
+  EXPECT_EQ(collection.count(), 8);
+  EXPECT_EQ(static_cast<const Element*>(collection.atPos(7))->commands,
+            std::vector<std::int32_t>{102});
 }
 
 TEST(LumCollection, AnObjectMayEmptyTheCollectionAsItGoes) {

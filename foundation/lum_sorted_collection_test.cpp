@@ -68,6 +68,16 @@ TEST(LumSortedCollection, HasNoLimitWhileSorted) {
   EXPECT_EQ(collection.getCapacity(), 81920);
 }
 
+TEST(LumSortedCollection, HoldsAtMost40960ObjectsWhileUnsorted) {
+  Kept same("a");
+  LumSortedCollection collection;
+  collection.setSorted(false);
+  for (int i = 0; i < 40960; ++i) ASSERT_TRUE(collection.add(&same));
+  EXPECT_FALSE(collection.add(&same));
+  EXPECT_FALSE(collection.addUnsorted(&same));
+  EXPECT_EQ(collection.count(), 40960);
+}
+
 TEST(LumSortedCollection, AnUnsortedAddEndsTheOrder) {
   LumSortedCollection collection;
   collection.add(new LumString("b"));

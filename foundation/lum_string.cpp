@@ -32,7 +32,7 @@ bool isTooLong(std::size_t length) {
   return length > static_cast<std::size_t>(LumString::kMaxLength);
 }
 
-bool lies(const char* pointer, const char* begin, std::int32_t size) {
+bool liesIn(const char* pointer, const char* begin, std::int32_t size) {
   return !std::less<>()(pointer, begin) && std::less<>()(pointer, begin + size);
 }
 
@@ -193,7 +193,7 @@ bool LumString::append(const char* bytes, std::int32_t count) {
 bool LumString::appendMoving(const char* bytes, std::int32_t count) {
   const std::int32_t end = length_ + count;
   // The bytes may be this string's own, which growing moves.
-  const bool own = lies(bytes, buffer_, length_ + 1);
+  const bool own = liesIn(bytes, buffer_, length_ + 1);
   const std::ptrdiff_t offset = own ? bytes - buffer_ : 0;
   if (end >= getCapacity()) {
     countLength();

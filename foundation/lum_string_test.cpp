@@ -140,6 +140,16 @@ TEST(LumString, AssigningNullEmpties) {
   EXPECT_EQ(text(string), "");
 }
 
+TEST(LumString, AssigningAStringTakesItsTextToTheFirstNul) {
+  LumString other("ab");
+  other += '\0';
+  other += 'c';
+  LumString string("before");
+  string.assign(other);
+  EXPECT_EQ(text(string), "ab");
+  EXPECT_EQ(text(LumString(other)), std::string("ab\0c", 4));
+}
+
 TEST(LumString, AssigningAPartOfItselfKeepsThatPart) {
   LumString string("abcdef");
   string.assign(string.getCharPointer() + 2);
@@ -263,6 +273,9 @@ TEST(LumString, NumbersAreWrittenInDecimal) {
   EXPECT_EQ(text(string), "-2147483648");
   string.toString(short{-12});
   EXPECT_EQ(text(string), "-12");
+  LumString fresh;
+  EXPECT_EQ(fresh.toString(std::int32_t{2147483647}).getCapacity(), 33);
+  EXPECT_EQ(text(fresh), "2147483647");
 }
 
 TEST(LumString, PrintfReplacesTheText) {

@@ -9,7 +9,7 @@ packages_run="pipewire pipewire-bin dbus-daemon dbus-bin fonts-dejavu-core xdg-u
 packages_wayland="qt6-wayland"
 packages_bench="libbenchmark-dev libpugixml-dev libexpat1-dev libtinyxml2-dev python3"
 packages_picture="xvfb x11-utils imagemagick"
-packages_fuzz="clang libclang-rt-14-dev"
+packages_fuzz="clang libclang-rt-dev"
 packages_test="at-spi2-core gir1.2-atspi-2.0 python3-gi libplist-utils"
 
 say() { printf '%s\n' "==> $*"; }

@@ -30,14 +30,14 @@ class Doc : public Node {
   // The same, but drops blanks in the text's own place: xml has its former length until its
   // countLength() is called. Null when the text is malformed.
   const char* parse(const LumString& xml);
-  // Empty after load and parse; for the owner's use.
+  // Whatever the class derived from this one put there; load and parse empty it.
   const LumString& getDocBase() const { return docBase_; }
 
   // Replaces `out` by a header and the elements, one a line, in the form that load() reads. A
   // text that comes within 2 KiB of the longest that a string can be leaves `out` empty instead.
   void buildXML(LumString& out) const;
 
- private:
+ protected:
   LumString docBase_;
 };
 

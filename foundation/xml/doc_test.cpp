@@ -98,6 +98,22 @@ TEST(XmlDoc, ParsingDropsBlanksInItsArgument) {
   text.countLength();
   EXPECT_STREQ(text, "<a><b x=\"1\" >c</b></a>");
   EXPECT_EQ(treeOf(doc), "a{b(x=1)[c]{}}");
+}
+
+TEST(XmlDoc, ReadingEmptiesTheBase) {
+  class Based : public Doc {
+   public:
+    void setBase(const char* base) { docBase_ = base; }
+  };
+  Based doc;
+  EXPECT_STREQ(doc.getDocBase(), "");
+  doc.setBase("folder");
+  EXPECT_STREQ(doc.getDocBase(), "folder");
+  doc.load("<a/>");
+  EXPECT_STREQ(doc.getDocBase(), "");
+  doc.setBase("folder");
+  const LumString text("<a x>");
+  EXPECT_EQ(doc.parse(text), nullptr);
   EXPECT_STREQ(doc.getDocBase(), "");
 }
 

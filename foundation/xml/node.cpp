@@ -15,6 +15,12 @@ constexpr LumString::Borrowed kNoText = {"", 0};
 // The nodes that the outermost destructor on this thread has still to drop.
 thread_local std::vector<LumObject*>* pending = nullptr;
 
+Attribute* addNewAttribute(Node& node, Attribute* attribute) {
+  if (node.addAttribute(attribute) != nullptr) return attribute;
+  delete attribute;
+  return nullptr;
+}
+
 }  // namespace
 
 Node::Node(Doc* doc) : doc_(doc), text_(kNoText) {}
@@ -108,16 +114,6 @@ Attribute* Node::addAttribute(Attribute* attribute) {
   if (attribute->getReferences() != 0 && attributes_.findSame(attribute)) return nullptr;
   return attributes_.add(attribute) ? attribute : nullptr;
 }
-
-namespace {
-
-Attribute* addNewAttribute(Node& node, Attribute* attribute) {
-  if (node.addAttribute(attribute) != nullptr) return attribute;
-  delete attribute;
-  return nullptr;
-}
-
-}  // namespace
 
 Attribute* Node::addAttribute(const LumString& name, const LumString& value) {
   return addNewAttribute(*this, new Attribute(name, value.getCharPointer()));

@@ -93,7 +93,7 @@ TEST(XmlWriter, ALevelIsSoManyTabs) {
   EXPECT_STREQ(out, "a\t\t");
 }
 
-TEST(XmlWriter, AValueWithoutEndIsWrittenToItsNul) {
+TEST(XmlWriter, WhatStandsBehindANulIsReplaced) {
   LumString out("<a");
   out += '\0';
   Attribute("x", "1").buildXML(out);
