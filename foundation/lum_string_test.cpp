@@ -219,6 +219,15 @@ TEST(LumString, AnAppendedTextThatDoesNotFitLeavesTwoBytesFree) {
   EXPECT_EQ(text(string), std::string(30, 'x') + "yy" + std::string(30, 'x') + "z");
 }
 
+TEST(LumString, AnAppendedTextFitsWhileTheCapacityIsLarger) {
+  LumString string("abc");
+  string += ofLength(32);
+  EXPECT_EQ(string.getCapacity(), 36);
+  string += "y";
+  EXPECT_EQ(string.getCapacity(), 39);
+  EXPECT_EQ(text(string), "abc" + std::string(32, 'x') + "y");
+}
+
 TEST(LumString, AppendingItselfDoublesTheText) {
   LumString string("ab");
   for (int i = 0; i < 8; ++i) string += string;
@@ -384,6 +393,7 @@ TEST(LumString, TrimmingDropsBlanksAtEitherEnd) {
 TEST(LumString, ASubstringEndsWithTheText) {
   EXPECT_EQ(substringOf("abc", 1, 1), "b");
   EXPECT_EQ(substringOf("abc", 1, 9), "bc");
+  EXPECT_EQ(substringOf("abc", 2, 1), "c");
   EXPECT_EQ(substringOf("abc", 3, 2), "");
   EXPECT_EQ(substringOf("abc", 4, 2), "");
   EXPECT_EQ(substringOf("abc", 0, 0), "");
