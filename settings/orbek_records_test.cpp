@@ -19,14 +19,15 @@ std::size_t refusedSize = kNone;
 
 }  // namespace
 
-void* operator new(std::size_t size) {
+// Not inlined: where the compiler sees into one of them alone, it takes the pair for a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size) {
   void* memory = size == refusedSize ? nullptr : std::malloc(size);
   if (!memory) throw std::bad_alloc();
   return memory;
 }
 
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace {
 
