@@ -38,6 +38,10 @@ STANDARD = set(
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
 
 
+# What back ends share below platform/; to the logic these are no contracts.
+FOR_BACK_ENDS = {"platform/posix/posix.h", "platform/property_list/property_list.h"}
+
+
 def is_seam_contract(path):
     """platform/SEAM/SEAM.h, or the value types that the contracts share."""
     parts = path.split("/")
@@ -58,7 +62,7 @@ def fault_of(source, folder, quoted, angled):
     if is_test:
         return None
     if target == "platform":
-        if is_seam_contract(quoted):
+        if is_seam_contract(quoted) and not (folder in LOGIC and quoted in FOR_BACK_ENDS):
             return None
         seam = "/".join(source.split("/")[:2])
         if folder == "platform" and quoted.startswith(seam + "/"):

@@ -51,6 +51,12 @@ class CheckIncludes(unittest.TestCase):
         fixture = "platform/files/posix/posix_files_contract_fixture.cpp"
         self.assertEqual([], self.faults_of(files={fixture: line}))
 
+    def test_what_back_ends_share_is_not_for_the_logic(self):
+        line = '#include "platform/posix/posix.h"\n'
+        self.assertEqual(1, len(self.faults_of(files={"settings/s.cpp": line})))
+        self.assertEqual([], self.faults_of(files={"platform/clock/posix/c.cpp": line}))
+        self.assertEqual([], self.faults_of(files={"driver/d.cpp": line}))
+
     def test_settings_know_the_records_of_the_device_layer_but_not_the_other_way_round(self):
         self.assertEqual([], self.faults_of(files={"settings/s.h": '#include "device/records.h"\n'}))
         self.assertEqual(1, len(self.faults_of(files={"device/c.cpp": '#include "settings/s.h"\n'})))

@@ -3,12 +3,14 @@
 
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
-#include <unistd.h>
 
 #include <memory>
-#include <utility>
+
+#include "platform/posix/posix.h"
 
 namespace driver {
+
+using ::FileDescriptor;
 
 template <auto release>
 struct Releaser {
@@ -25,30 +27,5 @@ using BusMessage = std::unique_ptr<sd_bus_message, Releaser<sd_bus_message_unref
 using Event = std::unique_ptr<sd_event, Releaser<sd_event_unref>>;
 // Its callback is not called any more once it is gone; it may go from inside that callback.
 using EventSource = std::unique_ptr<sd_event_source, Releaser<sd_event_source_disable_unref>>;
-
-class FileDescriptor {
- public:
-  FileDescriptor() = default;
-  explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
-  ~FileDescriptor() { reset(); }
-  FileDescriptor(FileDescriptor&& other) noexcept
-      : descriptor_(std::exchange(other.descriptor_, -1)) {}
-  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
-    if (this != &other) {
-      reset();
-      descriptor_ = std::exchange(other.descriptor_, -1);
-    }
-    return *this;
-  }
-
-  int get() const { return descriptor_; }
-  explicit operator bool() const { return descriptor_ >= 0; }
-  void reset() {
-    if (descriptor_ >= 0) close(std::exchange(descriptor_, -1));
-  }
-
- private:
-  int descriptor_ = -1;
-};
 
 }  // namespace driver

@@ -4,25 +4,14 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <limits>
 
 #include "platform/files/files.h"
+#include "platform/posix/posix.h"
 
 namespace {
 
 constexpr std::size_t kLongestName = 255;
-
-// The same folder as the preferences': below the user's folder for configuration, which counts only
-// when it is an absolute path. Empty when there is none.
-std::string preferencesFolder() {
-  const char* configuration = std::getenv("XDG_CONFIG_HOME");
-  if (configuration && *configuration == '/') {
-    return std::string(configuration) + "/vantrel/preferences";
-  }
-  const char* home = std::getenv("HOME");
-  return home && *home == '/' ? std::string(home) + "/.config/vantrel/preferences" : std::string();
-}
 
 OSStatus statusOf(int error) {
   switch (error) {
@@ -50,14 +39,6 @@ OSStatus statusOf(int error) {
 bool isFileName(std::string_view name) {
   return !name.empty() && name.size() <= kLongestName && name != "." && name != ".." &&
          name.find('/') == name.npos && name.find('\0') == name.npos;
-}
-
-// With all that is missing above it, for this user alone; what is in the way shows in what follows.
-void makeFolder(const std::string& folder) {
-  for (std::size_t end = folder.find('/', 1); end != folder.npos; end = folder.find('/', end + 1)) {
-    mkdir(folder.substr(0, end).c_str(), 0700);
-  }
-  mkdir(folder.c_str(), 0700);
 }
 
 bool isRegular(int descriptor) {

@@ -1,6 +1,5 @@
 // The preferences of all identifiers, one property-list file each in the Preferences folder.
-#include <cstdlib>
-
+#include "platform/posix/posix.h"
 #include "platform/preferences/plist/preferences_file.h"
 #include "platform/preferences/preferences.h"
 
@@ -12,17 +11,6 @@ struct Domain {
   PreferencesFile file;
   int updates = 0;
 };
-
-// Below the user's folder for configuration, which the XDG Base Directory Specification gives: an
-// absolute path, or else it counts for nothing. Empty when there is none.
-std::string preferencesFolder() {
-  const char* configuration = std::getenv("XDG_CONFIG_HOME");
-  if (configuration && *configuration == '/') {
-    return std::string(configuration) + "/vantrel/preferences";
-  }
-  const char* home = std::getenv("HOME");
-  return home && *home == '/' ? std::string(home) + "/.config/vantrel/preferences" : std::string();
-}
 
 // An identifier that would lead out of the folder has none.
 Domain& domainOf(std::string_view applicationId) {

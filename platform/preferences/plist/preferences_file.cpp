@@ -84,10 +84,6 @@ PreferencesFile::Taken PreferencesFile::take() {
   }
   struct stat status;
   if (!file || ::fstat(file.get(), &status) != 0) return Taken::kFailed;
-  if (!S_ISREG(status.st_mode)) {
-    errno = EINVAL;
-    return Taken::kFailed;
-  }
   const auto bytes = readWhole(file, kLargest);
   if (!bytes) return Taken::kFailed;
   auto values = parsePreferences(*bytes);

@@ -1,0 +1,68 @@
+#include "platform/posix/posix.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+
+namespace {
+
+std::string folderAbove(const std::string& path) {
+  const auto slash = path.find_last_of('/');
+  return slash == 0 || slash == path.npos ? "/" : path.substr(0, slash);
+}
+
+}  // namespace
+
+std::string preferencesFolder() {
+  const char* configuration = std::getenv("XDG_CONFIG_HOME");
+  if (configuration && *configuration == '/') {
+    return std::string(configuration) + "/vantrel/preferences";
+  }
+  const char* home = std::getenv("HOME");
+  return home && *home == '/' ? std::string(home) + "/.config/vantrel/preferences" : std::string();
+}
+
+bool makeFolder(const std::string& folder) {
+  const std::string above = folderAbove(folder);
+  bool isMade = ::mkdir(folder.c_str(), S_IRWXU) == 0;
+  if (!isMade && errno == ENOENT && above != folder) {
+    isMade = makeFolder(above) && ::mkdir(folder.c_str(), S_IRWXU) == 0;
+  }
+  return isMade ? syncFolder(above) : errno == EEXIST;
+}
+
+bool syncFolder(const std::string& folder) {
+  const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return opened && ::fsync(opened.get()) == 0;
+}
+
+std::optional<std::string> readWhole(const FileDescriptor& file, std::size_t limit) {
+  struct stat status;
+  if (::fstat(file.get(), &status) != 0) return std::nullopt;
+  if (!S_ISREG(status.st_mode)) {
+    errno = EINVAL;
+    return std::nullopt;
+  }
+  const auto expected = static_cast<std::size_t>(status.st_size);
+  // One byte more than there are, so that the end shows itself. The file may be growing.
+  std::string bytes(expected <= limit ? expected + 1 : 0, '\0');
+  std::size_t size = 0;
+  while (expected <= limit && size <= limit) {
+    if (size == bytes.size()) bytes.resize(std::min(2 * size, limit + 1));
+    const ssize_t count = ::read(file.get(), bytes.data() + size, bytes.size() - size);
+    if (count == 0) {
+      bytes.resize(size);
+      return bytes;
+    }
+    if (count > 0) {
+      size += static_cast<std::size_t>(count);
+    } else if (errno != EINTR) {
+      return std::nullopt;
+    }
+  }
+  errno = EFBIG;
+  return std::nullopt;
+}

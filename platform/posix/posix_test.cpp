@@ -1,0 +1,110 @@
+#include "platform/posix/posix.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+
+#include "tests/support/temporary_directory.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+FileDescriptor openToRead(const fs::path& path) {
+  return FileDescriptor(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+}
+
+bool isOpen(int descriptor) { return fcntl(descriptor, F_GETFD) != -1; }
+
+TEST(FileDescriptor, ClosesItsFileWhenItEndsOrTakesAnother) {
+  FileDescriptor first = openToRead("/");
+  const int number = first.get();
+  {
+    FileDescriptor second = std::move(first);
+    EXPECT_FALSE(first);
+    EXPECT_EQ(second.get(), number);
+    EXPECT_TRUE(isOpen(number));
+    second = FileDescriptor();
+    EXPECT_FALSE(isOpen(number));
+    second = openToRead("/");
+    EXPECT_EQ(second.get(), number);
+  }
+  EXPECT_FALSE(isOpen(number));
+}
+
+TEST(PreferencesFolder, LiesBelowAnAbsoluteConfigurationFolderOrElseBelowTheHomeFolder) {
+  setenv("HOME", "/home/user", 1);
+  setenv("XDG_CONFIG_HOME", "/configuration", 1);
+  EXPECT_EQ(preferencesFolder(), "/configuration/vantrel/preferences");
+  for (const char* notAbsolute : {"", "relative"}) {
+    setenv("XDG_CONFIG_HOME", notAbsolute, 1);
+    EXPECT_EQ(preferencesFolder(), "/home/user/.config/vantrel/preferences");
+  }
+  unsetenv("XDG_CONFIG_HOME");
+  setenv("HOME", "relative", 1);
+  EXPECT_EQ(preferencesFolder(), "");
+  unsetenv("HOME");
+  EXPECT_EQ(preferencesFolder(), "");
+}
+
+class Folders : public testing::Test {
+ protected:
+  test_support::TemporaryDirectory home_;
+};
+
+TEST_F(Folders, AreMadeWithAllThatIsMissingAboveForThisUserAlone) {
+  const fs::path folder = home_.path() / "a/b/c";
+  EXPECT_TRUE(makeFolder(folder));
+  EXPECT_TRUE(makeFolder(folder));
+  for (const fs::path& made : {folder, folder.parent_path(), folder.parent_path().parent_path()}) {
+    EXPECT_EQ(fs::status(made).permissions(), fs::perms::owner_all);
+  }
+}
+
+TEST_F(Folders, AreNotMadeBelowAFile) {
+  EXPECT_FALSE(makeFolder(home_.write("file", "") / "a/b"));
+  EXPECT_EQ(errno, ENOTDIR);
+  EXPECT_FALSE(makeFolder(""));
+}
+
+TEST_F(Folders, ThatAreNoneCannotBeSynchronised) {
+  EXPECT_TRUE(syncFolder(home_.path()));
+  EXPECT_FALSE(syncFolder(home_.path() / "missing"));
+  EXPECT_FALSE(syncFolder(home_.write("file", "")));
+}
+
+using Files = Folders;
+
+TEST_F(Files, AreReadWholeUpToTheLimit) {
+  for (const std::string& bytes : {std::string(), std::string("\0a", 2), std::string(99999, 'x')}) {
+    const FileDescriptor file = openToRead(home_.write("file", bytes));
+    EXPECT_EQ(readWhole(file, bytes.size()), bytes);
+    if (bytes.empty()) continue;
+    EXPECT_EQ(readWhole(openToRead(home_.path() / "file"), bytes.size() - 1), std::nullopt);
+    EXPECT_EQ(errno, EFBIG);
+  }
+}
+
+// Of files like this one the size is known only when they have been read.
+TEST_F(Files, WhoseSizeIsNotKnownBeforehandAreReadWhole) {
+  const FileDescriptor file = openToRead("/proc/self/status");
+  struct stat status;
+  ASSERT_EQ(fstat(file.get(), &status), 0);
+  ASSERT_EQ(status.st_size, 0);
+  EXPECT_GT(readWhole(file, 1 << 20).value_or("").size(), 100u);
+  EXPECT_EQ(readWhole(openToRead("/proc/self/status"), 100), std::nullopt);
+}
+
+TEST_F(Files, OfAnotherKindAreNotRead) {
+  ASSERT_EQ(mkfifo((home_.path() / "pipe").c_str(), 0600), 0);
+  EXPECT_EQ(readWhole(openToRead(home_.path() / "pipe"), 100), std::nullopt);
+  EXPECT_EQ(readWhole(openToRead(home_.path()), 100), std::nullopt);
+  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(readWhole(FileDescriptor(), 100), std::nullopt);
+}
+
+}  // namespace
