@@ -4,7 +4,8 @@
 usage: ratios.py FILE
 
 Benchmarks of one kind are those whose names differ in nothing but what stands in <>; the ratio is
-how many times as fast as ours the other one is: below 1 it is slower.
+how many times as fast as ours the other one is: below 1 it is slower. Times are the processor's,
+or the clock's where the benchmark asks for that one.
 """
 
 import json
@@ -18,10 +19,11 @@ def main():
     kinds = {}
     with open(sys.argv[1], encoding="utf-8") as file:
         for run in json.load(file)["benchmarks"]:
-            match = re.fullmatch(r"(\w+)<([\w:]+)>(?:/(\d+))?", run["run_name"])
+            match = re.fullmatch(r"(\w+)<([\w:]+)>(?:/(\d+))?(/real_time)?", run["run_name"])
             if match and run.get("aggregate_name") == "median":
-                kind, who, size = match.groups()
-                kinds.setdefault((kind, size), {})[who] = run["cpu_time"]
+                kind, who, size, real = match.groups()
+                time = run["real_time" if real else "cpu_time"]
+                kinds.setdefault((kind, size), {})[who] = time
     for (kind, size), times in kinds.items():
         print(kind, size or "")
         ours = next(time for who, time in times.items() if who in OURS)
