@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <iostream>
 
 #include "platform/files/memory/memory_files.h"
@@ -201,30 +202,45 @@ TEST_F(LegacyFile, BinaryContentGivesNothing) {
             kNothing);
 }
 
-TEST_F(LegacyFile, ATruncatedFileGivesWhatStandsWholeBeforeItsEnd) {
+TEST_F(LegacyFile, AFileOf50MegabytesIsReadWhole) {
+  std::string bytes = "<Settings><X A=\"1\"/><Filler Text=\"";
+  bytes.append(50'000'000 - bytes.size() - 40, 'x').append("\"/><X B=\"2\"/></Settings>");
+  const CFDictionary values = takenOver(bytes);
+  EXPECT_EQ(values.size(), 4u);
+  EXPECT_EQ(values.at("A"), CFValue("1"));
+  EXPECT_EQ(values.at("B"), CFValue("2"));
+  EXPECT_GT(values.at("Text").as<std::string>()->size(), 49'000'000u);
+}
+
+TEST_F(LegacyFile, ATruncatedFileGivesTheAttributesThatStandWholeBeforeItsEnd) {
   const std::string bytes =
       "<?xml version=\"1.0\"?><!-- A comment --><!DOCTYPE Settings><Settings>"
       "<X A=\"1\" B=\"2\"/><Y C=\"3\">text</Y></Settings>";
-  const CFDictionary whole{{"A", "1"}, {"B", "2"}, {"C", "3"}, {"Version", "1.0"}};
-  EXPECT_EQ(takenOver(bytes), whole);
-  std::size_t most = 0;
-  for (std::size_t length = 0; length < bytes.size(); ++length) {
-    const CFDictionary part = takenOver(bytes.substr(0, length));
-    for (const auto& [key, value] : part) {
-      EXPECT_EQ(value, whole.at(key)) << length;
+  for (std::size_t length = 0; length <= bytes.size(); ++length) {
+    CFDictionary expected = kNothing;
+    for (const auto& [key, value] : {std::pair("A", "1"), {"B", "2"}, {"C", "3"}}) {
+      const std::string attribute = std::string(key) + "=\"" + value + "\"";
+      if (length >= bytes.find(attribute) + attribute.size()) expected.emplace(key, value);
     }
-    EXPECT_EQ(part.at("Version"), CFValue("1.0")) << length;
-    EXPECT_GE(part.size(), most) << length;
-    most = part.size();
+    EXPECT_EQ(takenOver(bytes.substr(0, length)), expected) << length;
   }
 }
 
-TEST_F(LegacyFile, WhatIsNotClosedSwallowsTheRest) {
+TEST_F(LegacyFile, ACommentOrHeaderThatIsNotClosedSwallowsTheRest) {
   const std::string settings = "<Settings><X A=\"1\"/></Settings>";
   EXPECT_EQ(takenOver("<!-- " + settings), kNothing);
   EXPECT_EQ(takenOver("<?xml " + settings), kNothing);
-  EXPECT_EQ(takenOver("<!DOCTYPE Settings [" + settings).at("Version"), CFValue("1.0"));
-  EXPECT_FALSE(takenOver("<Settings><X A=\"1\" B=\"2/></Settings>").contains("B"));
+  EXPECT_EQ(takenOver("<!DOCTYPE Settings [" + settings), kNothing);
+  EXPECT_EQ(takenOver(settings + "<!-- "), (CFDictionary{{"A", "1"}, {"Version", "1.0"}}));
+}
+
+TEST_F(LegacyFile, AQuoteThatIsNotClosedEndsTheTakingOver) {
+  const CFDictionary first{{"A", "1"}, {"Version", "1.0"}};
+  EXPECT_EQ(takenOver("<Settings><X A=\"1\" B=\"2/></Settings>"), first);
+  EXPECT_EQ(takenOver("<Settings><X A=\"1\"/><X B=\"2/></Settings>"), first);
+  // The next quote closes it, wherever that is.
+  EXPECT_EQ(takenOver("<Settings><X A=\"1\" B=\"2/><X C=\"3\"/></Settings>"),
+            (CFDictionary{{"A", "1"}, {"B", "2/><X C="}, {"Version", "1.0"}}));
 }
 
 TEST_F(LegacyFile, OfAHundredThousandAttributesOfOneElementThoseItHasRoomForAreTakenOver) {
@@ -238,21 +254,21 @@ TEST_F(LegacyFile, OfAHundredThousandAttributesOfOneElementThoseItHasRoomForAreT
   EXPECT_FALSE(values.contains("K40960"));
 }
 
-TEST_F(LegacyFile, ANameWithAnyByteInItIsTakenOrRefused) {
+TEST_F(LegacyFile, ANameHoldsLettersDigitsAndUnderscoresAndAnyOtherByteEndsTheTakingOver) {
   for (int byte = 0; byte < 256; ++byte) {
     const std::string name = std::string("K") + static_cast<char>(byte) + "k";
-    const CFDictionary values =
-        takenOver("<Settings><X First=\"1\"/><X " + name + "=\"2\"/></Settings>");
-    EXPECT_EQ(values.at("First"), CFValue("1")) << byte;
-    EXPECT_EQ(values.at("Version"), CFValue("1.0")) << byte;
-    EXPECT_LE(values.size(), 3u) << byte;
+    CFDictionary expected{{"First", "1"}, {"Version", "1.0"}};
+    const bool isInNames = (byte < 0x80 && std::isalnum(byte)) || byte == '_';
+    if (isInNames) expected.insert({{name, "2"}, {"Last", "3"}});
+    EXPECT_EQ(takenOver("<Settings><X First=\"1\"/><X " + name + "=\"2\" Last=\"3\"/></Settings>"),
+              expected)
+        << byte;
   }
-  EXPECT_EQ(takenOver("<Settings><X K_k=\"2\"/></Settings>").at("K_k"), CFValue("2"));
 }
 
-TEST_F(LegacyFile, AValueWithAnyByteInItIsTakenOrRefused) {
+TEST_F(LegacyFile, AValueHoldsAnyByteButNulAndTheQuote) {
   for (int byte = 1; byte < 256; ++byte) {
-    if (byte == '"' || byte == '>') continue;  // the end, and where blanks are dropped
+    if (byte == '"') continue;
     const std::string value = std::string("v") + static_cast<char>(byte) + "v";
     EXPECT_EQ(takenOver("<Settings><X K=\"" + value + "\"/></Settings>").at("K"), CFValue(value))
         << byte;
