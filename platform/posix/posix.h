@@ -17,20 +17,21 @@ class FileDescriptor {
   FileDescriptor() = default;
   explicit FileDescriptor(int descriptor) : descriptor_(descriptor) {}
   ~FileDescriptor() { reset(); }
-  FileDescriptor(FileDescriptor&& other) noexcept
-      : descriptor_(std::exchange(other.descriptor_, -1)) {}
+  FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(other.release()) {}
   FileDescriptor& operator=(FileDescriptor&& other) noexcept {
     if (this != &other) {
       reset();
-      descriptor_ = std::exchange(other.descriptor_, -1);
+      descriptor_ = other.release();
     }
     return *this;
   }
 
   void reset() {
-    if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
+    if (descriptor_ >= 0) ::close(release());
   }
   int get() const { return descriptor_; }
+  // Gives it away, unclosed.
+  int release() { return std::exchange(descriptor_, -1); }
   explicit operator bool() const { return descriptor_ >= 0; }
 
  private:

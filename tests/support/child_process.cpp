@@ -16,8 +16,6 @@ namespace test_support {
 
 namespace {
 
-using device_registry::Descriptor;
-
 struct Pipe {
   Pipe() {
     std::array<int, 2> ends{};
@@ -25,11 +23,11 @@ struct Pipe {
       std::perror("pipe2");
       std::abort();
     }
-    reading = Descriptor(ends[0]);
-    writing = Descriptor(ends[1]);
+    reading = FileDescriptor(ends[0]);
+    writing = FileDescriptor(ends[1]);
   }
-  Descriptor reading;
-  Descriptor writing;
+  FileDescriptor reading;
+  FileDescriptor writing;
 };
 
 std::string nameOf(const std::string& entry) { return entry.substr(0, entry.find('=')); }
@@ -93,7 +91,7 @@ void ChildProcess::start(Output output, const std::function<void()>& body) {
     ::_exit(0);
   }
   if (pid_ < 0) return;
-  ended_ = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
+  ended_ = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, pid_, 0)));
   output_ = std::move(printed.reading);
   errors_ = std::move(errors.reading);
 }

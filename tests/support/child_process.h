@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/device_registry/core/descriptor.h"
+#include "platform/posix/posix.h"
 
 namespace test_support {
 
@@ -63,9 +63,9 @@ class ChildProcess {
   static std::string readAll(int descriptor);
 
   pid_t pid_ = -1;
-  device_registry::Descriptor ended_;  // readable when the process has ended
-  device_registry::Descriptor output_;
-  device_registry::Descriptor errors_;
+  FileDescriptor ended_;  // readable when the process has ended
+  FileDescriptor output_;
+  FileDescriptor errors_;
   std::optional<int> status_;
 };
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/device_registry/core/descriptor.h"
+#include "platform/posix/posix.h"
 #include "tests/support/temporary_directory.h"
 
 namespace test_support {
@@ -21,7 +21,7 @@ class SilentBus {
  private:
   TemporaryDirectory folder_;
   std::string path_;
-  device_registry::Descriptor listener_;
+  FileDescriptor listener_;
 };
 
 }  // namespace test_support

@@ -17,7 +17,6 @@
 namespace {
 
 using pipewire::Connection;
-using pipewire::Descriptor;
 using Clock = std::chrono::steady_clock;
 
 // Stands for a server: its socket takes connections and says nothing.
@@ -37,7 +36,7 @@ class ServerConnection : public testing::Test {
   }
 
   void bind() {
-    socket_.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    socket_ = FileDescriptor(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     std::strncpy(address.sun_path, (folder_.path() / "pipewire-0").c_str(),
@@ -62,7 +61,7 @@ class ServerConnection : public testing::Test {
 
   const pipewire::Library library_;
   const test_support::TemporaryDirectory folder_;
-  Descriptor socket_;
+  FileDescriptor socket_;
   int opened_ = 0;
   int closed_ = 0;
   pw_loop* loop_ = nullptr;

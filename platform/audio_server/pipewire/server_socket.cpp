@@ -23,13 +23,6 @@ std::string environment(const char* name) {
 
 }  // namespace
 
-int Descriptor::release() { return std::exchange(fd_, -1); }
-
-void Descriptor::reset(int fd) {
-  if (fd_ >= 0) ::close(fd_);
-  fd_ = fd;
-}
-
 std::string serverSocketPath() {
   std::string name = environment("PIPEWIRE_REMOTE");
   if (name.empty()) name = "pipewire-0";
@@ -49,8 +42,8 @@ int connectToSocket(const std::string& path) {
   if (path.size() >= sizeof address.sun_path) return -ENAMETOOLONG;
   std::memcpy(address.sun_path, path.data(), path.size());
 
-  Descriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-  if (socket.get() < 0) return -errno;
+  FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (!socket) return -errno;
   if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) < 0) {
     return -errno;
   }

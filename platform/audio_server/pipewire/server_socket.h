@@ -4,24 +4,9 @@
 
 #include <string>
 
+#include "platform/posix/posix.h"
+
 namespace pipewire {
-
-// Owns a file descriptor.
-class Descriptor {
- public:
-  explicit Descriptor(int fd = -1) : fd_(fd) {}
-  ~Descriptor() { reset(); }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  Descriptor(Descriptor&& other) noexcept : fd_(other.release()) {}
-
-  int get() const { return fd_; }
-  int release();
-  void reset(int fd = -1);
-
- private:
-  int fd_;
-};
 
 // Where the environment says that the server listens: PIPEWIRE_REMOTE names it, as an absolute path
 // or relative to the first that is set of PIPEWIRE_RUNTIME_DIR, XDG_RUNTIME_DIR and HOME. Without
@@ -51,7 +36,7 @@ class SocketWatch {
   void watchDeepestFolder();
 
   std::string path_;
-  Descriptor inotify_;
+  FileDescriptor inotify_;
   int watch_ = -1;
   std::string awaited_;  // what is to appear in the watched folder: path_ or a folder above it
 };

@@ -15,7 +15,6 @@
 namespace {
 
 using pipewire::connectToSocket;
-using pipewire::Descriptor;
 using pipewire::serverSocketPath;
 using pipewire::SocketWatch;
 
@@ -80,7 +79,7 @@ class Server {
   void listen() { EXPECT_EQ(::listen(socket_.get(), 4), 0); }
 
  private:
-  Descriptor socket_;
+  FileDescriptor socket_;
 };
 
 class ServerSocket : public testing::Test {
@@ -92,7 +91,7 @@ class ServerSocket : public testing::Test {
 TEST_F(ServerSocket, AListeningServerIsConnectedTo) {
   Server server(path_);
   server.listen();
-  const Descriptor connection(connectToSocket(path_));
+  const FileDescriptor connection(connectToSocket(path_));
   EXPECT_GE(connection.get(), 0);
 }
 

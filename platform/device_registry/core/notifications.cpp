@@ -10,7 +10,7 @@ namespace device_registry {
 
 namespace {
 
-bool watch(const Descriptor& watcher, int descriptor) {
+bool watch(const FileDescriptor& watcher, int descriptor) {
   epoll_event event{};
   event.events = EPOLLIN;
   event.data.fd = descriptor;
@@ -26,15 +26,15 @@ void addLiving(std::vector<std::weak_ptr<T>>& list, const std::shared_ptr<T>& ob
 }  // namespace
 
 std::shared_ptr<PortSource> PortSource::create(Surroundings surroundings) {
-  Descriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-  Descriptor watcher(epoll_create1(EPOLL_CLOEXEC));
-  if (!event.isOpen() || !watcher.isOpen() || !watch(watcher, event.get())) return nullptr;
+  FileDescriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  FileDescriptor watcher(epoll_create1(EPOLL_CLOEXEC));
+  if (!event || !watcher || !watch(watcher, event.get())) return nullptr;
   if (surroundings.incoming >= 0 && !watch(watcher, surroundings.incoming)) return nullptr;
   return std::shared_ptr<PortSource>(
       new PortSource(std::move(surroundings), std::move(event), std::move(watcher)));
 }
 
-PortSource::PortSource(Surroundings surroundings, Descriptor event, Descriptor descriptor)
+PortSource::PortSource(Surroundings surroundings, FileDescriptor event, FileDescriptor descriptor)
     : surroundings_(std::move(surroundings)),
       event_(std::move(event)),
       descriptor_(std::move(descriptor)) {}

@@ -12,9 +12,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/device_registry/core/descriptor.h"
 #include "platform/device_registry/core/object.h"
 #include "platform/device_registry/core/service.h"
+#include "platform/posix/posix.h"
 
 namespace device_registry {
 
@@ -100,7 +100,7 @@ class PortSource : public CFRunLoopSource, public std::enable_shared_from_this<P
     std::vector<std::uint8_t> argument;
   };
 
-  PortSource(Surroundings surroundings, Descriptor event, Descriptor descriptor);
+  PortSource(Surroundings surroundings, FileDescriptor event, FileDescriptor descriptor);
 
   bool wouldOvertake(const Iterator& iterator) const;
   std::shared_ptr<Iterator> earliestArmed() const;
@@ -109,8 +109,8 @@ class PortSource : public CFRunLoopSource, public std::enable_shared_from_this<P
   void showReadiness();
 
   Surroundings surroundings_;
-  Descriptor event_;       // readable while something is queued
-  Descriptor descriptor_;  // watches event_ and the incoming descriptor
+  FileDescriptor event_;       // readable while something is queued
+  FileDescriptor descriptor_;  // watches event_ and the incoming descriptor
   std::vector<std::weak_ptr<Iterator>> iterators_;
   std::vector<std::weak_ptr<Interest>> interests_;
   std::deque<Message> messages_;

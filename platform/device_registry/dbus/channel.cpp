@@ -24,7 +24,7 @@ bool shouldTryAgain() { return errno == EINTR || errno == EAGAIN; }
 }  // namespace
 
 std::optional<Channel> Channel::fromDriver(int descriptor) {
-  Descriptor copy(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+  FileDescriptor copy(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
   int type = 0;
   socklen_t size = sizeof type;
   if (getsockopt(copy.get(), SOL_SOCKET, SO_TYPE, &type, &size) != 0 || type != SOCK_SEQPACKET) {

@@ -10,9 +10,9 @@
 #include <optional>
 #include <span>
 
-#include "platform/device_registry/core/descriptor.h"
 #include "platform/device_registry/dbus/deadline.h"
 #include "platform/device_registry/device_registry.h"
+#include "platform/posix/posix.h"
 
 namespace device_registry {
 
@@ -33,7 +33,7 @@ class Channel {
                     const Deadline& deadline);
 
  private:
-  explicit Channel(Descriptor socket) : socket_(std::move(socket)) {}
+  explicit Channel(FileDescriptor socket) : socket_(std::move(socket)) {}
 
   IOReturn send(std::uint32_t selector, std::span<const std::uint8_t> input,
                 const Deadline& deadline);
@@ -42,7 +42,7 @@ class Channel {
   // Success also when the wait was interrupted: the caller tries and comes back.
   IOReturn wait(short events, const Deadline& deadline) const;
 
-  Descriptor socket_;
+  FileDescriptor socket_;
 };
 
 }  // namespace device_registry

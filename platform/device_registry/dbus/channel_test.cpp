@@ -19,8 +19,8 @@ class ChannelTest : public testing::Test {
   ChannelTest() {
     std::array<int, 2> ends{};
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
-    driver_ = Descriptor(ends[0]);
-    const Descriptor handedOut(ends[1]);
+    driver_ = FileDescriptor(ends[0]);
+    const FileDescriptor handedOut(ends[1]);
     channel_ = Channel::fromDriver(handedOut.get());
   }
 
@@ -33,7 +33,7 @@ class ChannelTest : public testing::Test {
     return channel_->exchange(0x04030201, Bytes{5, 6}, output_, &size_, Deadline(limit));
   }
 
-  Descriptor driver_;
+  FileDescriptor driver_;
   std::optional<Channel> channel_;
   std::array<std::uint8_t, 2> output_{9, 9};
   std::size_t size_ = 77;
@@ -69,7 +69,7 @@ TEST_F(ChannelTest, ALongerAnswerStoresNothing) {
 
 TEST_F(ChannelTest, AClosedEndFailsWithoutASignal) {
   signal(SIGPIPE, SIG_DFL);  // whoever runs the tests may have it ignored
-  driver_ = Descriptor();
+  driver_ = FileDescriptor();
   EXPECT_FALSE(channel_->isQuiet());
   EXPECT_EQ(exchange(), kIOReturnError);
 }
@@ -94,7 +94,7 @@ TEST_F(ChannelTest, IsQuietUntilSomethingComesUnasked) {
 }
 
 TEST_F(ChannelTest, WhatIsNoPacketSocketIsRefused) {
-  const Descriptor stream(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const FileDescriptor stream(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   EXPECT_FALSE(Channel::fromDriver(stream.get()));
   EXPECT_FALSE(Channel::fromDriver(-1));
 }

@@ -5,13 +5,12 @@
 
 #include <cstdlib>
 
-#include "platform/device_registry/core/descriptor.h"
 #include "platform/device_registry/dbus/testing/dbus_fixture.h"
+#include "platform/posix/posix.h"
 #include "tests/support/silent_bus.h"
 
 namespace {
 
-using device_registry::Descriptor;
 using testing::ElementsAre;
 using testing::Pair;
 
@@ -65,7 +64,7 @@ TEST_F(DriverAnnouncements, WithoutADriverTheRegistryOpensAtOnceAndSeesItComeLat
 TEST_F(DriverAnnouncements, AnInstalledDriverIsStarted) {
   const std::string started = bus_.folder() + "/started";
   ASSERT_EQ(mkfifo(started.c_str(), 0600), 0);
-  const Descriptor reader(open(started.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const FileDescriptor reader(open(started.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   bus_.makeActivatable("com.vantrel.Driver1", "/bin/sh -c \"echo > " + started + "\"");
   EXPECT_LE(millisecondsOf([this] { EXPECT_EQ(client_.open(), kIOReturnSuccess); }), kCallBoundMs);
   pollfd watched{reader.get(), POLLIN, 0};

@@ -8,12 +8,11 @@
 #include <filesystem>
 #include <set>
 
-#include "platform/device_registry/core/descriptor.h"
 #include "platform/device_registry/dbus/testing/dbus_fixture.h"
+#include "platform/posix/posix.h"
 
 namespace {
 
-using device_registry::Descriptor;
 using scripted_driver::sendPacket;
 using testing::AllOf;
 using testing::Ge;
@@ -62,11 +61,11 @@ TEST_F(DriverFaults, SignalsDoNotStretchTheLimit) {
 }
 
 TEST_F(DriverFaults, ALateAnswerIsNotTakenForTheNextCalls) {
-  Descriptor late;  // the driver's end of the channel on which it owes an answer
+  FileDescriptor late;  // the driver's end of the channel on which it owes an answer
   Service service = sane();
   service.handle = [&](int socket, const Bytes& request) {
     if (request == Bytes{1}) {
-      late = Descriptor(dup(socket));
+      late = FileDescriptor(dup(socket));
     } else {
       sendPacket(socket, request);
     }

@@ -3,8 +3,8 @@
 #include <poll.h>
 #include <sys/timerfd.h>
 
-#include "platform/device_registry/core/descriptor.h"
 #include "platform/device_registry/dbus/deadline.h"
+#include "platform/posix/posix.h"
 
 int millisecondsOf(const std::function<void()>& action) {
   const auto before = std::chrono::steady_clock::now();
@@ -14,7 +14,7 @@ int millisecondsOf(const std::function<void()>& action) {
 }
 
 void waitForReopenInterval() {
-  const device_registry::Descriptor timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC));
+  const FileDescriptor timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC));
   itimerspec interval{};
   interval.it_value.tv_sec = kRegistryReopenIntervalMs / 1000;
   interval.it_value.tv_nsec = (kRegistryReopenIntervalMs % 1000 + 1) * 1000000L;

@@ -19,7 +19,6 @@ namespace scripted_driver {
 
 namespace {
 
-using device_registry::Descriptor;
 using device_registry::kDriverName;
 using device_registry::kDriverPath;
 using device_registry::kObjectManagerInterface;
@@ -162,7 +161,7 @@ void Driver::sendSignal(const std::string& path, const char* interface, const ch
 int Driver::openChannel(const std::string& name) {
   std::array<int, 2> ends{};
   check(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), "socketpair");
-  channels_.push_back(std::make_unique<Channel>(Channel{Descriptor(ends[0]), name}));
+  channels_.push_back(std::make_unique<Channel>(Channel{FileDescriptor(ends[0]), name}));
   return ends[1];
 }
 
@@ -236,7 +235,7 @@ int Driver::replyToOpen(sd_bus_message* call, const std::string& name) {
   const auto script = services_.at(name).open;  // it may take its own service away
   const int handed = script ? script(type) : openChannel(name);
   if (handed < 0) return handed;
-  const Descriptor owned(handed);
+  const FileDescriptor owned(handed);
   return sd_bus_reply_method_return(call, "h", handed);
 }
 

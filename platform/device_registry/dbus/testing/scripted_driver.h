@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/device_registry/core/descriptor.h"
+#include "platform/posix/posix.h"
 #include "platform/values/values.h"
 #include "tests/support/child_process.h"
 
@@ -90,7 +90,7 @@ class Driver {
 
  private:
   struct Channel {
-    device_registry::Descriptor socket;
+    FileDescriptor socket;
     std::string service;
   };
   static int received(sd_bus_message* message, void* self, sd_bus_error* error);
@@ -125,7 +125,7 @@ class DriverThread {
  private:
   void run(const std::string& address);
 
-  device_registry::Descriptor wake_;
+  FileDescriptor wake_;
   std::mutex mutex_;
   std::vector<std::packaged_task<void(Driver&)>> actions_;
   bool stopping_ = false;
