@@ -145,6 +145,20 @@ TEST_F(FaultyDisk, WhatCouldNotBeWrittenIsStoredOnceThereIsRoom) {
   EXPECT_EQ(stored(), (CFDictionary{{"new", "value"}, {"old", "value"}}));
 }
 
+TEST_F(FaultyDisk, WhatWasKnownOfADamagedFileIsStoredOnceThereIsRoom) {
+  runForked([this] {
+    EXPECT_EQ(copy("old"), CFValue("value"));
+    std::ofstream(path()) << "damage";
+    limitFileSize(16);
+    EXPECT_FALSE(synchronize());
+    EXPECT_FALSE(synchronize());
+    EXPECT_EQ(copy("old"), CFValue("value"));
+    limitFileSize(RLIM_INFINITY);
+    EXPECT_TRUE(synchronize());
+  });
+  EXPECT_EQ(bytes(), before_);
+}
+
 void writeText(const char* path, const std::string& text) {
   const FileDescriptor file(open(path, O_WRONLY | O_CLOEXEC));
   EXPECT_EQ(write(file.get(), text.data(), text.size()), static_cast<ssize_t>(text.size())) << path;

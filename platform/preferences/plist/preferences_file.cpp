@@ -46,7 +46,7 @@ PreferencesFile::PreferencesFile(std::string folder, std::string_view name)
     : folder_(std::move(folder)), path_(folder_ + "/" + std::string(name)) {}
 
 std::optional<CFValue> PreferencesFile::copy(std::string_view key) {
-  if (!wasRead_) takeIn();
+  if (!wasRead_ && !folder_.empty()) takeIn(FileDescriptor());
   const std::string name = textForXml(key);
   if (const auto change = changes_.find(name); change != changes_.end()) return change->second;
   const CFValue* value = CFDictionaryGetValue(stored_, name);
@@ -59,7 +59,7 @@ void PreferencesFile::set(std::string_view key, std::optional<CFValue> value) {
 
 bool PreferencesFile::synchronize() {
   if (folder_.empty()) return false;
-  const bool done = changes_.empty() ? takeIn() : store();
+  const bool done = changes_.empty() && isOnDisk() ? takeIn(FileDescriptor()) : store();
   if (done) hasComplained_ = false;
   return done;
 }
@@ -71,6 +71,9 @@ bool PreferencesFile::isAsRead() const {
   if (::stat(path_.c_str(), &now) != 0) return errno == ENOENT && !file_;
   return file_ && isSameFile(now, status_);
 }
+
+// It is not while what a damaged file held could not be stored again.
+bool PreferencesFile::isOnDisk() const { return file_ || stored_.empty(); }
 
 PreferencesFile::Taken PreferencesFile::take() {
   if (isAsRead()) return Taken::kDone;
@@ -97,8 +100,7 @@ PreferencesFile::Taken PreferencesFile::take() {
 
 // Takes in what others stored. A damaged file is looked at again under the lock: it may be another
 // one by then.
-bool PreferencesFile::takeIn() {
-  if (folder_.empty()) return false;
+bool PreferencesFile::takeIn(const FileDescriptor& lock) {
   switch (take()) {
     case Taken::kDone:
       return true;
@@ -107,29 +109,19 @@ bool PreferencesFile::takeIn() {
     case Taken::kDamaged:
       break;
   }
-  const FileDescriptor locked = lock();
-  return locked && takeInLocked();
+  if (lock) return setAside();
+  const FileDescriptor locked = takeLock();
+  return locked && takeIn(locked);
 }
 
-bool PreferencesFile::takeInLocked() {
-  switch (take()) {
-    case Taken::kDone:
-      return true;
-    case Taken::kFailed:
-      return failed("it cannot be read");
-    case Taken::kDamaged:
-      break;
-  }
-  return setAside();
+FileDescriptor PreferencesFile::takeLock() {
+  FileDescriptor lock = lockFile(path_ + ".lock", kLockLimit);
+  if (!lock) failed("it cannot be locked");
+  return lock;
 }
 
-FileDescriptor PreferencesFile::lock() {
-  FileDescriptor locked = lockFile(path_ + ".lock", kLockLimit);
-  if (!locked) failed("it cannot be locked");
-  return locked;
-}
-
-// Keeps what cannot be read under a name that is free. Only the lock's holder comes here.
+// Keeps what cannot be read under a name that is free, and stores what was last read here in its
+// place. Only the lock's holder comes here.
 bool PreferencesFile::setAside() {
   int number = 1;
   while (exists(path_ + ".damaged-" + std::to_string(number))) ++number;
@@ -138,15 +130,14 @@ bool PreferencesFile::setAside() {
   platform::syslog(platform::LogPriority::kWarning,
                    "The preferences file %s is damaged; it is kept as %s", path_.c_str(),
                    aside.c_str());
-  stored_.clear();
   file_.reset();
-  return true;
+  return stored_.empty() || put(stored_);
 }
 
 bool PreferencesFile::store() {
   if (!makeFolder(folder_)) return failed("its folder cannot be made");
-  const FileDescriptor locked = lock();
-  if (!locked || !takeInLocked()) return false;
+  const FileDescriptor lock = takeLock();
+  if (!lock || !takeIn(lock)) return false;
   CFDictionary values = stored_;
   for (const auto& [key, value] : changes_) {
     if (value) {
@@ -155,7 +146,7 @@ bool PreferencesFile::store() {
       values.erase(key);
     }
   }
-  if (!(values == stored_ ? makeDurable() : put(std::move(values)))) return false;
+  if (!(values == stored_ && isOnDisk() ? makeDurable() : put(std::move(values)))) return false;
   changes_.clear();
   return true;
 }

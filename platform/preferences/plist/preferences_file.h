@@ -39,10 +39,10 @@ class PreferencesFile {
   enum class Taken { kDone, kDamaged, kFailed };
 
   bool isAsRead() const;
+  bool isOnDisk() const;
   Taken take();
-  bool takeIn();
-  bool takeInLocked();
-  FileDescriptor lock();
+  bool takeIn(const FileDescriptor& lock);
+  FileDescriptor takeLock();
   bool setAside();
   bool store();
   bool put(CFDictionary values);
@@ -52,7 +52,7 @@ class PreferencesFile {
   const std::string folder_;
   const std::string path_;
 
-  // What was in the file, as it was read or written last.
+  // What was in the file when it was last read or written and was a good one.
   CFDictionary stored_;
   // That file, kept open: while it is, no other can get its number. None when there was no file.
   FileDescriptor file_;

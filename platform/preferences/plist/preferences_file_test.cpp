@@ -229,15 +229,20 @@ TEST_F(PreferencesFileTest, AllDamagedFilesAreKept) {
   }
 }
 
-TEST_F(PreferencesFileTest, AFileDamagedMeanwhileIsKeptAsideAndWhatWasSetHereIsStored) {
+TEST_F(PreferencesFileTest, AFileDamagedMeanwhileIsKeptAsideAndWhatWasKnownOfItIsStoredAgain) {
   PreferencesFile file = open();
   file.set("old", "value");
   EXPECT_TRUE(file.synchronize());
-  write(path(), "damage");
+  write(path(), "damage 1");
+  EXPECT_TRUE(file.synchronize());
+  EXPECT_EQ(read(damaged(1)), "damage 1");
+  EXPECT_EQ(stored(), (CFDictionary{{"old", "value"}}));
+  write(path(), "damage 2");
   file.set("new", "value");
   EXPECT_TRUE(file.synchronize());
-  EXPECT_EQ(read(damaged()), "damage");
-  EXPECT_EQ(stored(), (CFDictionary{{"new", "value"}}));
+  EXPECT_EQ(read(damaged(2)), "damage 2");
+  EXPECT_EQ(stored(), (CFDictionary{{"new", "value"}, {"old", "value"}}));
+  EXPECT_EQ(file.copy("old"), CFValue("value"));
 }
 
 TEST_F(PreferencesFileTest, AFileCutAtAnyByteIsReadWholeOrKeptAside) {
