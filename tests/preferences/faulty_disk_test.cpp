@@ -126,7 +126,7 @@ TEST_F(FaultyDisk, AWriteThatStopsAtAnyByteLosesNothing) {
     return writtenPreferences(values)->size();
   }();
   runForked([needed] {
-    for (std::size_t room = 0; room < needed; room += 7) {
+    for (std::size_t room = 0; room < needed; ++room) {
       limitFileSize(room);
       expectChangeOnlyInMemory();
     }

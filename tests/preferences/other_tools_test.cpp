@@ -1,32 +1,8 @@
 // Preferences files that other tools read and write: Python's plistlib, and plistutil.
-#include <array>
-#include <cstdio>
-
-#include "tests/preferences/preferences_test.h"
+#include "tests/preferences/other_tools.h"
 
 namespace preferences_test {
 namespace {
-
-class OtherTools : public PreferencesTest {
- protected:
-  // Runs a shell command with $file; its output, which must come with success.
-  std::string run(const std::string& command) {
-    setenv("file", path().c_str(), 1);
-    FILE* pipe = popen(command.c_str(), "r");
-    std::string output;
-    std::array<char, 4096> block;
-    while (const std::size_t count = std::fread(block.data(), 1, block.size(), pipe)) {
-      output.append(block.data(), count);
-    }
-    EXPECT_EQ(pclose(pipe), 0) << command;
-    return output;
-  }
-
-  std::string python(const std::string& script) {
-    home_.write("script.py", "import datetime, os, plistlib\nfile = os.environ['file']\n" + script);
-    return run(std::string(VX310_PYTHON) + " '" + (home_.path() / "script.py").string() + "'");
-  }
-};
 
 const CFDictionary kValues{
     {"array", CFArray{1, "two", CFArray{}, CFDictionary{{"inner", false}}}},
