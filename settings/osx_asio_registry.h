@@ -48,7 +48,8 @@ class OSXAsioRegistry : public XML::Doc {
   const LumString& getStorageName() const { return storageName_; }
   const std::string& getApplicationId() const { return applicationId_; }
 
-  // False when not all that was set could be stored; it is tried again with the next change.
+  // False when not all that was set could be stored; that is tried again with the next setter or
+  // store().
   bool store();
 
   // Always null: the document is there for taking a file over alone.

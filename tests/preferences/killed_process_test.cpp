@@ -1,9 +1,12 @@
 // Preferences of processes that are killed while they store, and of several that store at once.
 #include <fcntl.h>
 #include <sys/ptrace.h>
+#include <sys/syscall.h>
 
 #include <chrono>
 #include <random>
+#include <string>
+#include <vector>
 
 #include "tests/preferences/preferences_test.h"
 
@@ -52,6 +55,20 @@ class KilledProcess : public PreferencesTest {
     return synchronize();
   }
 
+  // Starts one save in a process that stops before it and at each system call; 0 when this machine
+  // forbids tracing a child.
+  pid_t startTracedSave(int number) {
+    const pid_t child = startForked([this, number] {
+      if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(3);
+      raise(SIGSTOP);
+      if (save(number)) confirm(number);
+    });
+    int status = 0;
+    if (waitpid(child, &status, 0) != child || !WIFSTOPPED(status)) return 0;
+    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    return child;
+  }
+
   int pipe_[2] = {-1, -1};
 };
 
@@ -96,15 +113,8 @@ TEST_F(KilledProcess, WhatWasConfirmedIsThereAfterAKillAtEachSystemCallOfASave) 
   int number = 0;
   for (int calls = 0;; ++calls) {
     ++number;
-    const pid_t child = startForked([&] {
-      if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(3);
-      raise(SIGSTOP);
-      if (save(number)) confirm(number);
-    });
-    int status = 0;
-    ASSERT_EQ(waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFSTOPPED(status)) << "this machine forbids tracing a child";
-    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    const pid_t child = startTracedSave(number);
+    ASSERT_NE(child, 0);
     int done = 0;
     while (done < calls && runToSystemCall(child)) ++done;
     const bool isOver = done < calls;
@@ -125,6 +135,32 @@ TEST_F(KilledProcess, WhatWasConfirmedIsThereAfterAKillAtEachSystemCallOfASave) 
   // The next save leaves no more behind than any.
   EXPECT_TRUE(save(number + 1));
   EXPECT_EQ(names().size(), 2u) << "the file and its lock";
+}
+
+bool isRename(std::uint64_t call) {
+#ifdef SYS_rename
+  if (call == SYS_rename) return true;
+#endif
+  return call == SYS_renameat || call == SYS_renameat2;
+}
+
+// What a power failure would show: a file's bytes are on the disk before the file has its name, and
+// the name is before the save counts.
+TEST_F(KilledProcess, ASaveWaitsForTheDiskBeforeTheFileIsPutInPlaceAndBeforeItIsConfirmed) {
+  const pid_t child = startTracedSave(1);
+  ASSERT_NE(child, 0);
+  std::vector<std::string> calls;
+  while (runToSystemCall(child)) {
+    __ptrace_syscall_info call = {};
+    ptrace(PTRACE_GET_SYSCALL_INFO, child, sizeof call, &call);
+    if (call.op != PTRACE_SYSCALL_INFO_ENTRY) continue;
+    if (call.entry.nr == SYS_fsync) calls.push_back("fsync");
+    if (isRename(call.entry.nr)) calls.push_back("rename");
+    if (call.entry.nr == SYS_write && call.entry.args[0] == static_cast<unsigned>(pipe_[1])) {
+      calls.push_back("confirm");
+    }
+  }
+  EXPECT_EQ(calls, (std::vector<std::string>{"fsync", "rename", "fsync", "confirm"}));
 }
 
 TEST_F(KilledProcess, ProcessesThatStoreDifferentKeysAtOnceLoseNothing) {

@@ -26,8 +26,8 @@ class PreferencesFile {
   static constexpr std::size_t kLargest = std::size_t{256} << 20;
 
   // The file `name` in `folder`, an absolute path; beside it "NAME.lock", "NAME.new" while it is
-  // written, and "NAME.damaged-1" and so on. An empty folder is none: nothing is ever read or
-  // stored.
+  // written, and "NAME.damaged-1" and so on, which are files of that name that were no good. An
+  // empty folder is none: nothing is ever read or stored.
   PreferencesFile(std::string folder, std::string_view name);
 
   // See CFPreferencesCopyAppValue and the functions after it.
