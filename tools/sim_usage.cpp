@@ -30,7 +30,8 @@ constexpr const char* kBeforeSettings =
     "\n"
     "Fault kinds: short [BYTES], long [BYTES], late [MS], missing, garbled, empty, close (the\n"
     "connection instead of answering), die (the driver service is killed instead of answering),\n"
-    "refuse and ignore (settings: they fail, or are answered but not taken).\n"
+    "hang (it is stopped instead, until it gets SIGCONT), refuse and ignore (settings: they fail,\n"
+    "or are answered but not taken).\n"
     "\n"
     "Settings:\n";
 

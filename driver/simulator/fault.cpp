@@ -25,6 +25,7 @@ constexpr std::array kKinds = {KindName{"short", FaultKind::shortAnswer, 100, 25
                                KindName{"empty", FaultKind::empty, 0, 0},
                                KindName{"close", FaultKind::close, 0, 0},
                                KindName{"die", FaultKind::die, 0, 0},
+                               KindName{"hang", FaultKind::hang, 0, 0},
                                KindName{"refuse", FaultKind::refuse, 0, 0},
                                KindName{"ignore", FaultKind::ignore, 0, 0}};
 

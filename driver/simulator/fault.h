@@ -18,6 +18,7 @@ enum class FaultKind {
   empty,        // the answer is a packet without bytes
   close,        // the connection closes instead of answering
   die,          // the driver process is killed instead of answering
+  hang,         // the driver process is stopped, and answers when somebody continues it
   refuse,       // settings fail
   ignore        // settings are answered as if they had been taken
 };

@@ -1,5 +1,6 @@
 // Faults on the real transport.
 #include <gmock/gmock.h>
+#include <sys/wait.h>
 
 #include <csignal>
 
@@ -87,6 +88,17 @@ TEST_F(FaultInjection, DeathInMidRequestLosesNameAndConnection) {
   EXPECT_EQ(request(connection_, 6).kind, Answer::Kind::closed);
   EXPECT_EQ(driver().wait(), 128 + SIGKILL);
   EXPECT_TRUE(waitUntil([this] { return !nameOwned_; }));
+}
+
+TEST_F(FaultInjection, AHangInMidRequestLastsUntilTheProcessIsContinued) {
+  EXPECT_EQ(fault({"hang"}), "");
+  EXPECT_EQ(request(connection_, 6, {}, kShortly).kind, Answer::Kind::none);
+  siginfo_t stopped{};
+  ASSERT_EQ(waitid(P_PID, static_cast<id_t>(driver().pid()), &stopped, WSTOPPED), 0);
+  EXPECT_EQ(stopped.si_status, SIGSTOP);
+  driver().signal(SIGCONT);
+  EXPECT_EQ(receive(connection_).word(0), 4u);
+  expectAnswers();
 }
 
 TEST_F(FaultInjection, RefusedSettingsFailAndReadingGoesOn) {

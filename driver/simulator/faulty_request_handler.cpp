@@ -63,6 +63,9 @@ Reply FaultyRequestHandler::handle(const VQ_Dispatch& request) {
   switch (fault->kind) {
     case FaultKind::die:
       die();
+    case FaultKind::hang:
+      kill(getpid(), SIGSTOP);
+      return handler_.handle(request);
     case FaultKind::close: {
       Reply reply;
       reply.closeConnection = true;

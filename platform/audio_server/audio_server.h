@@ -5,8 +5,11 @@
 // order.
 //
 // Operations may be called from any thread. Reading and writing wait at most
-// kAudioServerCallLimitMs. Listeners run on the audio server's notification thread, one at a time,
-// and may themselves read properties; a write that would have to wait for that same thread fails.
+// kAudioServerCallLimitMs. After a write that its device did not confirm, the writes of the next
+// kAudioServerCallLimitMs are sent as ever but wait only kAudioServerHurriedWriteMs: a device that
+// takes no routing delays the panel once, not once a routing. Listeners run on the audio server's
+// notification thread, one at a time, and may themselves read properties; a write that would have
+// to wait for that same thread fails.
 //
 // While the server is away no device exists, and reading the list fails with
 // kAudioHardwareNotRunningError.
@@ -21,6 +24,7 @@ using AudioObjectID = std::uint32_t;
 using OSStatus = std::int32_t;
 
 inline constexpr int kAudioServerCallLimitMs = 250;
+inline constexpr int kAudioServerHurriedWriteMs = 50;
 
 // A four-character code as a number, first character in the highest byte.
 constexpr std::uint32_t fourCharCode(const char (&code)[5]) {

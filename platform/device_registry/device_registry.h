@@ -12,7 +12,9 @@
 //
 // No operation waits on a driver for longer than kRegistryCallLimitMs. A connection whose answer
 // was late is dropped inside (a late answer could be taken for the next one's) and opened again by
-// the next call on it, at most once in kRegistryReopenIntervalMs; calls in between fail at once.
+// the next call on it. When that call fails too, those that follow it without a break of
+// kRegistryBreakMs fail at once, for at most kRegistryPauseMs: of the many that a panel makes one
+// after the other, a hung driver delays two, and the next that the user causes finds it again.
 //
 // Back ends: dbus/ (driver services on the session bus), memory/ (scripted devices).
 #pragma once
@@ -33,7 +35,8 @@ using io_iterator_t = io_object_t;
 using io_connect_t = io_object_t;
 
 inline constexpr int kRegistryCallLimitMs = 250;
-inline constexpr int kRegistryReopenIntervalMs = 1000;
+inline constexpr int kRegistryPauseMs = 250;
+inline constexpr int kRegistryBreakMs = 50;
 
 inline constexpr IOReturn kIOReturnSuccess = 0;
 inline constexpr IOReturn kIOReturnError = static_cast<IOReturn>(0xe00002bc);

@@ -105,9 +105,18 @@ void DeviceMirror::queueWrite(Write& write) {
 
 bool DeviceMirror::finishWrite(Write& write, Deadline deadline) {
   std::unique_lock lock(mutex_);
-  changed_.wait_until(lock, deadline, [&] {
+  const auto start = Deadline::clock::now();
+  if (start < hurriedUntil_) {
+    deadline = std::min(deadline, start + std::chrono::milliseconds(kAudioServerHurriedWriteMs));
+  }
+  const bool answered = changed_.wait_until(lock, deadline, [&] {
     return write.state == Write::State::kConfirmed || write.state == Write::State::kFailed;
   });
+  if (!answered) {
+    hurriedUntil_ = Deadline::clock::now() + std::chrono::milliseconds(kAudioServerCallLimitMs);
+  } else if (write.state == Write::State::kConfirmed) {
+    hurriedUntil_ = {};
+  }
   std::erase(writes_, &write);
   return write.state == Write::State::kConfirmed;
 }

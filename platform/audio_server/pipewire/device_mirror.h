@@ -59,7 +59,8 @@ class DeviceMirror {
     enum class State { kQueued, kSent, kConfirmed, kFailed } state = State::kQueued;
   };
   void queueWrite(Write& write);
-  // Waits until the device shows the record; false when it is gone or the time is over.
+  // Waits until the device shows the record; false when it is gone or the time is over, which is
+  // sooner after a write that ended so.
   bool finishWrite(Write& write, Deadline deadline);
   // For the notification thread: the queued writes, which count as sent.
   struct Request {
@@ -80,6 +81,7 @@ class DeviceMirror {
   bool read_ = false;  // ids() was called, and
   bool changedSinceRead_ = false;
   std::vector<Write*> writes_;
+  Deadline hurriedUntil_;  // of writes, after one that was not confirmed
 };
 
 }  // namespace pipewire

@@ -154,6 +154,31 @@ TEST_F(DeviceMirrorTest, RecordsThatEndInTheMiddleConfirmNothing) {
   EXPECT_FALSE(mirror_.finishWrite(write, in(kShort)));
 }
 
+TEST_F(DeviceMirrorTest, AfterAWriteThatWasNotConfirmedTheNextWaitsOnlyAMoment) {
+  for (const Deadline deadline : {in(kShort), in(std::chrono::hours(1))}) {
+    DeviceMirror::Write write{60, recordWithValue(7)};
+    mirror_.queueWrite(write);
+    EXPECT_THAT(mirror_.takeQueuedWrites(), SizeIs(1));
+    EXPECT_FALSE(mirror_.finishWrite(write, deadline));
+  }
+}
+
+TEST_F(DeviceMirrorTest, AConfirmedWriteGivesTheNextItsWholeTimeAgain) {
+  DeviceMirror::Write write{60, recordWithValue(7)};
+  mirror_.queueWrite(write);
+  EXPECT_FALSE(mirror_.finishWrite(write, in(kShort)));
+  mirror_.queueWrite(write);
+  mirror_.takeQueuedWrites();
+  mirror_.setRoutings(60, records(7));
+  EXPECT_TRUE(mirror_.finishWrite(write, in(kLong)));
+
+  DeviceMirror::Write next{60, recordWithValue(8)};
+  mirror_.queueWrite(next);
+  const Deadline deadline = in(milliseconds(2 * kAudioServerHurriedWriteMs));
+  EXPECT_FALSE(mirror_.finishWrite(next, deadline));
+  EXPECT_GE(std::chrono::steady_clock::now(), deadline);
+}
+
 TEST_F(DeviceMirrorTest, AWriteFailsAtOnceWhenItsDeviceOrTheServerLeaves) {
   DeviceMirror::Write first{50, recordWithValue(7)};
   DeviceMirror::Write second{60, recordWithValue(7)};

@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <chrono>
+#include <utility>
+
+#include "platform/device_registry/device_registry.h"
 
 namespace device_registry {
 
@@ -25,15 +28,25 @@ class Deadline {
   Clock::time_point end_;
 };
 
-// Says no until an interval has passed since it was started. Not running at first.
+// Runs from its start for kRegistryPauseMs, or until nobody asks for kRegistryBreakMs: whoever asks
+// after that is not the one whose calls failed, and deserves a new attempt. Not running at first.
 class Pause {
  public:
-  void start(int milliseconds) { end_ = Clock::now() + std::chrono::milliseconds(milliseconds); }
-  bool isRunning() const { return Clock::now() < end_; }
+  void start() {
+    end_ = Clock::now() + std::chrono::milliseconds(kRegistryPauseMs);
+    asked_ = Clock::now();
+  }
+  bool isRunning() {
+    const auto now = Clock::now();
+    if (now - std::exchange(asked_, now) > std::chrono::milliseconds(kRegistryBreakMs)) end_ = now;
+    return now < end_;
+  }
 
  private:
   using Clock = std::chrono::steady_clock;
+
   Clock::time_point end_ = Clock::time_point::min();
+  Clock::time_point asked_{};
 };
 
 }  // namespace device_registry

@@ -34,7 +34,7 @@ bool DriverCalls::connect() {
 IOReturn DriverCalls::makeSureOfBus(const Deadline& deadline) {
   if (isOpen(bus_.get())) return kIOReturnSuccess;
   if (reconnected_.isRunning()) return kIOReturnNotOpen;
-  reconnected_.start(kRegistryReopenIntervalMs);
+  reconnected_.start();
   Bus bus = openSessionBus();
   if (!bus) return kIOReturnError;
   while (sd_bus_is_ready(bus.get()) <= 0) {
@@ -73,7 +73,7 @@ IOReturn DriverCalls::call(sd_bus_message* request, const Deadline& deadline, Bu
     if (processed < 0) return kIOReturnError;
     if (received) break;
     if (deadline.hasPassed()) {
-      silence_.start(kRegistryReopenIntervalMs);
+      silence_.start();
       return kIOReturnTimeout;
     }
     if (processed == 0) waitForBuses(std::array{bus_.get()}, deadline);

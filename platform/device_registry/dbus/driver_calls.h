@@ -18,7 +18,7 @@ class DriverCalls {
  public:
   // Begins to connect; false when there is no bus. The connection has to be processed until it is
   // ready before the first call. If the bus drops it alone, a later call makes another, at most
-  // once in kRegistryReopenIntervalMs.
+  // once in a while; see Pause.
   bool connect();
   sd_bus* bus() const { return bus_.get(); }
 
@@ -36,7 +36,7 @@ class DriverCalls {
   IOReturn makeSureOfBus(const Deadline& deadline);
   BusMessage newCall(const std::string& path, const char* interface, const char* member) const;
   // Sends `request` and waits for the reply. Once a driver has let the time pass, calls fail at
-  // once for kRegistryReopenIntervalMs: a panel that makes many must not wait for each.
+  // once for a while; see Pause.
   IOReturn call(sd_bus_message* request, const Deadline& deadline, BusMessage* reply);
 
   Bus bus_;

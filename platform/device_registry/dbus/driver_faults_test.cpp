@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <set>
 
+#include "platform/device_registry/dbus/deadline.h"
 #include "platform/device_registry/dbus/testing/dbus_fixture.h"
 #include "platform/posix/posix.h"
 
@@ -123,7 +124,7 @@ TEST_F(DriverFaults, AChannelClosedWhileNothingIsAskedIsOpenedAgainAsTheSameType
   EXPECT_THAT(types, testing::ElementsAre(2));
 }
 
-TEST_F(DriverFaults, AConnectionIsOpenedAgainOnceInTheIntervalAndCallsBetweenFailAtOnce) {
+TEST_F(DriverFaults, AfterTwoFailuresInARowCallsFailAtOnceUntilABreakIsTaken) {
   int requests = 0;
   bool broken = true;
   Service service = sane();
@@ -138,7 +139,7 @@ TEST_F(DriverFaults, AConnectionIsOpenedAgainOnceInTheIntervalAndCallsBetweenFai
   broken = false;
   EXPECT_LE(millisecondsOf([&] { EXPECT_EQ(send(1), kIOReturnNotOpen); }), kAtOnceMs);
   EXPECT_EQ(requests, 2);
-  waitForReopenInterval();
+  takeABreak();
   EXPECT_EQ(send(4), kIOReturnSuccess);
   EXPECT_EQ(output_[0], 4);
 }
@@ -163,10 +164,27 @@ TEST_F(DriverFaults, AHungDriverCostsALimitedTimeAndWorksAgainWithoutANewOpen) {
             kAtOnceMs);
   EXPECT_EQ(properties, (CFDictionary{{"kept", 1}}));
   release.set_value();
-  waitForReopenInterval();
+  takeABreak();
   EXPECT_EQ(send(5), kIOReturnSuccess);
   EXPECT_EQ(output_[0], 5);
   EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnSuccess);
+}
+
+TEST_F(DriverFaults, ACallerThatNeverTakesABreakFindsADriverAgainAfterAPause) {
+  bool broken = true;
+  Service service = sane();
+  service.handle = [&](int socket, const Bytes& request) {
+    if (!broken) sendPacket(socket, request);
+    return !broken;
+  };
+  connect(service);
+  EXPECT_EQ(send(1), kIOReturnError);
+  EXPECT_EQ(send(1), kIOReturnError);
+  broken = false;
+  const device_registry::Deadline patience(kArrivalLimitMs);
+  IOReturn result = send(1);
+  while (result == kIOReturnNotOpen && !patience.hasPassed()) result = send(1);
+  EXPECT_EQ(result, kIOReturnSuccess);
 }
 
 TEST_F(DriverFaults, AHungDriversPropertiesFailWithinTheLimitThenAtOnce) {
@@ -192,7 +210,7 @@ TEST_F(DriverFaults, AnUnansweredOpenTimesOutAndItsLateChannelIsClosed) {
   EXPECT_EQ(connection, 0u);
   release.set_value();
   ASSERT_TRUE(driverReaches([](Driver& driver) { return driver.openChannels() == 1; }));
-  waitForReopenInterval();
+  takeABreak();
   CFDictionary properties;
   EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnSuccess);
   EXPECT_TRUE(driverReaches([](Driver& driver) { return driver.openChannels() == 0; }));
@@ -340,7 +358,7 @@ TEST_F(BusDropsTheCalls, AgainAndAgainAndItConnectsOnceInTheInterval) {
               for (int i = 0; i < 100; ++i) EXPECT_EQ(read(), kIOReturnNotOpen);
             }),
             kAtOnceMs);
-  waitForReopenInterval();
+  takeABreak();
   EXPECT_EQ(read(), kIOReturnSuccess);
 }
 

@@ -19,20 +19,25 @@ IOReturn DriverService::open(std::uint32_t type, std::shared_ptr<Connection>* co
 
 IOReturn DriverConnection::call(std::uint32_t selector, std::span<const std::uint8_t> input,
                                 std::span<std::uint8_t> output, std::size_t* outputSize) {
-  const Deadline deadline(kRegistryCallLimitMs);
-  if (channel_ && !channel_->isQuiet()) channel_.reset();
-  if (!channel_) {
-    if (const IOReturn result = reopen(deadline)) return result;
+  if (pause_.isRunning()) return kIOReturnNotOpen;
+  const IOReturn result = exchange(selector, input, output, outputSize);
+  const bool failed = result != kIOReturnSuccess && result != kIOReturnOverrun;
+  if (failed) {
+    channel_.reset();
+    if (lastFailed_) pause_.start();
   }
-  const IOReturn result = channel_->exchange(selector, input, output, outputSize, deadline);
-  if (result != kIOReturnSuccess && result != kIOReturnOverrun) channel_.reset();
+  lastFailed_ = failed;
   return result;
 }
 
-IOReturn DriverConnection::reopen(const Deadline& deadline) {
-  if (reopened_.isRunning()) return kIOReturnNotOpen;
-  reopened_.start(kRegistryReopenIntervalMs);
-  return calls_.open(path_, type_, deadline, &channel_);
+IOReturn DriverConnection::exchange(std::uint32_t selector, std::span<const std::uint8_t> input,
+                                    std::span<std::uint8_t> output, std::size_t* outputSize) {
+  const Deadline deadline(kRegistryCallLimitMs);
+  if (channel_ && !channel_->isQuiet()) channel_.reset();
+  if (!channel_) {
+    if (const IOReturn result = calls_.open(path_, type_, deadline, &channel_)) return result;
+  }
+  return channel_->exchange(selector, input, output, outputSize, deadline);
 }
 
 }  // namespace device_registry

@@ -45,13 +45,15 @@ class DriverConnection : public Connection {
                 std::span<std::uint8_t> output, std::size_t* outputSize) override;
 
  private:
-  IOReturn reopen(const Deadline& deadline);
+  IOReturn exchange(std::uint32_t selector, std::span<const std::uint8_t> input,
+                    std::span<std::uint8_t> output, std::size_t* outputSize);
 
   std::string path_;
   std::uint32_t type_;
   DriverCalls& calls_;
   std::optional<Channel> channel_;  // nothing after a failure
-  Pause reopened_;
+  bool lastFailed_ = false;
+  Pause pause_;  // after two failures in a row
 };
 
 }  // namespace device_registry

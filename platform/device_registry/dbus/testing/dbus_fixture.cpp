@@ -13,11 +13,11 @@ int millisecondsOf(const std::function<void()>& action) {
   return static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
 }
 
-void waitForReopenInterval() {
+void takeABreak() {
   const FileDescriptor timer(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC));
   itimerspec interval{};
-  interval.it_value.tv_sec = kRegistryReopenIntervalMs / 1000;
-  interval.it_value.tv_nsec = (kRegistryReopenIntervalMs % 1000 + 1) * 1000000L;
+  interval.it_value.tv_sec = kRegistryBreakMs / 1000;
+  interval.it_value.tv_nsec = (kRegistryBreakMs % 1000 + 1) * 1000000L;
   ASSERT_EQ(timerfd_settime(timer.get(), 0, &interval, nullptr), 0);
   pollfd watched{timer.get(), POLLIN, 0};
   ASSERT_EQ(poll(&watched, 1, kArrivalLimitMs), 1);

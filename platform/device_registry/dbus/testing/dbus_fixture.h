@@ -28,8 +28,8 @@ inline constexpr int kAtOnceMs = 100;
 // How long `action` takes.
 int millisecondsOf(const std::function<void()>& action);
 
-// Returns when the time in which a connection is not opened again is over.
-void waitForReopenInterval();
+// Returns after a break in which no pause of calls goes on.
+void takeABreak();
 
 // A client that counts what comes and goes, and keeps the services that are there.
 class DbusClient {
