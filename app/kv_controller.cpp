@@ -55,6 +55,7 @@ void KvController::readDriverFileVersion() {
 void KvController::awakeFromNib() {
   CloseButton.window().setBackgroundColor(
       NSColor::colorWithPatternImage(NSImage::imageNamed("StripTexture.png")));
+  loadPrefs();
   if (KvPluggedIn) {
     setWidgetLayoutForDevicePlugged();
   } else {
@@ -75,6 +76,7 @@ void KvController::applicationWillTerminate() {
   IOTerm();
   AudioObjectRemovePropertyListener(kAudioObjectSystemObject, kDeviceList,
                                     audioObjectPropertyListenerProc, nullptr);
+  savePrefs();
 }
 
 void KvController::Detach() { m_bDetached = 1; }
@@ -93,6 +95,7 @@ void KvController::FoundHardware(std::int32_t index) {
     KvDeviceBitmap.setImage(NSImage::imageNamed("None.bmp"));
   }
   platform::usleep(kSettlingMicroseconds);
+  InitRoutingValuesAndSet(true);
 }
 
 void KvController::doHelp(const NSControl&) {

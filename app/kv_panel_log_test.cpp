@@ -61,9 +61,32 @@ const Log kSelectedRoutings = {
     "KvIoRInCh1And2Menu.selectItemAtIndex 0", "KvIoRInCh3And4Menu.selectItemAtIndex 1",
     "KvIoRInCh5And6Menu.selectItemAtIndex 2"};
 
-const Log kInterfacePicture = {"KvDeviceBitmap.setImage VX-310.png",
-                               "KvDeviceBitmap.setFrameSize 296x132",
-                               "KvDeviceBitmap.setFrameOrigin (316, 220)"};
+Log select(const std::string& menu, int item) {
+  return {menu + "Menu.selectItemAtIndex " + std::to_string(item)};
+}
+
+// The choices of a first run in the routing menus.
+const Log kRoutingChoices = select("KvIoROutLine", 0) + select("KvIoROutDigital", 1) +
+                            select("KvIoRInCh1And2", 0) + select("KvIoRInCh3And4", 1) +
+                            select("KvIoRInCh5And6", 2);
+
+const Log kShownChoices = select("KvUsb1ModeInputSelection", 0) +
+                          select("KvDigitalOutputFormat", 0) + kRoutingChoices +
+                          select("KvSampleClockSource", 0) + select("KvCoreAudioPerformance", 0);
+
+// With an interface, each option's command shows what that then reports.
+const Log kAppliedChoices =
+    Log{"KvUsb1ModeInputSelectionMenu.setEnabled yes", "KvUsb1ModeInputSelectionMenu.setHidden no",
+        "KvUsb1ModeInputSelectionMenu.selectItemAtIndex 0",
+        "KvUsb1ModeInputSelectionTitle.setHidden no"} +
+    select("KvUsb1ModeInputSelection", 0) + shownMenu("KvDigitalOutputFormat", 0) +
+    select("KvDigitalOutputFormat", 0) + kRoutingChoices + shownMenu("KvSampleClockSource", 0) +
+    select("KvSampleClockSource", 0) + select("KvCoreAudioPerformance", 0);
+
+const Log kInterfaceFound =
+    Log{"KvDeviceBitmap.setImage VX-310.png", "KvDeviceBitmap.setFrameSize 296x132",
+        "KvDeviceBitmap.setFrameOrigin (316, 220)"} +
+    kAppliedChoices;
 
 // What the specimen interface is shown as; a test changes what its case changes.
 struct Shown {
@@ -87,12 +110,13 @@ Log interfaceShown(const Shown& shown) {
   return log + shownField("KvSampleClockSourceField", shown.clockSource) +
          shownMenu("KvSampleClockSource", shown.clockItem) +
          shownField("KvDigitalInputStatusField", shown.digitalInput) +
-         shownMenu("KvDigitalOutputFormat", 1) + kSelectedRoutings + routingMenus("yes", "no") +
+         shownMenu("KvDigitalOutputFormat", 0) + kSelectedRoutings + routingMenus("yes", "no") +
          kHiddenUsb1Menu + kHiddenUsb1Menu + kHiddenPerformanceMenu;
 }
 
 Log noDeviceShown() {
-  return Log{"KvDeviceBitmap.setImage None.bmp"} + shownField("KvDeviceField", "none found") +
+  return Log{"KvDeviceBitmap.setImage None.bmp"} + kShownChoices +
+         shownField("KvDeviceField", "none found") +
          Log{"KvPanelSubTitle.setStringValue \"Control Panel\""} +
          shownField("KvDriverVersionField", "1.2.3") + hiddenField("KvConnectionTypeField") +
          hiddenField("KvFirmwareVersionField") + kEmptiedWidth + hiddenField("KvSampleWidthField") +
@@ -142,20 +166,20 @@ TEST_F(PanelLog, ALaunchWithNothingConnectedShowsNoDevice) { EXPECT_EQ(launch(),
 
 TEST_F(PanelLog, AnInterfaceThatIsConnectedAtTheLaunchIsShown) {
   interface.publish();
-  EXPECT_EQ(launch(), kInterfacePicture + interfaceShown({}) + interfaceShown({}));
+  EXPECT_EQ(launch(), kInterfaceFound + interfaceShown({}) + interfaceShown({}));
 }
 
 TEST_F(PanelLog, AnArrivalAtUsb2IsShown) {
   launch();
   interface.publish();
-  EXPECT_EQ(happened(), kInterfacePicture + interfaceShown({}));
+  EXPECT_EQ(happened(), kInterfaceFound + interfaceShown({}));
 }
 
 TEST_F(PanelLog, AnArrivalAtUsb1IsShownWithoutWidthAndRate) {
   launch();
   interface.usb2 = 0;
   interface.publish();
-  EXPECT_EQ(happened(), kInterfacePicture + interfaceShown({.usb2 = false}));
+  EXPECT_EQ(happened(), kInterfaceFound + interfaceShown({.usb2 = false}));
 }
 
 TEST_F(PanelLog, EachClockSourceAndLockStateIsShown) {

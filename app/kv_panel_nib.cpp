@@ -67,7 +67,46 @@ void connectOutlets(NSNib& nib, KvController& controller) {
   controller.KvDeviceBitmap = nib.imageView("KvDeviceBitmap");
 }
 
+struct RoutingAction {
+  const char* menu;
+  NSPopUpButton KvController::*sender;
+  void (KvController::*action)(const NSPopUpButton&);
+};
+constexpr RoutingAction kRoutingActions[] = {
+    {"KvIoRInCh1And2Menu", &KvController::KvIoRInCh1And2Menu, &KvController::doChannel1and2},
+    {"KvIoRInCh3And4Menu", &KvController::KvIoRInCh3And4Menu, &KvController::doChannel3and4},
+    {"KvIoRInCh5And6Menu", &KvController::KvIoRInCh5And6Menu, &KvController::doChannel5and6},
+    {"KvIoROutLineMenu", &KvController::KvIoROutLineMenu, &KvController::doLineOut},
+    {"KvIoROutDigitalMenu", &KvController::KvIoROutDigitalMenu, &KvController::doDigitalOut},
+};
+
+struct OptionAction {
+  const char* menu;
+  NSPopUpButton KvController::*sender;
+  void (KvController::*action)(const NSControl&);
+};
+constexpr OptionAction kOptionActions[] = {
+    {"KvSampleClockSourceMenu", &KvController::KvSampleClockSourceMenu,
+     &KvController::doSampleClockSource},
+    {"KvUsb1ModeInputSelectionMenu", &KvController::KvUsb1ModeInputSelectionMenu,
+     &KvController::doUsb1ModeInputSelection},
+    {"KvDigitalOutputFormatMenu", &KvController::KvDigitalOutputFormatMenu,
+     &KvController::doDigitalOutputFormat},
+    {"KvCoreAudioPerformanceMenu", &KvController::KvCoreAudioPerformanceMenu,
+     &KvController::doCoreAudioPerformance},
+};
+
+template <typename Actions>
+void connectMenus(NSNib& nib, KvController& controller, const Actions& actions) {
+  for (const auto& [menu, sender, action] : actions) {
+    nib.connectAction(menu,
+                      [&controller, sender, action] { (controller.*action)(controller.*sender); });
+  }
+}
+
 void connectActions(NSNib& nib, KvController& controller) {
+  connectMenus(nib, controller, kRoutingActions);
+  connectMenus(nib, controller, kOptionActions);
   nib.connectAction("Help", [&controller] { controller.doHelp(controller.Help); });
   nib.connectAction("CloseButton",
                     [&controller] { controller.doCloseButton(controller.CloseButton); });

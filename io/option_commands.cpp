@@ -4,13 +4,22 @@
 #include "io/audio_device.h"
 #include "io/driver_events.h"
 #include "io/korvel_dlg.h"
+#include "settings/osx_asio_registry.h"
 
 namespace {
 
 // What a query gives when there is no current device.
 constexpr std::int32_t kNoDevice = -1;
 
+constexpr std::int32_t kClockSourceAutomatic = 0;
 constexpr std::int32_t kClockSourceInternal = 1;
+
+// What the driver finds at its next start.
+void storeSetting(void (OSXAsioRegistry::*set)(std::uint32_t), std::int32_t value) {
+  OSXAsioRegistry settings(kVX310Settings);
+  (settings.*set)(static_cast<std::uint32_t>(value));
+  settings.store();
+}
 
 // The clock menu has two items: automatic and internal.
 std::int32_t clockMenuIndex(std::int32_t clockSource) {
@@ -31,10 +40,27 @@ std::int32_t DoChannel1and2(std::int32_t value) { return setRouting(true, 0, val
 std::int32_t DoChannel3and4(std::int32_t value) { return setRouting(true, 1, value); }
 std::int32_t DoChannel5and6(std::int32_t value) { return setRouting(true, 2, value); }
 
+void SampleClockSource(std::int32_t value) {
+  if (!_ioDevice) return;
+  if (value == kClockSourceInternal || value == kClockSourceAutomatic) {
+    _ioDevice->setClockSource(static_cast<VQE_ClockSource>(value));
+  }
+  SampleClockSourceReadback();
+  storeSetting(&OSXAsioRegistry::setClockSource, _ioDevice->getCurrentClockSource());
+}
+
+void DigitalOutputFormat(std::int32_t value) {
+  if (!_ioDevice) return;
+  _ioDevice->setDigitalOutMode(static_cast<VQE_DigitalOutMode>(value));
+  controlDlg->ShowInfo(kInfoDigitalOutputFormat, true, _ioDevice->getDigitalOutMode(), "");
+  storeSetting(&OSXAsioRegistry::setDigitalOutMode, _ioDevice->getDigitalOutMode());
+}
+
 void Usb11Mode(std::int32_t value) {
   if (!_ioDevice) return;
   _ioDevice->setDigitalOutSelector(value);
   controlDlg->ShowInfo(kInfoUsb1ModeInputSelection, true, _ioDevice->getDigitalOutSelector(), "");
+  storeSetting(&OSXAsioRegistry::setDigitalOutSelector, _ioDevice->getDigitalOutSelector());
 }
 
 std::int32_t getUSB1Mode() { return _ioDevice ? _ioDevice->getUSB1Mode() : kNoDevice; }

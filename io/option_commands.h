@@ -1,8 +1,9 @@
 // The commands and queries behind the panel's menus. Every value is the zero-based index of a menu
 // item.
 //
-// Commands write a routing through the audio device's property or an option through the current
-// device; queries read both from the current device. Main thread only.
+// Commands write a routing through the audio device's property, or an option through the current
+// device and into the driver's settings; queries read both from the current device. Main thread
+// only.
 #pragma once
 
 #include <cstdint>
@@ -18,9 +19,15 @@ std::int32_t DoChannel1and2(std::int32_t value);
 std::int32_t DoChannel3and4(std::int32_t value);
 std::int32_t DoChannel5and6(std::int32_t value);
 
-// Sets the input selection of USB 1.1 connections and shows what the device then reports. On this
-// interface that selection is the digital-out selector, not the device's USB 1 mode. Without a
-// current device it does nothing.
+// Option commands. Each sets the device's option, shows what the device then reports, and stores
+// that, not the argument, in the driver's settings. Without a current device they do nothing.
+
+// 1 for the internal clock, 0 for the automatic choice; any other value sets nothing, and the
+// present source is shown and stored.
+void SampleClockSource(std::int32_t value);
+void DigitalOutputFormat(std::int32_t value);
+// The input selection of USB 1.1 connections. On this interface it is the digital-out selector, not
+// the device's USB 1 mode.
 void Usb11Mode(std::int32_t value);
 
 // Queries. -1 when there is no current device or it does not answer.

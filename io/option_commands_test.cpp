@@ -1,6 +1,7 @@
 #include "io/option_commands.h"
 
 #include "io/testing/io_test.h"
+#include "settings/osx_asio_registry.h"
 
 namespace {
 
@@ -12,6 +13,13 @@ class OptionCommands : public IoTest {
   void connect() {
     interface.publish();
     start();
+  }
+
+  // The driver's setting under `key`, as it is on disk.
+  static std::string stored(const char* key) {
+    const CFDictionary settings = memory_preferences::storedValues(DEVICE_HAL_DOMAIN);
+    const auto* text = CFDictionaryGet<std::string>(settings, key);
+    return text ? *text : "none";
   }
 };
 
@@ -78,25 +86,87 @@ TEST_F(OptionCommands, ThePerformanceMenuIsAlwaysHidden) {
   EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 12 false 0 \"\""));
 }
 
-TEST_F(OptionCommands, TheUsb1SelectionDrivesTheDigitalOutSelectorAndShowsTheAnswer) {
+TEST_F(OptionCommands, TheClockSourceIsSetShownAndStored) {
+  interface.clockSource = 2;
   connect();
+  SampleClockSource(1);
+  EXPECT_EQ(interface.clockSource, 1u);
+  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 10 true 1 \"\""));
+  EXPECT_EQ(stored("ClockSource"), "1");
+  panel.calls.clear();
+  SampleClockSource(0);
+  EXPECT_EQ(interface.clockSource, 0u);
+  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 10 true 0 \"\""));
+  EXPECT_EQ(stored("ClockSource"), "0");
+}
+
+TEST_F(OptionCommands, AnyOtherClockIndexSetsNothingButShowsAndStoresThePresentSource) {
+  interface.clockSource = 1;
+  connect();
+  for (const std::int32_t value : {2, 3, -1}) {
+    interface.sequence.clear();
+    panel.calls.clear();
+    SampleClockSource(value);
+    EXPECT_THAT(interface.sequence, ElementsAre(15, 15));
+    EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 10 true 1 \"\""));
+    EXPECT_EQ(stored("ClockSource"), "1");
+  }
+}
+
+TEST_F(OptionCommands, TheAutomaticClockIsStoredAsTheSourceThatTheDeviceChose) {
+  interface.clockSource = 2;
+  connect();
+  interface.ignoresSettings = true;
+  SampleClockSource(0);
+  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 10 true 0 \"\""));
+  EXPECT_EQ(stored("ClockSource"), "2");
+}
+
+TEST_F(OptionCommands, TheOutputFormatIsSetShownAndStored) {
+  connect();
+  interface.sequence.clear();
+  DigitalOutputFormat(4);
+  EXPECT_THAT(interface.sequence, ElementsAre(28, 27, 27));
+  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 11 true 4 \"\""));
+  EXPECT_EQ(stored("DigitalOutMode"), "4");
+}
+
+TEST_F(OptionCommands, TheUsb1SelectionIsTheDigitalOutSelectorSetShownAndStored) {
+  connect();
+  interface.sequence.clear();
   Usb11Mode(5);
-  EXPECT_EQ(interface.digitalOutSelector, 5u);
+  EXPECT_THAT(interface.sequence, ElementsAre(3, 2, 2));
   EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 9 true 5 \"\""));
-  EXPECT_EQ(interface.commands[26], 0);
+  EXPECT_EQ(stored("DigitalOutSel"), "5");
+  EXPECT_EQ(stored("USB1Mode"), "none");
 }
 
-TEST_F(OptionCommands, ADeviceThatIgnoresTheUsb1SelectionIsShownAsItIs) {
+TEST_F(OptionCommands, ADeviceThatIgnoresAnOptionIsShownAndStoredAsItIs) {
   connect();
-  interface.deaf = {3};
-  Usb11Mode(0);
-  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 9 true 1 \"\""));
+  interface.ignoresSettings = true;
+  DigitalOutputFormat(7);
+  Usb11Mode(7);
+  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 11 true 1 \"\"", "ShowInfo 9 true 1 \"\""));
+  EXPECT_EQ(stored("DigitalOutMode"), "1");
+  EXPECT_EQ(stored("DigitalOutSel"), "1");
 }
 
-TEST_F(OptionCommands, TheUsb1SelectionDoesNothingWithoutADevice) {
+TEST_F(OptionCommands, OptionsDoNothingWithoutADevice) {
   start();
+  SampleClockSource(1);
+  DigitalOutputFormat(1);
   Usb11Mode(1);
   EXPECT_THAT(panel.calls, IsEmpty());
+  EXPECT_THAT(memory_preferences::storedValues(DEVICE_HAL_DOMAIN), IsEmpty());
+}
+
+TEST_F(OptionCommands, SettingsThatCannotBeStoredChangeNothingElse) {
+  connect();
+  memory_preferences::failNextSynchronize(100);
+  DigitalOutputFormat(3);
+  EXPECT_EQ(interface.digitalOutMode, 3u);
+  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 11 true 3 \"\""));
+  memory_preferences::failNextSynchronize(0);
 }
 
 TEST_F(OptionCommands, EachRoutingCommandWritesItsRouting) {

@@ -27,6 +27,9 @@
 inline constexpr std::string_view DEVICE_HAL_DOMAIN = "com.vantrel.vx310.hal";
 inline constexpr std::string_view VENDOR_HAL_DOMAIN = "com.vantrel.hal";
 
+// Names the settings of the VX-310, and the file of their older form.
+inline constexpr const char* kVX310Settings = "VantrelVX310.usbsettings";
+
 class OSXAsioRegistry : public XML::Doc {
  public:
   static constexpr std::size_t kRoutingMatrixSize = 32;

@@ -19,6 +19,7 @@
 #include "platform/clock/memory/memory_clock.h"
 #include "platform/device_registry/memory/memory_registry.h"
 #include "platform/files/memory/memory_files.h"
+#include "platform/preferences/memory/memory_preferences.h"
 #include "platform/run_loop/manual/manual_run_loop.h"
 #include "platform/toolkit/recording/recording_toolkit.h"
 
@@ -35,6 +36,7 @@ class ControllerTest : public testing::Test {
     memory_clock::reset();
     memory_audio_server::reset();
     memory_files::reset();
+    memory_preferences::reset();
     recording_toolkit::reset();
     memory_files::put(kDriverPackageInfo, CFDictionary{{"VQModuleVersionString", "1.2.3"}});
     _halDevice = 0;
@@ -61,6 +63,11 @@ class ControllerTest : public testing::Test {
 
   static recording_toolkit::Control& control(const char* name) {
     return recording_toolkit::control(name);
+  }
+
+  // The panel's choices as they are on disk.
+  static CFDictionary storedChoices() {
+    return memory_preferences::storedValues(CFBundleGetIdentifier());
   }
 
   std::unique_ptr<NSObject> owner;

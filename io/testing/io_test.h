@@ -16,6 +16,8 @@
 #include "platform/audio_server/memory/memory_audio_server.h"
 #include "platform/clock/memory/memory_clock.h"
 #include "platform/device_registry/memory/memory_registry.h"
+#include "platform/files/memory/memory_files.h"
+#include "platform/preferences/memory/memory_preferences.h"
 #include "platform/run_loop/manual/manual_run_loop.h"
 
 class IoTest : public testing::Test {
@@ -25,6 +27,8 @@ class IoTest : public testing::Test {
     manual_run_loop::reset();
     memory_clock::reset();
     memory_audio_server::reset();
+    memory_files::reset();
+    memory_preferences::reset();
     _halDevice = 0;
     _ioShowClockSource = _ioShowDigitalStatus = _ioShowRoutingMenus = false;
     _ioShowDigOutMode = _ioShowUSB1Mode = false;

@@ -29,6 +29,7 @@ memory_registry::Answer ScriptedInterface::respond(std::span<const std::uint8_t>
   wire::copyFitting(request, std::span<std::uint8_t>(record.bytes));
   const auto command = static_cast<std::uint32_t>(record.command());
   ++commands[command];
+  sequence.push_back(command);
   if (std::find(deaf.begin(), deaf.end(), command) != deaf.end()) return std::nullopt;
 
   switch (record.command()) {
@@ -57,6 +58,14 @@ memory_registry::Answer ScriptedInterface::respond(std::span<const std::uint8_t>
     case VQ_Command::kGetCurrentClockSource:
       record.setWord(0, clockSource);
       break;
+    case VQ_Command::kSetClockSource:
+      if (!ignoresSettings) clockSource = record.word(0);
+      record.setWord(0, clockSource);
+      break;
+    case VQ_Command::kSetDigitalOutMode:
+      if (!ignoresSettings) digitalOutMode = record.word(0);
+      record.setWord(0, digitalOutMode);
+      break;
     case VQ_Command::kGetDigitalStatus:
       VQ_DigitalStatus{.lockState = lockState, .rate = digitalInputRate}.encode(record.payload());
       break;
@@ -67,7 +76,7 @@ memory_registry::Answer ScriptedInterface::respond(std::span<const std::uint8_t>
       record.setWord(0, digitalOutSelector);
       break;
     case VQ_Command::kSetDigitalOutSelector:
-      digitalOutSelector = record.word(0);
+      if (!ignoresSettings) digitalOutSelector = record.word(0);
       break;
     case VQ_Command::kGetUSB1Mode:
       record.setWord(0, usb1Mode);

@@ -37,6 +37,8 @@ struct ScriptedInterface {
   // Commands that get no answer.
   std::vector<std::uint32_t> deaf;
   bool opens = true;
+  // Answers settings with what it had.
+  bool ignoresSettings = false;
 
   // Publishes the interface as it is now; later changes of this object change what it answers, but
   // not the properties that it was published with. It must outlive the registry's content.
@@ -44,6 +46,8 @@ struct ScriptedInterface {
 
   // How often each command came.
   std::map<std::uint32_t, int> commands;
+  // The commands in the order they came.
+  std::vector<std::uint32_t> sequence;
 
  private:
   memory_registry::Answer respond(std::span<const std::uint8_t> request);

@@ -173,10 +173,11 @@ using NSNibLoader = std::unique_ptr<NSObject> (*)(NSNib& nib);
 
 // Runs the application: loads the window, lets `loader` make its owner, shows the window and paints
 // it once, calls awakeFromNib, paints it again, calls the delegate's applicationDidFinishLaunching,
-// then runs the main loop of the calling thread until the application is terminated: by NSAppTerminate, by
-// closing the last window when the delegate agrees, or by SIGINT, SIGTERM or SIGHUP (one that was
-// ignored when the program started stays ignored; SIGPIPE never ends it). Before it returns it
-// calls applicationWillTerminate once and destroys the owner. Returns the program's exit status.
+// then runs the main loop of the calling thread until the application is terminated: by
+// NSAppTerminate, by closing the last window when the delegate agrees, or by SIGINT, SIGTERM or
+// SIGHUP (one that was ignored when the program started stays ignored; SIGPIPE never ends it).
+// Before it returns it calls applicationWillTerminate once and destroys the owner. Returns the
+// program's exit status.
 int NSApplicationMain(int argc, char** argv, NSNibLoader loader);
 
 // The receiver of the application's questions and notices, not owned; null for none.
