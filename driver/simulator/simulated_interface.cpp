@@ -1,6 +1,7 @@
 #include "driver/simulator/simulated_interface.h"
 
 #include "driver/simulator/json.h"
+#include "driver/simulator/stored_settings.h"
 
 namespace driver {
 
@@ -9,6 +10,7 @@ namespace {
 Model modelWithId(std::uint64_t uniqueId) {
   Model model;
   model.identity.uniqueId = uniqueId;
+  applyStoredSettings(model);
   return model;
 }
 

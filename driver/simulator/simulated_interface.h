@@ -15,8 +15,8 @@ class SimulatedInterface {
 
   Port& port() { return port_; }
 
-  // As applySetting, and calls `done` when it is done: an interface whose class, ids or speed become
-  // others reconnects first.
+  // As applySetting, and calls `done` when it is done: an interface whose class, ids or speed
+  // become others reconnects first.
   SettingResult set(const std::vector<std::string>& words, std::string* problem,
                     std::function<void()> done);
 

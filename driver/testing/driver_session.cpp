@@ -123,7 +123,8 @@ void DriverSession::SetUp() {
 }
 
 std::vector<std::string> DriverSession::environment() const {
-  return appendWords({"PIPEWIRE_CONFIG_DIR", "PIPEWIRE_PROPS", "PIPEWIRE_REMOTE"},
+  return appendWords({"PIPEWIRE_CONFIG_DIR", "PIPEWIRE_PROPS", "PIPEWIRE_REMOTE",
+                      "XDG_CONFIG_HOME=" + session_.folder()},
                      audioEnvironment_);
 }
 

@@ -1,0 +1,59 @@
+#include "driver/simulator/stored_settings.h"
+
+#include <gtest/gtest.h>
+
+#include "platform/files/memory/memory_files.h"
+#include "platform/preferences/memory/memory_preferences.h"
+#include "settings/osx_asio_registry.h"
+
+namespace driver {
+namespace {
+
+class StoredSettings : public testing::Test {
+ protected:
+  StoredSettings() {
+    memory_files::reset();
+    memory_preferences::reset();
+  }
+  static Model applied() {
+    Model model;
+    model.options.usb1Mode = 1;
+    model.options.digitalOutMode = 1;
+    model.options.digitalOutSelector = 9;
+    applyStoredSettings(model);
+    return model;
+  }
+};
+
+TEST_F(StoredSettings, AreTheInterfacesOptionsAtItsStart) {
+  OSXAsioRegistry store(kVX310Settings);
+  store.setClockSource(1);
+  store.setDigitalOutMode(1);
+  store.setDigitalOutSelector(5);
+  store.setUSB1Mode(1);
+  const Model model = applied();
+  EXPECT_EQ(model.clock.chosen(), ClockSource::internal);
+  EXPECT_EQ(model.options.digitalOutMode, 1u);
+  EXPECT_EQ(model.options.digitalOutSelector, 5u);
+  EXPECT_EQ(model.options.usb1Mode, 1u);
+}
+
+TEST_F(StoredSettings, ThatAreMissingAreZero) {
+  const Model model = applied();
+  EXPECT_EQ(model.clock.chosen(), ClockSource::automatic);
+  EXPECT_EQ(model.options, Options{});
+}
+
+TEST_F(StoredSettings, ThatTheInterfaceDoesNotHaveCountAsZero) {
+  OSXAsioRegistry store(kVX310Settings);
+  store.setClockSource(2);
+  store.setDigitalOutMode(7);
+  store.setUSB1Mode(7);
+  const Model model = applied();
+  EXPECT_EQ(model.clock.chosen(), ClockSource::automatic);
+  EXPECT_EQ(model.options.digitalOutMode, 0u);
+  EXPECT_EQ(model.options.usb1Mode, 0u);
+}
+
+}  // namespace
+}  // namespace driver
