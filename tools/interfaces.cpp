@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <string_view>
 
 #include "device/discovery.h"
@@ -22,8 +24,9 @@ void collect(void* context, USBDevice* device, VQAPI_CBEvent event) {
   static_cast<std::vector<USBDevice*>*>(context)->push_back(device);
 }
 
-// Why there are no interfaces.
-ExitStatus whyNone() {
+}  // namespace
+
+ExitStatus driverStatus() {
   driver::Bus bus;
   if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
   sd_bus_message* answer = nullptr;
@@ -41,8 +44,6 @@ ExitStatus whyNone() {
   return kNoDriver;
 }
 
-}  // namespace
-
 Interfaces::Interfaces() {
   const QuietStandardOutput quiet;
   GUID identity{};
@@ -58,7 +59,7 @@ Interfaces::~Interfaces() {
   vqapiTerm();
 }
 
-ExitStatus Interfaces::status() const { return devices_.empty() ? whyNone() : kDone; }
+ExitStatus Interfaces::status() const { return devices_.empty() ? driverStatus() : kDone; }
 
 QuietStandardOutput::QuietStandardOutput() {
   std::fflush(stdout);
@@ -72,6 +73,15 @@ QuietStandardOutput::~QuietStandardOutput() {
   if (kept_ < 0) return;
   dup2(kept_, STDOUT_FILENO);
   close(kept_);
+}
+
+void QuietStandardOutput::print(const std::string& text) {
+  std::size_t written = 0;
+  while (written < text.size()) {
+    const ssize_t count = write(kept_, text.data() + written, text.size() - written);
+    if (count < 0 && errno != EINTR) std::exit(kFailed);
+    if (count > 0) written += static_cast<std::size_t>(count);
+  }
 }
 
 }  // namespace vx310ctl

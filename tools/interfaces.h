@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "tools/exit_status.h"
@@ -30,6 +31,10 @@ class Interfaces {
   std::vector<USBDevice*> devices_;
 };
 
+// kDone when a driver service is on the bus; otherwise what is missing is explained on standard
+// error.
+ExitStatus driverStatus();
+
 // Keeps what the device layer prints as it works off standard output, which is for results.
 class QuietStandardOutput {
  public:
@@ -37,6 +42,9 @@ class QuietStandardOutput {
   ~QuietStandardOutput();
   QuietStandardOutput(const QuietStandardOutput&) = delete;
   QuietStandardOutput& operator=(const QuietStandardOutput&) = delete;
+
+  // Writes a result to where standard output leads, at once. Ends the program when nobody reads it.
+  void print(const std::string& text);
 
  private:
   int kept_;

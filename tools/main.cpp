@@ -1,8 +1,10 @@
 // vx310ctl: looks at connected interfaces, and moves simulated ones, from a shell.
 #include <cstdio>
 
+#include "tools/choice_commands.h"
 #include "tools/device_commands.h"
 #include "tools/sim_command.h"
+#include "tools/watch_command.h"
 
 namespace {
 
@@ -14,9 +16,17 @@ constexpr const char* kUsageText =
     "\n"
     "  list                     list the connected interfaces with their indexes\n"
     "  show [--json] [INDEX]    show all that the interface with this index (default 0) reports\n"
+    "  get [--json] [SETTING]   show one setting, or all, of the interface that the panel shows\n"
+    "  set SETTING ITEM         set it, as a pick in the panel does, to an item's text or number\n"
+    "  watch [--json]           show what happens to that interface, a line an event\n"
     "  sim COMMAND              move a simulated interface; see 'vx310ctl sim --help'\n"
     "  --help                   show this help and exit\n"
     "  --version                show the version and exit\n"
+    "\n"
+    "Settings: input-1-2, input-3-4, input-5-6, line-output, digital-output, clock-source and\n"
+    "digital-output-format. 'set' with an unknown item lists the items. What it changes lasts "
+    "until\n"
+    "the panel finds the interface the next time and sets the choices that were made in it.\n"
     "\n"
     "Each request to an interface waits at most 250 milliseconds for its driver.\n"
     "\n"
@@ -31,6 +41,9 @@ ExitStatus run(const Words& words) {
   const std::string command = words.empty() ? "" : words[0];
   if (command == "list") return runList({words.begin() + 1, words.end()});
   if (command == "show") return runShow({words.begin() + 1, words.end()});
+  if (command == "get") return runGet({words.begin() + 1, words.end()});
+  if (command == "set") return runSet({words.begin() + 1, words.end()});
+  if (command == "watch") return runWatch({words.begin() + 1, words.end()});
   if (command == "sim") return runSim({words.begin() + 1, words.end()});
   if (command == "--help") {
     std::fputs(kUsageText, stdout);

@@ -84,6 +84,17 @@ TEST_F(ControlTool, WrongCommandLinesAreStatus2WithoutADriver) {
   expectUsageError({"list", "all"});
   expectUsageError({"show", "first"});
   expectUsageError({"show", "0", "1"});
+  expectUsageError({"get", "volume"});
+  expectUsageError({"get", "clock-source", "line-output"});
+  expectUsageError({"get", "--xml"});
+  expectUsageError({"set"});
+  expectUsageError({"set", "clock-source"});
+  expectUsageError({"set", "volume", "1"});
+  expectUsageError({"set", "clock-source", "Sundial"});
+  expectUsageError({"set", "clock-source", "2"});
+  expectUsageError({"set", "clock-source", "-1"});
+  expectUsageError({"set", "clock-source", "1", "now"});
+  expectUsageError({"watch", "all"});
   expectUsageError({"sim"});
   expectUsageError({"sim", "dance"});
   expectUsageError({"sim", "--interface"});
@@ -102,8 +113,9 @@ TEST_F(ControlTool, WrongCommandLinesAreStatus2WithoutADriver) {
 }
 
 TEST_F(ControlTool, WithoutADriverTheStatusIs3) {
-  for (const Words& words : {Words{"list"}, Words{"show"}, Words{"sim", "plug"},
-                             Words{"sim", "state"}, Words{"sim", "usb", "1.1"}}) {
+  for (const Words& words :
+       {Words{"list"}, Words{"show"}, Words{"get"}, Words{"set", "clock-source", "1"},
+        Words{"sim", "plug"}, Words{"sim", "state"}, Words{"sim", "usb", "1.1"}}) {
     EXPECT_EQ(run(words), 3) << ::testing::PrintToString(words);
     EXPECT_THAT(errors_, HasSubstr("no driver service is running"));
   }
@@ -187,6 +199,76 @@ TEST_F(ControlTool, AnInterfaceThatDoesNotAnswerIsStatus1) {
   EXPECT_THAT(errors_, HasSubstr("does not answer"));
   sim({"fault", "none"});
   EXPECT_EQ(run({"show"}), 0) << errors_;
+}
+
+TEST_F(ControlTool, GetShowsOneSettingOrAllOfThem) {
+  startDriver();
+  EXPECT_EQ(run({"get", "input-5-6"}), 0) << errors_;
+  EXPECT_EQ(output_, "Digital\n");
+  EXPECT_EQ(run({"get"}), 0);
+  EXPECT_EQ(output_,
+            "input-1-2:              Analog 1/2\n"
+            "input-3-4:              Analog 3/4\n"
+            "input-5-6:              Digital\n"
+            "line-output:            Playback 1/2\n"
+            "digital-output:         Playback 3/4\n"
+            "clock-source:           Automatic\n"
+            "digital-output-format:  Consumer (S/PDIF)\n");
+  EXPECT_EQ(run({"get", "--json", "line-output"}), 0);
+  EXPECT_EQ(output_, "{\"line-output\": {\"index\": 0, \"item\": \"Playback 1/2\"}}\n");
+}
+
+TEST_F(ControlTool, SetTakesAnItemsTextInAnyCaseOrItsNumber) {
+  startDriver();
+  for (const char* item : {"internal", "1"}) {
+    EXPECT_EQ(run({"set", "clock-source", "automatic"}), 0) << errors_;
+    EXPECT_EQ(run({"set", "clock-source", item}), 0) << errors_;
+    EXPECT_EQ(output_, "");
+    EXPECT_EQ(run({"get", "clock-source"}), 0);
+    EXPECT_EQ(output_, "Internal\n");
+  }
+}
+
+TEST_F(ControlTool, WrongSettingsAndItemsAreAnsweredWithTheRightOnes) {
+  expectUsageError({"set", "volume", "1"});
+  EXPECT_THAT(errors_, HasSubstr("\n  digital-output-format\n"));
+  expectUsageError({"set", "digital-output-format", "optical"});
+  EXPECT_THAT(errors_, HasSubstr("\n  0  Consumer (S/PDIF)\n  1  Professional (AES3)\n"));
+}
+
+TEST_F(ControlTool, ASettingThatTheInterfaceDoesNotTakeIsStatus1) {
+  startDriver();
+  sim({"fault", "ignore", "always"});
+  EXPECT_EQ(run({"set", "digital-output-format", "1"}), 1);
+  EXPECT_THAT(errors_, HasSubstr("digital-output-format is Consumer (S/PDIF)"));
+  // Routings go through the audio device, and there is no audio server here.
+  EXPECT_EQ(run({"set", "line-output", "3"}), 1);
+  EXPECT_THAT(errors_, HasSubstr("line-output is Playback 1/2"));
+}
+
+TEST_F(ControlTool, SettingsOfAnInterfaceThatIsNotPluggedInAreStatus4) {
+  startDriver({"--unplugged"});
+  EXPECT_EQ(run({"get"}), 4);
+  EXPECT_EQ(run({"set", "clock-source", "1"}), 4);
+  EXPECT_THAT(errors_, HasSubstr("no interface is connected"));
+}
+
+TEST_F(ControlTool, WatchHasALineForEachEvent) {
+  startDriver({"--unplugged"});
+  ChildProcess watch({VX310_CTL, "watch"}, environment());
+  EXPECT_EQ(watch.readLine(), "disconnected");
+  sim({"plug"});
+  EXPECT_EQ(watch.readLine(),
+            "connected name: VX-310; connection: USB 2.0; sample-rate: 48 kHz; clock: internal; "
+            "digital-input: no signal; input-1-2: Analog 1/2; input-3-4: Analog 3/4; "
+            "input-5-6: Digital; line-output: Playback 1/2; digital-output: Playback 3/4; "
+            "clock-source: Automatic; digital-output-format: Consumer (S/PDIF)");
+  sim({"digital-input", "valid", "48000"});
+  EXPECT_EQ(watch.readLine(), "changed clock: digital input; digital-input: valid 48 kHz");
+  EXPECT_EQ(run({"set", "digital-output-format", "1"}), 0) << errors_;
+  EXPECT_EQ(watch.readLine(), "changed digital-output-format: Professional (AES3)");
+  sim({"unplug"});
+  EXPECT_EQ(watch.readLine(), "disconnected");
 }
 
 TEST_F(ControlTool, PlugAndUnplug) {

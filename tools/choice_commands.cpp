@@ -1,0 +1,107 @@
+#include "tools/choice_commands.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <optional>
+
+#include "driver/simulator/json.h"
+#include "tools/choices.h"
+#include "tools/current_interface.h"
+
+namespace vx310ctl {
+
+namespace {
+
+constexpr std::int32_t kNoAnswer = -1;
+
+ExitStatus wrong(const std::string& problem) {
+  std::fprintf(stderr, "vx310ctl: %s\nTry 'vx310ctl --help'.\n", problem.c_str());
+  return kUsage;
+}
+
+ExitStatus wrongName(const std::string& name) {
+  std::string names;
+  for (const Choice& choice : choices()) names += "\n  " + std::string(choice.name);
+  return wrong("there is no setting '" + name + "'; the settings are:" + names);
+}
+
+ExitStatus wrongItem(const Choice& choice, const std::string& value) {
+  std::string items;
+  for (std::size_t i = 0; i < choice.items.size(); ++i) {
+    items += "\n  " + std::to_string(i) + "  " + std::string(choice.items[i]);
+  }
+  return wrong("'" + value + "' is no item of " + std::string(choice.name) +
+               "; the items are:" + items);
+}
+
+ExitStatus noAnswer(const Choice& choice) {
+  std::fprintf(stderr, "vx310ctl: the interface does not report its %s\n", choice.name.data());
+  return kFailed;
+}
+
+std::string jsonOf(const Choice& choice, std::int32_t index) {
+  return "{\"index\": " + std::to_string(index) +
+         ", \"item\": " + driver::jsonText(itemText(choice, index)) + "}";
+}
+
+}  // namespace
+
+ExitStatus runGet(const std::vector<std::string>& words) {
+  bool json = false;
+  std::optional<std::string> name;
+  for (const std::string& word : words) {
+    if (word == "--json") {
+      json = true;
+    } else if (!name && !word.starts_with('-')) {
+      name = word;
+    } else {
+      return wrong("'get' takes [--json] [SETTING]");
+    }
+  }
+  const Choice* wanted = name ? findChoice(*name) : nullptr;
+  if (name && !wanted) return wrongName(*name);
+
+  std::string output;
+  {
+    CurrentInterface interface;
+    if (const ExitStatus status = interface.status(); status != kDone) return status;
+    for (const Choice& choice : choices()) {
+      if (wanted && &choice != wanted) continue;
+      const std::int32_t index = choice.query();
+      if (index == kNoAnswer) return noAnswer(choice);
+      const std::string choiceName(choice.name);
+      if (json) {
+        output += (output.empty() ? "{" : ", ") + driver::jsonText(choiceName) + ": " +
+                  jsonOf(choice, index);
+      } else if (wanted) {
+        output = itemText(choice, index) + "\n";
+      } else {
+        output += choiceName + ":" + std::string(23 - choiceName.size(), ' ') +
+                  itemText(choice, index) + "\n";
+      }
+    }
+  }
+  std::fputs(output.c_str(), stdout);
+  if (json) std::puts("}");
+  return kDone;
+}
+
+ExitStatus runSet(const std::vector<std::string>& words) {
+  if (words.size() != 2) return wrong("'set' takes a setting and an item's text or number");
+  const Choice* choice = findChoice(words[0]);
+  if (!choice) return wrongName(words[0]);
+  const auto index = indexOfItem(*choice, words[1]);
+  if (!index) return wrongItem(*choice, words[1]);
+
+  CurrentInterface interface;
+  if (const ExitStatus status = interface.status(); status != kDone) return status;
+  choice->command(*index);
+  const std::int32_t now = choice->query();
+  if (now == kNoAnswer) return noAnswer(*choice);
+  if (now == *index) return kDone;
+  std::fprintf(stderr, "vx310ctl: the interface did not take it; %s is %s\n", choice->name.data(),
+               itemText(*choice, now).c_str());
+  return kFailed;
+}
+
+}  // namespace vx310ctl

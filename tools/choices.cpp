@@ -1,0 +1,65 @@
+#include "tools/choices.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+
+#include "io/option_commands.h"
+
+namespace vx310ctl {
+
+namespace {
+
+constexpr std::string_view kClockSources[] = {"Automatic", "Internal"};
+constexpr std::string_view kOutputFormats[] = {"Consumer (S/PDIF)", "Professional (AES3)"};
+constexpr std::string_view kInputs[] = {"Analog 1/2", "Analog 3/4", "Digital", "Loopback"};
+constexpr std::string_view kOutputs[] = {"Playback 1/2", "Playback 3/4", "Input 1/2", "Input 3/4",
+                                         "Input 5/6"};
+
+constexpr Choice kChoices[] = {
+    {"input-1-2", kInputs, GetChannel1and2, [](std::int32_t index) { DoChannel1and2(index); }},
+    {"input-3-4", kInputs, GetChannel3and4, [](std::int32_t index) { DoChannel3and4(index); }},
+    {"input-5-6", kInputs, GetChannel5and6, [](std::int32_t index) { DoChannel5and6(index); }},
+    {"line-output", kOutputs, GetLineOut, [](std::int32_t index) { DoLineOut(index); }},
+    {"digital-output", kOutputs, GetDigitalOut, [](std::int32_t index) { DoDigitalOut(index); }},
+    {"clock-source", kClockSources, GetSampleClockSource, SampleClockSource},
+    {"digital-output-format", kOutputFormats, GetDigitalOutFormat, DigitalOutputFormat},
+};
+
+bool equalIgnoringCase(std::string_view left, std::string_view right) {
+  return std::ranges::equal(left, right, [](char a, char b) {
+    return std::tolower(static_cast<unsigned char>(a)) ==
+           std::tolower(static_cast<unsigned char>(b));
+  });
+}
+
+}  // namespace
+
+std::span<const Choice> choices() { return kChoices; }
+
+const Choice* findChoice(std::string_view name) {
+  const auto* found = std::ranges::find(kChoices, name, &Choice::name);
+  return found == std::end(kChoices) ? nullptr : found;
+}
+
+std::optional<std::int32_t> indexOfItem(const Choice& choice, std::string_view value) {
+  const auto item = std::ranges::find_if(
+      choice.items, [value](std::string_view text) { return equalIgnoringCase(text, value); });
+  if (item != choice.items.end()) return static_cast<std::int32_t>(item - choice.items.begin());
+
+  std::uint32_t index = 0;
+  const char* end = value.data() + value.size();
+  const auto [rest, error] = std::from_chars(value.data(), end, index);
+  if (error != std::errc() || rest != end || index >= choice.items.size()) return std::nullopt;
+  return static_cast<std::int32_t>(index);
+}
+
+std::string itemText(const Choice& choice, std::int32_t index) {
+  if (index < 0 || static_cast<std::size_t>(index) >= choice.items.size()) {
+    return std::to_string(index);
+  }
+  return std::string(choice.items[static_cast<std::size_t>(index)]);
+}
+
+}  // namespace vx310ctl

@@ -1,0 +1,34 @@
+// The settings that the panel offers as menus, for the command line: their names, their items and
+// the functions of the panel that ask for them and set them.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace vx310ctl {
+
+struct Choice {
+  std::string_view name;                    // on the command line
+  std::span<const std::string_view> items;  // the menu's, in its order
+  // Both act on the panel's current device. The query gives an index into the items, or another
+  // number when the interface reports what is none of them; -1 without an answer.
+  std::int32_t (*query)();
+  void (*command)(std::int32_t index);
+};
+
+// All of them, in the order of the panel's menus.
+std::span<const Choice> choices();
+
+// Null when there is none of that name.
+const Choice* findChoice(std::string_view name);
+
+// The index that `value` means: an item's text, in any case, or its number from 0.
+std::optional<std::int32_t> indexOfItem(const Choice& choice, std::string_view value);
+
+// The item's text; the number itself where there is no such item.
+std::string itemText(const Choice& choice, std::int32_t index);
+
+}  // namespace vx310ctl

@@ -1,0 +1,51 @@
+// The interface that the panel would show, without a panel: the same code follows it, and what that
+// would show is told to a listener.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "io/korvel_dlg.h"
+#include "tools/interfaces.h"
+
+namespace vx310ctl {
+
+class CurrentInterface final : private PanelReceiver {
+ public:
+  // One info of the panel: shown, with its value and text, or not shown.
+  struct Info {
+    std::int32_t id;
+    bool shown;
+    std::int32_t value;
+    std::string text;
+  };
+
+  // Finds the interface that is connected now. `infoShown` is called for each info in the order
+  // that the panel would show them, `updated` after each round of them; both from within this
+  // constructor and from the run loop. What the device layer prints as it works is kept off
+  // standard output for as long as this lives. One at a time.
+  explicit CurrentInterface(std::function<void(const Info&)> infoShown = {},
+                            std::function<void()> updated = {});
+  ~CurrentInterface();
+  CurrentInterface(const CurrentInterface&) = delete;
+  CurrentInterface& operator=(const CurrentInterface&) = delete;
+
+  // kDone; otherwise what is missing is explained on standard error.
+  ExitStatus status() const;
+
+  QuietStandardOutput& output() { return output_; }
+
+ private:
+  void Detach() override {}
+  void Invalidate(bool flag) override;
+  void EnableUSB1Mode(bool enable) override;
+  void ShowInfo(std::int32_t id, bool flag, std::int32_t value, const char* text) override;
+  void FoundHardware(std::int32_t index) override;
+
+  QuietStandardOutput output_;
+  std::function<void(const Info&)> infoShown_;
+  std::function<void()> updated_;
+  CKorvelDlg bridge_{this};
+};
+
+}  // namespace vx310ctl

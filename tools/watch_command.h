@@ -1,0 +1,14 @@
+// `vx310ctl watch`: what happens to the interface, a line an event.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/exit_status.h"
+
+namespace vx310ctl {
+
+// Runs until it is ended from outside.
+ExitStatus runWatch(const std::vector<std::string>& words);
+
+}  // namespace vx310ctl
