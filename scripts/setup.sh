@@ -10,7 +10,7 @@ packages_wayland="qt6-wayland"
 packages_bench="libbenchmark-dev libpugixml-dev libexpat1-dev libtinyxml2-dev python3"
 packages_picture="xvfb x11-utils imagemagick"
 packages_fuzz="clang libclang-rt-dev"
-packages_test="at-spi2-core gir1.2-atspi-2.0 python3-gi libplist-utils"
+packages_test="at-spi2-core gir1.2-atspi-2.0 python3-gi libplist-utils xdotool"
 
 say() { printf '%s\n' "==> $*"; }
 fail() { printf '%s\n' "$*" >&2; exit 1; }

@@ -69,8 +69,9 @@ class Session:
         for name in FOREIGN:
             os.environ.pop(name, None)
         try:
-            self.start_bus()
+            # What the bus starts finds the display in the bus's environment.
             self.start_display()
+            self.start_bus()
         except BaseException:
             self.close()
             raise
@@ -159,6 +160,14 @@ class Session:
         if stubborn:
             raise AssertionError(f"did not end at SIGTERM within {TIME_LIMIT} s: {stubborn}")
 
+    def wait_for_end(self, name):
+        """Returns the exit status of a process that ends of its own accord."""
+        process = self.processes.pop(name)
+        status = process.wait(TIME_LIMIT)
+        if process.stdout:
+            process.stdout.close()
+        return status
+
     def wait_for_line(self, name, start, but_not=None):
         """Reads the output of `name` up to a line that starts so, which it returns."""
         deadline = time.monotonic() + TIME_LIMIT
@@ -172,14 +181,17 @@ class Session:
 
     # Driving ------------------------------------------------------------------------------------
 
+    def run(self, *words):
+        """Runs a program, which must succeed, and returns what it prints."""
+        command = [str(word) for word in words]
+        result = subprocess.run(command, capture_output=True, text=True, timeout=TIME_LIMIT)
+        if result.returncode != 0:
+            raise AssertionError(f"{' '.join(command)}: {result.returncode} {result.stderr}")
+        return result.stdout
+
     def ctl(self, *words):
         """Runs vx310ctl and returns what it prints."""
-        result = subprocess.run(
-            [str(self.bin / "vx310ctl"), *words], capture_output=True, text=True, timeout=TIME_LIMIT
-        )
-        if result.returncode != 0:
-            raise AssertionError(f"vx310ctl {' '.join(words)}: {result.returncode} {result.stderr}")
-        return result.stdout
+        return self.run(self.bin / "vx310ctl", *words)
 
     def sim(self, *words):
         return self.ctl("sim", *words)

@@ -7,6 +7,8 @@ from gi.repository import Atspi, GLib  # noqa: E402
 
 from panel_session import TIME_LIMIT  # noqa: E402
 
+HOME, DOWN, RETURN = 0xFF50, 0xFF54, 0xFF0D  # X11 key symbols
+
 EVENTS = (
     "object:children-changed",
     "object:property-change",
@@ -20,8 +22,10 @@ EVENTS = (
 class PanelWindow:
     """Finds controls by the text of their label."""
 
-    def __init__(self):
+    def __init__(self, number=0):
+        """`number` counts the panels on the display in the order of their start."""
         Atspi.init()
+        self.number = number
         self.loop = GLib.MainLoop()
         self.changed = False
         self.listener = Atspi.EventListener.new(self.on_event)
@@ -63,19 +67,16 @@ class PanelWindow:
 
     def controls(self):
         """Every accessible of the panel's window."""
-        waiting = [child for child in children_of(Atspi.get_desktop(0)) if "vx310-panel" in child.get_name()]
+        panels = [child for child in children_of(Atspi.get_desktop(0)) if "vx310-panel" in child.get_name()]
+        waiting = panels[self.number : self.number + 1]
         while waiting:
             control = waiting.pop()
             control.clear_cache()
             yield control
             waiting.extend(children_of(control))
 
-    def fields(self):
-        """What the control beside each label shows, by the label's text; None for a hidden one.
-
-        A field shows its text, a menu its selected item.
-        """
-        shown = {}
+    def labelled(self):
+        """Each label's text with the control that it is for."""
         for control in self.controls():
             if control.get_role() != Atspi.Role.LABEL:
                 continue
@@ -83,19 +84,63 @@ class PanelWindow:
                 if relation.get_relation_type() == Atspi.RelationType.LABEL_FOR:
                     field = relation.get_target(0)
                     field.clear_cache()
-                    shown[control.get_name()] = field.get_name() if is_showing(field) else None
-        return shown
+                    yield control.get_name(), field
+
+    def fields(self):
+        """What the control beside each label shows, by the label's text; None for a hidden one.
+
+        A field shows its text, a menu its selected item.
+        """
+        return {
+            label: field.get_name() if is_showing(field) else None
+            for label, field in self.labelled()
+        }
+
+    def control_of(self, label):
+        """The control that the label is for."""
+        for text, field in self.labelled():
+            if text == label:
+                return field
+        raise AssertionError(f"there is no label {label!r}")
+
+    def button(self, name):
+        for control in self.controls():
+            if control.get_role() == Atspi.Role.PUSH_BUTTON and control.get_name() == name:
+                return control
+        raise AssertionError(f"there is no button {name!r}")
+
+    def middle(self, control):
+        """Where the control's middle is on the screen, in pixels."""
+        place = Atspi.Component.get_extents(control, Atspi.CoordType.SCREEN)
+        return place.x + place.width // 2, place.y + place.height // 2
+
+    def is_open(self, menu):
+        """Whether the menu's list of items is showing."""
+        items = menu.get_child_at_index(0)
+        items.clear_cache()
+        return is_showing(items)
+
+    # Acting through the accessibility tree --------------------------------------------------------
 
     def press(self, name):
         """Presses the button called `name`."""
-        for control in self.controls():
-            if control.get_role() == Atspi.Role.PUSH_BUTTON and control.get_name() == name:
-                try:
-                    control.get_action_iface().do_action(0)
-                except GLib.Error:
-                    pass  # the program may be gone before it has answered
-                return
-        raise AssertionError(f"there is no button {name!r}")
+        try:
+            Atspi.Action.do_action(self.button(name), 0)
+        except GLib.Error:
+            pass  # the program may be gone before it has answered
+
+    def items_of(self, label):
+        """The texts of a menu's items."""
+        return [item.get_name() for item in children_of(self.control_of(label).get_child_at_index(0))]
+
+    def pick(self, label, index):
+        """Opens the menu of that label and goes to the item with the keys."""
+        menu = self.control_of(label)
+        Atspi.Action.do_action(menu, 0)
+        self.wait_for(lambda: self.is_open(menu), f"{label}, open")
+        for key in [HOME] + [DOWN] * index + [RETURN]:
+            Atspi.generate_keyboard_event(key, None, Atspi.KeySynthType.SYM)
+        self.wait_for(lambda: not self.is_open(menu), f"{label}, closed")
 
 
 def holds(condition):
