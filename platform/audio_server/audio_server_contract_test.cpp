@@ -152,13 +152,16 @@ class AudioServerContract : public testing::Test {
   }
 
   // True as soon as the condition holds; it is looked at again after each call of the listener.
-  bool eventually(const std::function<bool()>& condition) {
+  bool eventually(Listener& listener, const std::function<bool()>& condition) {
     for (;;) {
-      const int calls = listener_.calls();
+      const int calls = listener.calls();
       server_->deliverNotifications();
       if (condition()) return true;
-      if (!listener_.waitForMoreThan(calls)) return condition();
+      if (!listener.waitForMoreThan(calls)) return condition();
     }
+  }
+  bool eventually(const std::function<bool()>& condition) {
+    return eventually(listener_, condition);
   }
 
   // Waits until the device is listed.
@@ -334,7 +337,7 @@ TEST_F(AudioServerContract, AListenerMayReadProperties) {
   };
   addListener(reader);
   addDevice("VX-310");
-  EXPECT_TRUE(eventually([&] {
+  EXPECT_TRUE(eventually(reader, [&] {
     const std::lock_guard lock(mutex);
     return seen == std::vector<std::string>{"VX-310"};
   }));
