@@ -29,6 +29,8 @@ endfunction()
 # A GoogleTest program whose every test is one ctest test. Label: unit (the default) needs no
 # PipeWire and no display; integration starts what it needs. Nothing without BUILD_TESTING.
 include(GoogleTest)
+# Builds the tests with the label unit and no more.
+add_custom_target(unit_tests)
 function(vx310_test name)
   if(NOT BUILD_TESTING)
     return()
@@ -40,6 +42,9 @@ function(vx310_test name)
   add_executable(${name} ${arg_SOURCES})
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/tests)
   target_link_libraries(${name} PRIVATE vx310_common ${arg_LINK} GTest::gmock_main)
+  if(arg_LABEL STREQUAL unit)
+    add_dependencies(unit_tests ${name})
+  endif()
   # The program's name tells apart the runs of one contract suite against several back ends.
   gtest_discover_tests(${name} TEST_PREFIX ${name}. DISCOVERY_TIMEOUT 60
     PROPERTIES LABELS ${arg_LABEL} TIMEOUT 120)
