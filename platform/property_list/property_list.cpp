@@ -91,7 +91,8 @@ std::optional<CFValue> dataOf(plist_t node) {
 }
 
 // The text is read from the library's own writing of the date: its releases do not agree on another
-// way to ask for one.
+// way to ask for one. It leaves out the zeros before a year. What it makes of a date that is none
+// may lie before the year 0, where it would not read its own writing as the same date.
 std::optional<CFValue> dateOf(plist_t node) {
   constexpr std::string_view kOpen = "<date>";
   char* xml = nullptr;
@@ -103,7 +104,10 @@ std::optional<CFValue> dateOf(plist_t node) {
   const auto close = text.find("</date>");
   if (open == text.npos || close == text.npos) return std::nullopt;
   const auto start = open + kOpen.size();
-  return CFDate{std::string(text.substr(start, close - start))};
+  const std::string_view date = text.substr(start, close - start);
+  const auto yearDigits = date.find('-');
+  if (yearDigits == 0 || yearDigits > 4) return std::nullopt;
+  return CFDate{std::string(4 - yearDigits, '0').append(date)};
 }
 
 // Nothing for what no property value stands for, and below the deepest level.

@@ -85,6 +85,18 @@ TEST(PropertyList, KeepsDatesAsTheyAreWritten) {
             CFValue(CFArray{CFDate{"2024-01-31T23:59:58Z"}, true}));
 }
 
+TEST(PropertyList, KeepsTheZerosBeforeAYear) {
+  for (const char* date :
+       {"0000-01-02T03:04:05Z", "0001-01-01T00:00:00Z", "0987-12-31T00:00:00Z"}) {
+    EXPECT_EQ(parsePropertyList(xml(std::string("<date>") + date + "</date>")),
+              CFValue(CFDate{date}));
+  }
+}
+
+TEST(PropertyList, ADateBeforeTheYear0GivesNothing) {
+  EXPECT_EQ(parsePropertyList(xml("<date>0s1T23:59:58Z</date>")), std::nullopt);
+}
+
 TEST(PropertyList, TextThatIsNoneGivesNothing) {
   EXPECT_EQ(parsePropertyList("VQModuleVersionString = 1.2.3"), std::nullopt);
 }
