@@ -9,7 +9,7 @@ namespace {
 
 // What is made from a text needs a few times as much memory as the text.
 constexpr std::size_t kLeastChunk = 4 * 1024;
-constexpr std::size_t kLargestChunk = 1024 * 1024;
+constexpr std::size_t kLargestChunk = 64 * 1024;
 // What stands in front of each object: the arena it is in, if any.
 constexpr std::size_t kHeader = sizeof(Arena*);
 // In front of an object that is alone, so that it is aligned as any other.

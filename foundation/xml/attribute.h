@@ -6,8 +6,9 @@
 #include <cstdint>
 
 #include "foundation/lum_object.h"
-#include "foundation/lum_string.h"
 #include "foundation/xml/arena.h"
+
+class LumString;
 
 namespace XML {
 
@@ -19,15 +20,22 @@ class Attribute : public LumObject, public ArenaObject {
   Attribute(const char* name, bool value);
   Attribute(const char* name, std::int32_t value);
   Attribute(const char* name, float value);
-  // Refers to both texts until they are changed; the arena that keeps them keeps the attribute too.
-  Attribute(LumString::Borrowed name, LumString::Borrowed value);
+  // Texts that the arena keeps in which the attribute is made; they are not copied until they are
+  // changed.
+  struct Borrowed {
+    const char* name;
+    const char* value;
+  };
+  explicit Attribute(Borrowed texts) : name_(texts.name), value_(texts.value) {}
+  ~Attribute() override;
   Attribute(const Attribute&) = delete;
   Attribute& operator=(const Attribute&) = delete;
 
   const char* getName() const { return name_; }
   const char* getValue() const { return value_; }
-  void setName(const char* name) { name_.assign(name); }
-  void setValue(const char* value) { value_.assign(value); }
+  // Null is the empty text.
+  void setName(const char* name) { replace(name_, ownsName_, name); }
+  void setValue(const char* value) { replace(value_, ownsValue_, value); }
   // "1" or "0".
   void setValue(bool value);
   void setValue(std::int32_t value);
@@ -47,10 +55,16 @@ class Attribute : public LumObject, public ArenaObject {
   void buildXML(LumString& out) const;
 
  private:
-  friend class Writer;
+  // A copy of `by` in place of a text, which is freed if it was a copy too.
+  static void replace(const char*& text, bool& isOwn, const char* by);
 
-  LumString name_;
-  LumString value_;
+  // Documents have very many attributes, and reading one takes as long as touching its memory: so
+  // these are no strings with a room of their own. What is not owned is the arena's, or constant.
+  bool ownsName_ = false;
+  bool ownsValue_ = false;
+  const char* name_ = "";
+  const char* value_ = "";
 };
+static_assert(sizeof(Attribute) == 32 || sizeof(void*) != 8);
 
 }  // namespace XML

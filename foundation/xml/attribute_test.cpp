@@ -42,6 +42,24 @@ TEST(XmlAttribute, NameAndValueChange) {
   EXPECT_STREQ(attribute.getValue(), "more");
 }
 
+TEST(XmlAttribute, NullIsTheEmptyText) {
+  const char* none = nullptr;
+  Attribute attribute(none, none);
+  EXPECT_STREQ(attribute.getName(), "");
+  EXPECT_STREQ(attribute.getValue(), "");
+  attribute.setName("name");
+  attribute.setName(none);
+  EXPECT_STREQ(attribute.getName(), "");
+}
+
+TEST(XmlAttribute, AValueMayBecomeAPartOfItself) {
+  Attribute attribute("name", "a longer value");
+  attribute.setValue(attribute.getValue() + 9);
+  EXPECT_STREQ(attribute.getValue(), "value");
+  attribute.setName(attribute.getValue());
+  EXPECT_STREQ(attribute.getName(), "value");
+}
+
 TEST(XmlAttribute, NumbersAreReadFromTheStartOfTheValue) {
   EXPECT_EQ(Attribute("n", " -12 Hz").getValueLong(), -12);
   EXPECT_EQ(Attribute("n", "12").getValueULong(), 12u);

@@ -53,7 +53,7 @@ char* decodeInPlace(char* first, char* end) {
 
 void preStreaming(LumString& text) {
   LumString coded;
-  Writer(coded).appendCoded(text.view());
+  Writer(coded).appendCoded(text);
   if (!coded.isEmpty()) text = coded;
 }
 

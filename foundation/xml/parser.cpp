@@ -175,9 +175,8 @@ char* Parser::parseAttribute(Node& node, char* p) {
   if (valueEnd == nullptr || *valueEnd == '\0') return nullptr;
   *nameEnd = '\0';
   p = cut(valueEnd, 1);
-  if (firstEntity != valueEnd) valueEnd = decodeInPlace(firstEntity, valueEnd);
-  auto* attribute = arena_ != nullptr ? new (*arena_)
-                                            Attribute(slice(name, nameEnd), slice(value, valueEnd))
+  if (firstEntity != valueEnd) decodeInPlace(firstEntity, valueEnd);
+  auto* attribute = arena_ != nullptr ? new (*arena_) Attribute(Attribute::Borrowed{name, value})
                                       : new Attribute(name, static_cast<const char*>(value));
   lendSlots(node.attributes_);
   if (!node.attributes_.addNew(*attribute)) delete attribute;

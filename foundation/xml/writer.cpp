@@ -13,12 +13,13 @@ namespace XML {
 namespace {
 
 constexpr std::size_t kLongestEntity = 6;
-constexpr std::size_t kLongestRun = 256;
 
-constexpr std::array<bool, 256> kCoded = [] {
-  std::array<bool, 256> coded = {};
-  for (const char c : {'&', '\'', '>', '<', '"'}) coded[static_cast<unsigned char>(c)] = true;
-  return coded;
+// The bytes that are not written as they are, NUL among them.
+constexpr std::array<bool, 256> kSpecial = [] {
+  std::array<bool, 256> special = {};
+  special[0] = true;
+  for (const char c : {'&', '\'', '>', '<', '"'}) special[static_cast<unsigned char>(c)] = true;
+  return special;
 }();
 
 }  // namespace
@@ -49,21 +50,24 @@ bool Writer::takeRoom(std::size_t size) {
   return true;
 }
 
-void Writer::appendCoded(std::string_view value) {
-  while (!value.empty()) {
-    const std::string_view run = value.substr(0, kLongestRun);
-    if (!hasRoom(run.size() * kLongestEntity)) return;
+void Writer::appendCoded(const char* value) {
+  while (hasRoom(kLongestEntity)) {
     char* to = to_;
-    for (const char c : run) {
-      if (!kCoded[static_cast<unsigned char>(c)]) {
+    // So many bytes fit whatever they are.
+    for (std::ptrdiff_t fit = (end_ - to) / std::ptrdiff_t{kLongestEntity}; fit > 0; --fit) {
+      const char c = *value;
+      if (!kSpecial[static_cast<unsigned char>(c)]) {
         *to++ = c;
-      } else {
+      } else if (c != '\0') {
         const std::string_view entity = entityOf(c);
         to = std::copy(entity.begin(), entity.end(), to);
+      } else {
+        to_ = to;
+        return;
       }
+      ++value;
     }
     to_ = to;
-    value.remove_prefix(run.size());
   }
 }
 
@@ -73,13 +77,13 @@ void Writer::indent(int level) {
 }
 
 void Writer::write(const Attribute& attribute) {
-  const std::string_view name = attribute.name_.view();
+  const std::string_view name = attribute.getName();
   if (name.empty()) return;
   if (!hasRoom(name.size() + 3)) return;
   put(" ");
   put(name);
   put("=\"");
-  appendCoded(attribute.value_.view());
+  appendCoded(attribute.getValue());
   append("\"");
 }
 

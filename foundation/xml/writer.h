@@ -25,7 +25,7 @@ class Writer {
   // As Attribute::buildXML.
   void write(const Attribute& attribute);
   // The value with its special characters coded.
-  void appendCoded(std::string_view value);
+  void appendCoded(const char* value);
   // That many tabs.
   void indent(int level);
 
