@@ -7,8 +7,8 @@ namespace XML {
 
 namespace {
 
-// What is made from a text needs a few times as much memory as the text. Chunks that are much larger
-// would be mapped by the system one by one.
+// What is made from a text needs a few times as much memory as the text. Chunks that are much
+// larger would be mapped by the system one by one.
 constexpr std::size_t kLeastChunk = 4 * 1024;
 constexpr std::size_t kLargestChunk = 64 * 1024;
 // What stands in front of each object: the arena it is in, if any.

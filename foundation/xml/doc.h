@@ -34,7 +34,7 @@ class Doc : public Node {
   const LumString& getDocBase() const { return docBase_; }
 
   // Replaces `out` by a header and the elements, one a line, in the form that load() reads. A
-  // text that comes within 2 KiB of the longest that a string can be leaves `out` empty instead.
+  // text longer than a string can be leaves `out` empty instead.
   void buildXML(LumString& out) const;
 
  protected:

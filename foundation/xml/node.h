@@ -95,8 +95,7 @@ class Node : public LumObject, public ArenaObject {
 
   // Appends the element, `level` tabs deep, with all that is below it. On level -1 only the
   // children are written, on level 0. Nodes without a name are left out with all below them; texts
-  // are never written. A text that comes within 2 KiB of the longest that a string can be leaves
-  // `out` empty instead.
+  // are never written. A text longer than a string can be leaves `out` empty instead.
   void buildXML(LumString& out, int level) const;
   void addLevelString(LumString& out, int level) const;
 

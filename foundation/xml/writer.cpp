@@ -12,8 +12,6 @@ namespace XML {
 
 namespace {
 
-constexpr std::size_t kLongestEntity = 6;
-
 // The bytes that are not written as they are, NUL among them.
 constexpr std::array<bool, 256> kSpecial = [] {
   std::array<bool, 256> special = {};
@@ -51,23 +49,13 @@ bool Writer::takeRoom(std::size_t size) {
 }
 
 void Writer::appendCoded(const char* value) {
-  while (hasRoom(kLongestEntity)) {
-    char* to = to_;
-    // So many bytes fit whatever they are.
-    for (std::ptrdiff_t fit = (end_ - to) / std::ptrdiff_t{kLongestEntity}; fit > 0; --fit) {
-      const char c = *value;
-      if (!kSpecial[static_cast<unsigned char>(c)]) {
-        *to++ = c;
-      } else if (c != '\0') {
-        const std::string_view entity = entityOf(c);
-        to = std::copy(entity.begin(), entity.end(), to);
-      } else {
-        to_ = to;
-        return;
-      }
-      ++value;
-    }
-    to_ = to;
+  for (;;) {
+    const char* end = value;
+    while (!kSpecial[static_cast<unsigned char>(*end)]) ++end;
+    append({value, static_cast<std::size_t>(end - value)});
+    if (*end == '\0') return;
+    append(entityOf(*end));
+    value = end + 1;
   }
 }
 
