@@ -5,6 +5,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <set>
 
@@ -125,13 +126,14 @@ TEST_F(DriverFaults, AChannelClosedWhileNothingIsAskedIsOpenedAgainAsTheSameType
 }
 
 TEST_F(DriverFaults, AfterTwoFailuresInARowCallsFailAtOnceUntilABreakIsTaken) {
-  int requests = 0;
-  bool broken = true;
+  std::atomic<int> requests = 0;
+  std::atomic<bool> broken = true;
   Service service = sane();
   service.handle = [&](int socket, const Bytes& request) {
     ++requests;
-    if (!broken) sendPacket(socket, request);
-    return !broken;
+    const bool answers = !broken;
+    if (answers) sendPacket(socket, request);  // the test may end with the answer
+    return answers;
   };
   connect(service);
   EXPECT_EQ(send(1), kIOReturnError);
@@ -171,11 +173,12 @@ TEST_F(DriverFaults, AHungDriverCostsALimitedTimeAndWorksAgainWithoutANewOpen) {
 }
 
 TEST_F(DriverFaults, ACallerThatNeverTakesABreakFindsADriverAgainAfterAPause) {
-  bool broken = true;
+  std::atomic<bool> broken = true;
   Service service = sane();
   service.handle = [&](int socket, const Bytes& request) {
-    if (!broken) sendPacket(socket, request);
-    return !broken;
+    const bool answers = !broken;
+    if (answers) sendPacket(socket, request);  // the test may end with the answer
+    return answers;
   };
   connect(service);
   EXPECT_EQ(send(1), kIOReturnError);
