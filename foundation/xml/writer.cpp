@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <vector>
 
 #include "foundation/xml/attribute.h"
@@ -19,6 +20,18 @@ constexpr std::array<bool, 256> kSpecial = [] {
   for (const char c : {'&', '\'', '>', '<', '"'}) special[static_cast<unsigned char>(c)] = true;
   return special;
 }();
+
+// Asks for a node before it is needed, with what lies behind it: the attributes, when it was read.
+// Waiting for a large tree's memory would take longer than writing it.
+void prefetch(const Node* node) {
+  constexpr std::uintptr_t kCacheLine = 64;
+  constexpr std::uintptr_t kLines = 6;
+  if (node == nullptr) return;
+  const auto address = reinterpret_cast<std::uintptr_t>(node);
+  for (std::uintptr_t line = 0; line < kLines; ++line) {
+    __builtin_prefetch(reinterpret_cast<const void*>(address + line * kCacheLine));
+  }
+}
 
 }  // namespace
 
@@ -108,6 +121,7 @@ void Writer::write(const Node& top, int level) {
   while (!open.empty() && fits_) {
     Open& last = open.back();
     const Node* child = last.node->getNode(last.next++);
+    prefetch(last.node->getNode(last.next + 1));
     if (child != nullptr) {
       enter(*child);
       continue;
