@@ -245,6 +245,7 @@ LumString& LumString::printf(const char* format, ...) {
   std::array<char, 2048> text;
   std::va_list arguments;
   va_start(arguments, format);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start() is not seen
   const int written = std::vsnprintf(text.data(), text.size(), format, arguments);
   va_end(arguments);
   setLength(0);

@@ -52,6 +52,7 @@ class LumString : public LumObject {
     if (!isBorrowed()) freeBuffer();
   }
 
+  // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): assign() takes parts of its own text
   LumString& operator=(const LumString& other) { return assign(other); }
   LumString& operator=(const char* text) { return assign(text); }
 

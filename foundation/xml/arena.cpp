@@ -9,10 +9,10 @@ namespace {
 
 // What is made from a text needs a few times as much memory as the text. Chunks that are much
 // larger would be mapped by the system one by one.
-constexpr std::size_t kLeastChunk = 4 * 1024;
-constexpr std::size_t kLargestChunk = 64 * 1024;
+constexpr std::size_t kLeastChunk = 4096;
+constexpr std::size_t kLargestChunk = 65536;
 // What stands in front of each object: the arena it is in, if any.
-constexpr std::size_t kHeader = sizeof(Arena*);
+constexpr std::size_t kHeader = sizeof(void*);
 // In front of an object that is alone, so that it is aligned as any other.
 constexpr std::size_t kHeaderAlone = __STDCPP_DEFAULT_NEW_ALIGNMENT__;
 static_assert(kHeaderAlone >= kHeader);

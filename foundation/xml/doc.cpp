@@ -55,7 +55,7 @@ void Doc::load(const LumString& xml) {
 
 const char* Doc::parse(const LumString& xml) {
   if (xml.isBorrowed()) {
-    const LumString own(xml);
+    const LumString own(xml.getCharPointer());
     return parse(own) == nullptr ? nullptr : xml.getCharPointer() + xml.getLength();
   }
   docBase_.assign("");

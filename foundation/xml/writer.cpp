@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
 #include <vector>
 
 #include "foundation/xml/attribute.h"
@@ -24,13 +23,11 @@ constexpr std::array<bool, 256> kSpecial = [] {
 // Asks for a node before it is needed, with what lies behind it: the attributes, when it was read.
 // Waiting for a large tree's memory would take longer than writing it.
 void prefetch(const Node* node) {
-  constexpr std::uintptr_t kCacheLine = 64;
-  constexpr std::uintptr_t kLines = 6;
+  constexpr std::ptrdiff_t kCacheLine = 64;
+  constexpr int kLines = 6;
   if (node == nullptr) return;
-  const auto address = reinterpret_cast<std::uintptr_t>(node);
-  for (std::uintptr_t line = 0; line < kLines; ++line) {
-    __builtin_prefetch(reinterpret_cast<const void*>(address + line * kCacheLine));
-  }
+  const auto* bytes = reinterpret_cast<const char*>(node);
+  for (int line = 0; line < kLines; ++line) __builtin_prefetch(bytes + line * kCacheLine);
 }
 
 }  // namespace
