@@ -22,6 +22,7 @@ struct PlainField {
   InfoId id;
   const char* field;
 };
+void PrintTo(const PlainField& field, std::ostream* out) { *out << field.field; }
 
 class PlainStatusField : public Status, public testing::WithParamInterface<PlainField> {
  protected:

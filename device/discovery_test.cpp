@@ -475,6 +475,7 @@ INSTANTIATE_TEST_SUITE_P(AtEachStep, FailingStart,
                          testing::Values(Operation::kNotificationPortCreate,
                                          Operation::kGetRunLoopSource,
                                          Operation::kAddPublishNotification,
-                                         Operation::kAddTerminateNotification));
+                                         Operation::kAddTerminateNotification),
+                         [](const auto& step) { return "Step" + std::to_string(step.index + 1); });
 
 }  // namespace

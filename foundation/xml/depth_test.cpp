@@ -42,9 +42,10 @@ std::int32_t nodesOf(const Node& node) {
   return nodes;
 }
 
-Node* descendant(Node& node, std::int32_t depth) {
-  Node* at = &node;
-  for (std::int32_t i = 0; i < depth; ++i) at = at->getNode(0);
+// `depth` is at least 1.
+Node* descendant(const Node& node, std::int32_t depth) {
+  Node* at = node.getNode(0);
+  for (std::int32_t i = 1; i < depth; ++i) at = at->getNode(0);
   return at;
 }
 

@@ -118,6 +118,8 @@ struct Writer {
   const char* command;
 };
 
+void PrintTo(const Writer& writer, std::ostream* out) { *out << writer.name; }
+
 class StoreBehindOtherTools : public OtherTools, public testing::WithParamInterface<Writer> {};
 
 TEST_P(StoreBehindOtherTools, ReadsNumbersFromTextAndBlocksFromDataAndKeepsWhatItDoesNotSet) {
