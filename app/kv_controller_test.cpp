@@ -354,11 +354,30 @@ TEST_F(Controller, TerminatingLetsGoOfTheDeviceLayerAndShowsNothing) {
   EXPECT_THAT(operations(), IsEmpty());
 }
 
-TEST_F(Controller, AfterItsEndTheGlobalStillNamesItsBridge) {
+TEST_F(Controller, TerminatingKeepsTheBridgeToItsEnd) {
   load();
+  controller->applicationDidFinishLaunching();
   const CKorvelDlg* bridge = controller->mpDlg.get();
+  controller->applicationWillTerminate();
+  EXPECT_EQ(controller->mpDlg.get(), bridge);
   owner.reset();
   EXPECT_EQ(controlDlg, bridge);
+}
+
+TEST_F(Controller, AfterItsEndNothingThatHappensReachesIt) {
+  ScriptedInterface interface;
+  const memory_registry::DeviceId device = interface.publish();
+  load();
+  controller->applicationDidFinishLaunching();
+  controller->applicationWillTerminate();
+  owner.reset();
+  recording_toolkit::clearLog();
+  memory_registry::terminate(device);
+  interface.publish();
+  memory_audio_server::addDevice("VX-310");
+  memory_audio_server::deliverNotifications();
+  manual_run_loop::performAll();
+  EXPECT_THAT(operations(), IsEmpty());
 }
 
 TEST_F(Controller, ClosingTheWindowEndsTheProgram) {

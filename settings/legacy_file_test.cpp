@@ -37,7 +37,7 @@ class LegacyFile : public testing::Test {
     memory_preferences::reset();
     memory_files::reset();
     memory_files::putPreferencesFile(kFile, bytes);
-    { const OSXAsioRegistry store(kName); }
+    const OSXAsioRegistry store(kName);
     return stored();
   }
 
@@ -111,7 +111,7 @@ TEST_F(LegacyFile, TheFileIsLeftAsItIs) {
 }
 
 TEST_F(LegacyFile, WithoutAFileAnEmptyOneIsMadeAndTheMarkIsSet) {
-  { const OSXAsioRegistry store(kName); }
+  const OSXAsioRegistry store(kName);
   EXPECT_EQ(memory_files::preferencesFile(kFile), "");
   EXPECT_EQ(stored(), kNothing);
   EXPECT_EQ(printed(), kMissing + "getStorageFile: openFork returns 0\n");
@@ -135,7 +135,7 @@ TEST_F(LegacyFile, AStoreWhoseFileCannotBeOpenedOrReadSetsTheMarkAlone) {
     memory_files::reset();
     memory_files::putPreferencesFile(kFile, "<Settings><X A=\"1\"/></Settings>");
     memory_files::fail(operation, ioErr);
-    { const OSXAsioRegistry store(kName); }
+    const OSXAsioRegistry store(kName);
     EXPECT_EQ(stored(), kNothing) << operation;
   }
 }

@@ -59,6 +59,7 @@ TEST(XmlDoc, AChildHasItsAttribute) {
   EXPECT_STREQ(b->getAttributeValue("x"), "1");
   EXPECT_EQ(doc.getNode("a")->getNode(LumString("B")), nullptr);
   EXPECT_EQ(b->getDoc(), &doc);
+  EXPECT_EQ(read("<a><b x=\"1\"/></a>"), "a{b(x=1){}}");
 }
 
 TEST(XmlDoc, AWholeSettingsFileIsRead) {
