@@ -4,58 +4,145 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <span>
 #include <thread>
 
 #include "app/kv_controller.h"
 #include "app/kv_panel_nib.h"
+#include "io/audio_device.h"
 #include "io/testing/scripted_interface.h"
-#include "platform/audio_server/contract_fixture.h"
+#include "platform/audio_server/audio_server.h"
 #include "platform/toolkit/recording/recording_toolkit.h"
+#include "tests/audio_server/driver_node.h"
+#include "tests/audio_server/graph_client.h"
+#include "tests/support/pipewire_server.h"
 
 namespace {
 
 constexpr int kComingsAndGoings = 1000;
-constexpr audio_server_contract::Routings kRoutings{
-    {{0, 0, 0}, {0, 1, 1}, {1, 0, 0}, {1, 1, 1}, {1, 2, 2}}};
+constexpr std::chrono::seconds kLimit{20};  // for one change to be seen; far above what it takes
+constexpr driver::RoutingRecords kRoutings{{{0, 0, 0}, {0, 1, 1}, {1, 0, 0}, {1, 1, 1}, {1, 2, 2}}};
+constexpr AudioObjectPropertyAddress kDeviceList{kAudioHardwarePropertyDevices,
+                                                 kAudioObjectPropertyScopeGlobal,
+                                                 kAudioObjectPropertyElementMaster};
 
-void pick(const char* menu, std::int32_t item) {
-  recording_toolkit::control(menu).hidden = false;
-  recording_toolkit::control(menu).enabled = true;
-  ASSERT_TRUE(recording_toolkit::pickItem(menu, item));
+struct Menu {
+  const char* name;
+  int items;
+};
+constexpr Menu kMenus[] = {{"KvIoRInCh1And2Menu", 4},        {"KvIoRInCh3And4Menu", 4},
+                           {"KvIoRInCh5And6Menu", 4},        {"KvIoROutLineMenu", 5},
+                           {"KvIoROutDigitalMenu", 5},       {"KvSampleClockSourceMenu", 2},
+                           {"KvDigitalOutputFormatMenu", 2}, {"KvUsb1ModeInputSelectionMenu", 2},
+                           {"KvCoreAudioPerformanceMenu", 3}};
+
+// What the threads tell each other.
+class Progress {
+ public:
+  void add(int Progress::*count) {
+    const std::lock_guard lock(mutex_);
+    ++(this->*count);
+    changed_.notify_all();
+  }
+  // Waits until the condition holds; it is asked again after each change.
+  bool waitFor(const std::function<bool()>& condition) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, kLimit, condition);
+  }
+
+  int changesHeard = 0;  // calls of the listener below, which is called after the panel's
+  int rounds = 0;        // of picks in all menus
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+};
+
+OSStatus deviceListChanged(AudioObjectID, std::span<const AudioObjectPropertyAddress>,
+                           void* progress) {
+  static_cast<Progress*>(progress)->add(&Progress::changesHeard);
+  return kAudioHardwareNoError;
+}
+
+std::size_t countDevices() {
+  std::uint32_t size = 0;
+  AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceList, &size);
+  return size / sizeof(AudioObjectID);
+}
+
+// The interface's own device comes, is written to, and goes; how many writes reached it.
+std::size_t comeAndGo(Progress& progress) {
+  std::size_t writes = 0;
+  {
+    const pipewire_test::DriverNode node("VX-310", kRoutings);
+    EXPECT_TRUE(progress.waitFor([] { return _halDevice != 0; }));
+    // The round that is under way may have begun before the device came.
+    int whole = 0;
+    EXPECT_TRUE(progress.waitFor([&] {
+      if (whole == 0) whole = progress.rounds + 2;
+      return progress.rounds >= whole;
+    }));
+    writes = node.written().size();
+  }
+  EXPECT_TRUE(progress.waitFor([] { return _halDevice == 0; }));
+  return writes;
+}
+
+void comeAndGo(Progress& progress, pipewire_test::GraphClient& graph) {
+  graph.addDevice(
+      {{"node.name", "Other"}, {"node.description", "Other"}, {"media.class", "Audio/Sink"}});
+  EXPECT_TRUE(progress.waitFor([] { return countDevices() == 1; }));
+  graph.removeDevice("Other");
+  EXPECT_TRUE(progress.waitFor([] { return countDevices() == 0; }));
+}
+
+void pickInEveryMenu(int number) {
+  for (const Menu& menu : kMenus) {
+    recording_toolkit::control(menu.name).hidden = false;
+    recording_toolkit::control(menu.name).enabled = true;
+    ASSERT_TRUE(recording_toolkit::pickItem(menu.name, number % menu.items));
+  }
+  recording_toolkit::clearLog();
 }
 
 TEST(PanelThreads, MenusArePickedWhileAudioDevicesComeAndGo) {
-  const auto server = audio_server_contract::makeServer();
+  test_support::PipeWireServer server;
+  ASSERT_TRUE(server.start());
   ScriptedInterface interface;
   interface.publish();
   const std::unique_ptr<NSObject> owner = loadPanelNib(recording_toolkit::nib());
   owner->awakeFromNib();
   recording_toolkit::delegate()->applicationDidFinishLaunching();
+  Progress progress;
+  AudioObjectAddPropertyListener(kAudioObjectSystemObject, kDeviceList, deviceListChanged,
+                                 &progress);
 
   std::atomic<bool> finished = false;
+  std::size_t writes = 0;
   std::thread devices([&] {
-    for (int i = 0; i < kComingsAndGoings; ++i) {
-      // The interface's own device among them, so that what is written to comes and goes too.
+    pipewire_test::GraphClient graph;
+    for (int i = 0; i < kComingsAndGoings && !testing::Test::HasFailure(); ++i) {
       if (i % 10 == 0) {
-        server->addRoutingDevice("VX-310", kRoutings);
-        server->removeDevice("VX-310");
+        writes += comeAndGo(progress);
       } else {
-        server->addDevice("Other");
-        server->removeDevice("Other");
+        comeAndGo(progress, graph);
       }
     }
     finished = true;
   });
-  int picks = 0;
-  for (; !finished; ++picks) {
-    pick("KvIoROutLineMenu", picks % 5);
-    pick("KvIoRInCh5And6Menu", picks % 4);
-    pick("KvSampleClockSourceMenu", picks % 2);
-    recording_toolkit::clearLog();
+  for (int i = 0; !finished; ++i) {
+    pickInEveryMenu(i);
+    progress.add(&Progress::rounds);
   }
   devices.join();
-  EXPECT_GT(picks, 0);
 
+  AudioObjectRemovePropertyListener(kAudioObjectSystemObject, kDeviceList, deviceListChanged,
+                                    &progress);
+  EXPECT_GE(progress.changesHeard, kComingsAndGoings);
+  EXPECT_GT(writes, 0u);
   recording_toolkit::delegate()->applicationWillTerminate();
 }
 
