@@ -4,20 +4,16 @@
 #include <cstdio>
 #include <optional>
 
+#include "device/driver_services.h"
 #include "driver/simulator/json.h"
+#include "io/audio_device.h"
 #include "tools/choices.h"
 #include "tools/current_interface.h"
+#include "tools/messages.h"
 
 namespace vx310ctl {
 
 namespace {
-
-constexpr std::int32_t kNoAnswer = -1;
-
-ExitStatus wrong(const std::string& problem) {
-  std::fprintf(stderr, "vx310ctl: %s\nTry 'vx310ctl --help'.\n", problem.c_str());
-  return kUsage;
-}
 
 ExitStatus wrongName(const std::string& name) {
   std::string names;
@@ -35,13 +31,14 @@ ExitStatus wrongItem(const Choice& choice, const std::string& value) {
 }
 
 ExitStatus noAnswer(const Choice& choice) {
-  std::fprintf(stderr, "vx310ctl: the interface does not report its %s\n", choice.name.data());
+  const std::string name(choice.name);
+  std::fprintf(stderr, "vx310ctl: the interface does not report its %s\n", name.c_str());
   return kFailed;
 }
 
 std::string jsonOf(const Choice& choice, std::int32_t index) {
   return "{\"index\": " + std::to_string(index) +
-         ", \"item\": " + driver::jsonText(itemText(choice, index)) + "}";
+         ", \"item\": " + driver::jsonText(itemText(choice.items, index)) + "}";
 }
 
 }  // namespace
@@ -74,10 +71,9 @@ ExitStatus runGet(const std::vector<std::string>& words) {
         output += (output.empty() ? "{" : ", ") + driver::jsonText(choiceName) + ": " +
                   jsonOf(choice, index);
       } else if (wanted) {
-        output = itemText(choice, index) + "\n";
+        output = itemText(choice.items, index) + "\n";
       } else {
-        output += choiceName + ":" + std::string(23 - choiceName.size(), ' ') +
-                  itemText(choice, index) + "\n";
+        output += lineOf(choiceName, itemText(choice.items, index));
       }
     }
   }
@@ -95,12 +91,17 @@ ExitStatus runSet(const std::vector<std::string>& words) {
 
   CurrentInterface interface;
   if (const ExitStatus status = interface.status(); status != kDone) return status;
-  choice->command(*index);
+  const bool sent = choice->command(*index);
   const std::int32_t now = choice->query();
   if (now == kNoAnswer) return noAnswer(*choice);
   if (now == *index) return kDone;
-  std::fprintf(stderr, "vx310ctl: the interface did not take it; %s is %s\n", choice->name.data(),
-               itemText(*choice, now).c_str());
+  if (!sent && _halDevice == 0) {
+    std::fprintf(stderr, "vx310ctl: the audio server has no device %s; is PipeWire running?\n",
+                 kVX310AudioDeviceName);
+    return kFailed;
+  }
+  std::fprintf(stderr, "vx310ctl: the interface did not take it; %s is %s\n", words[0].c_str(),
+               itemText(choice->items, now).c_str());
   return kFailed;
 }
 

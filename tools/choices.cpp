@@ -5,7 +5,9 @@
 #include <cctype>
 #include <charconv>
 
+#include "io/driver_events.h"
 #include "io/option_commands.h"
+#include "io/status_texts.h"
 
 namespace vx310ctl {
 
@@ -17,14 +19,32 @@ constexpr std::string_view kInputs[] = {"Analog 1/2", "Analog 3/4", "Digital", "
 constexpr std::string_view kOutputs[] = {"Playback 1/2", "Playback 3/4", "Input 1/2", "Input 3/4",
                                          "Input 5/6"};
 
+// The panel's own query takes a device that does not answer for one whose source is automatic.
+std::int32_t clockSource() {
+  const std::int32_t source = _ioDevice ? _ioDevice->getCurrentClockSource() : kNoAnswer;
+  if (source == kNoAnswer) return kNoAnswer;
+  return source == kClockInternal ? 1 : 0;
+}
+
+template <std::int32_t (*command)(std::int32_t)>
+bool sendRouting(std::int32_t index) {
+  return command(index) != 0;
+}
+
+template <void (*command)(std::int32_t)>
+bool sendOption(std::int32_t index) {
+  command(index);
+  return true;
+}
+
 constexpr Choice kChoices[] = {
-    {"input-1-2", kInputs, GetChannel1and2, [](std::int32_t index) { DoChannel1and2(index); }},
-    {"input-3-4", kInputs, GetChannel3and4, [](std::int32_t index) { DoChannel3and4(index); }},
-    {"input-5-6", kInputs, GetChannel5and6, [](std::int32_t index) { DoChannel5and6(index); }},
-    {"line-output", kOutputs, GetLineOut, [](std::int32_t index) { DoLineOut(index); }},
-    {"digital-output", kOutputs, GetDigitalOut, [](std::int32_t index) { DoDigitalOut(index); }},
-    {"clock-source", kClockSources, GetSampleClockSource, SampleClockSource},
-    {"digital-output-format", kOutputFormats, GetDigitalOutFormat, DigitalOutputFormat},
+    {"input-1-2", kInputs, GetChannel1and2, sendRouting<DoChannel1and2>},
+    {"input-3-4", kInputs, GetChannel3and4, sendRouting<DoChannel3and4>},
+    {"input-5-6", kInputs, GetChannel5and6, sendRouting<DoChannel5and6>},
+    {"line-output", kOutputs, GetLineOut, sendRouting<DoLineOut>},
+    {"digital-output", kOutputs, GetDigitalOut, sendRouting<DoDigitalOut>},
+    {"clock-source", kClockSources, clockSource, sendOption<SampleClockSource>},
+    {"digital-output-format", kOutputFormats, GetDigitalOutFormat, sendOption<DigitalOutputFormat>},
 };
 
 bool equalIgnoringCase(std::string_view left, std::string_view right) {
@@ -55,11 +75,10 @@ std::optional<std::int32_t> indexOfItem(const Choice& choice, std::string_view v
   return static_cast<std::int32_t>(index);
 }
 
-std::string itemText(const Choice& choice, std::int32_t index) {
-  if (index < 0 || static_cast<std::size_t>(index) >= choice.items.size()) {
-    return std::to_string(index);
-  }
-  return std::string(choice.items[static_cast<std::size_t>(index)]);
+std::string itemText(std::span<const std::string_view> items, std::int32_t index) {
+  if (index == kNoAnswer) return "unknown";
+  if (index < 0 || static_cast<std::size_t>(index) >= items.size()) return std::to_string(index);
+  return std::string(items[static_cast<std::size_t>(index)]);
 }
 
 }  // namespace vx310ctl

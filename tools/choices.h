@@ -14,10 +14,12 @@ struct Choice {
   std::string_view name;                    // on the command line
   std::span<const std::string_view> items;  // the menu's, in its order
   // Both act on the panel's current device. The query gives an index into the items, or another
-  // number when the interface reports what is none of them; -1 without an answer.
+  // number when the interface reports what is none of them; kNoAnswer without an answer. The
+  // command gives false when it knows that nothing was set.
   std::int32_t (*query)();
-  void (*command)(std::int32_t index);
+  bool (*command)(std::int32_t index);
 };
+inline constexpr std::int32_t kNoAnswer = -1;
 
 // All of them, in the order of the panel's menus.
 std::span<const Choice> choices();
@@ -28,7 +30,7 @@ const Choice* findChoice(std::string_view name);
 // The index that `value` means: an item's text, in any case, or its number from 0.
 std::optional<std::int32_t> indexOfItem(const Choice& choice, std::string_view value);
 
-// The item's text; the number itself where there is no such item.
-std::string itemText(const Choice& choice, std::int32_t index);
+// The item's text; the number itself where there is no such item, "unknown" for kNoAnswer.
+std::string itemText(std::span<const std::string_view> items, std::int32_t index);
 
 }  // namespace vx310ctl

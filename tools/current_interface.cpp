@@ -1,23 +1,43 @@
 #include "tools/current_interface.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
+#include "device/driver_services.h"
+#include "device/usb_device.h"
 #include "io/driver_events.h"
 
 namespace vx310ctl {
 
+namespace {
+
+bool isVX310(const USBDevice* device) {
+  return device->vendorId() == kVX310VendorId && device->productId() == kVX310ProductId;
+}
+
+}  // namespace
+
 CurrentInterface::CurrentInterface(std::function<void(const Info&)> infoShown,
                                    std::function<void()> updated)
-    : infoShown_(std::move(infoShown)), updated_(std::move(updated)) {
+    : output_(STDOUT_FILENO), infoShown_(std::move(infoShown)), updated_(std::move(updated)) {
+  const Quiet errors(STDERR_FILENO);  // what the tool says of a missing audio server suffices
   IOInit();
 }
 
 CurrentInterface::~CurrentInterface() { IOTerm(); }
 
-ExitStatus CurrentInterface::status() const {
+ExitStatus CurrentInterface::status() {
   if (_ioDevice) return kDone;
   if (const ExitStatus status = driverStatus(); status != kDone) return status;
+  IOTerm();  // discovery is for one at a time
+  const Interfaces interfaces;
+  if (std::ranges::any_of(interfaces.all(), isVX310)) {
+    std::fputs("vx310ctl: the interface does not answer\n", stderr);
+    return kFailed;
+  }
   std::fputs("vx310ctl: no interface is connected\n", stderr);
   return kNoInterface;
 }

@@ -30,10 +30,11 @@ class CurrentInterface final : private PanelReceiver {
   CurrentInterface(const CurrentInterface&) = delete;
   CurrentInterface& operator=(const CurrentInterface&) = delete;
 
-  // kDone; otherwise what is missing is explained on standard error.
-  ExitStatus status() const;
+  // kDone; otherwise what is missing is explained on standard error, and nothing is followed any
+  // more.
+  ExitStatus status();
 
-  QuietStandardOutput& output() { return output_; }
+  Quiet& output() { return output_; }
 
  private:
   void Detach() override {}
@@ -42,7 +43,7 @@ class CurrentInterface final : private PanelReceiver {
   void ShowInfo(std::int32_t id, bool flag, std::int32_t value, const char* text) override;
   void FoundHardware(std::int32_t index) override;
 
-  QuietStandardOutput output_;
+  Quiet output_;
   std::function<void(const Info&)> infoShown_;
   std::function<void()> updated_;
   CKorvelDlg bridge_{this};

@@ -1,24 +1,22 @@
 #include "tools/device_commands.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 
 #include "device/usb_device.h"
 #include "driver/simulator/words.h"
 #include "tools/interface_report.h"
 #include "tools/interfaces.h"
+#include "tools/messages.h"
 
 namespace vx310ctl {
 
 namespace {
 
-ExitStatus wrong(const char* problem) {
-  std::fprintf(stderr, "vx310ctl: %s\nTry 'vx310ctl --help'.\n", problem);
-  return kUsage;
-}
-
 void print(const Report& report) {
   for (const auto& line : report) {
-    std::printf("%-23s%s\n", (line.name + ":").c_str(), line.text.c_str());
+    std::fputs(lineOf(line.name, line.text).c_str(), stdout);
   }
 }
 
@@ -79,7 +77,7 @@ ExitStatus runShow(const std::vector<std::string>& words) {
   USBDevice& device = *interfaces.all()[options.index];
   Report report;
   {
-    const QuietStandardOutput quiet;
+    const Quiet quiet(STDOUT_FILENO);
     if (!device.open(false)) {
       std::fprintf(stderr, "vx310ctl: interface %u does not answer\n", options.index);
       return kFailed;

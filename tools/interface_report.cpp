@@ -7,25 +7,13 @@
 #include "device/usb_device.h"
 #include "driver/simulator/json.h"
 #include "io/status_texts.h"
+#include "tools/choices.h"
 
 namespace vx310ctl {
 
 namespace {
 
-// The panel's menu items, in their order.
-constexpr std::array<std::string_view, 4> kInputSources = {"Analog 1/2", "Analog 3/4", "Digital",
-                                                           "Loopback"};
-constexpr std::array<std::string_view, 5> kOutputSources = {"Playback 1/2", "Playback 3/4",
-                                                            "Input 1/2", "Input 3/4", "Input 5/6"};
-constexpr std::array<std::string_view, 2> kOutputFormats = {"Consumer (S/PDIF)",
-                                                            "Professional (AES3)"};
-constexpr std::array<std::string_view, 2> kUsb1Inputs = {"Analog", "Digital"};
-
-template <std::size_t size>
-std::string itemText(const std::array<std::string_view, size>& items, std::int32_t item) {
-  const bool known = item >= 0 && static_cast<std::size_t>(item) < size;
-  return known ? std::string(items[static_cast<std::size_t>(item)]) : "unknown";
-}
+constexpr std::string_view kUsb1Inputs[] = {"Analog", "Digital"};
 
 // The source that was chosen, which is not always the one that the clock runs on.
 std::string clockChoiceText(std::int32_t source) {
@@ -75,18 +63,23 @@ void addClock(Report& report, USBDevice& device) {
   addText(report, "digital_input", "Digital input", digitalInputText(source, status));
 }
 
+// An item of the menu that `get` and `set` call by the choice's name.
+void addChoice(Report& report, const char* key, const char* name, const char* choice,
+               std::int32_t item) {
+  addText(report, key, name, itemText(findChoice(choice)->items, item));
+}
+
 void addOptions(Report& report, USBDevice& device) {
-  addText(report, "digital_output_format", "Digital output format",
-          itemText(kOutputFormats, device.getDigitalOutMode()));
+  addChoice(report, "digital_output_format", "Digital output format", "digital-output-format",
+            device.getDigitalOutMode());
   addText(report, "usb1_input", "USB 1.1 input",
           itemText(kUsb1Inputs, device.getDigitalOutSelector()));
-  addText(report, "inputs_1_2", "Inputs 1/2", itemText(kInputSources, device.getRouting(true, 0)));
-  addText(report, "inputs_3_4", "Inputs 3/4", itemText(kInputSources, device.getRouting(true, 1)));
-  addText(report, "inputs_5_6", "Inputs 5/6", itemText(kInputSources, device.getRouting(true, 2)));
-  addText(report, "line_outputs", "Line outputs",
-          itemText(kOutputSources, device.getRouting(false, 0)));
-  addText(report, "digital_output", "Digital output",
-          itemText(kOutputSources, device.getRouting(false, 1)));
+  addChoice(report, "inputs_1_2", "Inputs 1/2", "input-1-2", device.getRouting(true, 0));
+  addChoice(report, "inputs_3_4", "Inputs 3/4", "input-3-4", device.getRouting(true, 1));
+  addChoice(report, "inputs_5_6", "Inputs 5/6", "input-5-6", device.getRouting(true, 2));
+  addChoice(report, "line_outputs", "Line outputs", "line-output", device.getRouting(false, 0));
+  addChoice(report, "digital_output", "Digital output", "digital-output",
+            device.getRouting(false, 1));
 }
 
 }  // namespace

@@ -39,13 +39,20 @@ ExitStatus driverStatus() {
     std::fputs("vx310ctl: the session bus does not answer\n", stderr);
     return kFailed;
   }
-  if (owned != 0) return kDone;
-  std::fputs("vx310ctl: no driver service is running (start vx310-driver)\n", stderr);
-  return kNoDriver;
+  if (owned == 0) {
+    std::fputs("vx310ctl: no driver service is running (start vx310-driver)\n", stderr);
+    return kNoDriver;
+  }
+  if (sd_bus_call_method(bus.get(), driver::kBusName, "/", "org.freedesktop.DBus.Peer", "Ping",
+                         nullptr, nullptr, "") < 0) {
+    std::fputs("vx310ctl: the driver service does not answer\n", stderr);
+    return kFailed;
+  }
+  return kDone;
 }
 
 Interfaces::Interfaces() {
-  const QuietStandardOutput quiet;
+  const Quiet quiet(STDOUT_FILENO);
   GUID identity{};
   std::string_view(kVX310DriverClass).copy(identity.data(), identity.size() - 1);
   vqapiInit(collect, &devices_, identity);
@@ -61,25 +68,28 @@ Interfaces::~Interfaces() {
 
 ExitStatus Interfaces::status() const { return devices_.empty() ? driverStatus() : kDone; }
 
-QuietStandardOutput::QuietStandardOutput() {
+Quiet::Quiet(int descriptor) : descriptor_(descriptor) {
   std::fflush(stdout);
-  kept_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+  kept_ = fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
   const driver::FileDescriptor nothing(open("/dev/null", O_WRONLY | O_CLOEXEC));
-  if (kept_ >= 0 && nothing) dup2(nothing.get(), STDOUT_FILENO);
+  if (kept_ >= 0 && nothing) dup2(nothing.get(), descriptor_);
 }
 
-QuietStandardOutput::~QuietStandardOutput() {
+Quiet::~Quiet() {
   std::fflush(stdout);
   if (kept_ < 0) return;
-  dup2(kept_, STDOUT_FILENO);
+  dup2(kept_, descriptor_);
   close(kept_);
 }
 
-void QuietStandardOutput::print(const std::string& text) {
+void Quiet::print(const std::string& text) {
   std::size_t written = 0;
   while (written < text.size()) {
     const ssize_t count = write(kept_, text.data() + written, text.size() - written);
-    if (count < 0 && errno != EINTR) std::exit(kFailed);
+    if (count < 0 && errno != EINTR) {
+      std::fputs("vx310ctl: the output cannot be written\n", stderr);
+      std::exit(kFailed);
+    }
     if (count > 0) written += static_cast<std::size_t>(count);
   }
 }

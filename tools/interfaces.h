@@ -24,29 +24,33 @@ class Interfaces {
   const std::vector<USBDevice*>& all() const { return devices_; }
 
   // kDone; or with an explanation on standard error kNoDriver when no driver service is running,
-  // and kFailed when the session bus cannot be reached.
+  // and kFailed when it does not answer or the session bus cannot be reached.
   ExitStatus status() const;
 
  private:
   std::vector<USBDevice*> devices_;
 };
 
-// kDone when a driver service is on the bus; otherwise what is missing is explained on standard
-// error.
+// kDone when a driver service is on the bus and answers; otherwise what is missing is explained on
+// standard error.
 ExitStatus driverStatus();
 
-// Keeps what the device layer prints as it works off standard output, which is for results.
-class QuietStandardOutput {
+// Keeps what the device layer prints as it works off standard output, which is for results, or off
+// standard error, which is for explanations.
+class Quiet {
  public:
-  QuietStandardOutput();
-  ~QuietStandardOutput();
-  QuietStandardOutput(const QuietStandardOutput&) = delete;
-  QuietStandardOutput& operator=(const QuietStandardOutput&) = delete;
+  // STDOUT_FILENO or STDERR_FILENO.
+  explicit Quiet(int descriptor);
+  ~Quiet();
+  Quiet(const Quiet&) = delete;
+  Quiet& operator=(const Quiet&) = delete;
 
-  // Writes a result to where standard output leads, at once. Ends the program when nobody reads it.
+  // Writes a result to where the descriptor leads otherwise, at once. Ends the program when it
+  // cannot be written.
   void print(const std::string& text);
 
  private:
+  int descriptor_;
   int kept_;
 };
 

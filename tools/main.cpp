@@ -24,15 +24,21 @@ constexpr const char* kUsageText =
     "  --version                show the version and exit\n"
     "\n"
     "Settings: input-1-2, input-3-4, input-5-6, line-output, digital-output, clock-source and\n"
-    "digital-output-format. 'set' with an unknown item lists the items. What it changes lasts "
-    "until\n"
-    "the panel finds the interface the next time and sets the choices that were made in it.\n"
+    "digital-output-format. 'set' with an unknown item lists the items. What it changes lasts\n"
+    "until the panel finds the interface the next time and sets the choices that were made in it;\n"
+    "routings are also lost when the driver restarts, which starts with the clock source and the\n"
+    "output format that were set last.\n"
+    "\n"
+    "'watch' also waits for a driver to come. It ends when it is interrupted, or with status 1 "
+    "when\n"
+    "the session bus goes away.\n"
     "\n"
     "Each request to an interface waits at most 250 milliseconds for its driver.\n"
     "\n"
     "Exit status:\n"
     "  0  done\n"
-    "  1  the interface or its driver refused, failed or did not answer in time\n"
+    "  1  the interface or its driver refused, failed or did not answer in time, the session bus\n"
+    "     cannot be reached, or the output cannot be written\n"
     "  2  the command line is wrong\n"
     "  3  no driver service is running\n"
     "  4  there is no such interface\n";
@@ -64,4 +70,9 @@ ExitStatus run(const Words& words) {
 
 }  // namespace
 
-int main(int count, char** words) { return run({words + 1, words + count}); }
+int main(int count, char** words) {
+  const ExitStatus status = run({words + 1, words + count});
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+  std::fputs("vx310ctl: the output cannot be written\n", stderr);
+  return kFailed;
+}

@@ -166,8 +166,8 @@ TEST_F(ControlTool, ShowHasAllValuesOfTheInterface) {
 TEST_F(ControlTool, ShowForPeopleHasNamesAndTexts) {
   startDriver();
   EXPECT_EQ(run({"show"}), 0);
-  EXPECT_THAT(output_, HasSubstr("Digital input:         no signal\n"));
-  EXPECT_THAT(output_, HasSubstr("Inputs 5/6:            Digital\n"));
+  EXPECT_THAT(output_, HasSubstr("Digital input:          no signal\n"));
+  EXPECT_THAT(output_, HasSubstr("Inputs 5/6:             Digital\n"));
   EXPECT_THAT(output_, Not(HasSubstr("uFirmwareVersion")));
 }
 
@@ -195,10 +195,29 @@ TEST_F(ControlTool, ShowSaysWhatThePanelSays) {
 TEST_F(ControlTool, AnInterfaceThatDoesNotAnswerIsStatus1) {
   startDriver();
   sim({"fault", "stall"});
-  EXPECT_EQ(run({"show"}), 1);
-  EXPECT_THAT(errors_, HasSubstr("does not answer"));
+  for (const Words& words : {Words{"show"}, Words{"get"}, Words{"set", "clock-source", "1"}}) {
+    EXPECT_EQ(run(words), 1) << words[0];
+    EXPECT_THAT(errors_, HasSubstr("does not answer")) << words[0];
+  }
   sim({"fault", "none"});
   EXPECT_EQ(run({"show"}), 0) << errors_;
+}
+
+TEST_F(ControlTool, ASettingThatTheInterfaceDoesNotReportIsStatus1AndUnknownToWatch) {
+  startDriver();
+  for (const auto& [setting, command] :
+       {std::pair("clock-source", "15"), std::pair("digital-output-format", "27")}) {
+    sim({"fault", "none"});
+    sim({"fault", "missing", "command", command, "always"});
+    EXPECT_EQ(run({"get", setting}), 1) << setting;
+    EXPECT_EQ(run({"set", setting, "0"}), 1) << setting;
+    EXPECT_EQ(output_, "");
+    EXPECT_EQ(errors_,
+              "vx310ctl: the interface does not report its " + std::string(setting) + "\n");
+    EXPECT_EQ(run({"get", "line-output"}), 0) << errors_;
+    ChildProcess watch({VX310_CTL, "watch"}, environment());
+    EXPECT_THAT(watch.readLine(), HasSubstr(std::string(setting) + ": unknown"));
+  }
 }
 
 TEST_F(ControlTool, GetShowsOneSettingOrAllOfThem) {
@@ -241,9 +260,31 @@ TEST_F(ControlTool, ASettingThatTheInterfaceDoesNotTakeIsStatus1) {
   sim({"fault", "ignore", "always"});
   EXPECT_EQ(run({"set", "digital-output-format", "1"}), 1);
   EXPECT_THAT(errors_, HasSubstr("digital-output-format is Consumer (S/PDIF)"));
-  // Routings go through the audio device, and there is no audio server here.
+  sim({"fault", "none"});
+  sim({"fault", "refuse", "always"});
+  EXPECT_EQ(run({"set", "digital-output-format", "1"}), 1);
+  EXPECT_THAT(errors_, HasSubstr("digital-output-format is Consumer (S/PDIF)"));
+}
+
+TEST_F(ControlTool, WithoutAnAudioServerRoutingsAreShownAndCannotBeSet) {
+  startDriver();
+  EXPECT_EQ(run({"get", "line-output"}), 0);
+  EXPECT_EQ(output_, "Playback 1/2\n");
+  EXPECT_EQ(errors_, "");
+  EXPECT_EQ(run({"set", "clock-source", "1"}), 0);
+  EXPECT_EQ(errors_, "");
   EXPECT_EQ(run({"set", "line-output", "3"}), 1);
-  EXPECT_THAT(errors_, HasSubstr("line-output is Playback 1/2"));
+  EXPECT_EQ(errors_, "vx310ctl: the audio server has no device VX-310; is PipeWire running?\n");
+}
+
+TEST_F(ControlTool, OutputThatCannotBeWrittenIsStatus1) {
+  startDriver();
+  for (const char* command : {"get", "show", "list", "watch", "--help"}) {
+    ChildProcess tool({"sh", "-c", "exec \"$0\" \"$1\" > /dev/full", VX310_CTL, command},
+                      environment());
+    EXPECT_EQ(tool.wait(), 1) << command;
+    EXPECT_EQ(tool.readErrors(), "vx310ctl: the output cannot be written\n") << command;
+  }
 }
 
 TEST_F(ControlTool, SettingsOfAnInterfaceThatIsNotPluggedInAreStatus4) {
@@ -269,6 +310,28 @@ TEST_F(ControlTool, WatchHasALineForEachEvent) {
   EXPECT_EQ(watch.readLine(), "changed digital-output-format: Professional (AES3)");
   sim({"unplug"});
   EXPECT_EQ(watch.readLine(), "disconnected");
+}
+
+TEST_F(ControlTool, WatchShowsASettingThatADriverDoesNotReportAsUnknown) {
+  startDriver();
+  ChildProcess watch({VX310_CTL, "watch"}, environment());
+  EXPECT_THAT(watch.readLine(), StartsWith("connected"));
+  sim({"fault", "hang", "command", "27"});  // the output format, after which come the routings
+  sim({"digital-input", "valid", "48000"});
+  EXPECT_EQ(watch.readLine(),
+            "changed clock: digital input; digital-input: valid 48 kHz; input-1-2: unknown; "
+            "input-3-4: unknown; input-5-6: unknown; line-output: unknown; "
+            "digital-output: unknown; clock-source: unknown; digital-output-format: unknown");
+  driver().signal(SIGCONT);
+}
+
+TEST_F(ControlTool, WatchEndsWithStatus1WhenTheBusGoesAway) {
+  startDriver();
+  ChildProcess watch({VX310_CTL, "watch"}, environment());
+  EXPECT_THAT(watch.readLine(), StartsWith("connected"));
+  endBus();
+  EXPECT_EQ(watch.wait(), 1);
+  EXPECT_EQ(watch.readErrors(), "vx310ctl: the session bus has gone\n");
 }
 
 TEST_F(ControlTool, PlugAndUnplug) {
@@ -359,7 +422,7 @@ TEST_F(ControlTool, ABusThatDoesNotAnswerIsStatus1WithinSeconds) {
 
 TEST_F(ControlTool, WithoutABusTheStatusIs1) {
   setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
-  for (const Words& words : {Words{"list"}, Words{"sim", "state"}}) {
+  for (const Words& words : {Words{"list"}, Words{"get"}, Words{"watch"}, Words{"sim", "state"}}) {
     EXPECT_EQ(run(words), 1) << ::testing::PrintToString(words);
     EXPECT_THAT(errors_, HasSubstr("cannot reach the session bus"));
   }
@@ -368,10 +431,13 @@ TEST_F(ControlTool, WithoutABusTheStatusIs1) {
 TEST_F(ControlTool, AFrozenDriverIsStatus1WithinTheLimit) {
   startDriver();
   driver().signal(SIGSTOP);
-  const auto before = std::chrono::steady_clock::now();
-  EXPECT_EQ(run({"sim", "unplug"}), 1);
-  EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(4));
-  EXPECT_THAT(errors_, HasSubstr("does not answer"));
+  for (const Words& words :
+       {Words{"sim", "unplug"}, Words{"get"}, Words{"set", "line-output", "1"}, Words{"list"}}) {
+    const auto before = std::chrono::steady_clock::now();
+    EXPECT_EQ(run(words), 1) << words[0];
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(4)) << words[0];
+    EXPECT_THAT(errors_, HasSubstr("does not answer")) << words[0];
+  }
   driver().signal(SIGCONT);
 }
 

@@ -1,7 +1,10 @@
 #include "tools/watch_command.h"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <optional>
 #include <utility>
 
@@ -10,6 +13,7 @@
 #include "platform/run_loop/run_loop.h"
 #include "tools/choices.h"
 #include "tools/current_interface.h"
+#include "tools/tool_bus.h"
 
 namespace vx310ctl {
 
@@ -33,23 +37,22 @@ constexpr Field kFields[] = {
     {kInfoDigitalInputStatus, "digital-input"},
 };
 
-// The choice that a menu's info is about, and its item. A routing's value has the pair's number in
-// its upper half.
-struct MenuItem {
-  const char* choice = nullptr;
-  std::int32_t index = 0;
+// Stops the run loop when the session bus goes away, of which discovery says nothing.
+class BusEnd final : public CFRunLoopSource {
+ public:
+  explicit BusEnd(driver::Bus bus) : bus_(std::move(bus)) {}
+  int descriptor() const override { return sd_bus_get_fd(bus_.get()); }
+  void perform() override {
+    int result = 0;
+    do {
+      result = sd_bus_process(bus_.get(), nullptr);
+    } while (result > 0);
+    if (result < 0) CFRunLoopStop(CFRunLoopGetCurrent());
+  }
+
+ private:
+  driver::Bus bus_;
 };
-MenuItem menuItem(const CurrentInterface::Info& info) {
-  constexpr const char* kOutputs[] = {"line-output", "digital-output"};
-  constexpr const char* kInputs[] = {"input-1-2", "input-3-4", "input-5-6"};
-  const auto pair = static_cast<std::uint32_t>(info.value) >> 16;
-  const auto index = static_cast<std::int16_t>(info.value & 0xFFFF);
-  if (info.id == kInfoSampleClockSourceMenu) return {"clock-source", info.value};
-  if (info.id == kInfoDigitalOutputFormat) return {"digital-output-format", info.value};
-  if (info.id == kInfoOutputRouting && pair < std::size(kOutputs)) return {kOutputs[pair], index};
-  if (info.id == kInfoInputRouting && pair < std::size(kInputs)) return {kInputs[pair], index};
-  return {};
-}
 
 class Watch {
  public:
@@ -62,14 +65,9 @@ class Watch {
  private:
   void note(const CurrentInterface::Info& info) {
     for (const Field& field : kFields) {
-      if (field.id == info.id) set(field.name, info.shown ? info.text : "");
+      if (field.id == info.id) shown_[field.name] = info.shown ? info.text : "";
     }
-    const MenuItem item = menuItem(info);
-    if (!item.choice) return;
-    set(item.choice, info.shown ? itemText(*findChoice(item.choice), item.index) : "");
   }
-
-  void set(const char* name, std::string text) { shown_[name] = std::move(text); }
 
   // Prints what changed since the last line. The launch is one event, however many rounds of infos
   // it takes.
@@ -88,13 +86,14 @@ class Watch {
   // In the order of the panel: status fields, then menus.
   Values changes() {
     Values changed;
-    const auto look = [&](const std::string& name) {
-      const std::string& text = shown_[name];
+    const auto look = [&](const std::string& name, const std::string& text) {
       if (text == std::exchange(printed_[name], text)) return;
       changed.emplace_back(name, text);
     };
-    for (const Field& field : kFields) look(field.name);
-    for (const Choice& choice : choices()) look(std::string(choice.name));
+    for (const Field& field : kFields) look(field.name, shown_[field.name]);
+    for (const Choice& choice : choices()) {
+      look(std::string(choice.name), itemText(choice.items, choice.query()));
+    }
     return changed;
   }
 
@@ -127,8 +126,19 @@ ExitStatus runWatch(const std::vector<std::string>& words) {
     std::fputs("vx310ctl: 'watch' takes [--json]\nTry 'vx310ctl --help'.\n", stderr);
     return kUsage;
   }
-  const Watch watch(json);
-  for (;;) CFRunLoopRunInMode(kCFRunLoopDefaultMode, kOneHour);
+  driver::Bus bus;
+  if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
+  {
+    const Watch watch(json);
+    const auto busEnd = std::make_shared<BusEnd>(std::move(bus));
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), busEnd, kCFRunLoopDefaultMode);
+    const Quiet errors(STDERR_FILENO);  // an audio server's coming and going is not watched
+    while (!CFRunLoopRunInMode(kCFRunLoopDefaultMode, kOneHour)) {
+    }
+    CFRunLoopRemoveSource(CFRunLoopGetCurrent(), busEnd, kCFRunLoopDefaultMode);
+  }
+  std::fputs("vx310ctl: the session bus has gone\n", stderr);
+  return kFailed;
 }
 
 }  // namespace vx310ctl

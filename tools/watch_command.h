@@ -8,7 +8,7 @@
 
 namespace vx310ctl {
 
-// Runs until it is ended from outside.
+// Runs until it is ended from outside; kFailed when the session bus cannot be reached or goes away.
 ExitStatus runWatch(const std::vector<std::string>& words);
 
 }  // namespace vx310ctl

@@ -1,0 +1,20 @@
+#include "tools/messages.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace vx310ctl {
+
+ExitStatus wrong(const std::string& problem) {
+  std::fprintf(stderr, "vx310ctl: %s\nTry 'vx310ctl --help'.\n", problem.c_str());
+  return kUsage;
+}
+
+std::string lineOf(std::string_view name, std::string_view text) {
+  constexpr std::size_t kTextColumn = 24;
+  std::string line = std::string(name) + ':';
+  line.resize(std::max(line.size(), kTextColumn), ' ');
+  return line.append(text) + '\n';
+}
+
+}  // namespace vx310ctl
