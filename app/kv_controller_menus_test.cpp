@@ -6,7 +6,9 @@
 namespace {
 
 using memory_audio_server::RoutingRecord;
+using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 class Menus : public ControllerTest {
@@ -69,7 +71,17 @@ class Menus : public ControllerTest {
   std::size_t written_ = 0;
 };
 
+// In FoundHardware, in microseconds.
+constexpr unsigned kSettlingPause = 400'000;
+
 constexpr auto number(VQ_Command command) { return static_cast<std::uint32_t>(command); }
+
+// Lines of a log in which everything stands in one order.
+std::string line(VQ_Command request) { return "request " + std::to_string(number(request)); }
+std::string line(const RoutingRecord& record) {
+  return (record.input != 0 ? "input " : "output ") + std::to_string(record.pair) + " from " +
+         std::to_string(record.value);
+}
 
 // Picking -----------------------------------------------------------------------------------------
 
@@ -111,7 +123,9 @@ TEST_F(Menus, ThePickedClockSourceIsSentReadBackAndStored) {
   connect();
   ASSERT_TRUE(recording_toolkit::pickItem("KvSampleClockSourceMenu", 1));
   EXPECT_EQ(interface.clockSource, 1u);
-  EXPECT_EQ(interface.sequence.front(), number(VQ_Command::kSetClockSource));
+  EXPECT_THAT(interface.sequence, ElementsAre(number(VQ_Command::kSetClockSource),
+                                              number(VQ_Command::kGetCurrentClockSource),
+                                              number(VQ_Command::kGetCurrentClockSource)));
   EXPECT_EQ(choice("ClockSource"), 1);
   EXPECT_THAT(operations(), ElementsAre("KvSampleClockSourceMenu.setEnabled yes",
                                         "KvSampleClockSourceMenu.selectItemAtIndex 1",
@@ -123,6 +137,9 @@ TEST_F(Menus, ThePickedOutputFormatIsSentReadBackAndStored) {
   connect();
   ASSERT_TRUE(recording_toolkit::pickItem("KvDigitalOutputFormatMenu", 1));
   EXPECT_EQ(interface.digitalOutMode, 1u);
+  EXPECT_THAT(interface.sequence, ElementsAre(number(VQ_Command::kSetDigitalOutMode),
+                                              number(VQ_Command::kGetDigitalOutMode),
+                                              number(VQ_Command::kGetDigitalOutMode)));
   EXPECT_EQ(choice("DigOutFormat"), 1);
   EXPECT_THAT(operations(), ElementsAre("KvDigitalOutputFormatMenu.setEnabled yes",
                                         "KvDigitalOutputFormatMenu.selectItemAtIndex 1",
@@ -134,6 +151,9 @@ TEST_F(Menus, ThePickedInputOfUsb1IsSentReadBackAndStored) {
   connect();
   ASSERT_TRUE(recording_toolkit::pickItem("KvUsb1ModeInputSelectionMenu", 1));
   EXPECT_EQ(interface.digitalOutSelector, 1u);
+  EXPECT_THAT(interface.sequence, ElementsAre(number(VQ_Command::kSetDigitalOutSelector),
+                                              number(VQ_Command::kGetDigitalOutSelector),
+                                              number(VQ_Command::kGetDigitalOutSelector)));
   EXPECT_EQ(choice("USB11Mode"), 1);
   EXPECT_THAT(operations(), ElementsAre("KvUsb1ModeInputSelectionMenu.setEnabled yes",
                                         "KvUsb1ModeInputSelectionMenu.setHidden no",
@@ -169,6 +189,15 @@ TEST_F(Menus, ADeviceThatIgnoresASettingShowsItsOwnAndThePickIsKept) {
   interface.digitalOutMode = 0;
   connect();
   interface.ignoresSettings = true;
+  recording_toolkit::pickItem("KvDigitalOutputFormatMenu", 1);
+  EXPECT_EQ(control("KvDigitalOutputFormatMenu").selectedItem, 0);
+  EXPECT_EQ(choice("DigOutFormat"), 1);
+}
+
+TEST_F(Menus, ADeviceThatRefusesASettingShowsItsOwnAndThePickIsKept) {
+  connect();
+  interface.digitalOutMode = 0;
+  interface.refusesSettings = true;
   recording_toolkit::pickItem("KvDigitalOutputFormatMenu", 1);
   EXPECT_EQ(control("KvDigitalOutputFormatMenu").selectedItem, 0);
   EXPECT_EQ(choice("DigOutFormat"), 1);
@@ -242,39 +271,54 @@ TEST_F(Menus, ChoicesThatAreOnlyShownAreNotSent) {
 TEST_F(Menus, ChoicesAreSentInTheSameOrderEachBeforeItsMenuIsSelected) {
   connect();
   controller->setPrefsDictionaryWithValues(5, 6, 7, 3, 4, 2, 1, 9, 8);
-  controller->InitRoutingValuesAndSet(true);
-  EXPECT_THAT(sent(),
-              ElementsAre(RoutingRecord{0, 0, 3}, RoutingRecord{0, 1, 4}, RoutingRecord{1, 0, 5},
-                          RoutingRecord{1, 1, 6}, RoutingRecord{1, 2, 7}));
-  std::vector<std::uint32_t> settings;
-  for (const std::uint32_t command : interface.sequence) {
-    if (command == number(VQ_Command::kSetDigitalOutSelector) ||
-        command == number(VQ_Command::kSetDigitalOutMode) ||
-        command == number(VQ_Command::kSetClockSource)) {
-      settings.push_back(command);
+  // Requests and routings are noted when the next operation comes, of which each has its own.
+  Log log;
+  std::size_t requests = 0;
+  std::size_t routings = 0;
+  recording_toolkit::onOperation([&](const std::string& operation) {
+    for (; requests < interface.sequence.size(); ++requests) {
+      log.push_back(line(static_cast<VQ_Command>(interface.sequence[requests])));
     }
-  }
-  EXPECT_THAT(settings, ElementsAre(number(VQ_Command::kSetDigitalOutSelector),
-                                    number(VQ_Command::kSetDigitalOutMode),
-                                    number(VQ_Command::kSetClockSource)));
-  EXPECT_THAT(
-      operations(),
-      ElementsAre(
-          "KvUsb1ModeInputSelectionMenu.setEnabled yes",
-          "KvUsb1ModeInputSelectionMenu.setHidden no",
-          "KvUsb1ModeInputSelectionMenu.selectItemAtIndex 8",
-          "KvUsb1ModeInputSelectionTitle.setHidden no",
-          "KvUsb1ModeInputSelectionMenu.selectItemAtIndex 8",
-          "KvDigitalOutputFormatMenu.setEnabled yes",
-          "KvDigitalOutputFormatMenu.selectItemAtIndex 2", "KvDigitalOutputFormatMenu.setHidden no",
-          "KvDigitalOutputFormatTitle.setHidden no",
-          "KvDigitalOutputFormatMenu.selectItemAtIndex 2", "KvIoROutLineMenu.selectItemAtIndex 3",
-          "KvIoROutDigitalMenu.selectItemAtIndex 4", "KvIoRInCh1And2Menu.selectItemAtIndex 5",
-          "KvIoRInCh3And4Menu.selectItemAtIndex 6", "KvIoRInCh5And6Menu.selectItemAtIndex 7",
-          "KvSampleClockSourceMenu.setEnabled yes", "KvSampleClockSourceMenu.selectItemAtIndex 1",
-          "KvSampleClockSourceMenu.setHidden no", "KvSampleClockSourceTitle.setHidden no",
-          "KvSampleClockSourceMenu.selectItemAtIndex 1",
-          "KvCoreAudioPerformanceMenu.selectItemAtIndex 9"));
+    for (; routings < sent().size(); ++routings) log.push_back(line(sent()[routings]));
+    log.push_back(operation);
+  });
+  controller->InitRoutingValuesAndSet(true);
+  recording_toolkit::onOperation({});
+  EXPECT_EQ(log, (Log{line(VQ_Command::kSetDigitalOutSelector),
+                      line(VQ_Command::kGetDigitalOutSelector),
+                      "KvUsb1ModeInputSelectionMenu.setEnabled yes",
+                      "KvUsb1ModeInputSelectionMenu.setHidden no",
+                      "KvUsb1ModeInputSelectionMenu.selectItemAtIndex 8",
+                      "KvUsb1ModeInputSelectionTitle.setHidden no",
+                      line(VQ_Command::kGetDigitalOutSelector),
+                      "KvUsb1ModeInputSelectionMenu.selectItemAtIndex 8",
+                      line(VQ_Command::kSetDigitalOutMode),
+                      line(VQ_Command::kGetDigitalOutMode),
+                      "KvDigitalOutputFormatMenu.setEnabled yes",
+                      "KvDigitalOutputFormatMenu.selectItemAtIndex 2",
+                      "KvDigitalOutputFormatMenu.setHidden no",
+                      "KvDigitalOutputFormatTitle.setHidden no",
+                      line(VQ_Command::kGetDigitalOutMode),
+                      "KvDigitalOutputFormatMenu.selectItemAtIndex 2",
+                      line(RoutingRecord{0, 0, 3}),
+                      "KvIoROutLineMenu.selectItemAtIndex 3",
+                      line(RoutingRecord{0, 1, 4}),
+                      "KvIoROutDigitalMenu.selectItemAtIndex 4",
+                      line(RoutingRecord{1, 0, 5}),
+                      "KvIoRInCh1And2Menu.selectItemAtIndex 5",
+                      line(RoutingRecord{1, 1, 6}),
+                      "KvIoRInCh3And4Menu.selectItemAtIndex 6",
+                      line(RoutingRecord{1, 2, 7}),
+                      "KvIoRInCh5And6Menu.selectItemAtIndex 7",
+                      line(VQ_Command::kSetClockSource),
+                      line(VQ_Command::kGetCurrentClockSource),
+                      "KvSampleClockSourceMenu.setEnabled yes",
+                      "KvSampleClockSourceMenu.selectItemAtIndex 1",
+                      "KvSampleClockSourceMenu.setHidden no",
+                      "KvSampleClockSourceTitle.setHidden no",
+                      line(VQ_Command::kGetCurrentClockSource),
+                      "KvSampleClockSourceMenu.selectItemAtIndex 1",
+                      "KvCoreAudioPerformanceMenu.selectItemAtIndex 9"}));
 }
 
 TEST_F(Menus, WithEmptyPreferencesZeroIsSentForEachChoice) {
@@ -310,7 +354,21 @@ TEST_F(Menus, ChoicesOutsideTheItemsAreSentAsTheyAreAndSelectNothing) {
 
 TEST_F(Menus, AnArrivalAppliesTheChoicesAfterThePause) {
   controller->setPrefsDictionaryWithValues(3, 3, 3, 4, 4, 1, 1, 0, 1);
+  interface.clockSource = interface.digitalOutMode = interface.digitalOutSelector = 0;
+  recording_toolkit::clearLog();
+  int pauses = 0;
+  memory_clock::onPause([&](unsigned microseconds) {
+    if (microseconds != kSettlingPause) return;
+    ++pauses;
+    EXPECT_EQ(interface.clockSource, 0u);
+    EXPECT_EQ(interface.digitalOutMode, 0u);
+    EXPECT_EQ(interface.digitalOutSelector, 0u);
+    EXPECT_THAT(sent(), IsEmpty());
+    EXPECT_THAT(recording_toolkit::log(), testing::Not(Contains(HasSubstr("selectItemAtIndex"))));
+  });
   connect();
+  memory_clock::onPause({});
+  EXPECT_EQ(pauses, 1);
   EXPECT_EQ(interface.clockSource, 1u);
   EXPECT_EQ(interface.digitalOutMode, 1u);
   EXPECT_EQ(interface.digitalOutSelector, 1u);
@@ -330,7 +388,15 @@ TEST_F(Menus, TheDevicesStateBecomesTheChoicesWithThePerformanceReset) {
   interface.digitalOutMode = 1;
   interface.clockSource = 1;
   interface.usb1Mode = 6;
+  testing::internal::CaptureStdout();
   controller->GetRoutingValues();
+  std::fflush(stdout);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "getRouting RoutingIn0 returns: 2\n"
+            "getRouting RoutingIn1 returns: 1\n"
+            "getRouting RoutingIn2 returns: 3\n"
+            "getRouting RoutingOut0 returns: 4\n"
+            "getRouting RoutingOut1 returns: 3\n");
   EXPECT_EQ(storedChoices(), (CFDictionary{{"In12", 2},
                                            {"In34", 1},
                                            {"In56", 3},
@@ -382,6 +448,9 @@ TEST_F(Menus, ThePerformanceMenuAndItsLabelMoveToTheLeftAndToTheCentre) {
               ElementsAre("KvCoreAudioPerformanceMenu.setFrame (13, 20) 120x22",
                           "KvCoreAudioPerformanceTitle.setFrame (13, 60) 90x16", "window.display"));
   controller->setCenterLatencyWidgets();
+  EXPECT_THAT(operations(), ElementsAre("KvCoreAudioPerformanceMenu.setFrame (130, 20) 120x22",
+                                        "KvCoreAudioPerformanceTitle.setFrame (130, 60) 90x16",
+                                        "window.display"));
   EXPECT_EQ(control("KvCoreAudioPerformanceMenu").frame, (NSRect{{130, 20}, {120, 22}}));
   EXPECT_EQ(control("KvCoreAudioPerformanceTitle").frame, (NSRect{{130, 60}, {90, 16}}));
 }

@@ -4,9 +4,11 @@
 // nothing: it holds no value and drops what it is told. Main thread only.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "platform/preferences/preferences.h"
 

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 #include "platform/preferences/memory/memory_preferences.h"
 
 namespace {
@@ -62,7 +64,7 @@ TEST(IntValue, OfNothingAndOfOtherTypesIsZero) {
   EXPECT_EQ(intValue(std::nullopt), 0);
   EXPECT_EQ(intValue(CFValue(CFData{1})), 0);
   EXPECT_EQ(intValue(CFValue(CFArray{1})), 0);
-  EXPECT_EQ(intValue(CFValue(0.0 / 0.0 * 1.0)), 0);
+  EXPECT_EQ(intValue(CFValue(std::numeric_limits<double>::quiet_NaN())), 0);
 }
 
 }  // namespace

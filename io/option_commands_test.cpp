@@ -151,6 +151,20 @@ TEST_F(OptionCommands, ADeviceThatIgnoresAnOptionIsShownAndStoredAsItIs) {
   EXPECT_EQ(stored("DigitalOutSel"), "1");
 }
 
+TEST_F(OptionCommands, ADeviceThatRefusesAnOptionIsShownAndStoredAsItIs) {
+  interface.clockSource = 2;
+  connect();
+  interface.refusesSettings = true;
+  SampleClockSource(1);
+  DigitalOutputFormat(7);
+  Usb11Mode(7);
+  EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 10 true 0 \"\"", "ShowInfo 11 true 1 \"\"",
+                                       "ShowInfo 9 true 1 \"\""));
+  EXPECT_EQ(stored("ClockSource"), "2");
+  EXPECT_EQ(stored("DigitalOutMode"), "1");
+  EXPECT_EQ(stored("DigitalOutSel"), "1");
+}
+
 TEST_F(OptionCommands, OptionsDoNothingWithoutADevice) {
   start();
   SampleClockSource(1);

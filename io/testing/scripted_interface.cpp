@@ -32,6 +32,13 @@ memory_registry::Answer ScriptedInterface::respond(std::span<const std::uint8_t>
   sequence.push_back(command);
   if (std::find(deaf.begin(), deaf.end(), command) != deaf.end()) return std::nullopt;
 
+  const bool isSetting = record.command() == VQ_Command::kSetClockSource ||
+                         record.command() == VQ_Command::kSetDigitalOutMode ||
+                         record.command() == VQ_Command::kSetDigitalOutSelector;
+  if (isSetting && refusesSettings) {
+    return std::vector<std::uint8_t>(record.bytes.begin(), record.bytes.begin() + sizeof command);
+  }
+
   switch (record.command()) {
     case VQ_Command::kGetUsbSpeed:
       record.setWord(0, usb2);

@@ -39,6 +39,8 @@ struct ScriptedInterface {
   bool opens = true;
   // Answers settings with what it had.
   bool ignoresSettings = false;
+  // Answers settings with their command number alone, as the driver does what it refuses.
+  bool refusesSettings = false;
 
   // Publishes the interface as it is now; later changes of this object change what it answers, but
   // not the properties that it was published with. It must outlive the registry's content.

@@ -54,6 +54,10 @@ Control& control(std::string_view name);
 const std::vector<std::string>& log();
 void clearLog();
 
+// Calls `action` with each operation after it was written down, for tests that see in which order
+// it comes with what happens elsewhere. An empty action ends that.
+void onOperation(std::function<void(const std::string& operation)> action);
+
 // Makes the resource, which otherwise exists, one that cannot be found.
 void removeImage(std::string name);
 

@@ -21,7 +21,10 @@ void perform(const NSNib::Action& action) {
 
 State& state() { return *currentState; }
 
-void record(std::string line) { state().log.push_back(std::move(line)); }
+void record(std::string line) {
+  state().log.push_back(std::move(line));
+  if (state().onOperation) state().onOperation(state().log.back());
+}
 
 NSTextField Window::textField(std::string_view name) {
   return NSTextField(outlet(name, Kind::kTextField));
@@ -78,6 +81,10 @@ Control& control(std::string_view name) {
 const std::vector<std::string>& log() { return state().log; }
 
 void clearLog() { state().log.clear(); }
+
+void onOperation(std::function<void(const std::string&)> action) {
+  state().onOperation = std::move(action);
+}
 
 void removeImage(std::string name) { state().missingImages.insert(std::move(name)); }
 

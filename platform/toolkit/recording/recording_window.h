@@ -43,6 +43,7 @@ class Window final : public NSNib {
 struct State {
   Window window;
   std::vector<std::string> log;
+  std::function<void(const std::string&)> onOperation;
   std::set<std::string, std::less<>> missingImages;
   std::string mainBundlePath = "/Applications/Panel.app";
   bool openFileResult = true;
