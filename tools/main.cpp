@@ -3,6 +3,7 @@
 
 #include "tools/choice_commands.h"
 #include "tools/device_commands.h"
+#include "tools/messages.h"
 #include "tools/sim_command.h"
 #include "tools/watch_command.h"
 
@@ -29,9 +30,8 @@ constexpr const char* kUsageText =
     "routings are also lost when the driver restarts, which starts with the clock source and the\n"
     "output format that were set last.\n"
     "\n"
-    "'watch' also waits for a driver to come. It ends when it is interrupted, or with status 1 "
-    "when\n"
-    "the session bus goes away.\n"
+    "'watch' also waits for a driver to come. It ends when it is interrupted, or with status 1\n"
+    "when the session bus goes away.\n"
     "\n"
     "Each request to an interface waits at most 250 milliseconds for its driver.\n"
     "\n"
@@ -59,13 +59,7 @@ ExitStatus run(const Words& words) {
     std::puts("vx310ctl " VX310_VERSION);
     return kDone;
   }
-  if (command.empty()) {
-    std::fputs("vx310ctl: a command is missing\n", stderr);
-  } else {
-    std::fprintf(stderr, "vx310ctl: there is no command '%s'\n", command.c_str());
-  }
-  std::fputs("Try 'vx310ctl --help'.\n", stderr);
-  return kUsage;
+  return wrong(command.empty() ? "a command is missing" : "there is no command '" + command + "'");
 }
 
 }  // namespace

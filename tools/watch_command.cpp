@@ -13,6 +13,7 @@
 #include "platform/run_loop/run_loop.h"
 #include "tools/choices.h"
 #include "tools/current_interface.h"
+#include "tools/messages.h"
 #include "tools/tool_bus.h"
 
 namespace vx310ctl {
@@ -122,10 +123,7 @@ class Watch {
 
 ExitStatus runWatch(const std::vector<std::string>& words) {
   const bool json = words.size() == 1 && words[0] == "--json";
-  if (!words.empty() && !json) {
-    std::fputs("vx310ctl: 'watch' takes [--json]\nTry 'vx310ctl --help'.\n", stderr);
-    return kUsage;
-  }
+  if (!words.empty() && !json) return wrong("'watch' takes [--json]");
   driver::Bus bus;
   if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
   {
