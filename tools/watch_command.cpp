@@ -99,7 +99,7 @@ class Watch {
   }
 
   void print(const char* event, const Values& values) {
-    std::string line = json_ ? std::string("{\"event\": \"") + event + "\"" : event;
+    std::string line = json_ ? "{\"event\": " + driver::jsonText(event) : event;
     const char* separator = " ";
     for (const auto& [name, text] : values) {
       if (json_) {

@@ -47,6 +47,18 @@ class RecordingToolkit : public testing::Test {
   ~RecordingToolkit() override { recording_toolkit::reset(); }
 };
 
+TEST_F(RecordingToolkit, TellsOfEachOperationUntilToldOtherwise) {
+  NSTextField field = nib().textField("Field");
+  std::vector<std::string> told;
+  recording_toolkit::onOperation([&](const std::string& operation) { told.push_back(operation); });
+  field.setHidden(false);
+  EXPECT_EQ(told, recording_toolkit::log());
+  EXPECT_EQ(told.size(), 1u);
+  recording_toolkit::onOperation({});
+  field.setHidden(true);
+  EXPECT_EQ(told.size(), 1u);
+}
+
 TEST_F(RecordingToolkit, WritesEachOperationDownInOrder) {
   NSTextField field = nib().textField("Field");
   field.setHidden(false);
