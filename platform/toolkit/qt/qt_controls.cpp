@@ -23,9 +23,10 @@ int flipped(const QWidget& widget, int y, int height) {
   return (enclosing ? enclosing->height() : 0) - y - height;
 }
 
-bool fits(const QLabel& label) {
+// The text, or as much of its beginning as the label has room for.
+QString fitting(const QLabel& label, const QString& text) {
   label.ensurePolished();
-  return label.fontMetrics().horizontalAdvance(label.text()) <= label.contentsRect().width();
+  return label.fontMetrics().elidedText(text, Qt::ElideRight, label.contentsRect().width());
 }
 
 // A tool tip guesses whether its text is markup; this one always is, and so wraps.
@@ -88,8 +89,11 @@ void NSTextField::setStringValue(std::string_view text) {
   QLabel* label = labelOf(*this);
   if (!label) return;
   label->setTextFormat(Qt::PlainText);  // what a device says is never markup
-  label->setText(QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())));
-  label->setToolTip(fits(*label) ? QString() : asMarkup(label->text()));
+  const QString whole = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+  label->setText(fitting(*label, whole));
+  const bool fits = label->text() == whole;
+  label->setToolTip(fits ? QString() : asMarkup(whole));
+  label->setAccessibleName(fits ? QString() : whole);
 }
 
 void NSPopUpButton::selectItemAtIndex(std::int32_t index) {

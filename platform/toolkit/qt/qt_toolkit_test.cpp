@@ -4,6 +4,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <QAccessible>
 #include <QApplication>
 #include <QComboBox>
 #include <QKeyEvent>
@@ -372,7 +373,7 @@ TEST_F(QtToolkit, TheLongestTextsFit) {
   run();
 }
 
-TEST_F(QtToolkit, ATextThatDoesNotFitIsReadInTheToolTipOfItsField) {
+TEST_F(QtToolkit, ATextThatDoesNotFitIsCutVisiblyAndReadInTheToolTipOfItsField) {
   whenRunning = [] {
     auto* label = find<QLabel>("KvDeviceField");
     NSTextField field(static_cast<QWidget*>(label));
@@ -382,8 +383,15 @@ TEST_F(QtToolkit, ATextThatDoesNotFitIsReadInTheToolTipOfItsField) {
     EXPECT_EQ(label->toolTip(),
               "<p>The &lt;b&gt;interface&lt;/b&gt; in the upper half of the rack &amp; its "
               "&quot;name&quot;</p>");
+    EXPECT_TRUE(label->text().startsWith("The <b>interface</b> "));
+    EXPECT_TRUE(label->text().endsWith(QChar(0x2026)));
+    EXPECT_LE(label->fontMetrics().horizontalAdvance(label->text()), label->width());
+    EXPECT_EQ(QAccessible::queryAccessibleInterface(label)->text(QAccessible::Name),
+              "The <b>interface</b> in the upper half of the rack & its \"name\"");
     field.setStringValue("none found");
+    EXPECT_EQ(label->text(), "none found");
     EXPECT_EQ(label->toolTip(), "");
+    EXPECT_EQ(label->accessibleName(), "");
     NSAppTerminate();
   };
   run();
