@@ -70,8 +70,12 @@ class NameOwner {
 
   void take() {
     const int result = sd_bus_request_name(bus_, driver::kBusName, 0);
-    if (result < 0)
+    if (result == -EEXIST) {
+      std::fputs("vx310-driver: another driver service is running already\n", stderr);
+      sd_event_exit(event_, EXIT_FAILURE);
+    } else if (result < 0) {
       sd_event_exit(event_, failed("cannot own the name com.vantrel.Driver1", result));
+    }
   }
 
  private:

@@ -61,7 +61,6 @@ class Session:
             XDG_CONFIG_HOME=str(self.folder / "config"),
             XDG_CACHE_HOME=str(self.folder / "cache"),
             DBUS_SESSION_BUS_ADDRESS=f"unix:path={runtime}/bus",
-            VX310_SYSTEM_ROOT=str(pathlib.Path(build) / "share/vx310-panel/system-root"),
             QT_QPA_PLATFORM="xcb",
             QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
             NO_AT_BRIDGE="0",

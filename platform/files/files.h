@@ -3,8 +3,8 @@
 // Paths are absolute paths of the described system, such as "/System/Library/Extensions/…". Where
 // they lie on this machine is the back end's business.
 //
-// Back ends: posix/ (below a system root, compiled in and overridden by the environment variable
-// VX310_SYSTEM_ROOT; the Preferences folder is that of the preferences), memory/ (files given by
+// Back ends: posix/ (below a system root, which lies beside the programs unless the environment
+// variable VX310_SYSTEM_ROOT names another; the Preferences folder is that of the preferences), memory/ (files given by
 // tests). Main thread only.
 #pragma once
 

@@ -2,7 +2,9 @@
 #include <fcntl.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "platform/files/files.h"
 #include "platform/posix/posix.h"
@@ -14,7 +16,10 @@ constexpr std::size_t kLargestFile = 16 << 20;
 
 std::string systemRoot() {
   const char* root = std::getenv("VX310_SYSTEM_ROOT");
-  return root && *root ? root : VX310_SYSTEM_ROOT_DEFAULT;
+  if (root && *root) return root;
+  std::error_code error;
+  const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+  return program.parent_path() / VX310_SYSTEM_ROOT_BESIDE_PROGRAMS;
 }
 
 // Opening anything but a file might wait.

@@ -1,11 +1,13 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string>
 #include <utility>
 
 #include "platform/files/files.h"
@@ -78,6 +80,17 @@ TEST_F(PosixFiles, AnEmptySystemRootVariableIsNoSystemRoot) {
   write("/Info.plist", plist("<dict/>"));
   setenv("VX310_SYSTEM_ROOT", "", 1);
   EXPECT_EQ(dictionaryWithContentsOfFile((root / "Info.plist").string()), std::nullopt);
+}
+
+TEST_F(PosixFiles, TheSystemRootOfAnInstallationLiesBesideItsPrograms) {
+  unsetenv("VX310_SYSTEM_ROOT");
+  const fs::path installed = fs::read_symlink("/proc/self/exe").parent_path().parent_path() /
+                             "share/vx310-panel/system-root";
+  const fs::path own = installed / ("test-" + std::to_string(getpid()));
+  fs::create_directories(own);
+  std::ofstream(own / "Info.plist") << plist("<dict/>");
+  EXPECT_TRUE(dictionaryWithContentsOfFile("/" + own.filename().string() + "/Info.plist"));
+  fs::remove_all(own);
 }
 
 FSRef preferences() {
