@@ -43,6 +43,8 @@ std::int32_t LumSortedCollection::findIndex(LumObject* object) {
   std::int32_t found = -1;
   for (std::int32_t high = count() - 1; low <= high;) {
     const std::int32_t middle = low + (high - low) / 2;
+    // Nothing is there any more while all are being removed.
+    if (items()[middle] == nullptr) return -1;
     const std::int32_t order = items()[middle]->compare(*object);
     if (order < 0) {
       low = middle + 1;

@@ -90,6 +90,28 @@ TEST(LumSortedCollection, AnUnsortedAddEndsTheOrder) {
   EXPECT_EQ(collection.findIndex(&wanted), 0);
 }
 
+TEST(LumSortedCollection, ASearchWhileAllAreRemovedFindsNothing) {
+  class Asking : public LumString {
+   public:
+    Asking(LumSortedCollection& collection, std::int32_t& answer)
+        : LumString("b"), collection_(collection), answer_(answer) {}
+    ~Asking() override {
+      LumString wanted("b");
+      answer_ = collection_.findIndex(&wanted);
+    }
+
+   private:
+    LumSortedCollection& collection_;
+    std::int32_t& answer_;
+  };
+  LumSortedCollection collection;
+  std::int32_t answer = 7;
+  collection.add(new LumString("a"));
+  collection.add(new Asking(collection, answer));
+  collection.removeAll();
+  EXPECT_EQ(answer, -1);
+}
+
 TEST(LumSortedCollection, AnUnsortedAddOfNullChangesNothing) {
   LumSortedCollection collection;
   EXPECT_FALSE(collection.addUnsorted(nullptr));

@@ -196,8 +196,8 @@ bool LumString::appendMoving(const char* bytes, std::int32_t count) {
   const bool own = liesIn(bytes, buffer_, length_ + 1);
   const std::ptrdiff_t offset = own ? bytes - buffer_ : 0;
   if (end >= getCapacity()) {
+    growBuffer(end + 3);  // with the string's own bytes behind an inner NUL
     countLength();
-    growBuffer(end + 3);
   }
   makeRoom(end + 1);
   if (own) bytes = buffer_ + offset;
@@ -215,7 +215,9 @@ char* LumString::room(std::int32_t count) {
   return buffer_ + length_;
 }
 
-char* LumString::endOfRoom() const { return buffer_ - front_ + bufferSize(capacity_) - 1; }
+char* LumString::endOfRoom() const {
+  return std::min(buffer_ - front_ + bufferSize(capacity_) - 1, buffer_ + kMaxLength);
+}
 
 void LumString::setEnd(char* end) {
   *end = '\0';

@@ -570,4 +570,14 @@ TEST(LumString, ManyOccurrencesAreReplaced) {
   EXPECT_EQ(string.getLength(), kOccurrences * 3);
 }
 
+TEST(LumString, ItsOwnTailFromBehindAnInnerNulIsAppendedWhole) {
+  LumString string("x,ab");
+  LumString token;
+  string.getToken(",", token);
+  string += '\0';
+  for (int i = 0; i < 30; ++i) string += 'c';
+  string += string.getCharPointer() + 3;
+  EXPECT_EQ(std::string(string.getCharPointer()), "ab" + std::string(30, 'c'));
+}
+
 }  // namespace

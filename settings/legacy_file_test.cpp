@@ -266,11 +266,17 @@ TEST_F(LegacyFile, ANameHoldsLettersDigitsAndUnderscoresAndAnyOtherByteEndsTheTa
   }
 }
 
-TEST_F(LegacyFile, AValueHoldsAnyByteButNulAndTheQuote) {
+TEST_F(LegacyFile, AValueHoldsAnyCharacterButNulAndTheQuote) {
   for (int byte = 1; byte < 256; ++byte) {
     if (byte == '"') continue;
-    const std::string value = std::string("v") + static_cast<char>(byte) + "v";
-    EXPECT_EQ(takenOver("<Settings><X K=\"" + value + "\"/></Settings>").at("K"), CFValue(value))
+    const std::string character(1, static_cast<char>(byte));
+    // In the file a character is a byte; in the preferences those behind ASCII are two of UTF-8.
+    const std::string utf8 = byte < 0x80 ? character
+                             : byte < 0xC0
+                                 ? "\xC2" + character
+                                 : "\xC3" + std::string(1, static_cast<char>(byte - 0x40));
+    EXPECT_EQ(takenOver("<Settings><X K=\"v" + character + "v\"/></Settings>").at("K"),
+              CFValue("v" + utf8 + "v"))
         << byte;
   }
 }

@@ -115,6 +115,9 @@ TEST_F(OrbekRecords, AShortBlockReplacesTheBytesThatItHas) {
   expected.configuration.sampleRate = 1;
   expected.configuration.numInputs = 2;
   EXPECT_EQ(record, expected);
+  put(kKey, CFData());
+  EXPECT_TRUE(store.getOrbekConfigAndMapping(record, uid.bytes));
+  EXPECT_EQ(record, expected);
 }
 
 TEST_F(OrbekRecords, ALongBlockFillsTheRecordAndNothingBehindIt) {

@@ -101,6 +101,22 @@ bool getBlock(std::span<std::uint8_t> bytes, std::string_view key, std::string_v
   return data.has_value();
 }
 
+template <typename Value>
+std::span<std::uint8_t> bytesOf(Value& value) {
+  return {reinterpret_cast<std::uint8_t*>(&value), sizeof value};
+}
+
+// The older file is in ISO-8859-1, the preferences are in UTF-8.
+std::string utf8OfLatin1(std::string_view text) {
+  std::string utf8;
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte >= 0x80) utf8 += static_cast<char>(0xC0 | byte >> 6);
+    utf8 += static_cast<char>(byte < 0x80 ? byte : 0x80 | (byte & 0x3F));
+  }
+  return utf8;
+}
+
 // Nothing when there is no memory for it, or nothing to copy.
 std::optional<CFData> createData(const void* bytes, std::size_t size) {
   if (!bytes) return std::nullopt;
@@ -165,7 +181,8 @@ void OSXAsioRegistry::convertToCFPrefs() {
       const XML::Node* element = settings->getNode(i);
       for (std::int32_t j = 0; j < element->getCountAttributes(); ++j) {
         const XML::Attribute* attribute = element->getAttribute(j);
-        CFPreferencesSetAppValue(attribute->getName(), attribute->getValue(), applicationId_);
+        CFPreferencesSetAppValue(attribute->getName(), utf8OfLatin1(attribute->getValue()),
+                                 applicationId_);
         CFPreferencesAppSynchronize(applicationId_);
       }
     }
@@ -346,9 +363,7 @@ bool OSXAsioRegistry::setStringValue(std::optional<std::string_view> value, std:
 }
 
 bool OSXAsioRegistry::getUInt64Value(std::uint64_t& value, std::string_view key) const {
-  const auto data = dataUnder(key, applicationId_);
-  if (data) std::memcpy(&value, data->data(), std::min(data->size(), sizeof value));
-  return data.has_value();
+  return getBlock(bytesOf(value), key, applicationId_);
 }
 
 void OSXAsioRegistry::setUInt64Value(std::uint64_t value, std::string_view key) {
@@ -361,13 +376,11 @@ bool OSXAsioRegistry::getOrbekConfigAndMapping(VQ_Orbek_ConfigAndMap& record,
                                                const char* uid) const {
   platform::syslog(platform::LogPriority::kNotice, "%s\n", kGetOrbekSignature);
   const std::uint64_t id = deviceId(uid);
-  const auto data = dataUnder(recordKey(id), applicationId_);
-  if (!data) {
+  if (!getBlock(bytesOf(record), recordKey(id), applicationId_)) {
     platform::syslog(platform::LogPriority::kError, "%s No prefs for device %16llX",
                      kGetOrbekSignature, static_cast<unsigned long long>(id));
     return false;
   }
-  std::memcpy(&record, data->data(), std::min(data->size(), sizeof record));
   return true;
 }
 

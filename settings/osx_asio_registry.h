@@ -108,8 +108,9 @@ class OSXAsioRegistry : public XML::Doc {
 
   // --- Any key ---
 
-  // The number that the text starts with, blanks before it aside, cut to the variable's width; 0
-  // when there is none. False when the key is missing.
+  // The number that the text starts with, blanks before it aside: what does not fit a signed 32-bit
+  // number gives the nearest that does, which is then cut to the variable's width. 0 when there is
+  // none. False when the key is missing.
   bool getUInt32Value(std::uint32_t& value, std::string_view key) const;
   bool getUInt16Value(std::uint16_t& value, std::string_view key) const;
   bool getUInt8Value(std::uint8_t& value, std::string_view key) const;
@@ -147,7 +148,8 @@ class OSXAsioRegistry : public XML::Doc {
   void setOrbekConfigAndMapping(const VQ_Orbek_ConfigAndMap& record);
 
   // Sets the clock source, USB 1.1 mode, digital output mode and selector from their keys, and to 0
-  // where the key is missing; all else to its default. Says in the system log what was found.
+  // where the key is missing; all else to its default, but for the first word, which stays. Says in
+  // the system log what was found.
   void loadAjExt(VqAjExtData& data) const;
 
  private:

@@ -406,6 +406,9 @@ TEST_F(Store, A64BitNumberTakesTheBytesThatAreThereAndFit) {
   put("Key", CFData(9, 0));
   EXPECT_TRUE(store.getUInt64Value(value, "Key"));
   EXPECT_EQ(value, 0u);
+  put("Key", CFData());
+  EXPECT_TRUE(store.getUInt64Value(value, "Key"));
+  EXPECT_EQ(value, 0u);
 }
 
 }  // namespace

@@ -44,7 +44,8 @@ class Attribute : public LumObject, public ArenaObject {
   void setValue(float value);
 
   // The number that the value starts with; 0 when there is none, the nearest possible value when it
-  // is too large.
+  // is too large. Unsigned, a minus sign negates within the 32 bits, and what is too far below 0 is
+  // the largest value.
   std::int32_t getValueLong() const;
   std::uint32_t getValueULong() const;
   float getValueFloat() const;

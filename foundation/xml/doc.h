@@ -4,7 +4,8 @@
 // and a document type line. What it takes and what it refuses is that of the files it was made for,
 // not of the XML standard: names are letters, digits and '_'; blanks after '>' are dropped wherever
 // it stands; of an element's text the last run is kept, undecoded; the end of the text closes what
-// is open. Text of any bytes up to the first NUL is read to its end or refused.
+// is open, but for a tag, a value or an element's text that it cuts: that is refused. Text of any
+// bytes up to the first NUL is read to its end or refused.
 //
 // Nodes that were read refer to the text until they are changed: as long as one of them lives, so
 // does the memory of all that was read with it.
