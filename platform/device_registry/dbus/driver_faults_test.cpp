@@ -35,6 +35,27 @@ std::set<int> openDescriptors() {
 // The bounds of a call that waits out its limit.
 auto fullLimit() { return AllOf(Ge(kRegistryCallLimitMs - 1), Le(kCallBoundMs)); }
 
+// A driver that closes the connection at each request until it is mended. Two have failed.
+class BrokenDriver : public DbusRequestTest {
+ protected:
+  void SetUp() override {
+    DbusRequestTest::SetUp();
+    Service service = sane();
+    service.handle = [this](int socket, const Bytes& request) {
+      ++requests_;
+      const bool answers = !broken_;
+      if (answers) sendPacket(socket, request);  // the test may end with the answer
+      return answers;
+    };
+    connect(service);
+    EXPECT_EQ(send(1), kIOReturnError);
+    EXPECT_EQ(send(1), kIOReturnError);
+  }
+
+  std::atomic<int> requests_ = 0;
+  std::atomic<bool> broken_ = true;
+};
+
 TEST_F(DriverFaults, AMissingAnswerTimesOutWithinTheLimit) {
   Service service = sane();
   service.respond = [](auto, const auto&) { return std::nullopt; };
@@ -125,22 +146,10 @@ TEST_F(DriverFaults, AChannelClosedWhileNothingIsAskedIsOpenedAgainAsTheSameType
   EXPECT_THAT(types, testing::ElementsAre(2));
 }
 
-TEST_F(DriverFaults, AfterTwoFailuresInARowCallsFailAtOnceUntilABreakIsTaken) {
-  std::atomic<int> requests = 0;
-  std::atomic<bool> broken = true;
-  Service service = sane();
-  service.handle = [&](int socket, const Bytes& request) {
-    ++requests;
-    const bool answers = !broken;
-    if (answers) sendPacket(socket, request);  // the test may end with the answer
-    return answers;
-  };
-  connect(service);
-  EXPECT_EQ(send(1), kIOReturnError);
-  EXPECT_EQ(send(1), kIOReturnError);
-  broken = false;
+TEST_F(BrokenDriver, FailsCallsAtOnceAfterTwoFailuresInARowUntilABreakIsTaken) {
+  broken_ = false;
   EXPECT_LE(millisecondsOf([&] { EXPECT_EQ(send(1), kIOReturnNotOpen); }), kAtOnceMs);
-  EXPECT_EQ(requests, 2);
+  EXPECT_EQ(requests_, 2);
   takeABreak();
   EXPECT_EQ(send(4), kIOReturnSuccess);
   EXPECT_EQ(output_[0], 4);
@@ -172,18 +181,8 @@ TEST_F(DriverFaults, AHungDriverCostsALimitedTimeAndWorksAgainWithoutANewOpen) {
   EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnSuccess);
 }
 
-TEST_F(DriverFaults, ACallerThatNeverTakesABreakFindsADriverAgainAfterAPause) {
-  std::atomic<bool> broken = true;
-  Service service = sane();
-  service.handle = [&](int socket, const Bytes& request) {
-    const bool answers = !broken;
-    if (answers) sendPacket(socket, request);  // the test may end with the answer
-    return answers;
-  };
-  connect(service);
-  EXPECT_EQ(send(1), kIOReturnError);
-  EXPECT_EQ(send(1), kIOReturnError);
-  broken = false;
+TEST_F(BrokenDriver, IsFoundAgainAfterAPauseByACallerThatNeverTakesABreak) {
+  broken_ = false;
   const device_registry::Deadline patience(kArrivalLimitMs);
   IOReturn result = send(1);
   while (result == kIOReturnNotOpen && !patience.hasPassed()) result = send(1);
