@@ -79,6 +79,7 @@ void ChildProcess::start(Output output, const std::function<void()>& body) {
   Pipe printed;
   Pipe errors;
   const pid_t parent = ::getpid();
+  std::fflush(stdout);  // or the child would print what this process has not printed yet
   pid_ = ::fork();
   if (pid_ == 0) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
