@@ -1,46 +1,129 @@
+# shellcheck shell=bash
 # Sourced by the scripts beside it: the Debian packages that are needed, and the build.
 
 top=$(CDPATH='' cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
+logs=$top/build/logs
 
-# What each kind of work needs beyond a minimal Debian.
+# What each kind of work needs beyond a minimal Debian. The scripts that source this use these.
+# shellcheck disable=SC2034
+{
 packages_build="g++ cmake ninja-build pkg-config qt6-base-dev libpipewire-0.3-dev libsystemd-dev
-  libplist-dev libgtest-dev libgmock-dev python3"
+  libplist-dev"
 packages_run="pipewire pipewire-bin dbus-daemon dbus-bin fonts-dejavu-core xdg-utils"
 packages_wayland="qt6-wayland"
-packages_bench="libbenchmark-dev libpugixml-dev libexpat1-dev libtinyxml2-dev python3"
 packages_picture="xvfb x11-utils imagemagick"
-packages_fuzz="clang libclang-rt-dev"
-packages_test="at-spi2-core gir1.2-atspi-2.0 python3-gi libplist-utils xdotool"
+packages_test="libgtest-dev libgmock-dev python3 at-spi2-core gir1.2-atspi-2.0 python3-gi
+  libplist-utils xdotool"
+packages_bench="libbenchmark-dev libpugixml-dev libexpat1-dev libtinyxml2-dev python3"
+packages_full="clang libclang-rt-dev clang-format clang-tidy shellcheck desktop-file-utils debootstrap"
+}
 
 say() { printf '%s\n' "==> $*"; }
 fail() { printf '%s\n' "$*" >&2; exit 1; }
 
 installed() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
 
-# install_packages NAME...: installs those that are missing; root is asked for only when some are.
-install_packages() {
-  local package missing=() as_root=() by_hand
-  command -v dpkg-query >/dev/null || { say "No Debian packages here; trusting that $* are present"; return; }
-  for package in "$@"; do installed "$package" || missing+=("$package"); done
-  [ ${#missing[@]} -gt 0 ] || return 0
-  say "Installing from Debian: ${missing[*]}"
-  if [ "$(id -u)" -ne 0 ]; then
-    by_hand="As root: apt-get install --no-install-recommends ${missing[*]}"
-    command -v sudo >/dev/null || fail "Root is needed for that. $by_hand"
-    sudo true || fail "sudo did not give root. $by_hand"
-    as_root=(sudo)
-  fi
-  "${as_root[@]}" apt-get update -qq || fail "apt-get could not read the package lists"
-  "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y --no-install-recommends "${missing[@]}" || fail "The packages could not be installed"
+# The system's name, for messages.
+system_name() (
+  PRETTY_NAME=
+  # shellcheck disable=SC1091
+  [ ! -r /etc/os-release ] || . /etc/os-release
+  printf '%s' "${PRETTY_NAME:-an unknown system}"
+)
+
+# prepare PACKAGE...: fails with one line where the project cannot be built, and installs what is missing.
+prepare() {
+  mkdir -p "$logs" 2>/dev/null && [ -w "$logs" ] ||
+    fail "$top cannot be written: clone the project into a folder of your own"
+  local free
+  free=$(df -Pk "$top" | awk 'NR == 2 { print int($4 / 1024) }')
+  [ "$free" -ge 500 ] || fail "The disk of $top has $free MB free: building takes 500 MB; make room"
+  install_packages "$@"
 }
 
-# build PRESET [TARGET...]: configures on the first time, then builds what changed.
-build() {
-  local preset=$1; shift
-  say "Building ($preset)"
+# install_packages PACKAGE...: asks for root only when packages are missing.
+install_packages() {
+  local package missing=() as_root=() by_hand log=$logs/packages.log
+  if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
+    for package in c++ cmake ninja pkg-config; do
+      command -v "$package" >/dev/null || missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] ||
+      fail "There is no ${missing[*]} here, and this script installs packages on Debian only." \
+        "Install what $(system_name) calls these: $*"
+    return
+  fi
+  for package in "$@"; do installed "$package" || missing+=("$package"); done
+  [ ${#missing[@]} -gt 0 ] || return 0
+  by_hand="As root: apt-get install --no-install-recommends ${missing[*]}"
+  if [ "$(id -u)" -ne 0 ]; then
+    command -v sudo >/dev/null || fail "Packages are missing, and only root may install them. $by_hand"
+    say "Asking for root, to install packages"
+    sudo true 2>/dev/null || fail "Packages are missing, and sudo did not give root. $by_hand"
+    as_root=(sudo)
+  fi
+  say "Installing from Debian: ${missing[*]}"
+  # An update that misses one of the user's sources may still have found what is needed.
+  { "${as_root[@]}" apt-get update -qq
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q \
+      --no-install-recommends -o DPkg::Lock::Timeout=300 "${missing[@]}"; } >"$log" 2>&1 ||
+    fail "The packages could not be installed on $(system_name), which must be Debian 12 or newer" \
+      "and reach its package mirror: $(grep -m 1 -E 'Failed to fetch|^E:' "$log" || tail -n 1 "$log")" \
+      "($log)"
+}
+
+# logged LOG COMMAND...: runs it with its output in the log; shows how far a build or test run has
+# come, and what fails. Returns the command's status.
+logged() {
+  local log=$logs/$1; shift
+  "$@" 2>&1 | tee "$log" | show_progress
+  return "${PIPESTATUS[0]}"
+}
+
+# Reads what ninja ("[5/300] ...") or ctest (" 5/300 Test ...") prints.
+show_progress() {
+  local line percent shown=0 failing=
+  while IFS= read -r line; do
+    if [[ $line =~ ^\ *\[?([0-9]+)/([0-9]+)[]\ ] ]]; then
+      failing=
+      percent=$((100 * BASH_REMATCH[1] / BASH_REMATCH[2]))
+      if [ -t 1 ]; then
+        printf '\r    %s of %s ' "${BASH_REMATCH[1]}" "${BASH_REMATCH[2]}"
+      elif [ $((percent / 20)) -gt "$shown" ]; then
+        shown=$((percent / 20))
+        printf '    %s of %s\n' "${BASH_REMATCH[1]}" "${BASH_REMATCH[2]}"
+      fi
+    fi
+    case $line in
+      FAILED:* | "CMake Error"* | *"***"* | *"tests passed, "* | *"tests failed out of"*) failing=yes ;;
+      *"  Start "* | "") failing= ;;
+    esac
+    [ -z "$failing" ] || printf '%s\n' "$line"
+  done
+  [ ! -t 1 ] || echo
+}
+
+# configure PRESET [OPTION...]: with options, on the first time, and when the clone was moved. A failure
+# leaves nothing that a later run trips over.
+configure() {
+  local folder=$top/build/$1
+  if [ $# -eq 1 ] && [ -f "$folder/build.ninja" ] &&
+    grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$top" "$folder/CMakeCache.txt"; then
+    return
+  fi
   cd "$top" || exit 1
-  [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" ||
-    fail "The $preset build could not be configured"
-  cmake --build --preset "$preset" ${1:+--target "$@"} || fail "The $preset build failed"
+  cmake --fresh --preset "$@" >"$logs/$1-configure.log" 2>&1 && return
+  rm -rf "$folder"
+  fail "The $1 build could not be configured on $(system_name):" \
+    "$(grep -A 4 -m 1 '^CMake Error' "$logs/$1-configure.log" | tr -s '[:space:]' ' ')" \
+    "($logs/$1-configure.log)"
+}
+
+# build PRESET [OPTION...]: configures with the options if need be, then builds what changed.
+build() {
+  configure "$@"
+  say "Building ($1)"
+  cd "$top" || exit 1
+  logged "$1-build.log" cmake --build --preset "$1" ||
+    fail "The $1 build failed: $logs/$1-build.log has all of its output"
 }
