@@ -1,4 +1,5 @@
-// Holds the window file and the program to each other: the names and kinds of the controls.
+// Holds the window file and the program to each other: the names and kinds of the controls, and the
+// items of the menus.
 #include <gmock/gmock.h>
 
 #include <QAbstractButton>
@@ -7,13 +8,16 @@
 #include <QComboBox>
 #include <QLabel>
 #include <cstdlib>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "app/kv_panel_nib.h"
+#include "app/testing/panel_menus.h"
 #include "io/testing/scripted_interface.h"
 #include "platform/device_registry/memory/memory_registry.h"
 #include "platform/toolkit/qt/qt_nib.h"
@@ -116,6 +120,18 @@ TEST_F(PanelWindow, HasNoOtherControlButDecoration) {
 
 TEST_F(PanelWindow, HasAnActionForEachMenuAndButtonAndNothingElse) {
   EXPECT_THAT(noted_.actions, ElementsAreArray(namesOfMenusAndButtons()));
+}
+
+TEST_F(PanelWindow, OffersTheProgramsItemsInEveryMenu) {
+  EXPECT_EQ(namesOf<QComboBox>().size(), std::size(kPanelMenus));
+  for (const PanelMenu& menu : kPanelMenus) {
+    const auto* widget = qobject_cast<QComboBox*>(find(menu.name));
+    ASSERT_NE(widget, nullptr) << menu.name;
+    std::vector<std::string> items;
+    items.reserve(menu.items.size());
+    for (int i = 0; i < widget->count(); ++i) items.push_back(widget->itemText(i).toStdString());
+    EXPECT_THAT(items, ElementsAreArray(menu.items)) << menu.name;
+  }
 }
 
 TEST_F(PanelWindow, NeverShowsTheReservedFields) {
