@@ -6,18 +6,13 @@
 #include <charconv>
 
 #include "io/driver_events.h"
+#include "io/menu_items.h"
 #include "io/option_commands.h"
 #include "io/status_texts.h"
 
 namespace vx310ctl {
 
 namespace {
-
-constexpr std::string_view kClockSources[] = {"Automatic", "Internal"};
-constexpr std::string_view kOutputFormats[] = {"Consumer (S/PDIF)", "Professional (AES3)"};
-constexpr std::string_view kInputs[] = {"Analog 1/2", "Analog 3/4", "Digital", "Loopback"};
-constexpr std::string_view kOutputs[] = {"Playback 1/2", "Playback 3/4", "Input 1/2", "Input 3/4",
-                                         "Input 5/6"};
 
 // The panel's own query takes a device that does not answer for one whose source is automatic.
 std::int32_t clockSource() {
@@ -38,13 +33,14 @@ bool sendOption(std::int32_t index) {
 }
 
 constexpr Choice kChoices[] = {
-    {"input-1-2", kInputs, GetChannel1and2, sendRouting<DoChannel1and2>},
-    {"input-3-4", kInputs, GetChannel3and4, sendRouting<DoChannel3and4>},
-    {"input-5-6", kInputs, GetChannel5and6, sendRouting<DoChannel5and6>},
-    {"line-output", kOutputs, GetLineOut, sendRouting<DoLineOut>},
-    {"digital-output", kOutputs, GetDigitalOut, sendRouting<DoDigitalOut>},
-    {"clock-source", kClockSources, clockSource, sendOption<SampleClockSource>},
-    {"digital-output-format", kOutputFormats, GetDigitalOutFormat, sendOption<DigitalOutputFormat>},
+    {"input-1-2", kInputItems, GetChannel1and2, sendRouting<DoChannel1and2>},
+    {"input-3-4", kInputItems, GetChannel3and4, sendRouting<DoChannel3and4>},
+    {"input-5-6", kInputItems, GetChannel5and6, sendRouting<DoChannel5and6>},
+    {"line-output", kOutputItems, GetLineOut, sendRouting<DoLineOut>},
+    {"digital-output", kOutputItems, GetDigitalOut, sendRouting<DoDigitalOut>},
+    {"clock-source", kClockSourceItems, clockSource, sendOption<SampleClockSource>},
+    {"digital-output-format", kDigitalOutputFormatItems, GetDigitalOutFormat,
+     sendOption<DigitalOutputFormat>},
 };
 
 bool equalIgnoringCase(std::string_view left, std::string_view right) {

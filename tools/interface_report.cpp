@@ -2,18 +2,17 @@
 
 #include <array>
 #include <cstdio>
-#include <string_view>
+#include <string>
 
 #include "device/usb_device.h"
 #include "driver/simulator/json.h"
+#include "io/menu_items.h"
 #include "io/status_texts.h"
 #include "tools/choices.h"
 
 namespace vx310ctl {
 
 namespace {
-
-constexpr std::string_view kUsb1Inputs[] = {"Analog", "Digital"};
 
 // The source that was chosen, which is not always the one that the clock runs on.
 std::string clockChoiceText(std::int32_t source) {
@@ -73,7 +72,7 @@ void addOptions(Report& report, USBDevice& device) {
   addChoice(report, "digital_output_format", "Digital output format", "digital-output-format",
             device.getDigitalOutMode());
   addText(report, "usb1_input", "USB 1.1 input",
-          itemText(kUsb1Inputs, device.getDigitalOutSelector()));
+          itemText(kUsb1InputItems, device.getDigitalOutSelector()));
   addChoice(report, "inputs_1_2", "Inputs 1/2", "input-1-2", device.getRouting(true, 0));
   addChoice(report, "inputs_3_4", "Inputs 3/4", "input-3-4", device.getRouting(true, 1));
   addChoice(report, "inputs_5_6", "Inputs 5/6", "input-5-6", device.getRouting(true, 2));

@@ -12,6 +12,7 @@
 
 #include "app/kv_controller.h"
 #include "app/kv_panel_nib.h"
+#include "app/testing/panel_menus.h"
 #include "io/audio_device.h"
 #include "io/testing/scripted_interface.h"
 #include "platform/audio_server/audio_server.h"
@@ -28,16 +29,6 @@ constexpr driver::RoutingRecords kRoutings{{{0, 0, 0}, {0, 1, 1}, {1, 0, 0}, {1,
 constexpr AudioObjectPropertyAddress kDeviceList{kAudioHardwarePropertyDevices,
                                                  kAudioObjectPropertyScopeGlobal,
                                                  kAudioObjectPropertyElementMaster};
-
-struct Menu {
-  const char* name;
-  int items;
-};
-constexpr Menu kMenus[] = {{"KvIoRInCh1And2Menu", 4},        {"KvIoRInCh3And4Menu", 4},
-                           {"KvIoRInCh5And6Menu", 4},        {"KvIoROutLineMenu", 5},
-                           {"KvIoROutDigitalMenu", 5},       {"KvSampleClockSourceMenu", 2},
-                           {"KvDigitalOutputFormatMenu", 2}, {"KvUsb1ModeInputSelectionMenu", 2},
-                           {"KvCoreAudioPerformanceMenu", 3}};
 
 // What the threads tell each other.
 class Progress {
@@ -100,10 +91,11 @@ void comeAndGo(Progress& progress, pipewire_test::GraphClient& graph) {
 }
 
 void pickInEveryMenu(int number) {
-  for (const Menu& menu : kMenus) {
+  for (const PanelMenu& menu : kPanelMenus) {
     recording_toolkit::control(menu.name).hidden = false;
     recording_toolkit::control(menu.name).enabled = true;
-    ASSERT_TRUE(recording_toolkit::pickItem(menu.name, number % menu.items));
+    const int index = number % static_cast<int>(menu.items.size());
+    ASSERT_TRUE(recording_toolkit::pickItem(menu.name, index));
   }
   recording_toolkit::clearLog();
 }

@@ -304,32 +304,6 @@ TEST_F(QtToolkit, TheWindowAsLoadedIsTheEmptyPanel) {
   run();
 }
 
-TEST_F(QtToolkit, EveryMenuHasItsItems) {
-  const auto itemsOf = [](const char* name) {
-    std::vector<std::string> items;
-    const auto* menu = find<QComboBox>(name);
-    for (int i = 0; i < menu->count(); ++i) items.push_back(menu->itemText(i).toStdString());
-    return items;
-  };
-  whenRunning = [&] {
-    for (const char* name : {"KvIoRInCh1And2Menu", "KvIoRInCh3And4Menu", "KvIoRInCh5And6Menu"}) {
-      EXPECT_THAT(itemsOf(name), ElementsAre("Analog 1/2", "Analog 3/4", "Digital", "Loopback"));
-    }
-    for (const char* name : {"KvIoROutLineMenu", "KvIoROutDigitalMenu"}) {
-      EXPECT_THAT(itemsOf(name), ElementsAre("Playback 1/2", "Playback 3/4", "Input 1/2",
-                                             "Input 3/4", "Input 5/6"));
-    }
-    EXPECT_THAT(itemsOf("KvSampleClockSourceMenu"), ElementsAre("Automatic", "Internal"));
-    EXPECT_THAT(itemsOf("KvDigitalOutputFormatMenu"),
-                ElementsAre("Consumer (S/PDIF)", "Professional (AES3)"));
-    EXPECT_THAT(itemsOf("KvUsb1ModeInputSelectionMenu"), ElementsAre("Analog", "Digital"));
-    EXPECT_THAT(itemsOf("KvCoreAudioPerformanceMenu"),
-                ElementsAre("Standard", "Low latency", "Safe"));
-    NSAppTerminate();
-  };
-  run();
-}
-
 TEST_F(QtToolkit, EveryTitleIsTheLabelOfItsControl) {
   whenRunning = [] {
     for (const QLabel* label : window()->findChildren<QLabel*>(QRegularExpression("Title$"))) {

@@ -1,0 +1,17 @@
+// The texts of the panel's menu items, each at the index that stands for it in commands and in the
+// stored choices.
+#pragma once
+
+#include <string_view>
+
+// Of the three menus for the input channels.
+inline constexpr std::string_view kInputItems[] = {"Analog 1/2", "Analog 3/4", "Digital",
+                                                   "Loopback"};
+// Of the menus for the line outputs and the digital output.
+inline constexpr std::string_view kOutputItems[] = {"Playback 1/2", "Playback 3/4", "Input 1/2",
+                                                    "Input 3/4", "Input 5/6"};
+inline constexpr std::string_view kClockSourceItems[] = {"Automatic", "Internal"};
+inline constexpr std::string_view kDigitalOutputFormatItems[] = {"Consumer (S/PDIF)",
+                                                                 "Professional (AES3)"};
+inline constexpr std::string_view kUsb1InputItems[] = {"Analog", "Digital"};
+inline constexpr std::string_view kAudioPerformanceItems[] = {"Standard", "Low latency", "Safe"};
