@@ -67,9 +67,9 @@ install_packages() {
   { "${as_root[@]}" apt-get update -qq
     "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q \
       --no-install-recommends -o DPkg::Lock::Timeout=300 "${missing[@]}"; } >"$log" 2>&1 ||
-    fail "The packages could not be installed on $(system_name), which must be Debian 12 or newer" \
-      "and reach its package mirror: $(grep -m 1 -E 'Failed to fetch|^E:' "$log" || tail -n 1 "$log")" \
-      "($log)"
+    fail "The packages could not be installed:" \
+      "$(grep -m 1 -E 'Failed to fetch|^E:' "$log" || tail -n 1 "$log"). This takes Debian 12 or 13 and" \
+      "its package mirror; here is $(system_name). All of apt-get's output: $log"
 }
 
 # logged LOG COMMAND...: runs it with its output in the log; shows how far a build or test run has
