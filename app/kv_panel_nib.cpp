@@ -98,9 +98,9 @@ constexpr OptionAction kOptionActions[] = {
 
 template <typename Actions>
 void connectMenus(NSNib& nib, KvController& controller, const Actions& actions) {
-  for (const auto& [menu, sender, action] : actions) {
-    nib.connectAction(menu,
-                      [&controller, sender, action] { (controller.*action)(controller.*sender); });
+  for (const auto& row : actions) {
+    nib.connectAction(row.menu,
+                      [&controller, row] { (controller.*row.action)(controller.*row.sender); });
   }
 }
 

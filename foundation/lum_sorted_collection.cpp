@@ -63,8 +63,9 @@ bool LumSortedCollection::addUnsorted(LumObject* object) {
 }
 
 void LumSortedCollection::doSort() {
-  if (count() > 1)
-    std::qsort(items(), static_cast<std::size_t>(count()), sizeof(LumObject*), compareSlots);
+  // NOLINTNEXTLINE(bugprone-sizeof-expression): the slots are pointers
+  constexpr std::size_t kSlotSize = sizeof(LumObject*);
+  if (count() > 1) std::qsort(items(), static_cast<std::size_t>(count()), kSlotSize, compareSlots);
   sorted_ = true;
 }
 

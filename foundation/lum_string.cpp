@@ -247,7 +247,6 @@ LumString& LumString::printf(const char* format, ...) {
   std::array<char, 2048> text;
   std::va_list arguments;
   va_start(arguments, format);
-  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start() is not seen
   const int written = std::vsnprintf(text.data(), text.size(), format, arguments);
   va_end(arguments);
   setLength(0);
@@ -343,7 +342,11 @@ LumString& LumString::uppercase() {
 
 void LumString::toHexString(LumString& out) const {
   if (length_ > kMaxLength / 2) return;
-  if (&out == this) return LumString(*this).toHexString(out);
+  if (&out == this) {
+    const LumString copy(*this);
+    copy.toHexString(out);
+    return;
+  }
   out.countLength();
   out.setLength(2 * length_);
   out.makeRoom(out.length_ + 1);

@@ -97,10 +97,10 @@ std::string halDeviceName() {
 
 void setHalDeviceName(const char* name) {
   const std::lock_guard lock(halMutex);
-  const std::size_t length = std::min(std::strlen(name), kHalDeviceNameRoom - 1);
-  if (std::string_view(name, length) == _halDeviceName) return;
-  std::memcpy(_halDeviceName, name, length);
-  std::memset(_halDeviceName + length, 0, kHalDeviceNameRoom - length);
+  constexpr std::size_t kMaxLength = kHalDeviceNameRoom - 1;
+  if (std::string_view(name).substr(0, kMaxLength) == _halDeviceName) return;
+  // Fills what is left with NUL; the last byte stays NUL.
+  std::strncpy(_halDeviceName, name, kMaxLength);
 }
 
 AudioObjectID getHalDevice(const char* name) {

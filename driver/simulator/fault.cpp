@@ -60,7 +60,7 @@ std::optional<Fault> parseFault(const std::vector<std::string>& words, std::stri
     }
   }
   while (next < words.size()) {
-    const std::string word = words[next];
+    const std::string& word = words[next];
     if (!readOption(words, next, fault)) {
       *problem = "'" + word + "' is not understood after '" + words[0] + "'";
       return std::nullopt;

@@ -8,7 +8,7 @@ namespace driver {
 namespace {
 
 // In the 64-byte level record the output levels follow eight input words.
-constexpr std::size_t kLevelInfoOutputsOffset = 4 * 8;
+constexpr std::size_t kLevelInfoOutputsOffset = 8 * sizeof(std::uint32_t);
 
 Outcome answerLevelInfo(const Model& model, VQ_Dispatch& record) {
   clearPayload(record);

@@ -69,7 +69,7 @@ Parser::~Parser() {
 
 void Parser::lendSlots(LumCollection& collection) {
   if (arena_ == nullptr || collection.items_ != nullptr) return;
-  constexpr std::size_t kSize = LumCollection::kFirstCapacity * sizeof(LumObject*);
+  constexpr std::size_t kSize = sizeof(std::array<LumObject*, LumCollection::kFirstCapacity>);
   collection.lend(static_cast<LumObject**>(arena_->allocate(kSize)));
 }
 

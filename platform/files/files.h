@@ -4,8 +4,8 @@
 // they lie on this machine is the back end's business.
 //
 // Back ends: posix/ (below a system root, which lies beside the programs unless the environment
-// variable VX310_SYSTEM_ROOT names another; the Preferences folder is that of the preferences), memory/ (files given by
-// tests). Main thread only.
+// variable VX310_SYSTEM_ROOT names another; the Preferences folder is that of the preferences),
+// memory/ (files given by tests). Main thread only.
 #pragma once
 
 #include <cstddef>

@@ -65,7 +65,9 @@ class MemoryConnection : public device_registry::Connection {
 class MemoryService : public device_registry::Service {
  public:
   MemoryService(DeviceId id, std::shared_ptr<Device> device)
-      : Service(state().registry.numbers(), device->className), id_(id), device_(device) {}
+      : Service(state().registry.numbers(), device->className),
+        id_(id),
+        device_(std::move(device)) {}
 
   IOReturn readProperties(CFDictionary* properties) override {
     *properties = device_->properties;

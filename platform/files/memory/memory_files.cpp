@@ -53,8 +53,8 @@ void put(std::string path, CFValue content) {
   files.insert_or_assign(std::move(path), std::move(content));
 }
 
-void putPreferencesFile(std::string name, std::string bytes) {
-  preferencesFiles.insert_or_assign(std::string(kFolder) + name, std::move(bytes));
+void putPreferencesFile(std::string_view name, std::string bytes) {
+  preferencesFiles.insert_or_assign(std::string(kFolder).append(name), std::move(bytes));
 }
 
 std::optional<std::string> preferencesFile(std::string_view name) {

@@ -15,7 +15,7 @@ namespace memory_files {
 void put(std::string path, CFValue content);
 
 // Makes `name` in the Preferences folder a file of those bytes.
-void putPreferencesFile(std::string name, std::string bytes);
+void putPreferencesFile(std::string_view name, std::string bytes);
 
 // The bytes of that file; nothing when there is none.
 std::optional<std::string> preferencesFile(std::string_view name);

@@ -53,7 +53,7 @@ namespace memory_preferences {
 
 CFDictionary storedValues(std::string_view applicationId) { return domainOf(applicationId).stored; }
 
-void storeFromOutside(std::string_view key, std::optional<CFValue> value,
+void storeFromOutside(std::string_view key, const std::optional<CFValue>& value,
                       std::string_view applicationId) {
   apply(domainOf(applicationId).stored, key, value);
 }

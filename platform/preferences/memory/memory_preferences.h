@@ -14,7 +14,7 @@ namespace memory_preferences {
 CFDictionary storedValues(std::string_view applicationId);
 
 // Stores a value as another process does; nothing removes the key.
-void storeFromOutside(std::string_view key, std::optional<CFValue> value,
+void storeFromOutside(std::string_view key, const std::optional<CFValue>& value,
                       std::string_view applicationId);
 
 // Lets the next `count` synchronises fail.
