@@ -170,6 +170,14 @@ class WithAnInterface(PanelTest):
         session.start_pipewire()
         session.wait_for_line("panel", "Found matching device: 0x", but_not="Found matching device: 0x 0")
 
+    def test_the_panel_prints_no_warnings(self):
+        self.session.sim("unplug")
+        self.expect(EMPTY, "no device")
+        self.session.sim("plug")
+        self.expect(FILLED, "the interface")
+        self.session.end("panel")
+        self.assertEqual(self.session.log("panel"), "")
+
     def test_the_close_button_ends_the_program_cleanly(self):
         self.window.press("Close")
         self.assertEqual(0, self.session.processes["panel"].wait(TIME_LIMIT))

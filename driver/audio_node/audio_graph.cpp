@@ -20,8 +20,7 @@ void AudioGraph::Impl::add(GraphMember& member) {
   members_.push_back(&member);
   if (core_) member.enter(core_);
   if (connection_ || !loop_) return;
-  // The configuration whose audio thread has realtime priority.
-  connection_.emplace(loop_.get(), "client-rt.conf",
+  connection_.emplace(loop_.get(), pipewire::realtimeConfiguration(pw_get_library_version()),
                       pipewire::Connection::Handlers{[this](pw_core* core) { opened(core); },
                                                      [this] { closing(); }});
   connection_->start();

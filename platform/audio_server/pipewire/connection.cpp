@@ -1,5 +1,7 @@
 #include "platform/audio_server/pipewire/connection.h"
 
+#include <string.h>  // strverscmp
+
 #include <cerrno>
 #include <ctime>
 #include <utility>
@@ -15,6 +17,12 @@ constexpr int kMaximumAttempts = 25;
 constexpr timespec kRetryDelay{0, 10'000'000};  // 10 ms
 
 }  // namespace
+
+const char* realtimeConfiguration(const char* libraryVersion) {
+  // From then on every client's audio thread has it, and asking for the other file is warned about.
+  constexpr const char* kOneFileForAll = "1.3.81";
+  return ::strverscmp(libraryVersion, kOneFileForAll) < 0 ? "client-rt.conf" : "client.conf";
+}
 
 Connection::Connection(pw_loop* loop, const char* configuration, Handlers handlers)
     : loop_(loop),

@@ -21,6 +21,10 @@ class Library {
   Library& operator=(const Library&) = delete;
 };
 
+// The client configuration file whose audio thread has realtime priority, for a client library of
+// that version.
+const char* realtimeConfiguration(const char* libraryVersion);
+
 // Destroys a source of `loop`.
 struct SourceDeleter {
   pw_loop* loop;

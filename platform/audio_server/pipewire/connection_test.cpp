@@ -19,6 +19,18 @@ namespace {
 using pipewire::Connection;
 using Clock = std::chrono::steady_clock;
 
+TEST(RealtimeConfiguration, IsAFileOfItsOwnBeforeVersion1_4) {
+  for (const char* version : {"0.3.65", "1.0.5", "1.2.7", "1.3.80"}) {
+    EXPECT_STREQ(pipewire::realtimeConfiguration(version), "client-rt.conf") << version;
+  }
+}
+
+TEST(RealtimeConfiguration, IsEveryClientsFromVersion1_4On) {
+  for (const char* version : {"1.3.81", "1.4.2", "1.10.0", "2.0.0"}) {
+    EXPECT_STREQ(pipewire::realtimeConfiguration(version), "client.conf") << version;
+  }
+}
+
 // Stands for a server: its socket takes connections and says nothing.
 class ServerConnection : public testing::Test {
  protected:

@@ -5,6 +5,7 @@
 #include <QEvent>
 #include <QEventLoop>
 #include <QIcon>
+#include <QLoggingCategory>
 #include <QScreen>
 #include <QTimer>
 #include <QUrl>
@@ -62,6 +63,12 @@ class WindowWatch final : public QObject {
   QEventLoop untilPainted_;
 };
 
+// Qt 6.8 tells assistive technologies of each text of a label whose text can be selected, then
+// finds that labels have no text for them, and prints a warning. They read the label's name.
+void silenceWarningsOfLabels() {
+  QLoggingCategory::setFilterRules(QStringLiteral("qt.accessibility.atspi.warning=false"));
+}
+
 void setIdentity() {
   QGuiApplication::setDesktopFileName(kDesktopName);
   const QIcon bundled(qt_toolkit::resourcePath(QStringLiteral("%1.png").arg(kDesktopName)));
@@ -80,6 +87,7 @@ void fitScreen(QWidget& window) {
 int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   // Whoever follows the output through a pipe sees each line when it is printed.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  silenceWarningsOfLabels();
   QApplication application(argc, argv);
   QApplication::setStyle(QStringLiteral("fusion"));  // which the window's style sheet builds on
   QApplication::setQuitOnLastWindowClosed(false);    // the delegate is asked

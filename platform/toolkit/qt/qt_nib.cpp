@@ -1,6 +1,7 @@
 #include "platform/toolkit/qt/qt_nib.h"
 
 #include <QAbstractButton>
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QComboBox>
 #include <QEvent>
@@ -41,6 +42,17 @@ bool WheelRefusal::eventFilter(QObject*, QEvent* event) {
   return true;
 }
 
+// Only the window system's events are spontaneous. A press that is sent from here is not, and so
+// Qt sends its override along.
+bool KeysInOrder::eventFilter(QObject* list, QEvent* event) {
+  if (!event->spontaneous()) return false;
+  if (event->type() == QEvent::ShortcutOverride) return true;
+  if (event->type() != QEvent::KeyPress) return false;
+  QCoreApplication::sendEvent(list, event);
+  event->accept();  // Qt has offered it to the widgets around the list
+  return true;
+}
+
 QtNib::QtNib() {
   loadPictures();
   Ui::PanelWindow ui;
@@ -51,6 +63,7 @@ QtNib::QtNib() {
       [scroller = ui.Scroller](QWidget*, QWidget* now) { scroller->ensureWidgetVisible(now); });
   for (QComboBox* menu : window_.findChildren<QComboBox*>()) {
     menu->installEventFilter(&wheelRefusal_);
+    menu->view()->installEventFilter(&keysInOrder_);
   }
 }
 

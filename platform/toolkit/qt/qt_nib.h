@@ -14,6 +14,15 @@ class WheelRefusal final : public QObject {
   bool eventFilter(QObject* widget, QEvent* event) override;
 };
 
+// Has a menu's open list act on a key once, when its press arrives. By itself the list picks at the
+// shortcut override before the press. An assistive technology that looks at presses first holds
+// them back, but no overrides: the list would pick before older presses have moved it, and pick
+// again when the press comes along with an override of its own.
+class KeysInOrder final : public QObject {
+ protected:
+  bool eventFilter(QObject* list, QEvent* event) override;
+};
+
 class QtNib final : public NSNib {
  public:
   // Loads the window, which is not shown yet.
@@ -29,6 +38,7 @@ class QtNib final : public NSNib {
 
  private:
   WheelRefusal wheelRefusal_;
+  KeysInOrder keysInOrder_;
   QWidget window_;
 };
 

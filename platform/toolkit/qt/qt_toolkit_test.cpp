@@ -4,6 +4,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <QAbstractItemView>
 #include <QAccessible>
 #include <QApplication>
 #include <QComboBox>
@@ -14,9 +15,12 @@
 #include <QTest>
 #include <QWheelEvent>
 #include <QWidget>
+#include <QWindow>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -87,6 +91,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 // What a test lets the application do once it runs, and before that with the window as loaded.
 std::function<void()> whenLoaded;
@@ -397,6 +402,69 @@ TEST_F(QtToolkit, TheWheelOverAClosedMenuIsLeftToWhatScrollsAroundIt) {
     NSAppTerminate();
   };
   run();
+}
+
+// Takes every key press before the window gets it and hands it on later, as the bus of the
+// assistive technologies does.
+class AssistiveTechnology : public QObject {
+ public:
+  AssistiveTechnology() { qApp->installEventFilter(this); }
+  bool eventFilter(QObject* window, QEvent* event) override {
+    if (!window->isWindowType() || event->type() != QEvent::KeyPress || !event->spontaneous()) {
+      return false;
+    }
+    taken_.emplace_back(window, event->clone());
+    return true;
+  }
+  void handOn() {
+    for (const auto& [window, press] : taken_) QCoreApplication::sendEvent(window, press.get());
+    taken_.clear();
+  }
+
+ private:
+  std::vector<std::pair<QObject*, std::unique_ptr<QEvent>>> taken_;
+};
+
+// Types `keys` into the open menu's list. The picks of an interface that takes none of them.
+std::vector<int> picksBy(std::vector<Qt::Key> keys, bool assisted) {
+  static std::vector<int> picks;
+  picks.clear();
+  whenRunning = [&] {
+    auto* menu = find<QComboBox>(toolkit_contract::kMenu);
+    menu->show();
+    menu->showPopup();
+    QWindow* list = menu->view()->window()->windowHandle();
+    std::optional<AssistiveTechnology> technology;
+    if (assisted) technology.emplace();
+    for (const Qt::Key key : keys) QTest::keyClick(list, key);
+    if (assisted) technology->handOn();
+    EXPECT_FALSE(list->isVisible());
+    NSAppTerminate();
+  };
+  toolkit_contract::run([](NSNib& nib) -> std::unique_ptr<NSObject> {
+    nib.connectAction(toolkit_contract::kMenu,
+                      [menu = nib.popUpButton(toolkit_contract::kMenu)]() mutable {
+                        picks.push_back(menu.indexOfSelectedItem());
+                        menu.selectItemAtIndex(0);
+                      });
+    return std::make_unique<Owner>();
+  });
+  return picks;
+}
+
+TEST_F(QtToolkit, TheKeysPickOnce) {
+  EXPECT_THAT(picksBy({Qt::Key_End, Qt::Key_Return}, false), ElementsAre(3));
+  EXPECT_THAT(picksBy({Qt::Key_End, Qt::Key_Up, Qt::Key_Enter}, false), ElementsAre(2));
+}
+
+TEST_F(QtToolkit, TheKeysPickOnceAndInTheirOrderWhenAnAssistiveTechnologyTakesThemFirst) {
+  EXPECT_THAT(picksBy({Qt::Key_End, Qt::Key_Return}, true), ElementsAre(3));
+  EXPECT_THAT(picksBy({Qt::Key_End, Qt::Key_Up, Qt::Key_Enter}, true), ElementsAre(2));
+}
+
+TEST_F(QtToolkit, EscapeClosesAMenuAndPicksNothing) {
+  EXPECT_THAT(picksBy({Qt::Key_End, Qt::Key_Escape}, false), IsEmpty());
+  EXPECT_THAT(picksBy({Qt::Key_End, Qt::Key_Escape}, true), IsEmpty());
 }
 
 TEST_F(QtToolkit, ReturnPressesTheButtonThatHasTheFocus) {
