@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/kv_controller.h"
 
 #include <cstdio>

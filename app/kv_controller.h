@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The controller: owns everything on the panel.
 //
 // Its outlets are the controls of the window, bound by their names before awakeFromNib. Whatever

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sampling frequency in a digital input's channel status.
 #include "app/kv_controller.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The menu actions, and the stored choices on their way to the device and the menus.
 #include <cstdio>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The panel's memory of the user's choices.
 #include "app/kv_controller.h"
 

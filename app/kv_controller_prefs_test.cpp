@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/testing/controller_test.h"
 
 namespace {

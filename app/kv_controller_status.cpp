@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What ShowInfo does to the status fields and menus.
 #include <string_view>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Everything that the panel does on its window while interfaces come, change and go, as whole logs:
 // controller, events, status gathering and device layer together, on the in-memory back ends.
 #include "app/testing/controller_test.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/kv_panel_nib.h"
 
 #include "app/kv_controller.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The owner of the panel's window file.
 #pragma once
 

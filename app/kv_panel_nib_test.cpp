@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/kv_panel_nib.h"
 
 #include "app/testing/controller_test.h"

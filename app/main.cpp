@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // vx310-panel: the control panel's window.
 #include <cstdio>
 #include <string_view>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The running application's own preferences, as the toolkit hands them out.
 //
 // A small value over the preferences seam; copies name the same store. One made by default names

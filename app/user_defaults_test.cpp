@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "app/user_defaults.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sorted insertion of texts that come in no order, and the destruction of all.
 #include <benchmark/benchmark.h>
 

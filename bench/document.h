@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The text that the document benchmarks read.
 #pragma once
 

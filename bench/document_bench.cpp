@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reading a text to a tree (and dropping the tree again), and writing a tree to a text, beside
 // three libraries. `bytes_per_second` counts the text's bytes.
 #include <benchmark/benchmark.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs the benchmarks in memory that the process keeps once it has it.
 //
 // Otherwise it would depend on what ran before whether a library finds its memory there or has it

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Storing one choice: a key of a settings file is set and synchronised. Beside it what a durable
 // write of the same bytes costs at the least: a new file, on the disk, put in the old one's place,
 // and that on the disk too; and the same without the last, which a power failure may undo.

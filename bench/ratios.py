@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Prints what a benchmark program's JSON output says: each benchmark's median, beside ours.
 
 usage: ratios.py FILE

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A million appends of one character and of eight.
 #include <benchmark/benchmark.h>
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What every target of this project has in common.
 
 # The same layout as an installed tree, so that programs find their resources from where they are.

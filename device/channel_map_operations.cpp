@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Channel maps, device name and device descriptor.
 #include <algorithm>
 

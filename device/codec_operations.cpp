@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Codec registers, the logic chip's byte and the control port.
 #include <algorithm>
 

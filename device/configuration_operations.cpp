@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Configurations, buffer sizes and streaming.
 #include "device/usb_device.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Discovery of the interfaces that the driver publishes: keeps a handle of each and tells one
 // client when one arrives, leaves or reports a change.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What discovery keeps, one instance per process, and the handlers that the registry calls. For
 // this folder and its tests; clients use device/discovery.h.
 #pragma once

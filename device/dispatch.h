@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The one record that crosses to the driver, and the numbers it carries.
 //
 // A record is 260 bytes, little-endian, sent and received in the same buffer:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the drivers publish, as both sides of the connection know it.
 #pragma once
 

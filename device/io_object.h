@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Owner of one reference to an object of the device registry. Move-only; thread of the registry.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What all operations have in common, as one table: the command, the payload, the failure value,
 // and whether a short answer is taken.
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Clock source, USB 1.1 mode, digital output and digital input.
 #include "device/usb_device.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Lists of devices of the sibling family: those that are connected, and those that the application
 // keeps in its preference "DevicesList". Independent of discovery. Main thread.
 //

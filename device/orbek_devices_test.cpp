@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "device/orbek_devices.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Value records that identify an interface and describe its state and its channels.
 //
 // Plain values without ownership; any thread. A record that crosses to the driver is `kSize` bytes

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "device/records.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A driver that answers anything: every operation, many times, with answers of any length and any
 // content. What comes back does not matter; memory outside the buffers must stay as it was, which
 // the guards here and the sanitizers watch.

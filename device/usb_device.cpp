@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "device/usb_device.h"
 
 #include <bit>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The handle of one connected interface: its service, the connection to its driver, and the
 // operations that the driver carries out.
 //

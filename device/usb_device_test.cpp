@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The handle itself: creation, references, opening and closing, and the sending of one record.
 #include "device/usb_device.h"
 

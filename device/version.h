@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Versions of the driver and of an interface's firmware, as numbers and as text. Any thread.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Little-endian numbers in byte areas that were received from outside or are about to be sent.
 //
 // Offsets count bytes. Nothing is read or written outside an area: bytes past its end read as 0 and

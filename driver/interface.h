@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One connected interface, as the driver service sees it. The virtual interface implements this; a
 // driver for real hardware implements it beside that.
 //

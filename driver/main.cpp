@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // vx310-driver: publishes its interfaces on the session bus and answers requests to them, until it
 // is told to end.
 #include <sys/resource.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Classes of single bytes, and comparison without regard to case; no locale.
 //
 // A `char` is one byte of ISO-8859-1 text, whatever its sign. Any thread.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "foundation/character_class.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "foundation/lum_collection.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A growable array of objects that holds a reference on each of them.
 //
 // One thread at a time. Only add() can fail. Adding takes a reference and removing drops it, so

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "foundation/lum_object.h"
 
 std::int32_t LumObject::compare(const LumObject&) const { return 0; }

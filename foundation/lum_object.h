@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The root of everything that is kept in a collection or by reference count.
 //
 // The count starts at 0: an object that is never counted (on the stack, a member) is never deleted

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "foundation/lum_object.h"
 
 #include <gtest/gtest.h>

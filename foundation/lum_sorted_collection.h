@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A collection that keeps its objects in the ascending order of their compare().
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A string of bytes, ended by NUL.
 //
 // One thread at a time. No operation reports an error. A string holds at most kMaxLength

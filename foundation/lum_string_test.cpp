@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "foundation/lum_string.h"
 
 #include <gtest/gtest.h>

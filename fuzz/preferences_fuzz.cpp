@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Any bytes as a preferences file: they are read or refused, and what was read is written so that
 // it reads the same.
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Feeds every file of the folders that are named to a fuzzing program, where no libFuzzer does.
 #include <cstdint>
 #include <cstdio>

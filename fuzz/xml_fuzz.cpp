@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Any bytes as a document: they are read or refused, in both ways of reading alike, and what was
 // read is written so that it reads the same.
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The interface's audio device in the audio server: finding it by name, and its routing property.
 //
 // Main thread, except getHalDevice and the two globals: the listener for the server's device list

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "io/audio_device.h"
 
 #include <gmock/gmock.h>

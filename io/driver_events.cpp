@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "io/driver_events.h"
 
 #include <string_view>

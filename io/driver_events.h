@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The panel's one current device: how it becomes current, changes and goes.
 //
 // There is no current device, or one, which is then retained and open. Everything runs on the main

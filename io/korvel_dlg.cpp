@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "io/korvel_dlg.h"
 
 CKorvelDlg* controlDlg = nullptr;

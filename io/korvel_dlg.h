@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The panel bridge: how device events and status reach the panel, which this layer otherwise knows
 // nothing about.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "io/korvel_dlg.h"
 
 #include <gmock/gmock.h>

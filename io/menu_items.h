@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The texts of the panel's menu items, each at the index that stands for it in commands and in the
 // stored choices.
 #pragma once

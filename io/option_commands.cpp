@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "io/option_commands.h"
 
 #include "device/usb_device.h"

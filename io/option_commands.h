@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The commands and queries behind the panel's menus. Every value is the zero-based index of a menu
 // item.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "io/option_commands.h"
 
 #include "io/testing/io_test.h"

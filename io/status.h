@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Gathers everything that the panel shows about the interface and sends it over the bridge.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The texts in which an interface's state is shown, from the values that it reports.
 #pragma once
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # shellcheck shell=bash
 # Sourced by the scripts beside it: the Debian packages that are needed, and the build.
 
@@ -20,6 +21,9 @@ packages_full="clang libclang-rt-dev clang-format clang-tidy shellcheck desktop-
 
 say() { printf '%s\n' "==> $*"; }
 fail() { printf '%s\n' "$*" >&2; exit 1; }
+
+# Prints the comment at the beginning of the script, below its licence.
+show_help() { awk 'NR > 2 { if (!/^#/) exit; sub(/^# ?/, ""); print }' "$0"; }
 
 installed() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the first store by name does with the settings file of the former generation.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

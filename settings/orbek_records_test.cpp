@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The records that the store keeps.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "settings/osx_asio_registry.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The persistent store of the interface's settings, which the panel shares with the driver side.
 //
 // The settings are preferences under an application identifier: numbers as decimal text, blocks as

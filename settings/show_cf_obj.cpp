@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "settings/show_cf_obj.h"
 
 #include <cstdarg>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A look at property values for whoever hunts a fault: nothing calls it.
 #pragma once
 

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Checks from the include lines which folder may know which; prints what breaks a rule.
 
 usage: check_includes.py [FOLDER]     FOLDER is the project's (default: the one above this file)

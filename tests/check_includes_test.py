@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Tests of check_includes.py on small trees that break one rule each."""
 
 import pathlib

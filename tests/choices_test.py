@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The user's choices on their whole way: window, device, both stores, and back after a restart.
 
 usage: choices_test.py BUILD_FOLDER Class.test_method

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """A machine of its own for one test process: session bus, display, PipeWire, driver service, panel.
 
 What the window shows is read as a screen reader reads it, through the accessibility bus, and every

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The panel, the driver service, PipeWire and a session bus together, on a display of their own.
 
 usage: panel_test.py BUILD_FOLDER Class.test_method

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The panel's window as a screen reader sees it. Import after the session has set the environment."""
 
 import gi

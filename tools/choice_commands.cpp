@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/choice_commands.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // `vx310ctl get` and `vx310ctl set`: the panel's choices from a shell.
 #pragma once
 

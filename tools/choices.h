@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The settings that the panel offers as menus, for the command line: their names, their items and
 // the functions of the panel that ask for them and set them.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/current_interface.h"
 
 #include <unistd.h>

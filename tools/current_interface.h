@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The interface that the panel would show, without a panel: the same code follows it, and what that
 // would show is told to a listener.
 #pragma once

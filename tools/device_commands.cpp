@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/device_commands.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // vx310ctl list and vx310ctl show: the connected interfaces as the panel sees them.
 #pragma once
 

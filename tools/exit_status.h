@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How vx310ctl ends.
 #pragma once
 

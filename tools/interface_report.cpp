@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/interface_report.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // All that can be read from one interface, as names and values.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The connected interfaces, found by the same discovery as the panel's.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // vx310ctl: looks at connected interfaces, and moves simulated ones, from a shell.
 #include <cstdio>
 

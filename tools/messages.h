@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the commands say alike.
 #pragma once
 

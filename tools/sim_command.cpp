@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/sim_command.h"
 
 #include <cstdio>

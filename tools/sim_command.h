@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // vx310ctl sim: plugs and moves the simulated interfaces of the driver service.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/sim_usage.h"
 
 #include <cstdio>

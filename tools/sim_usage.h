@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The help of vx310ctl sim.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/simulator_client.h"
 
 #include <cstdio>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The driver's simulated interfaces, reached over the session bus.
 //
 // Every call waits at most kBusLimit; a failed one is explained on standard error and gives

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The tool's connection to the session bus.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // vx310ctl as a user calls it.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tools/watch_command.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // `vx310ctl watch`: what happens to the interface, a line an event.
 #pragma once
 

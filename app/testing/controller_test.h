@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The fixture of the tests in this folder: a controller with every outlet, no interface connected,
 // and a driver package of version 1.2.3.
 #pragma once

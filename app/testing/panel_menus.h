@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The panel's menus by the names of their outlets, for tests that go through all of them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the tests of this folder share: a scripted driver, and a handle of its one device.
 #pragma once
 

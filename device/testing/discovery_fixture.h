@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A client of discovery that writes down its events, for the tests of discovery and of the driver's
 // messages.
 #pragma once

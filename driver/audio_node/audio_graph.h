@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The driver's place in the PipeWire graph: one connection to the server, which all of its nodes
 // share. It comes back when the server does, and the nodes with it.
 //

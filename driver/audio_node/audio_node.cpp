@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/audio_node/audio_node.h"
 
 #include <optional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The driver's audio device: one node in the PipeWire graph with six capture and four playback
 // channels, and the routing property 'VQrt'.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The inside of the driver's graph: the loop, the connection to the server, and the nodes on it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The audio of the node: what the capture channels carry, given what is played.
 #pragma once
 

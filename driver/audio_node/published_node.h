@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The node while a server runs: a PipeWire filter with the interface's ports.
 #pragma once
 

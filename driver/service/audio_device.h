@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The audio device of one interface: keeps the driver's PipeWire node and the interface in step.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The driver service and its audio devices on a PipeWire server, seen as the panel sees them.
 #include <gmock/gmock.h>
 

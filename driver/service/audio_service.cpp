@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/service/audio_service.h"
 
 #include <sys/epoll.h>

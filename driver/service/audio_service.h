@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The audio graph of a driver process, on its event loop.
 #pragma once
 

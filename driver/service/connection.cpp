@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/service/connection.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The driver's end of one open connection: request packets come in, answer packets go out.
 //
 // A request is one packet of a SOCK_SEQPACKET socket: the method selector, 0, as a 32-bit

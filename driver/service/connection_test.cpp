@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Requests over open connections to the driver service.
 #include <gmock/gmock.h>
 #include <sys/socket.h>

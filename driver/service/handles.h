@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Owners for what sd-bus, sd-event and the kernel hand out.
 #pragma once
 

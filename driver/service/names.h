@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the driver's services are called on the bus.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The place where one interface is plugged in and out: makes it appear to clients, its audio device
 // first, makes both disappear, and brings them back when the interface leaves the bus of its own
 // accord.

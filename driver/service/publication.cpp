@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/service/publication.h"
 
 #include <algorithm>

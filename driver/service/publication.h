@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One interface on the session bus: its object with the registry properties, the connections that
 // clients opened to it, and the driver's messages about it. Exists from plug to unplug.
 #pragma once

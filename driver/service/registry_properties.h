@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The registry properties of an interface as a D-Bus dictionary.
 #pragma once
 

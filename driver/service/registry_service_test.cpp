@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What clients see of the driver service on the bus.
 #include <gmock/gmock.h>
 

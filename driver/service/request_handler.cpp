@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/service/request_handler.h"
 
 namespace driver {

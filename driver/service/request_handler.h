@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What is done with a request that came in through a connection.
 #pragma once
 

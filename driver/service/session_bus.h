@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A connection to the session bus.
 #pragma once
 

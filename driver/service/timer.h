@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A one-shot timer on the driver's event loop.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/simulator/fault.h"
 
 #include <algorithm>

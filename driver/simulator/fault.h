@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults of the transport between clients and an interface, for tests, and how they are named.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Faults on the real transport.
 #include <gmock/gmock.h>
 #include <sys/wait.h>

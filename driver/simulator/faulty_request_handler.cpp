@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/simulator/faulty_request_handler.h"
 
 #include <signal.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Applies faults to what another handler replies.
 #pragma once
 

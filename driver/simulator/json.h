@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Values as JSON texts (RFC 8259).
 #pragma once
 

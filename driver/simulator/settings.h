@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What can be set on a simulated interface from outside, by name: its cables, its identity, its
 // versions, and the settings that other programs could change.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/simulator/simulated_interface.h"
 
 #include "driver/simulator/json.h"

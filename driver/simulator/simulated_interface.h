@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One virtual interface with its port and its faults.
 #pragma once
 

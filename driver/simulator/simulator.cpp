@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/simulator/simulator.h"
 
 #include "driver/service/names.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The driver's simulated interfaces and their control over the bus: the object kSimulatorPath with
 // the interface kSimulatorInterface. It stands outside the tree of the published services, so that
 // their clients never see it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/simulator/state.h"
 
 #include "driver/simulator/json.h"

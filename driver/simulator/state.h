@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The state of a simulated interface as names and values, for tests and for people.
 #pragma once
 

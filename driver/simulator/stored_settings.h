@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the driver's settings say about an interface that is made.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/testing/driver_session.h"
 
 #include <fcntl.h>

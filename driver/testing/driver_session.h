@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A session bus of a test's own, the driver service on it, and a client that speaks to it through
 // plain sd-bus and sockets.
 #pragma once

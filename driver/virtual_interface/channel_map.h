@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which physical channel each slot of the interface's channel map carries.
 #pragma once
 

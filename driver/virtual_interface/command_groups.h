@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The commands by subject. Each group answers its own commands in place, or nothing when the
 // command is not of that group.
 #pragma once

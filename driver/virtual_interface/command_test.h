@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A virtual interface and requests to it, for the tests of the commands.
 #pragma once
 

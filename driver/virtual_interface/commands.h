@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What each request command does to the model and answers. docs/driver-protocol.md has the table
 // for readers.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The levels that the virtual interface's meters show. Fixed tones lie on its connectors; which of
 // them a channel shows follows from the routing, as it does on the hardware.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // All that the virtual interface knows: a VX-310 as data. Rules that tie values together stand with
 // the type they concern; what a request does to the model stands in the command files.
 #pragma once

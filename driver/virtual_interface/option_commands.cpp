@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/virtual_interface/command_groups.h"
 
 namespace driver {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/virtual_interface/sample_clock.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The sample clock of the virtual interface: sample rate, clock source and digital input, which
 // depend on each other.
 //

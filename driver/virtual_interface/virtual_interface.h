@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A complete VX-310 without hardware: the model behind the interface that the driver serves.
 #pragma once
 

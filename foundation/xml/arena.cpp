@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "foundation/xml/arena.h"
 
 #include <algorithm>

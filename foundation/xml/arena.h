@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The memory of one parsed text: the text itself, and what was made while it was read.
 //
 // An arena lives as long as any object in it. The objects may go one by one and on any thread; the

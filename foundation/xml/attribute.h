@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A name and a value of an element. The value is always text.
 //
 // One thread at a time; texts that are returned are good until the next change.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Nothing needs call stack for the depth of a document.
 #include <gtest/gtest.h>
 #include <pthread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A document: the unnamed node above the top-level elements, its reader and its writer.
 //
 // The reader knows nested elements with double-quoted attributes, and at the top a header, comments

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "foundation/xml/entities.h"
 
 #include <array>

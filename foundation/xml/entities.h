@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The five characters that stand in a document under a name.
 #pragma once
 

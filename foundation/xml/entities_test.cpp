@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "foundation/xml/entities.h"
 
 #include <gtest/gtest.h>

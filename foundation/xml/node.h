@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // An element of a document: a name, a text, child elements and attributes, in document order.
 //
 // One thread at a time. A node holds a reference on each child and attribute and drops it when they

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "foundation/xml/node.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads a text in place into nodes. See foundation/xml/doc.h for what it takes.
 #pragma once
 

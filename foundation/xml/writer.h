@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Writes elements and attributes at the end of a string.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "foundation/xml/writer.h"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The fixture of the tests in this folder: nothing connected, a panel that writes down its calls,
 // and a check at the end that everything was given back.
 #pragma once

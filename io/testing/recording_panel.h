@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A panel for tests that writes down each call that comes over the bridge.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "io/testing/scripted_interface.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A VX-310 for tests, scripted as the bytes of its answers and published in the in-memory registry.
 //
 // The specimen is one sane interface; a test breaks one field of it.

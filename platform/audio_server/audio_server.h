@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Audio server seam: the devices of the audio server, their names and the driver's custom property.
 //
 // Objects are named by 32-bit ids. Id 1 is the system object, which has the device list; every

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every back end of the audio server seam must do.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

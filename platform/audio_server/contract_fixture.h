@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the contract suite needs from each back end: a server of its own whose devices it moves.
 #pragma once
 

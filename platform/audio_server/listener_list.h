@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The property listeners of a back end: who is called for which property. Any thread.
 #pragma once
 

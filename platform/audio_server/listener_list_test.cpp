@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/audio_server/listener_list.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Clock seam: the deliberate pauses of the program.
 //
 // Back ends: posix/ (really waits), memory/ (records each pause and returns at once).

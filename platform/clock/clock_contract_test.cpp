@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every clock does. Compiled once against each back end; how long a pause lasts is the real
 // one's matter.
 #include "platform/clock/clock.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The client side of the contract suite. Each back end's test program compiles the suite
 // (device_registry_*_contract_test.cpp) and brings the drivers (contract_world.h).
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the contract suite does to the drivers behind the registry under test. Each test program
 // that runs the suite links one world.
 #pragma once

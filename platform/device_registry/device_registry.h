@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Device registry seam: the services that drivers publish, notifications about them, their
 // properties, and connections that carry request records to their driver.
 //

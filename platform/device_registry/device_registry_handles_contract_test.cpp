@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the handles of every device registry name, and for how long.
 #include <array>
 

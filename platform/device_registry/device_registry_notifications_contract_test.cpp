@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every device registry tells its clients, in which order, and when.
 #include <poll.h>
 

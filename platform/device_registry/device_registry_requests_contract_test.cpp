@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How every device registry carries requests to a driver.
 #include <poll.h>
 

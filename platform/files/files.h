@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Files seam: files outside the preferences that the program reads.
 //
 // Paths are absolute paths of the described system, such as "/System/Library/Extensions/…". Where

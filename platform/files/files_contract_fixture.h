@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How the contract tests put a file where the back end under test finds it. Each back end's test
 // program defines the operations.
 #pragma once

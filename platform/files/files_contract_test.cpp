@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the files of every back end do. Compiled once against each.
 #include "platform/files/files.h"
 

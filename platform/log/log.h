@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Log seam: the system log.
 //
 // Back ends: posix/ (the syslog of the machine), memory/ (keeps the lines for tests).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every system log does. Compiled once against each back end; a log is written to, so that
 // only the in-memory one can be asked what it holds.
 #include "platform/log/log.h"

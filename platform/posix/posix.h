@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the back ends on a POSIX system share. No seam: the logic includes none of this.
 //
 // Functions that can fail leave errno as the reason. All paths are absolute. Any thread, but none

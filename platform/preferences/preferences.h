@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Preferences seam: values under a key of an application identifier, shared between processes.
 //
 // Set values are visible to this process at once and to other processes after a synchronise. Main

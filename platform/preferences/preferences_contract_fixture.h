@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the contract tests need around the back end under test: another process beside this one.
 // Each back end's test program defines the operations.
 #pragma once

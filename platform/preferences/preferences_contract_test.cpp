@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the preferences of every back end do. Compiled once against each.
 #include "platform/preferences/preferences.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Reads property lists in the binary form. The library's own reader is not asked: it takes a list
 // whose objects refer to one another many times over apart into as many copies, and a key with a
 // NUL in it ends the program.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Property lists as bytes, turned into property values and back. For back ends that keep
 // property-list files. Any thread.
 #pragma once

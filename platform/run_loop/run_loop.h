@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Run loop seam: the loop on which device notifications, panel actions and timers of one thread
 // run.
 //

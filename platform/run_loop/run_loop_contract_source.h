@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A run loop source for the contract tests: whoever signals gives it one piece of work.
 #pragma once
 

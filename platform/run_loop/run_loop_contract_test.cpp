@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every run loop does. Compiled once against each back end.
 #include "platform/run_loop/run_loop.h"
 

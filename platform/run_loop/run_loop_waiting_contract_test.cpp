@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the run loops do that watch descriptors and wait, as the ones of real programs do.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Toolkit seam: the application's main loop, its window and the controls in it.
 //
 // Controls are small values that name a control of the loaded window; copies name the same control,

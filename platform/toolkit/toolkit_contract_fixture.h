@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the contract tests need from a back end besides the contract: its user, and eyes. Each back
 // end's test program defines the operations.
 #pragma once

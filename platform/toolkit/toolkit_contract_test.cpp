@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What every toolkit does. Compiled once against each back end.
 #include <gmock/gmock.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/values/values.h"
 
 const CFValue* CFDictionaryGetValue(const CFDictionary& dictionary, std::string_view key) {

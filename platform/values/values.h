@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Property values: the numbers, texts, dates, data blocks, arrays and dictionaries that the device
 // registry publishes and that property lists and preferences hold.
 //

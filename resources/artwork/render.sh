@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Draws the pictures anew from their sources. Needs rsvg-convert and ImageMagick.
 set -eu
 cd "$(dirname "$0")"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The driver's node on a private server, driven by hand from the test's own thread.
 #include "driver/audio_node/audio_node.h"
 

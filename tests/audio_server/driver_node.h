@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The driver's node as a driver process runs it: on a thread with a loop of its own.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/audio_server/graph_client.h"
 
 #include <poll.h>

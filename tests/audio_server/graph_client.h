@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Another program on the same PipeWire server: it makes devices as the server does for sound cards,
 // looks at what is in the graph, writes to nodes and connects ports.
 #pragma once

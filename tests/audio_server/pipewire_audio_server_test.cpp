@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What is particular to the audio server seam on PipeWire. The back end starts once in a process;
 // each test leaves it without a server.
 #include <gmock/gmock.h>

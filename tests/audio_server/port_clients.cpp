@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/audio_server/port_clients.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Programs that play to and record from other nodes of the graph.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Preferences on a disk that refuses: no permission, no room, a lock held by another process.
 #include <fcntl.h>
 #include <sched.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Parts of a test that run in a process of their own, forked from the test.
 #pragma once
 

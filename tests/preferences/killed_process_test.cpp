@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Preferences of processes that are killed while they store, and of several that store at once.
 #include <fcntl.h>
 #include <sys/ptrace.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Programs that read and write the preferences file of a test: Python's plistlib, and plistutil.
 #pragma once
 

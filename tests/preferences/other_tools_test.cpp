@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Preferences files that other tools read and write: Python's plistlib, and plistutil.
 #include "tests/preferences/other_tools.h"
 

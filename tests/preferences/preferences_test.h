@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the tests of the preferences between processes share: a folder of their own as the user's.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The settings store on a disk: what other tools and other processes see of it, its first start
 // beside a file of the former generation, and files that are no good.
 #include <sys/inotify.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A program that a test runs beside itself. It never outlives the test.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/support/open_files.h"
 
 #include <filesystem>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a process holds open, as the system tells it.
 #pragma once
 

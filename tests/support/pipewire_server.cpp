@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/support/pipewire_server.h"
 
 #include <poll.h>

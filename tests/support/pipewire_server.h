@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A private PipeWire server without session manager, hardware or D-Bus.
 #pragma once
 

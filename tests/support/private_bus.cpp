@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/support/private_bus.h"
 
 #include <systemd/sd-bus.h>

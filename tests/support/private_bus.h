@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A session bus for one test: its own dbus-daemon with its own address, policy and service files in
 // a temporary folder, so that nothing of the machine's session is touched or started.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/support/silent_bus.h"
 
 #include <sys/socket.h>

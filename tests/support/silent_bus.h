@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A hung session bus: it accepts connections and never says a word.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A folder of its own for one test, with everything in it removed at the end.
 #pragma once
 

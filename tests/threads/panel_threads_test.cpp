@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The panel's two threads at work at once: audio devices come and go on a real server, so that the
 // device-list listener runs on the notification thread, while menus are picked on the main thread.
 // Under the thread sanitizer this shows what they share without protection.

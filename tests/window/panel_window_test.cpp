@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Holds the window file and the program to each other: the names and kinds of the controls, and the
 // items of the menus.
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What tests see of a document.
 #pragma once
 

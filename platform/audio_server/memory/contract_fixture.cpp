@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/audio_server/contract_fixture.h"
 
 #include <map>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/audio_server/memory/memory_audio_server.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What tests do to the in-memory audio server: make devices come and go, script the driver's
 // routing property, let operations fail, take the server away, and look at what was asked of it.
 //

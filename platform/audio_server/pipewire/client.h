@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // This process's connection to the PipeWire server as an audio server of the seam.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A connection to the PipeWire server that comes back when the server does.
 //
 // Used by the audio server's mirror and by the driver's node, each with a loop of its own.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/audio_server/pipewire/connection.h"
 
 #include <gtest/gtest.h>

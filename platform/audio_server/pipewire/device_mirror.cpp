@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/audio_server/pipewire/device_mirror.h"
 
 #include <algorithm>

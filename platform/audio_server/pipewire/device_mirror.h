@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What is known of the server's audio devices. The notification thread keeps it; every other thread
 // reads it and waits on it. Any thread; nothing waits on the server except where it says so.
 #pragma once

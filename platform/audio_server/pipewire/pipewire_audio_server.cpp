@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The audio server seam on PipeWire. Reading is answered from a mirror of the server's registry and
 // waits for nothing once the first list has come; only a write waits for its device.
 #include <algorithm>

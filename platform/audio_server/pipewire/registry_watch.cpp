@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/audio_server/pipewire/registry_watch.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Follows the audio devices in the server's registry and keeps a DeviceMirror of them.
 #pragma once
 

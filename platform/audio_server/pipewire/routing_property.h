@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How the driver's routing property stands in the Props of its node: in the struct `params`, the
 // key "VQrt" followed by opaque bytes (SPA type Bytes).
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/audio_server/pipewire/routing_property.h"
 
 #include <gmock/gmock.h>

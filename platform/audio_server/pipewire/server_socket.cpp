@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/audio_server/pipewire/server_socket.h"
 
 #include <sys/inotify.h>

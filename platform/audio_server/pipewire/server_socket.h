@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The PipeWire server's socket: where it is, a connection to it, and a watch that tells when it
 // appears.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What tests do to the in-memory clock: see the pauses, and let something happen during one.
 #pragma once
 

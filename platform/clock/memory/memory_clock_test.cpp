@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/clock/memory/memory_clock.h"
 
 #include <gmock/gmock.h>

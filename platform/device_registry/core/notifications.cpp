@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/device_registry/core/notifications.h"
 
 #include <sys/epoll.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Iterators, interest notifications, and the run loop source of a notification port, in which what
 // happened waits until the run loop performs it.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/device_registry/core/object.h"
 
 #include <utility>

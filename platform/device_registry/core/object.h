@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a handle names. Every service, iterator, notification, connection and master port is an
 // object with a number of its own, and a client names it by that number.
 //

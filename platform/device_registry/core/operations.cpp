@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The operations that are the same whatever the back end.
 #include "platform/device_registry/core/registry.h"
 #include "platform/device_registry/device_registry.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The registry as every back end has it: which services are present, what clients hold, and whom to
 // notify. A back end reports what its drivers do and supplies the services; the operations of the
 // contract forward to the functions of the same meaning here.

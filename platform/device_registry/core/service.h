@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Published services and the connections to their drivers, as the back ends supply them.
 #pragma once
 

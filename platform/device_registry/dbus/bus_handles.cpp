@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/device_registry/dbus/bus_handles.h"
 
 #include <poll.h>

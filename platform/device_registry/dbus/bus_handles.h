@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Owners of what the bus library hands out.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One open connection to a driver: a SOCK_SEQPACKET socket that carries one packet per request and
 // one per answer.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/device_registry/dbus/channel.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The device registry on the session bus.
 #include <memory>
 

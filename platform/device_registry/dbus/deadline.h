@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The time by which a call has to be over, all of its steps together.
 #pragma once
 

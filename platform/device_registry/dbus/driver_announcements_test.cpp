@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // How the comings and goings of drivers and services on the bus become notifications.
 #include <fcntl.h>
 #include <poll.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The driver service as seen on the session bus: who owns its name, which services it publishes,
 // and what it says about them.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calls to the driver service that wait for the reply.
 //
 // They have a bus connection of their own, on which nothing but replies arrives. So waiting for one

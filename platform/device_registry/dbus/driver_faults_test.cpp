@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What a driver can do wrong with a connection, and how soon its caller is free again.
 #include <fcntl.h>
 #include <signal.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The names by which driver services are found on the session bus.
 #pragma once
 

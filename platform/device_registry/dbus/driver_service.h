@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One service that the driver publishes, and connections to it.
 #pragma once
 

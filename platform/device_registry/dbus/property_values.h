@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bus values as property values.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The properties that a driver can publish, as the client reads them.
 #include <limits>
 

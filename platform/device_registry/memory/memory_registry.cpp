@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/device_registry/memory/memory_registry.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What tests do to the in-memory device registry: publish scripted devices, take them away, let
 // their drivers send messages, make operations fail, and look at what was left behind.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the in-memory registry adds to the contract: scripts, failures on demand, and the account of
 // what clients hold.
 #include "platform/device_registry/memory/memory_registry.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/files/memory/memory_files.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What tests do to the in-memory files: say what is there and what fails, and see what was asked.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/files/files_contract_fixture.h"
 #include "platform/files/memory/memory_files.h"
 

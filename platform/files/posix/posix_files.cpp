@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Files below the system root: the folder that stands for "/" of the described system.
 #include <fcntl.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The files in the Preferences folder, opened as forks: a fork is a file descriptor.
 #include <fcntl.h>
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What tests do to the in-memory system log: read what was written. Any thread.
 #pragma once
 

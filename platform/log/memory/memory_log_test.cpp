@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/log/memory/memory_log.h"
 
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What tests do to the in-memory preferences: see what was stored, and store as others do.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/preferences/memory/memory_preferences.h"
 #include "platform/preferences/preferences_contract_fixture.h"
 

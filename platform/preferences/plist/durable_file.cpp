@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/preferences/plist/durable_file.h"
 
 #include <fcntl.h>

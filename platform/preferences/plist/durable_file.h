@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What the property-list files need of the file system: a durable file to put in another's place,
 // and a lock between processes. Both functions leave errno as the reason of a failure.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The preferences of all identifiers, one property-list file each in the Preferences folder.
 #include "platform/posix/posix.h"
 #include "platform/preferences/plist/preferences_file.h"

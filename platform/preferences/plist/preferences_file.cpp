@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/preferences/plist/preferences_file.h"
 
 #include <fcntl.h>

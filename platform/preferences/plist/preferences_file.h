@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // One identifier's values and the property-list file that keeps them between processes.
 //
 // The file is always a whole one: it is written under another name and put in place by a rename,

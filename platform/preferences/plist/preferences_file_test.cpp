@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What only the property-list files have: what lies in the folder, and files that are no good.
 #include "platform/preferences/plist/preferences_file.h"
 

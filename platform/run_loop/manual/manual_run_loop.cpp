@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/run_loop/manual/manual_run_loop.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What tests do to the run loop that is driven by hand. There is one loop; it belongs to whichever
 // thread drives it, and descriptors are not watched: every source is simply performed.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The run loop of programs without a window: each thread has one, which watches its sources with
 // poll(2).
 #include <poll.h>

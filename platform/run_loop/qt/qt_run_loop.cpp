@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The run loop of programs with a window: the toolkit's own, on the application's thread. Other
 // threads have none.
 #include <poll.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The toolkit's loop needs an application; the tests of this program share one.
 #include <gtest/gtest.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The border that no exception passes: the toolkit's event delivery.
 #pragma once
 

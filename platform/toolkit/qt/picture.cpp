@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/toolkit/qt/picture.h"
 
 #include <QFileInfo>

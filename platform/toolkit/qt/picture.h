@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The Qt form of an image of the application's resources.
 #pragma once
 

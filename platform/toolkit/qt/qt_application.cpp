@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The application: its main loop, its end, and what it asks of the desktop.
 #include <QApplication>
 #include <QDesktopServices>

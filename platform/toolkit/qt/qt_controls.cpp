@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The controls: each names a widget of the window.
 #include <QComboBox>
 #include <QLabel>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/toolkit/qt/qt_nib.h"
 
 #include <QAbstractButton>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The window as its Designer file gives it.
 #pragma once
 

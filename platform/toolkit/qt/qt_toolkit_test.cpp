@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The contract's fixture for the Qt back end, and what is Qt's own: signals, the first painting,
 // the window file, resolutions. Needs no display: the environment names the offscreen platform.
 #include <gmock/gmock.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/toolkit/qt/quit_signals.h"
 
 #include <sys/eventfd.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The signals that would end a program, which the toolkit's event loop handles instead.
 #pragma once
 

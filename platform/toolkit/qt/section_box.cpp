@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/toolkit/qt/section_box.h"
 
 #include <QChildEvent>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A titled part of the window that is there only while it has something in it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // What tests do to the recording toolkit: read the operations that a program performed on its
 // window, look at the controls, and act as the user.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/toolkit/recording/recording_toolkit.h"
 
 #include <gmock/gmock.h>

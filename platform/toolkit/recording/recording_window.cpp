@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/toolkit/recording/recording_window.h"
 
 #include <utility>

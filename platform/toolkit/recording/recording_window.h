@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The state behind the recording toolkit, shared by the program's side and the test's side of it.
 #pragma once
 

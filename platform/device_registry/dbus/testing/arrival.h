@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Waiting, in tests, until what a driver sent has come as far as the registry.
 #pragma once
 

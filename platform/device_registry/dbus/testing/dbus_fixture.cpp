@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "platform/device_registry/dbus/testing/dbus_fixture.h"
 
 #include <poll.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A registry client, a scripted driver and a bus of their own, for tests of what only the real
 // transport can do.
 #pragma once

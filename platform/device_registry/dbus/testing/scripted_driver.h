@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A driver service whose every answer a test can script, also the wrong ones. It is written on the
 // bus library directly, so that it can send what a well-behaved service never would.
 #pragma once
