@@ -5,10 +5,10 @@
 
 #include <string_view>
 
-// Of the three menus for the input channels.
+// Items of the three input menus.
 inline constexpr std::string_view kInputItems[] = {"Analog 1/2", "Analog 3/4", "Digital",
                                                    "Loopback"};
-// Of the menus for the line outputs and the digital output.
+// Items of the two output menus.
 inline constexpr std::string_view kOutputItems[] = {"Playback 1/2", "Playback 3/4", "Input 1/2",
                                                     "Input 3/4", "Input 5/6"};
 inline constexpr std::string_view kClockSourceItems[] = {"Automatic", "Internal"};

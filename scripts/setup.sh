@@ -2,7 +2,7 @@
 # shellcheck shell=bash
 # Sourced by the scripts beside it: the Debian packages that are needed, and the build.
 
-top=$(CDPATH='' cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd)
+top=$(CDPATH='' cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd -P)
 logs=$top/build/logs
 
 # What each kind of work needs beyond a minimal Debian. The scripts that source this use these.
@@ -35,13 +35,16 @@ system_name() (
   printf '%s' "${PRETTY_NAME:-an unknown system}"
 )
 
-# prepare PACKAGE...: fails with one line where the project cannot be built, and installs what is missing.
+# prepare PRESET MEGABYTES PACKAGE...: fails with one line where the project cannot be built, and installs
+# what is missing. Building from this preset on takes so many megabytes.
 prepare() {
+  local folder=$top/build/$1 needed=$2 free
+  shift 2
   mkdir -p "$logs" 2>/dev/null && [ -w "$logs" ] ||
-    fail "$top cannot be written: clone the project into a folder of your own"
-  local free
+    fail "$logs cannot be written: clone the project into a folder of your own"
   free=$(df -Pk "$top" | awk 'NR == 2 { print int($4 / 1024) }')
-  [ "$free" -ge 500 ] || fail "The disk of $top has $free MB free: building takes 500 MB; make room"
+  [ -e "$folder" ] || [ "$free" -ge "$needed" ] ||
+    fail "The disk of $top has $free MB free, and building takes $needed MB: make room"
   install_packages "$@"
 }
 
@@ -68,11 +71,11 @@ install_packages() {
   fi
   say "Installing from Debian: ${missing[*]}"
   # An update that misses one of the user's sources may still have found what is needed.
-  { "${as_root[@]}" apt-get update -qq
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -q \
+  { "${as_root[@]}" env LC_ALL=C apt-get update -qq
+    "${as_root[@]}" env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get install -y -q \
       --no-install-recommends -o DPkg::Lock::Timeout=300 "${missing[@]}"; } >"$log" 2>&1 ||
     fail "The packages could not be installed:" \
-      "$(grep -m 1 -E 'Failed to fetch|^E:' "$log" || tail -n 1 "$log"). This takes Debian 12 or 13 and" \
+      "$(grep -m 1 '^W: Failed to fetch' "$log") $(grep -m 1 '^E:' "$log"). This takes Debian 12 or 13 and" \
       "its package mirror; here is $(system_name). All of apt-get's output: $log"
 }
 
@@ -86,9 +89,10 @@ logged() {
 
 # Reads what ninja ("[5/300] ...") or ctest (" 5/300 Test ...") prints.
 show_progress() {
-  local line percent shown=0 failing=
+  local line percent shown=0 failing='' clear=''
+  [ ! -t 1 ] || clear=$'\r\033[K'  # wipes the counter
   while IFS= read -r line; do
-    if [[ $line =~ ^\ *\[?([0-9]+)/([0-9]+)[]\ ] ]]; then
+    if [[ $line =~ ^\ *\[?([1-9][0-9]*)/([1-9][0-9]*)[]\ ] ]]; then
       failing=
       percent=$((100 * BASH_REMATCH[1] / BASH_REMATCH[2]))
       if [ -t 1 ]; then
@@ -99,35 +103,39 @@ show_progress() {
       fi
     fi
     case $line in
-      FAILED:* | "CMake Error"* | *"***"* | *"tests passed, "* | *"tests failed out of"*) failing=yes ;;
+      FAILED:* | "ninja: "* | "CMake Error"* | *"***"* | *"tests passed, "* | *"tests failed out of"*) failing=yes ;;
       *"  Start "* | "") failing= ;;
     esac
-    [ -z "$failing" ] || printf '%s\n' "$line"
+    [ -z "$failing" ] || printf '%s%s\n' "$clear" "$line"
   done
   [ ! -t 1 ] || echo
 }
 
-# configure PRESET [OPTION...]: with options, on the first time, and when the clone was moved. A failure
-# leaves nothing that a later run trips over.
+# configure PRESET [OPTION...]: configures if options are given, on the first run, if the presets changed
+# and if the clone was moved. After a failure the next run starts afresh.
 configure() {
   local folder=$top/build/$1
-  if [ $# -eq 1 ] && [ -f "$folder/build.ninja" ] &&
+  if [ $# -eq 1 ] && [ "$folder/build.ninja" -nt "$top/CMakePresets.json" ] &&
     grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$top" "$folder/CMakeCache.txt"; then
     return
   fi
   cd "$top" || exit 1
   cmake --fresh --preset "$@" >"$logs/$1-configure.log" 2>&1 && return
-  rm -rf "$folder"
+  rm -f "$folder/build.ninja" "$folder/CMakeCache.txt"
   fail "The $1 build could not be configured on $(system_name):" \
     "$(grep -A 4 -m 1 '^CMake Error' "$logs/$1-configure.log" | tr -s '[:space:]' ' ')" \
     "($logs/$1-configure.log)"
 }
 
-# build PRESET [OPTION...]: configures with the options if need be, then builds what changed.
+# build PRESET [OPTION...]: configures if need be, then builds what changed; one at a time in this clone.
 build() {
+  local lock
+  exec {lock}>"$logs/lock"
+  flock --nonblock "$lock" || { say "Waiting for another build in this clone"; flock "$lock"; }
   configure "$@"
   say "Building ($1)"
   cd "$top" || exit 1
   logged "$1-build.log" cmake --build --preset "$1" ||
     fail "The $1 build failed: $logs/$1-build.log has all of its output"
+  exec {lock}>&-
 }

@@ -65,8 +65,8 @@ class OrbekRecords : public testing::Test {
     memory_log::reset();
   }
 
-  void put(std::string_view key, CFValue value) {
-    memory_preferences::storeFromOutside(key, std::move(value), store.getApplicationId());
+  void put(std::string_view key, const CFValue& value) {
+    memory_preferences::storeFromOutside(key, value, store.getApplicationId());
     CFPreferencesAppSynchronize(store.getApplicationId());
   }
   CFDictionary stored() { return memory_preferences::storedValues(store.getApplicationId()); }

@@ -28,8 +28,8 @@ struct EmptyPlatform {
 
 class Store : public testing::Test {
  protected:
-  void put(std::string_view key, CFValue value) {
-    memory_preferences::storeFromOutside(key, std::move(value), store.getApplicationId());
+  void put(std::string_view key, const CFValue& value) {
+    memory_preferences::storeFromOutside(key, value, store.getApplicationId());
     CFPreferencesAppSynchronize(store.getApplicationId());
   }
   std::optional<CFValue> stored(std::string_view key) {

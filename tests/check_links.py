@@ -12,7 +12,7 @@ import re
 import sys
 import urllib.parse
 
-MARKDOWN_LINK = re.compile(r"\]\(([^)\s]+)\)")
+MARKDOWN_LINK = re.compile(r"\]\(<?([^)>\"\n]+?)>?(?:\s+\"[^\"]*\")?\)|^\[[^\]]+\]:\s*(\S+)", re.MULTILINE)
 HTML_LINK = re.compile(r'\b(?:href|src)="([^"]+)"')
 HEADING = re.compile(r"^#+ +(.+?) *$", re.MULTILINE)
 HTML_ID = re.compile(r'\bid="([^"]+)"')
@@ -24,14 +24,17 @@ def anchors(path):
     text = path.read_text(encoding="utf-8")
     if path.suffix == ".html":
         return set(HTML_ID.findall(text))
-    titles = (re.sub(r"[^\w\- ]", "", title.lower()) for title in HEADING.findall(text))
+    titles = (re.sub(r"[^\w\- ]", "", title.lower()) for title in HEADING.findall(CODE.sub("", text)))
     return {title.replace(" ", "-") for title in titles}
 
 
 def faults(document):
     text = document.read_text(encoding="utf-8")
     is_html = document.suffix == ".html"
-    links = HTML_LINK.findall(text) if is_html else MARKDOWN_LINK.findall(CODE.sub("", text))
+    if is_html:
+        links = HTML_LINK.findall(text)
+    else:
+        links = ["".join(link) for link in MARKDOWN_LINK.findall(CODE.sub("", text))]
     for link in links:
         address = urllib.parse.urlparse(link)
         if address.scheme:

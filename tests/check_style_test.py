@@ -47,10 +47,12 @@ class CheckStyle(unittest.TestCase):
             status, output = self.check(check)
             self.assertEqual(0, status, output)
 
+    @unittest.skipUnless(shutil.which("clang-format-14"), "needs clang-format 14")
     def test_code_that_is_not_formatted_is_found(self):
         self.plant("device/version.cpp", "int   x ;\n")
         self.expect_fault("device/version.cpp", "format")
 
+    @unittest.skipUnless(shutil.which("clang-tidy-14"), "needs clang-tidy 14")
     def test_what_clang_tidy_finds_is_found(self):
         self.plant("foundation/xml/entities.cpp", "int* nothing() { return 0; }\n")
         self.expect_fault("modernize-use-nullptr", "tidy", "foundation/xml/entities.cpp")
@@ -66,6 +68,12 @@ class CheckStyle(unittest.TestCase):
     def test_a_link_that_leads_nowhere_is_found(self):
         self.plant("README.md", "[gone](docs/gone.md)\n")
         self.expect_fault("docs/gone.md", "links")
+
+    def test_a_link_in_any_form_of_markdown_is_followed(self):
+        for link in ('[gone](docs/gone.md "Title")', "[gone](<docs/gone.md>)", "[gone]: docs/gone.md"):
+            with self.subTest(link):
+                self.plant("CHANGELOG.md", f"\n{link}\n")
+                self.expect_fault("docs/gone.md", "links", "CHANGELOG.md")
 
     def test_a_link_to_a_heading_that_is_not_there_is_found(self):
         self.plant("README.md", "[gone](CONTRIBUTING.md#no-such-heading)\n")

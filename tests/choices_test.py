@@ -31,7 +31,7 @@ class Menu:
 
     @functools.cached_property
     def items(self):
-        """The items' texts, which vx310ctl lists when it is told to set none of them."""
+        """The items' texts, which vx310ctl lists when `set` gets an unknown one."""
         command = [pathlib.Path(BUILD) / "bin/vx310ctl", "set", self.setting, ""]
         result = subprocess.run(command, capture_output=True, text=True, timeout=TIME_LIMIT)
         return re.findall(r"^  \d+  (.+)$", result.stderr, re.MULTILINE)

@@ -14,7 +14,7 @@ import subprocess
 import tempfile
 import time
 
-# Names by which programs would find the servers of the session that runs the tests.
+# By these, programs would find the servers of the session that runs the tests, or print more.
 FOREIGN = (
     "AT_SPI_BUS_ADDRESS",
     "DBUS_STARTER_ADDRESS",
@@ -23,6 +23,9 @@ FOREIGN = (
     "PIPEWIRE_PROPS",
     "PIPEWIRE_REMOTE",
     "PIPEWIRE_RUNTIME_DIR",
+    "QT_DEBUG_PLUGINS",
+    "QT_LOGGING_RULES",
+    "QT_STYLE_OVERRIDE",
     "WAYLAND_DISPLAY",
 )
 

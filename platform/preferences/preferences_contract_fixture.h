@@ -17,7 +17,7 @@ class Fixture {
   ~Fixture();
 
   // The other process sets a value, nothing removing it, and synchronises.
-  void setElsewhere(std::string_view key, std::optional<CFValue> value,
+  void setElsewhere(std::string_view key, const std::optional<CFValue>& value,
                     std::string_view applicationId);
 
   // What a process that starts now sees.

@@ -29,10 +29,10 @@ Fixture::Fixture() {
 Fixture::~Fixture() { home.reset(); }
 
 // An object of its own shares nothing with this process's but the file.
-void Fixture::setElsewhere(std::string_view key, std::optional<CFValue> value,
+void Fixture::setElsewhere(std::string_view key, const std::optional<CFValue>& value,
                            std::string_view applicationId) {
   PreferencesFile file(folder(), nameOf(applicationId));
-  file.set(key, std::move(value));
+  file.set(key, value);
   file.synchronize();
 }
 

@@ -7,9 +7,9 @@ namespace preferences_contract {
 Fixture::Fixture() { memory_preferences::reset(); }
 Fixture::~Fixture() { memory_preferences::reset(); }
 
-void Fixture::setElsewhere(std::string_view key, std::optional<CFValue> value,
+void Fixture::setElsewhere(std::string_view key, const std::optional<CFValue>& value,
                            std::string_view applicationId) {
-  memory_preferences::storeFromOutside(key, std::move(value), applicationId);
+  memory_preferences::storeFromOutside(key, value, applicationId);
 }
 
 CFDictionary Fixture::stored(std::string_view applicationId) {

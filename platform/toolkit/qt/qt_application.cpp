@@ -64,9 +64,9 @@ class WindowWatch final : public QObject {
   QEventLoop untilPainted_;
 };
 
-// Qt 6.8 tells assistive technologies of each text of a label whose text can be selected, then
-// finds that labels have no text for them, and prints a warning. They read the label's name.
-void silenceWarningsOfLabels() {
+// Turns all warnings of Qt's bridge to assistive technologies off. Qt 6.8 announces each change of
+// a label whose text can be selected, then prints a warning that labels have no text interface.
+void silenceAccessibilityBridge() {
   QLoggingCategory::setFilterRules(QStringLiteral("qt.accessibility.atspi.warning=false"));
 }
 
@@ -88,7 +88,7 @@ void fitScreen(QWidget& window) {
 int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   // Whoever follows the output through a pipe sees each line when it is printed.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  silenceWarningsOfLabels();
+  silenceAccessibilityBridge();
   QApplication application(argc, argv);
   QApplication::setStyle(QStringLiteral("fusion"));  // which the window's style sheet builds on
   QApplication::setQuitOnLastWindowClosed(false);    // the delegate is asked

@@ -43,8 +43,8 @@ bool WheelRefusal::eventFilter(QObject*, QEvent* event) {
   return true;
 }
 
-// Only the window system's events are spontaneous. A press that is sent from here is not, and so
-// Qt sends its override along.
+// Only the window system's events are spontaneous: sendEvent() clears that flag, so Qt sends a new
+// ShortcutOverride before this press.
 bool KeysInOrder::eventFilter(QObject* list, QEvent* event) {
   if (!event->spontaneous()) return false;
   if (event->type() == QEvent::ShortcutOverride) return true;

@@ -426,7 +426,8 @@ class AssistiveTechnology : public QObject {
   std::vector<std::pair<QObject*, std::unique_ptr<QEvent>>> taken_;
 };
 
-// Types `keys` into the open menu's list. The picks of an interface that takes none of them.
+// Types `keys` into the open menu's list and returns the picks. The action resets the menu after
+// each pick, as an interface does that refuses it.
 std::vector<int> picksBy(std::vector<Qt::Key> keys, bool assisted) {
   static std::vector<int> picks;
   picks.clear();
