@@ -2,8 +2,8 @@
 #include <optional>
 
 #include "device/discovery_state.h"
-#include "device/driver_services.h"
 #include "device/usb_device.h"
+#include "protocol/services.h"
 
 namespace {
 

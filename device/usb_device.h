@@ -3,7 +3,7 @@
 // operations that the driver carries out.
 //
 // All on the thread whose run loop carries the device notifications. Nothing throws. Every
-// operation is one request record (device/dispatch.h) unless it says otherwise, and needs an open
+// operation is one request record (protocol/dispatch.h) unless it says otherwise, and needs an open
 // device: on a closed one it fails without contacting the driver. A driver that is slow, answers
 // short or answers nonsense costs a failure value, never memory outside the buffers given here.
 //
@@ -20,11 +20,11 @@
 #include <string>
 #include <string_view>
 
-#include "device/dispatch.h"
-#include "device/records.h"
 #include "device/version.h"
 #include "platform/device_registry/device_registry.h"
 #include "platform/values/values.h"
+#include "protocol/dispatch.h"
+#include "protocol/records.h"
 
 // Values of the driver. They are passed in both directions unchanged, so every 32-bit value is one.
 enum VQE_ClockSource : std::int32_t {};
@@ -35,6 +35,14 @@ enum VQE_USB1Mode : std::int32_t {};
 enum EDirection : std::uint32_t { EDIR_HostToDevice = 0, EDIR_DeviceToHost = 128 };
 enum EDRQ_Level : std::uint32_t { EDRQ_Vendor = 64 };
 enum EDRQ_Recipient : std::uint32_t { EDRQ_Device = 0 };
+
+// The codes that USBDevice::DeviceIoControl knows.
+inline constexpr int kControlCodeString0 = 0;
+inline constexpr int kControlCodeString1 = 1;
+inline constexpr int kControlCodeDeviceDescriptor = 38;
+inline constexpr int kControlCodeUsbSpeed = 39;
+inline constexpr int kControlCodeDriverVersion = 41;
+inline constexpr int kControlCode56 = 56;
 
 // A port of another product's controller; known here only for the operation that refuses it.
 class AJCPortBase;

@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-#include "device/dispatch.h"
+#include "protocol/dispatch.h"
 
 namespace driver {
 

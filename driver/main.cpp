@@ -8,12 +8,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
+#include <string>
 
 #include "driver/command_line.h"
-#include "driver/service/names.h"
 #include "driver/service/session_bus.h"
 #include "driver/simulator/simulator.h"
+#include "protocol/services.h"
 
 namespace {
 
@@ -70,12 +70,13 @@ class NameOwner {
   }
 
   void take() {
-    const int result = sd_bus_request_name(bus_, driver::kBusName, 0);
+    const int result = sd_bus_request_name(bus_, kDriverName, 0);
     if (result == -EEXIST) {
       std::fputs("vx310-driver: another driver service is running already\n", stderr);
       sd_event_exit(event_, EXIT_FAILURE);
     } else if (result < 0) {
-      sd_event_exit(event_, failed("cannot own the name com.vantrel.Driver1", result));
+      const std::string problem = std::string("cannot own the name ") + kDriverName;
+      sd_event_exit(event_, failed(problem.c_str(), result));
     }
   }
 
@@ -99,7 +100,7 @@ int serve(const CommandLine& line) {
   }
   driver::ServiceContext context{event.get(), bus.get()};
   driver::Simulator simulator(context);
-  result = sd_bus_add_object_manager(bus.get(), nullptr, driver::kManagerPath);
+  result = sd_bus_add_object_manager(bus.get(), nullptr, kDriverPath);
   if (result >= 0) result = simulator.start();
   if (result < 0) return failed("cannot publish on the session bus", result);
 

@@ -3,13 +3,13 @@
 
 #include <cstdint>
 
-#include "device/records.h"
 #include "device/usb_device.h"
 #include "device/version.h"
 #include "io/driver_events.h"
 #include "io/korvel_dlg.h"
 #include "io/option_commands.h"
 #include "io/status_texts.h"
+#include "protocol/records.h"
 
 namespace {
 

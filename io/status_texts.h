@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "device/records.h"
+#include "protocol/records.h"
 
 // What the device reports as its clock source.
 inline constexpr std::int32_t kClockAutomatic = 0;  // the digital input while its signal is valid

@@ -10,9 +10,8 @@
 #include <string_view>
 
 #include "device/discovery.h"
-#include "device/driver_services.h"
 #include "device/usb_device.h"
-#include "driver/service/names.h"
+#include "protocol/services.h"
 #include "tools/tool_bus.h"
 
 namespace vx310ctl {
@@ -32,8 +31,7 @@ ExitStatus driverStatus() {
   if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
   sd_bus_message* answer = nullptr;
   sd_bus_call_method(bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                     "org.freedesktop.DBus", "NameHasOwner", nullptr, &answer, "s",
-                     driver::kBusName);
+                     "org.freedesktop.DBus", "NameHasOwner", nullptr, &answer, "s", kDriverName);
   const driver::BusMessage reply(answer);
   int owned = 0;
   if (!answer || sd_bus_message_read(answer, "b", &owned) < 0) {
@@ -44,8 +42,8 @@ ExitStatus driverStatus() {
     std::fputs("vx310ctl: no driver service is running (start vx310-driver)\n", stderr);
     return kNoDriver;
   }
-  if (sd_bus_call_method(bus.get(), driver::kBusName, "/", "org.freedesktop.DBus.Peer", "Ping",
-                         nullptr, nullptr, "") < 0) {
+  if (sd_bus_call_method(bus.get(), kDriverName, "/", "org.freedesktop.DBus.Peer", "Ping", nullptr,
+                         nullptr, "") < 0) {
     std::fputs("vx310ctl: the driver service does not answer\n", stderr);
     return kFailed;
   }

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "protocol/services.h"
+
 namespace driver {
 
 namespace {

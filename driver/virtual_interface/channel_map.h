@@ -2,7 +2,7 @@
 // Which physical channel each slot of the interface's channel map carries.
 #pragma once
 
-#include "device/records.h"
+#include "protocol/records.h"
 
 namespace driver {
 

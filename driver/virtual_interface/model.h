@@ -9,11 +9,11 @@
 #include <string_view>
 #include <vector>
 
-#include "device/driver_services.h"
-#include "device/records.h"
 #include "driver/interface.h"
 #include "driver/virtual_interface/channel_map.h"
 #include "driver/virtual_interface/sample_clock.h"
+#include "protocol/records.h"
+#include "protocol/services.h"
 
 namespace driver {
 

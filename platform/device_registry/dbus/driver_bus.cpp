@@ -6,9 +6,9 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/device_registry/dbus/driver_protocol.h"
 #include "platform/device_registry/dbus/driver_service.h"
 #include "platform/device_registry/dbus/property_values.h"
+#include "protocol/services.h"
 
 namespace device_registry {
 
@@ -41,7 +41,7 @@ std::optional<std::string> readClassName(sd_bus_message* message) {
     const auto properties = readDictionary(message);
     if (!properties) return {};
     if (interface == std::string_view(kServiceInterface)) {
-      const auto* name = CFDictionaryGet<std::string>(*properties, "ClassName");
+      const auto* name = CFDictionaryGet<std::string>(*properties, kClassNameProperty);
       className = name ? *name : std::string();
     }
     if (sd_bus_message_exit_container(message) < 0) return {};
@@ -119,7 +119,8 @@ bool DriverBus::addMatches() {
                                   "',interface='" + kBusName + "',path='" + kBusPath +
                                   "',member='NameOwnerChanged',arg0='" + kDriverName + "'";
   const std::string message = fromDriver + "interface='" + kServiceInterface +
-                              "',path_namespace='" + kDriverPath + "',member='Message'";
+                              "',path_namespace='" + kDriverPath + "',member='" + kMessageSignal +
+                              "'";
   const auto add = [this](const std::string& match, sd_bus_message_handler_t handler) {
     return sd_bus_add_match_async(bus_.get(), nullptr, match.c_str(), handler, nullptr, this) >= 0;
   };

@@ -4,8 +4,8 @@
 #include <array>
 #include <utility>
 
-#include "platform/device_registry/dbus/driver_protocol.h"
 #include "platform/device_registry/dbus/property_values.h"
+#include "protocol/services.h"
 
 namespace device_registry {
 
@@ -88,7 +88,7 @@ IOReturn DriverCalls::readProperties(const std::string& path, CFDictionary* prop
   const Deadline deadline(kRegistryCallLimitMs);
   if (const IOReturn result = makeSureOfBus(deadline)) return result;
   const BusMessage request = newCall(path, kPropertiesInterface, "Get");
-  if (sd_bus_message_append(request.get(), "ss", kServiceInterface, "Properties") < 0) {
+  if (sd_bus_message_append(request.get(), "ss", kServiceInterface, kRegistryProperties) < 0) {
     return kIOReturnError;
   }
   BusMessage reply;
@@ -105,7 +105,7 @@ IOReturn DriverCalls::readProperties(const std::string& path, CFDictionary* prop
 IOReturn DriverCalls::open(const std::string& path, std::uint32_t type, const Deadline& deadline,
                            std::optional<Channel>* channel) {
   if (const IOReturn result = makeSureOfBus(deadline)) return result;
-  const BusMessage request = newCall(path, kServiceInterface, "Open");
+  const BusMessage request = newCall(path, kServiceInterface, kOpenMethod);
   if (sd_bus_message_append(request.get(), "u", type) < 0) return kIOReturnError;
   BusMessage reply;
   if (const IOReturn result = call(request.get(), deadline, &reply)) return result;

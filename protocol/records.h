@@ -14,10 +14,6 @@
 #include <cstdint>
 #include <span>
 
-// The sibling family, and its model with ten inputs and twelve outputs.
-inline constexpr std::uint16_t kOrbekVendorId = 0x7f33;
-inline constexpr std::uint16_t kOrbekProduct8 = 8;
-
 // As a release it stands for any release.
 inline constexpr std::uint16_t kAnyRelease = 0xffff;
 

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "device/records.h"
+#include "protocol/records.h"
 
 #include <algorithm>
 
-#include "device/wire.h"
+#include "protocol/services.h"
+#include "protocol/wire.h"
 
 namespace {
 

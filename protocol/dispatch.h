@@ -6,7 +6,9 @@
 //     0        4                                                   260
 //     | command | payload, its meaning depends on the command        |
 //
-// Payload offsets below count from the start of the payload.
+// Payload offsets below count from the start of the payload. It crosses in packets: a request is
+// the method selector, 4 bytes, and the record; an answer is the record as returned, or the command
+// alone when the request failed.
 #pragma once
 
 #include <array>
@@ -14,10 +16,12 @@
 #include <cstdint>
 #include <span>
 
-#include "device/wire.h"
+#include "protocol/wire.h"
 
-// The method selector for records, and the connection type that takes them.
+// The method selector for records and its place before them, and the connection type that takes
+// them.
 inline constexpr std::uint32_t kDispatchSelector = 0;
+inline constexpr std::size_t kDispatchSelectorSize = 4;
 inline constexpr std::uint32_t kDispatchConnectionType = 2;
 
 // What a record asks of the driver. Two numbers have two uses each, told apart by the payload or by
@@ -73,14 +77,6 @@ enum class VQ_Command : std::uint32_t {
   kGetInLevels = 72,
   kReenumerateDevice = 76,
 };
-
-// The codes that USBDevice::DeviceIoControl knows.
-inline constexpr int kControlCodeString0 = 0;
-inline constexpr int kControlCodeString1 = 1;
-inline constexpr int kControlCodeDeviceDescriptor = 38;
-inline constexpr int kControlCodeUsbSpeed = 39;
-inline constexpr int kControlCodeDriverVersion = 41;
-inline constexpr int kControlCode56 = 56;
 
 struct VQ_Dispatch {
   static constexpr std::size_t kSize = 260;
