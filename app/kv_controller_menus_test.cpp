@@ -6,7 +6,6 @@
 
 namespace {
 
-using memory_audio_server::RoutingRecord;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -26,16 +26,6 @@
 #include "protocol/dispatch.h"
 #include "protocol/records.h"
 
-// Values of the driver. They are passed in both directions unchanged, so every 32-bit value is one.
-enum VQE_ClockSource : std::int32_t {};
-enum VQE_DigitalOutMode : std::int32_t {};
-enum VQE_USB1Mode : std::int32_t {};
-
-// The parts of a USB control request's type.
-enum EDirection : std::uint32_t { EDIR_HostToDevice = 0, EDIR_DeviceToHost = 128 };
-enum EDRQ_Level : std::uint32_t { EDRQ_Vendor = 64 };
-enum EDRQ_Recipient : std::uint32_t { EDRQ_Device = 0 };
-
 // The codes that USBDevice::DeviceIoControl knows.
 inline constexpr int kControlCodeString0 = 0;
 inline constexpr int kControlCodeString1 = 1;
@@ -54,7 +44,6 @@ class USBDevice {
  public:
   // Most bytes that one USB control request carries.
   static constexpr std::uint16_t kRequestDataLimit = 256;
-  static constexpr std::size_t kDeviceNameSize = 32;
 
   // A closed handle of `service`, which it retains; 0 gives a handle that never opens. Reads the
   // service's properties.
@@ -255,8 +244,8 @@ class USBDevice {
 
   VqVersion driverVersion_;
   io_object_t interestNotification_ = 0;
-  char string0_[64] = {};
-  char string1_[64] = {};
+  char string0_[kStringSize] = {};
+  char string1_[kStringSize] = {};
   double valueAtOpen_ = 0;
   bool isUsb2_ = false;
   io_service_t service_;

@@ -195,7 +195,7 @@ TEST_F(OptionCommands, EachRoutingCommandWritesItsRouting) {
   _halDevice = audioDevice;
   struct Case {
     std::int32_t (*command)(std::int32_t);
-    memory_audio_server::RoutingRecord written;
+    RoutingRecord written;
   };
   for (const Case& expected :
        {Case{DoLine12Out, {0, 0, 1}}, Case{DoLineOut, {0, 0, 2}}, Case{DoLine34Out, {0, 1, 1}},

@@ -44,7 +44,7 @@ void showSampleFormat() {
   show(kInfoSampleWidth, kSampleWidthText);
   VQ_DeviceConfiguration configuration{};
   _ioDevice->getCurrentConfiguration(configuration);
-  show(kInfoSampleRate, sampleRateText(configuration.sampleRate));
+  show(kInfoSampleRate, sampleRateText(configuration.sampleRate).c_str());
   if (!_ioDevice->isUSB2Device()) {
     hide(kInfoSampleWidth);
     hide(kInfoSampleRate);

@@ -1,10 +1,15 @@
 // SPDX-License-Identifier: MIT
-// The names by which a driver and its clients find each other: on the session bus, among the
-// registry properties of a service, and in the audio server.
+// The names by which a driver and its clients find each other, on the session bus, among the
+// registry properties of a service and in the audio server; and the driver's messages.
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <optional>
+#include <span>
 #include <string>
+
+#include "protocol/wire.h"
 
 // --- The session bus ---
 
@@ -61,7 +66,33 @@ inline constexpr const char* kVX310AudioDeviceName = "VX-310";
 
 // --- Driver messages ---
 
-// The type of the messages that a driver sends of its own. The argument says its size, then the
-// notification's number.
+// The type of the messages that a driver sends of its own. Their argument says its size, then what
+// happened; the rest is zero.
 inline constexpr std::uint32_t kDriverMessage = 0xe0000130;
 inline constexpr std::uint32_t kDriverMessageSize = 36;
+
+// What happened. All of these make clients read the whole state again.
+enum VQ_Notification : std::uint32_t {
+  kStateChanged = 3,  // several changes at once, and what has no number of its own
+  kDigitalInputChanged = 49,
+  kConfigurationChanged = 50,  // or the buffer size
+  kClockSourceChanged = 55,
+  kOptionsChanged = 56,
+};
+
+// `size` is what the argument says of itself.
+inline std::array<std::uint8_t, kDriverMessageSize> driverMessageArgument(
+    std::uint32_t notification, std::uint32_t size = kDriverMessageSize) {
+  std::array<std::uint8_t, kDriverMessageSize> argument{};
+  wire::store(argument, 0, size);
+  wire::store(argument, 4, notification);
+  return argument;
+}
+
+// The notification number; nothing for a message of another type or with another argument.
+inline std::optional<std::uint32_t> notificationOf(std::uint32_t messageType,
+                                                   std::span<const std::uint8_t> argument) {
+  if (messageType != kDriverMessage || argument.size() < kDriverMessageSize) return std::nullopt;
+  if (wire::load<std::uint32_t>(argument, 0) != kDriverMessageSize) return std::nullopt;
+  return wire::load<std::uint32_t>(argument, 4);
+}

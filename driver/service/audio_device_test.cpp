@@ -25,8 +25,9 @@ constexpr AudioObjectPropertyAddress kDevices = {kAudioHardwarePropertyDevices,
 constexpr AudioObjectPropertyAddress kName = {kAudioDevicePropertyDeviceName,
                                               kAudioObjectPropertyScopeGlobal,
                                               kAudioObjectPropertyElementMaster};
-constexpr AudioObjectPropertyAddress kRouting = {
-    fourCharCode("VQrt"), kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
+constexpr AudioObjectPropertyAddress kRouting = {fourCharCode(kRoutingProperty),
+                                                 kAudioObjectPropertyScopeGlobal,
+                                                 kAudioObjectPropertyElementMaster};
 
 // Lets a test wait for changes of the device list.
 class DeviceList {

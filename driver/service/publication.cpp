@@ -57,9 +57,7 @@ void Publication::announce(std::uint32_t notification) {
 
 void Publication::sendMessage(std::uint32_t type, std::uint32_t sizeWord,
                               std::uint32_t notification) {
-  std::array<std::uint8_t, kDriverMessageSize> argument{};
-  wire::store(argument, 0, sizeWord);
-  wire::store(argument, 4, notification);
+  const auto argument = driverMessageArgument(notification, sizeWord);
   sd_bus_message* raw = nullptr;
   if (sd_bus_message_new_signal(context_.bus, &raw, path_.c_str(), kServiceInterface,
                                 kMessageSignal) < 0) {

@@ -29,7 +29,7 @@ constexpr std::initializer_list<std::uint32_t> kDefaultMapWords = {
     160, 161, 128, 129, 130, 131, 255, 255, 32, 33, 0, 1, 255, 255, 255, 255};
 
 TEST_F(ChannelCommands, InputLevelsFollowTheRouting) {
-  digitalInput(DigitalSignal::valid, 48000);
+  digitalInput(kLockValid, 48000);
   EXPECT_THAT(words(kGetInLevels, 7),
               ElementsAre(0x400000, 0x200000, 0x100000, 0x080000, 0x600000, 0x300000, 0));
   answer(kSetRouting, {1, 0, 2});

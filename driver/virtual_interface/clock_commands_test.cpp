@@ -38,12 +38,12 @@ TEST_F(ClockCommands, AnUnknownConfigurationAnswersTheCurrentOne) {
 }
 
 TEST_F(ClockCommands, AConfigurationOfAnotherRateIsNotTakenOnTheDigitalClock) {
-  digitalInput(DigitalSignal::valid, 44100);
+  digitalInput(kLockValid, 44100);
   EXPECT_THAT(words(kSetConfiguration, 5, {96000, 6, 24, 4, 24}), ElementsAre(44100, 6, 24, 4, 24));
 }
 
 TEST_F(ClockCommands, TheCurrentConfigurationFollowsTheDigitalInput) {
-  digitalInput(DigitalSignal::valid, 88200);
+  digitalInput(kLockValid, 88200);
   EXPECT_THAT(words(kGetCurrentConfiguration, 5), ElementsAre(88200, 6, 24, 4, 24));
 }
 
@@ -95,7 +95,7 @@ TEST_F(ClockCommands, TheDigitalClockWithoutASignalAnswersTheCurrentSource) {
 }
 
 TEST_F(ClockCommands, TheDigitalClockIsTakenWithAValidSignal) {
-  digitalInput(DigitalSignal::valid, 48000);
+  digitalInput(kLockValid, 48000);
   EXPECT_EQ(word(kSetClockSource, {2}), 2u);
   EXPECT_EQ(word(kGetCurrentClockSource), 2u);
 }
@@ -108,11 +108,11 @@ TEST_F(ClockCommands, AnUnknownClockSourceAnswersTheCurrentOne) {
 
 TEST_F(ClockCommands, TheDigitalStatusIsStateAndRate) {
   EXPECT_THAT(words(kGetDigitalStatus, 2), ElementsAre(0, 0));
-  digitalInput(DigitalSignal::invalid);
+  digitalInput(kLockInvalid);
   EXPECT_THAT(words(kGetDigitalStatus, 2), ElementsAre(1, 0));
-  digitalInput(DigitalSignal::valid, 44150);
+  digitalInput(kLockValid, 44150);
   EXPECT_THAT(words(kGetDigitalStatus, 2), ElementsAre(2, 44150));
-  digitalInput(DigitalSignal::muted, 96000);
+  digitalInput(kLockMuted, 96000);
   EXPECT_THAT(words(kGetDigitalStatus, 2), ElementsAre(3, 96000));
 }
 

@@ -50,8 +50,8 @@ class CommandTest : public testing::Test {
     return values;
   }
 
-  void digitalInput(DigitalSignal signal, std::uint32_t rate = 0) {
-    interface_.change([&](Model& model) { model.clock.setDigitalInput({signal, rate}); });
+  void digitalInput(VQE_LockState lockState, std::uint32_t rate = 0) {
+    interface_.change([&](Model& model) { model.clock.setDigitalInput({lockState, rate}); });
   }
 
   const Model& model() const { return interface_.model(); }

@@ -82,12 +82,12 @@ TEST_F(VirtualInterfaceTest, ARefusedSettingTellsNobody) {
 }
 
 TEST_F(VirtualInterfaceTest, TheDigitalInputTellsItsChange) {
-  digitalInput(DigitalSignal::invalid);
+  digitalInput(kLockInvalid);
   EXPECT_THAT(recorder_.messages, ElementsAre(49));
 }
 
 TEST_F(VirtualInterfaceTest, ADigitalInputThatMovesTheRateIsOneGeneralChange) {
-  digitalInput(DigitalSignal::valid, 96000);
+  digitalInput(kLockValid, 96000);
   EXPECT_THAT(recorder_.messages, ElementsAre(3));
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // How the driver's routing property stands in the Props of its node: in the struct `params`, the
-// key "VQrt" followed by opaque bytes (SPA type Bytes).
+// key kRoutingProperty followed by opaque bytes (SPA type Bytes).
 #pragma once
 
 #include <spa/pod/pod.h>
