@@ -72,6 +72,12 @@ TEST_F(OptionCommands, ARoutingThatDoesNotExistIsRefused) {
   EXPECT_EQ(answer(kSetRouting, {1, 0x80000000, 0}), std::nullopt);
 }
 
+TEST_F(OptionCommands, ARoutingThatIsNeitherInputNorOutputIsRefused) {
+  EXPECT_EQ(answer(kSetRouting, {2, 0, 3}), std::nullopt);
+  EXPECT_EQ(answer(kSetRouting, {0xFFFFFFFF, 0, 3}), std::nullopt);
+  EXPECT_EQ(model().routings, Model().routings);
+}
+
 TEST_F(OptionCommands, ACodecRegisterReadsWhatWasWritten) {
   EXPECT_EQ(codec(kGetWMRegister, 3, 127), 0u);
   EXPECT_EQ(codec(kSetWMRegister, 3, 127, 0xBEEF), 0xBEEF);
