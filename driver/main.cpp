@@ -11,7 +11,6 @@
 #include <string>
 
 #include "driver/command_line.h"
-#include "driver/service/session_bus.h"
 #include "driver/simulator/simulator.h"
 #include "protocol/services.h"
 
@@ -22,7 +21,7 @@ using driver::CommandLine;
 using driver::Event;
 
 // How long the bus may take to let the driver in, and to answer the few questions at the start.
-constexpr std::chrono::seconds kBusLimit{5};
+constexpr int kBusLimitMs = 5000;
 
 int failed(const char* what, int result) {
   std::fprintf(stderr, "vx310-driver: %s: %s\n", what, std::strerror(-result));
@@ -50,7 +49,7 @@ int endOnSignals(sd_event* event) {
 }
 
 int connect(sd_event* event, Bus& bus) {
-  int result = driver::openSessionBus(kBusLimit, &bus);
+  int result = session_bus::openSessionBus(kBusLimitMs, &bus);
   if (result >= 0) result = sd_bus_set_exit_on_disconnect(bus.get(), true);
   // With the loop's end the library would wait, without a limit, for the bus to take all in.
   if (result >= 0) result = sd_bus_set_close_on_exit(bus.get(), false);

@@ -40,8 +40,14 @@ STANDARD = set(
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
 
 
-# What back ends share below platform/; to the logic these are no contracts.
-FOR_BACK_ENDS = {"platform/posix/posix.h", "platform/property_list/property_list.h"}
+# What back ends and the programs' own system code share below platform/; to the logic these are no
+# contracts.
+FOR_BACK_ENDS = {
+    "platform/pipewire/pipewire.h",
+    "platform/posix/posix.h",
+    "platform/property_list/property_list.h",
+    "platform/session_bus/session_bus.h",
+}
 
 
 def is_seam_contract(path):
@@ -68,9 +74,6 @@ def fault_of(source, folder, quoted, angled):
             return None
         seam = "/".join(source.split("/")[:2])
         if folder == "platform" and quoted.startswith(seam + "/"):
-            return None
-        # The driver service lives below its own seams: it may share the PipeWire connection.
-        if folder == "driver" and quoted.startswith("platform/audio_server/pipewire/"):
             return None
         return f'"{quoted}" is a back end\'s own; only its contract may be included'
     if target == folder or target in BELOW[folder]:

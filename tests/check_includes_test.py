@@ -53,10 +53,16 @@ class CheckIncludes(unittest.TestCase):
         self.assertEqual([], self.faults_of(files={fixture: line}))
 
     def test_what_back_ends_share_is_not_for_the_logic(self):
-        line = '#include "platform/posix/posix.h"\n'
-        self.assertEqual(1, len(self.faults_of(files={"settings/s.cpp": line})))
-        self.assertEqual([], self.faults_of(files={"platform/clock/posix/c.cpp": line}))
-        self.assertEqual([], self.faults_of(files={"driver/d.cpp": line}))
+        for header in ("posix/posix.h", "pipewire/pipewire.h", "session_bus/session_bus.h"):
+            line = f'#include "platform/{header}"\n'
+            with self.subTest(header):
+                self.assertEqual(1, len(self.faults_of(files={"settings/s.cpp": line})))
+                self.assertEqual([], self.faults_of(files={"platform/clock/posix/c.cpp": line}))
+                self.assertEqual([], self.faults_of(files={"driver/d.cpp": line}))
+
+    def test_the_driver_does_not_reach_into_a_back_end(self):
+        line = '#include "platform/audio_server/pipewire/client.h"\n'
+        self.assertEqual(1, len(self.faults_of(files={"driver/d.cpp": line})))
 
     def test_both_sides_of_the_process_boundary_know_the_protocol_and_not_each_other(self):
         line = '#include "protocol/records.h"\n'

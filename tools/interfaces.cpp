@@ -11,6 +11,7 @@
 
 #include "device/discovery.h"
 #include "device/usb_device.h"
+#include "platform/posix/posix.h"
 #include "protocol/services.h"
 #include "tools/tool_bus.h"
 
@@ -27,12 +28,12 @@ void collect(void* context, USBDevice* device, VQAPI_CBEvent event) {
 }  // namespace
 
 ExitStatus driverStatus() {
-  driver::Bus bus;
+  session_bus::Bus bus;
   if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
   sd_bus_message* answer = nullptr;
   sd_bus_call_method(bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
                      "org.freedesktop.DBus", "NameHasOwner", nullptr, &answer, "s", kDriverName);
-  const driver::BusMessage reply(answer);
+  const session_bus::BusMessage reply(answer);
   int owned = 0;
   if (!answer || sd_bus_message_read(answer, "b", &owned) < 0) {
     std::fputs("vx310ctl: the session bus does not answer\n", stderr);
@@ -70,7 +71,7 @@ ExitStatus Interfaces::status() const { return devices_.empty() ? driverStatus()
 Quiet::Quiet(int descriptor) : descriptor_(descriptor) {
   std::fflush(stdout);
   kept_ = fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
-  const driver::FileDescriptor nothing(open("/dev/null", O_WRONLY | O_CLOEXEC));
+  const FileDescriptor nothing(open("/dev/null", O_WRONLY | O_CLOEXEC));
   if (kept_ >= 0 && nothing) dup2(nothing.get(), descriptor_);
 }
 

@@ -10,7 +10,7 @@ namespace vx310ctl {
 
 namespace {
 
-using driver::BusMessage;
+using session_bus::BusMessage;
 
 ExitStatus explain(const char* what) {
   std::fprintf(stderr, "vx310ctl: %s\n", what);

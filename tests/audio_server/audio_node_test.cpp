@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/audio_server/pipewire/routing_property.h"
+#include "platform/pipewire/pipewire.h"
 #include "tests/audio_server/graph_client.h"
 #include "tests/audio_server/port_clients.h"
 #include "tests/support/open_files.h"

@@ -89,8 +89,9 @@ bool isServicePath(std::string_view path) {
 
 IOReturn DriverBus::connect() {
   const Deadline deadline(kRegistryCallLimitMs);
-  bus_ = openSessionBus();
-  if (!bus_ || !calls_.connect() || !addMatches()) return kIOReturnError;
+  if (session_bus::startSessionBus(&bus_) < 0 || !calls_.connect() || !addMatches()) {
+    return kIOReturnError;
+  }
   const std::array buses{bus_.get(), calls_.bus()};
   while (!isReady() || !settled_) {
     int more = 0;
@@ -100,7 +101,7 @@ IOReturn DriverBus::connect() {
       more |= result;
     }
     if (deadline.hasPassed()) return isReady() ? kIOReturnSuccess : kIOReturnTimeout;
-    if (more == 0 && !(isReady() && settled_)) waitForBuses(buses, deadline);
+    if (more == 0 && !(isReady() && settled_)) session_bus::waitForBuses(buses, deadline);
   }
   return kIOReturnSuccess;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/audio_server/pipewire/routing_property.h"
+#include "platform/pipewire/pipewire.h"
 
 #include <spa/param/param.h>
 #include <spa/param/props.h>
