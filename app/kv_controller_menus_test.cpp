@@ -2,11 +2,10 @@
 #include <cstring>
 
 #include "app/testing/controller_test.h"
-#include "device/dispatch.h"
+#include "protocol/dispatch.h"
 
 namespace {
 
-using memory_audio_server::RoutingRecord;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -75,10 +74,10 @@ class Menus : public ControllerTest {
 // In FoundHardware, in microseconds.
 constexpr unsigned kSettlingPause = 400'000;
 
-constexpr auto number(VQ_Command command) { return static_cast<std::uint32_t>(command); }
-
 // Lines of a log in which everything stands in one order.
-std::string line(VQ_Command request) { return "request " + std::to_string(number(request)); }
+std::string line(VQ_Command request) {
+  return "request " + std::to_string(static_cast<std::uint32_t>(request));
+}
 std::string line(const RoutingRecord& record) {
   return (record.input != 0 ? "input " : "output ") + std::to_string(record.pair) + " from " +
          std::to_string(record.value);
@@ -124,9 +123,9 @@ TEST_F(Menus, ThePickedClockSourceIsSentReadBackAndStored) {
   connect();
   ASSERT_TRUE(recording_toolkit::pickItem("KvSampleClockSourceMenu", 1));
   EXPECT_EQ(interface.clockSource, 1u);
-  EXPECT_THAT(interface.sequence, ElementsAre(number(VQ_Command::kSetClockSource),
-                                              number(VQ_Command::kGetCurrentClockSource),
-                                              number(VQ_Command::kGetCurrentClockSource)));
+  EXPECT_THAT(interface.sequence,
+              ElementsAre(VQ_Command::kSetClockSource, VQ_Command::kGetCurrentClockSource,
+                          VQ_Command::kGetCurrentClockSource));
   EXPECT_EQ(choice("ClockSource"), 1);
   EXPECT_THAT(operations(), ElementsAre("KvSampleClockSourceMenu.setEnabled yes",
                                         "KvSampleClockSourceMenu.selectItemAtIndex 1",
@@ -138,9 +137,9 @@ TEST_F(Menus, ThePickedOutputFormatIsSentReadBackAndStored) {
   connect();
   ASSERT_TRUE(recording_toolkit::pickItem("KvDigitalOutputFormatMenu", 1));
   EXPECT_EQ(interface.digitalOutMode, 1u);
-  EXPECT_THAT(interface.sequence, ElementsAre(number(VQ_Command::kSetDigitalOutMode),
-                                              number(VQ_Command::kGetDigitalOutMode),
-                                              number(VQ_Command::kGetDigitalOutMode)));
+  EXPECT_THAT(interface.sequence,
+              ElementsAre(VQ_Command::kSetDigitalOutMode, VQ_Command::kGetDigitalOutMode,
+                          VQ_Command::kGetDigitalOutMode));
   EXPECT_EQ(choice("DigOutFormat"), 1);
   EXPECT_THAT(operations(), ElementsAre("KvDigitalOutputFormatMenu.setEnabled yes",
                                         "KvDigitalOutputFormatMenu.selectItemAtIndex 1",
@@ -152,9 +151,9 @@ TEST_F(Menus, ThePickedInputOfUsb1IsSentReadBackAndStored) {
   connect();
   ASSERT_TRUE(recording_toolkit::pickItem("KvUsb1ModeInputSelectionMenu", 1));
   EXPECT_EQ(interface.digitalOutSelector, 1u);
-  EXPECT_THAT(interface.sequence, ElementsAre(number(VQ_Command::kSetDigitalOutSelector),
-                                              number(VQ_Command::kGetDigitalOutSelector),
-                                              number(VQ_Command::kGetDigitalOutSelector)));
+  EXPECT_THAT(interface.sequence,
+              ElementsAre(VQ_Command::kSetDigitalOutSelector, VQ_Command::kGetDigitalOutSelector,
+                          VQ_Command::kGetDigitalOutSelector));
   EXPECT_EQ(choice("USB11Mode"), 1);
   EXPECT_THAT(operations(), ElementsAre("KvUsb1ModeInputSelectionMenu.setEnabled yes",
                                         "KvUsb1ModeInputSelectionMenu.setHidden no",
@@ -278,7 +277,7 @@ TEST_F(Menus, ChoicesAreSentInTheSameOrderEachBeforeItsMenuIsSelected) {
   std::size_t routings = 0;
   recording_toolkit::onOperation([&](const std::string& operation) {
     for (; requests < interface.sequence.size(); ++requests) {
-      log.push_back(line(static_cast<VQ_Command>(interface.sequence[requests])));
+      log.push_back(line(interface.sequence[requests]));
     }
     for (; routings < sent().size(); ++routings) log.push_back(line(sent()[routings]));
     log.push_back(operation);
@@ -410,9 +409,9 @@ TEST_F(Menus, TheDevicesStateBecomesTheChoicesWithThePerformanceReset) {
                                            {"Version", "1.00"}}));
   EXPECT_EQ(operations(), selectedInOrder({6, 1, 4, 3, 2, 1, 3, 1, 0}));
   EXPECT_THAT(sent(), IsEmpty());
-  EXPECT_THAT(interface.sequence, ElementsAre(number(VQ_Command::kGetDigitalOutMode),
-                                              number(VQ_Command::kGetCurrentClockSource),
-                                              number(VQ_Command::kGetUSB1Mode)));
+  EXPECT_THAT(interface.sequence,
+              ElementsAre(VQ_Command::kGetDigitalOutMode, VQ_Command::kGetCurrentClockSource,
+                          VQ_Command::kGetUSB1Mode));
 }
 
 TEST_F(Menus, WithoutADeviceTheChoicesBecomeMinusOne) {

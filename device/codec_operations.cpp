@@ -9,10 +9,6 @@ namespace {
 constexpr std::uint32_t kDigitalMonitorBit = 0x10;
 constexpr std::uint32_t kMixOutSelectBit = 0x08;
 
-// A record for the control port holds one byte of length and the chunk.
-constexpr std::size_t kChunkLimit = 255;
-static_assert(1 + kChunkLimit <= VQ_Dispatch::kPayloadSize);
-
 VQ_Dispatch registerRecord(VQ_Command command, std::uint16_t a, std::uint16_t b, std::uint16_t c) {
   VQ_Dispatch record(command);
   record.setHalfword(0, a);
@@ -65,7 +61,7 @@ bool USBDevice::sendCPortBytes(std::uint32_t count, const unsigned char* bytes) 
 bool USBDevice::sendCPortBytes(std::span<const std::uint8_t> bytes) {
   if (!isOpen()) return false;
   while (!bytes.empty()) {
-    const auto chunk = bytes.first(std::min(bytes.size(), kChunkLimit));
+    const auto chunk = bytes.first(std::min(bytes.size(), kControlPortLimit));
     VQ_Dispatch record(VQ_Command::kSendCPortBytes);
     record.payload()[0] = static_cast<std::uint8_t>(chunk.size());
     std::copy(chunk.begin(), chunk.end(), record.payload().begin() + 1);

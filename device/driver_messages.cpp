@@ -2,18 +2,18 @@
 #include <optional>
 
 #include "device/discovery_state.h"
-#include "device/driver_services.h"
 #include "device/usb_device.h"
+#include "protocol/services.h"
 
 namespace {
 
 std::optional<VQAPI_CBEvent> eventOf(std::uint32_t notification) {
   switch (notification) {
-    case 3:
-    case 49:
-    case 50:
-    case 55:
-    case 56:
+    case kStateChanged:
+    case kDigitalInputChanged:
+    case kConfigurationChanged:
+    case kClockSourceChanged:
+    case kOptionsChanged:
       return VQAPI_CB_Changed;
     case 34:
       return VQAPI_CB_Notify4;
@@ -49,8 +49,7 @@ void USBDevice::ServiceInterestCallback(void* refcon, io_service_t service, natu
 // Termination is not looked for here: it has a notification of its own.
 void USBDevice::onServiceInterestCallback(io_service_t, natural_t messageType,
                                           std::span<const std::uint8_t> argument) {
-  if (messageType != kDriverMessage || argument.size() < kDriverMessageSize) return;
-  if (wire::load<std::uint32_t>(argument, 0) != kDriverMessageSize) return;
-  const auto event = eventOf(wire::load<std::uint32_t>(argument, 4));
+  const auto notification = notificationOf(messageType, argument);
+  const auto event = notification ? eventOf(*notification) : std::nullopt;
   if (event) vqapiDeliver(this, *event);  // may release this handle: nothing follows
 }

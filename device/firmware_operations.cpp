@@ -1,12 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "device/usb_device.h"
 
-namespace {
-
-constexpr unsigned char kReplugRequest = 82;
-
-}  // namespace
-
 bool USBDevice::prepareFirmwareUpdate() {
   VQ_Dispatch record(VQ_Command::kPrepareFirmwareUpdate);
   return dispatch(record, true);

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "device/usb_device.h"
+#include "protocol/services.h"
 
 namespace {
 

@@ -4,16 +4,15 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "device/driver_services.h"
 #include "device/io_object.h"
-#include "device/records.h"
-#include "device/wire.h"
 #include "platform/preferences/preferences.h"
+#include "protocol/records.h"
+#include "protocol/services.h"
+#include "protocol/wire.h"
 
 namespace {
 
 constexpr const char* kListKey = "DevicesList";
-constexpr const char* kUidKey = "OrbekUID";
 
 // Access to the registry for the time of one look-up.
 class MasterPort {
@@ -34,7 +33,7 @@ class MasterPort {
 };
 
 std::optional<std::uint64_t> uidOf(const CFDictionary& device) {
-  const auto* data = CFDictionaryGet<CFData>(device, kUidKey);
+  const auto* data = CFDictionaryGet<CFData>(device, kOrbekUidKey);
   if (!data) return std::nullopt;
   return wire::load<std::uint64_t>(*data, 0);
 }
@@ -64,7 +63,7 @@ void getOrbekDevicesFromRegistry(CFArray& out) {
   while (const IoObject service{IOIteratorNext(iterator.get())}) {
     CFDictionary properties;
     if (IORegistryEntryCreateCFProperties(service.get(), &properties) != kIOReturnSuccess) continue;
-    if (CFNumberGetValue<std::uint16_t>(properties, "idVendor") == kOrbekVendorId) {
+    if (CFNumberGetValue<std::uint16_t>(properties, kVendorIdKey) == kOrbekVendorId) {
       out.emplace_back(std::move(properties));
     }
   }

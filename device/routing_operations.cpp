@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "device/usb_device.h"
+#include "protocol/services.h"
 
 std::int32_t USBDevice::setRouting(bool input, std::int32_t index, std::int32_t value) {
   VQ_Dispatch record(VQ_Command::kSetRouting, input ? 1 : 0);
@@ -20,14 +21,13 @@ std::int32_t USBDevice::getRouting(bool input, std::int32_t index) {
     std::printf("Error %x\n", static_cast<std::uint32_t>(result));
     return -1;
   }
-  const auto* published = CFDictionaryGet<CFDictionary>(properties, "AjExtData");
+  const auto* published = CFDictionaryGet<CFDictionary>(properties, kRoutingsKey);
   if (!published) {
     std::puts("Error No AjExtData");
     return -1;
   }
-  char key[32];
-  std::snprintf(key, sizeof key, "Routing%s%d", input ? "In" : "Out", index);
+  const std::string key = routingKey(input, index);
   const std::int32_t value = CFNumberGetValue<std::int32_t>(*published, key).value_or(-1);
-  std::printf("getRouting %s returns: %d\n", key, value);
+  std::printf("getRouting %s returns: %d\n", key.c_str(), value);
   return value;
 }

@@ -4,6 +4,8 @@
 #include <bit>
 #include <utility>
 
+#include "protocol/services.h"
+
 namespace {
 
 std::int16_t idOf(const CFDictionary& properties, const char* key) {
@@ -20,8 +22,8 @@ USBDevice::USBDevice(io_service_t service) : service_(service) {
   if (service_ == 0) return;
   IOObjectRetain(service_);
   getIORegistryProperties();
-  productId_ = idOf(properties_, "idProduct");
-  vendorId_ = idOf(properties_, "idVendor");
+  productId_ = idOf(properties_, kProductIdKey);
+  vendorId_ = idOf(properties_, kVendorIdKey);
 }
 
 USBDevice::~USBDevice() {
@@ -77,7 +79,7 @@ IOReturn USBDevice::getIORegistryProperties() {
 }
 
 std::string USBDevice::getProductString() const {
-  const auto* name = CFDictionaryGet<std::string>(properties_, "USB Product Name");
+  const auto* name = CFDictionaryGet<std::string>(properties_, kProductNameKey);
   return name ? *name : std::string();
 }
 

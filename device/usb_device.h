@@ -3,7 +3,7 @@
 // operations that the driver carries out.
 //
 // All on the thread whose run loop carries the device notifications. Nothing throws. Every
-// operation is one request record (device/dispatch.h) unless it says otherwise, and needs an open
+// operation is one request record (protocol/dispatch.h) unless it says otherwise, and needs an open
 // device: on a closed one it fails without contacting the driver. A driver that is slow, answers
 // short or answers nonsense costs a failure value, never memory outside the buffers given here.
 //
@@ -20,21 +20,19 @@
 #include <string>
 #include <string_view>
 
-#include "device/dispatch.h"
-#include "device/records.h"
 #include "device/version.h"
 #include "platform/device_registry/device_registry.h"
 #include "platform/values/values.h"
+#include "protocol/dispatch.h"
+#include "protocol/records.h"
 
-// Values of the driver. They are passed in both directions unchanged, so every 32-bit value is one.
-enum VQE_ClockSource : std::int32_t {};
-enum VQE_DigitalOutMode : std::int32_t {};
-enum VQE_USB1Mode : std::int32_t {};
-
-// The parts of a USB control request's type.
-enum EDirection : std::uint32_t { EDIR_HostToDevice = 0, EDIR_DeviceToHost = 128 };
-enum EDRQ_Level : std::uint32_t { EDRQ_Vendor = 64 };
-enum EDRQ_Recipient : std::uint32_t { EDRQ_Device = 0 };
+// The codes that USBDevice::DeviceIoControl knows.
+inline constexpr int kControlCodeString0 = 0;
+inline constexpr int kControlCodeString1 = 1;
+inline constexpr int kControlCodeDeviceDescriptor = 38;
+inline constexpr int kControlCodeUsbSpeed = 39;
+inline constexpr int kControlCodeDriverVersion = 41;
+inline constexpr int kControlCode56 = 56;
 
 // A port of another product's controller; known here only for the operation that refuses it.
 class AJCPortBase;
@@ -46,7 +44,6 @@ class USBDevice {
  public:
   // Most bytes that one USB control request carries.
   static constexpr std::uint16_t kRequestDataLimit = 256;
-  static constexpr std::size_t kDeviceNameSize = 32;
 
   // A closed handle of `service`, which it retains; 0 gives a handle that never opens. Reads the
   // service's properties.
@@ -247,8 +244,8 @@ class USBDevice {
 
   VqVersion driverVersion_;
   io_object_t interestNotification_ = 0;
-  char string0_[64] = {};
-  char string1_[64] = {};
+  char string0_[kStringSize] = {};
+  char string1_[kStringSize] = {};
   double valueAtOpen_ = 0;
   bool isUsb2_ = false;
   io_service_t service_;

@@ -6,25 +6,10 @@
 
 namespace {
 
-// Where the fields of a USB control request stand, as offsets in the record.
-struct RequestLayout {
-  std::size_t direction;
-  std::size_t level;
-  std::size_t recipient;
-  std::size_t request;
-  std::size_t value;
-  std::size_t index;
-  std::size_t length;
-  std::size_t data;
-};
-
-constexpr RequestLayout kOldLayout = {4, 8, 12, 16, 18, 20, 24, 28};
-constexpr RequestLayout kNewLayout = {140, 144, 148, 152, 136, 138, 132, 4};
-
 // The old layout's data area ends behind the record; what does not cross to the driver is
 // assembled in an area that holds all of it.
-using Scratch = std::array<std::uint8_t, kOldLayout.data + USBDevice::kRequestDataLimit>;
-static_assert(sizeof(Scratch) >= kNewLayout.data + USBDevice::kRequestDataLimit);
+using Scratch = std::array<std::uint8_t, kOldUsbRequestLayout.data + USBDevice::kRequestDataLimit>;
+static_assert(sizeof(Scratch) >= kNewUsbRequestLayout.data + USBDevice::kRequestDataLimit);
 static_assert(sizeof(Scratch) >= VQ_Dispatch::kSize);
 
 }  // namespace
@@ -33,7 +18,8 @@ bool USBDevice::request(EDirection direction, EDRQ_Level level, EDRQ_Recipient r
                         unsigned char request, unsigned short value, unsigned short index,
                         char* buffer, unsigned short length, bool newLayout) {
   if (!isOpen() || length > kRequestDataLimit) return false;
-  const RequestLayout& layout = driverVersion_.major == 1 && !newLayout ? kOldLayout : kNewLayout;
+  const UsbRequestLayout& layout =
+      driverVersion_.major == 1 && !newLayout ? kOldUsbRequestLayout : kNewUsbRequestLayout;
 
   Scratch scratch = {};
   wire::store(scratch, 0, static_cast<std::uint32_t>(VQ_Command::kUsbRequest));

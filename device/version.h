@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "protocol/dispatch.h"
+
 struct VqVersion {
   // As VqVersion::sub: the driver version has no second number.
   static constexpr std::uint32_t kNoSub = 15;
@@ -23,7 +25,7 @@ struct VqVersion {
   // The rendered version. Always terminated.
   char text[64] = {};
   // Firmware only: the driver's text for its date, at most 15 characters. Always terminated.
-  char date[16] = {};
+  char date[kFirmwareDateSize] = {};
 };
 
 // Splits a driver's or a firmware's packed version number into the number fields of a fresh record

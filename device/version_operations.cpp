@@ -6,10 +6,7 @@
 
 namespace {
 
-// The USB request that asks the device itself: three bytes, the second of them the major number,
-// the third two decimal digits.
-constexpr unsigned char kFirmwareVersionRequest = 86;
-
+// What the device itself answers to kFirmwareVersionRequest.
 std::uint32_t firmwareNumberOf(const char (&answer)[3]) {
   const auto byte = [&answer](std::size_t i) {
     return std::uint32_t{static_cast<unsigned char>(answer[i])};

@@ -11,14 +11,15 @@
 #include <optional>
 #include <string>
 
-#include "device/dispatch.h"
+#include "protocol/dispatch.h"
+#include "protocol/options.h"
 
 namespace driver {
 
 // What feeds each pair of channels, as the index of the source (see docs/driver-protocol.md).
 struct Routings {
-  std::array<std::int32_t, 2> outputs;  // line, digital
-  std::array<std::int32_t, 3> inputs;   // channels 1/2, 3/4, 5/6
+  std::array<std::int32_t, kOutputPairs> outputs;  // line, digital
+  std::array<std::int32_t, kInputPairs> inputs;    // channels 1/2, 3/4, 5/6
 
   bool operator==(const Routings&) const = default;
 };

@@ -8,12 +8,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
+#include <string>
 
 #include "driver/command_line.h"
-#include "driver/service/names.h"
-#include "driver/service/session_bus.h"
 #include "driver/simulator/simulator.h"
+#include "protocol/services.h"
 
 namespace {
 
@@ -22,7 +21,7 @@ using driver::CommandLine;
 using driver::Event;
 
 // How long the bus may take to let the driver in, and to answer the few questions at the start.
-constexpr std::chrono::seconds kBusLimit{5};
+constexpr int kBusLimitMs = 5000;
 
 int failed(const char* what, int result) {
   std::fprintf(stderr, "vx310-driver: %s: %s\n", what, std::strerror(-result));
@@ -50,7 +49,7 @@ int endOnSignals(sd_event* event) {
 }
 
 int connect(sd_event* event, Bus& bus) {
-  int result = driver::openSessionBus(kBusLimit, &bus);
+  int result = session_bus::openSessionBus(kBusLimitMs, &bus);
   if (result >= 0) result = sd_bus_set_exit_on_disconnect(bus.get(), true);
   // With the loop's end the library would wait, without a limit, for the bus to take all in.
   if (result >= 0) result = sd_bus_set_close_on_exit(bus.get(), false);
@@ -70,12 +69,13 @@ class NameOwner {
   }
 
   void take() {
-    const int result = sd_bus_request_name(bus_, driver::kBusName, 0);
+    const int result = sd_bus_request_name(bus_, kDriverName, 0);
     if (result == -EEXIST) {
       std::fputs("vx310-driver: another driver service is running already\n", stderr);
       sd_event_exit(event_, EXIT_FAILURE);
     } else if (result < 0) {
-      sd_event_exit(event_, failed("cannot own the name com.vantrel.Driver1", result));
+      const std::string problem = std::string("cannot own the name ") + kDriverName;
+      sd_event_exit(event_, failed(problem.c_str(), result));
     }
   }
 
@@ -99,7 +99,7 @@ int serve(const CommandLine& line) {
   }
   driver::ServiceContext context{event.get(), bus.get()};
   driver::Simulator simulator(context);
-  result = sd_bus_add_object_manager(bus.get(), nullptr, driver::kManagerPath);
+  result = sd_bus_add_object_manager(bus.get(), nullptr, kDriverPath);
   if (result >= 0) result = simulator.start();
   if (result < 0) return failed("cannot publish on the session bus", result);
 

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "platform/log/log.h"
+#include "protocol/options.h"
 
 std::atomic<AudioObjectID> _halDevice{0};
 char _halDeviceName[kHalDeviceNameRoom] = {};
@@ -29,15 +30,7 @@ constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
 }
 constexpr auto kDeviceListAddress = globalProperty(kAudioHardwarePropertyDevices);
 constexpr auto kDeviceNameAddress = globalProperty(kAudioDevicePropertyDeviceName);
-constexpr auto kRoutingAddress = globalProperty(fourCharCode("VQrt"));
-
-// What the routing property carries, in host byte order.
-struct RoutingRecord {
-  std::uint32_t input;
-  std::int32_t pair;
-  std::int32_t value;
-};
-static_assert(sizeof(RoutingRecord) == 12, "the record is sent as its bytes");
+constexpr auto kRoutingAddress = globalProperty(fourCharCode(kRoutingProperty));
 
 // The record with room behind it, zeroed, for drivers that report another size than the record's.
 struct RoutingData {

@@ -20,7 +20,6 @@ using memory_audio_server::Call;
 using memory_audio_server::kRoutingSelector;
 using memory_audio_server::Operation;
 using memory_audio_server::RoutingProperty;
-using memory_audio_server::RoutingRecord;
 using platform::LogPriority;
 using testing::ElementsAre;
 using testing::IsEmpty;

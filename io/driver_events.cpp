@@ -3,10 +3,10 @@
 
 #include <string_view>
 
-#include "device/driver_services.h"
 #include "io/audio_device.h"
 #include "io/korvel_dlg.h"
 #include "io/status.h"
+#include "protocol/services.h"
 
 USBDevice* _ioDevice = nullptr;
 VQ_DeviceDescriptor _ioDescriptor{};

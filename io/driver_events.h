@@ -6,8 +6,8 @@
 #pragma once
 
 #include "device/discovery.h"
-#include "device/records.h"
 #include "device/usb_device.h"
+#include "protocol/records.h"
 
 // The current device; null when there is none. It holds one reference while it is set.
 extern USBDevice* _ioDevice;

@@ -163,7 +163,7 @@ TEST_F(DriverEvents, ADeviceOfAnotherProductIsForgotten) {
 
 TEST_F(DriverEvents, ADeviceWhoseDescriptorCannotBeReadIsForgotten) {
   start();
-  interface.deaf = {21};
+  interface.deaf = {VQ_Command::kGetDeviceDescriptor};
   interface.publish();
   EXPECT_THAT(happened(), IsEmpty());
   EXPECT_EQ(_ioDevice, nullptr);

@@ -3,7 +3,10 @@
 // stored choices.
 #pragma once
 
+#include <iterator>
 #include <string_view>
+
+#include "protocol/options.h"
 
 // Items of the three input menus.
 inline constexpr std::string_view kInputItems[] = {"Analog 1/2", "Analog 3/4", "Digital",
@@ -11,6 +14,7 @@ inline constexpr std::string_view kInputItems[] = {"Analog 1/2", "Analog 3/4", "
 // Items of the two output menus.
 inline constexpr std::string_view kOutputItems[] = {"Playback 1/2", "Playback 3/4", "Input 1/2",
                                                     "Input 3/4", "Input 5/6"};
+static_assert(std::size(kInputItems) == kInputSources && std::size(kOutputItems) == kOutputSources);
 inline constexpr std::string_view kClockSourceItems[] = {"Automatic", "Internal"};
 inline constexpr std::string_view kDigitalOutputFormatItems[] = {"Consumer (S/PDIF)",
                                                                  "Professional (AES3)"};

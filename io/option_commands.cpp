@@ -12,9 +12,6 @@ namespace {
 // What a query gives when there is no current device.
 constexpr std::int32_t kNoDevice = -1;
 
-constexpr std::int32_t kClockSourceAutomatic = 0;
-constexpr std::int32_t kClockSourceInternal = 1;
-
 // What the driver finds at its next start.
 void storeSetting(void (OSXAsioRegistry::*set)(std::uint32_t), std::int32_t value) {
   OSXAsioRegistry settings(kVX310Settings);
@@ -24,7 +21,7 @@ void storeSetting(void (OSXAsioRegistry::*set)(std::uint32_t), std::int32_t valu
 
 // The clock menu has two items: automatic and internal.
 std::int32_t clockMenuIndex(std::int32_t clockSource) {
-  return clockSource == kClockSourceInternal ? 1 : 0;
+  return clockSource == kClockInternal ? 1 : 0;
 }
 
 std::int32_t routingOfCurrentDevice(bool input, int pair) {
@@ -43,7 +40,7 @@ std::int32_t DoChannel5and6(std::int32_t value) { return setRouting(true, 2, val
 
 void SampleClockSource(std::int32_t value) {
   if (!_ioDevice) return;
-  if (value == kClockSourceInternal || value == kClockSourceAutomatic) {
+  if (value == kClockInternal || value == kClockAutomatic) {
     _ioDevice->setClockSource(static_cast<VQE_ClockSource>(value));
   }
   SampleClockSourceReadback();

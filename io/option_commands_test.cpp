@@ -58,7 +58,7 @@ TEST_F(OptionCommands, TheClockQueryIsOneForTheInternalClockAndZeroForEveryOther
     interface.clockSource = source;
     EXPECT_EQ(GetSampleClockSource(), 0) << source;
   }
-  interface.deaf = {15};
+  interface.deaf = {VQ_Command::kGetCurrentClockSource};
   EXPECT_EQ(GetSampleClockSource(), 0);
 }
 
@@ -108,7 +108,8 @@ TEST_F(OptionCommands, AnyOtherClockIndexSetsNothingButShowsAndStoresThePresentS
     interface.sequence.clear();
     panel.calls.clear();
     SampleClockSource(value);
-    EXPECT_THAT(interface.sequence, ElementsAre(15, 15));
+    EXPECT_THAT(interface.sequence, ElementsAre(VQ_Command::kGetCurrentClockSource,
+                                                VQ_Command::kGetCurrentClockSource));
     EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 10 true 1 \"\""));
     EXPECT_EQ(stored("ClockSource"), "1");
   }
@@ -127,7 +128,9 @@ TEST_F(OptionCommands, TheOutputFormatIsSetShownAndStored) {
   connect();
   interface.sequence.clear();
   DigitalOutputFormat(4);
-  EXPECT_THAT(interface.sequence, ElementsAre(28, 27, 27));
+  EXPECT_THAT(interface.sequence,
+              ElementsAre(VQ_Command::kSetDigitalOutMode, VQ_Command::kGetDigitalOutMode,
+                          VQ_Command::kGetDigitalOutMode));
   EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 11 true 4 \"\""));
   EXPECT_EQ(stored("DigitalOutMode"), "4");
 }
@@ -136,7 +139,9 @@ TEST_F(OptionCommands, TheUsb1SelectionIsTheDigitalOutSelectorSetShownAndStored)
   connect();
   interface.sequence.clear();
   Usb11Mode(5);
-  EXPECT_THAT(interface.sequence, ElementsAre(3, 2, 2));
+  EXPECT_THAT(interface.sequence,
+              ElementsAre(VQ_Command::kSetDigitalOutSelector, VQ_Command::kGetDigitalOutSelector,
+                          VQ_Command::kGetDigitalOutSelector));
   EXPECT_THAT(panel.calls, ElementsAre("ShowInfo 9 true 5 \"\""));
   EXPECT_EQ(stored("DigitalOutSel"), "5");
   EXPECT_EQ(stored("USB1Mode"), "none");
@@ -190,7 +195,7 @@ TEST_F(OptionCommands, EachRoutingCommandWritesItsRouting) {
   _halDevice = audioDevice;
   struct Case {
     std::int32_t (*command)(std::int32_t);
-    memory_audio_server::RoutingRecord written;
+    RoutingRecord written;
   };
   for (const Case& expected :
        {Case{DoLine12Out, {0, 0, 1}}, Case{DoLineOut, {0, 0, 2}}, Case{DoLine34Out, {0, 1, 1}},

@@ -3,13 +3,13 @@
 
 #include <cstdint>
 
-#include "device/records.h"
 #include "device/usb_device.h"
 #include "device/version.h"
 #include "io/driver_events.h"
 #include "io/korvel_dlg.h"
 #include "io/option_commands.h"
 #include "io/status_texts.h"
+#include "protocol/records.h"
 
 namespace {
 
@@ -44,7 +44,7 @@ void showSampleFormat() {
   show(kInfoSampleWidth, kSampleWidthText);
   VQ_DeviceConfiguration configuration{};
   _ioDevice->getCurrentConfiguration(configuration);
-  show(kInfoSampleRate, sampleRateText(configuration.sampleRate));
+  show(kInfoSampleRate, sampleRateText(configuration.sampleRate).c_str());
   if (!_ioDevice->isUSB2Device()) {
     hide(kInfoSampleWidth);
     hide(kInfoSampleRate);

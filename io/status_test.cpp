@@ -105,7 +105,7 @@ TEST_F(Status, AUsb1ConnectionHidesWidthAndRateAndStillShowsTheRest) {
 }
 
 TEST_F(Status, ADriverThatCannotTellItsVersionGivesAnEmptyText) {
-  interface.deaf = {22};
+  interface.deaf = {VQ_Command::kGetDriverVersion};
   EXPECT_EQ(shown(kInfoDriverVersion), text(""));
 }
 
@@ -115,7 +115,7 @@ TEST_F(Status, TheFirmwareFieldShowsTheDateAndNotTheNumber) {
 }
 
 TEST_F(Status, ADriverThatCannotTellTheFirmwareGivesAnEmptyText) {
-  interface.deaf = {23};
+  interface.deaf = {VQ_Command::kGetFirmwareVersion};
   EXPECT_EQ(shown(kInfoFirmwareVersion), text(""));
 }
 
@@ -133,7 +133,7 @@ TEST_F(Status, AnyOtherSampleRateReadsAs441Khz) {
     interface.sampleRate = rate;
     EXPECT_EQ(shown(kInfoSampleRate), text("44.1 kHz")) << rate;
   }
-  interface.deaf = {8};
+  interface.deaf = {VQ_Command::kGetCurrentConfiguration};
   EXPECT_EQ(shown(kInfoSampleRate), text("44.1 kHz"));
 }
 
@@ -159,14 +159,14 @@ TEST_F(Status, TheAutomaticClockFollowsTheDigitalInputOnlyWhileItIsValid) {
 }
 
 TEST_F(Status, TheAutomaticClockIsInternalWhenTheDigitalInputCannotBeRead) {
-  interface.deaf = {17};
+  interface.deaf = {VQ_Command::kGetDigitalStatus};
   EXPECT_EQ(shown(kInfoSampleClockSource), text("internal"));
 }
 
 TEST_F(Status, TheAutomaticClockIsInternalWhereNoDigitalStatusIsShown) {
   _ioShowDigitalStatus = false;
   EXPECT_EQ(shown(kInfoSampleClockSource), text("internal"));
-  EXPECT_EQ(interface.commands[17], 0);
+  EXPECT_EQ(interface.commands[VQ_Command::kGetDigitalStatus], 0);
 }
 
 TEST_F(Status, AnyOtherClockSourceReadsUnknown) {
@@ -174,7 +174,7 @@ TEST_F(Status, AnyOtherClockSourceReadsUnknown) {
     interface.clockSource = source;
     EXPECT_EQ(shown(kInfoSampleClockSource), text("unknown")) << source;
   }
-  interface.deaf = {15};
+  interface.deaf = {VQ_Command::kGetCurrentClockSource};
   EXPECT_EQ(shown(kInfoSampleClockSource), text("unknown"));
 }
 
@@ -187,7 +187,7 @@ TEST_F(Status, WithoutTheClockFlagFieldAndMenuAreHidden) {
 TEST_F(Status, WithTheInternalClockTheDigitalInputIsUnavailableAndNotAskedFor) {
   interface.clockSource = 1;
   EXPECT_EQ(shown(kInfoDigitalInputStatus), text("unavailable"));
-  EXPECT_EQ(interface.commands[17], 0);
+  EXPECT_EQ(interface.commands[VQ_Command::kGetDigitalStatus], 0);
 }
 
 TEST_F(Status, EachLockStateHasItsText) {
@@ -222,7 +222,7 @@ TEST_F(Status, AMutedRateIsGivenInTheSameWay) {
 }
 
 TEST_F(Status, ADigitalInputThatCannotBeReadHasNoSignal) {
-  interface.deaf = {17};
+  interface.deaf = {VQ_Command::kGetDigitalStatus};
   EXPECT_EQ(shown(kInfoDigitalInputStatus), text("no signal"));
 }
 
@@ -233,7 +233,7 @@ TEST_F(Status, WithoutTheDigitalFlagStatusAndOutputFormatAreHidden) {
 }
 
 TEST_F(Status, AnOutputFormatThatCannotBeReadIsShownAsTheOperationReportsIt) {
-  interface.deaf = {27};
+  interface.deaf = {VQ_Command::kGetDigitalOutMode};
   EXPECT_EQ(shown(kInfoDigitalOutputFormat), item(-1));
 }
 
@@ -268,7 +268,7 @@ TEST_F(Status, WhereTheUsb1FlagIsSetTheModeIsShownAndTheMenuEnabledForAnOutsideC
   ASSERT_NE(shownAt, calls.end());
   EXPECT_EQ(*(shownAt + 1), "EnableUSB1Mode true");
   EXPECT_EQ(*(shownAt + 2), "ShowInfo 9 false 0 \"\"");
-  EXPECT_EQ(interface.commands[3], 0);
+  EXPECT_EQ(interface.commands[VQ_Command::kSetDigitalOutSelector], 0);
 }
 
 TEST_F(Status, WhereTheUsb1FlagIsSetTheInternalClockSelectsTheFirstInputAndDisablesTheMenu) {
@@ -290,7 +290,8 @@ TEST_F(Status, WithoutADeviceTheUsb1FlagIsCleared) {
 }
 
 TEST_F(Status, ADeviceThatAnswersNothingIsShownWithoutAFault) {
-  for (std::uint32_t command = 0; command < 100; ++command) interface.deaf.push_back(command);
+  for (std::uint32_t command = 0; command < 100; ++command)
+    interface.deaf.push_back(VQ_Command{command});
   const auto calls = gathered();
   EXPECT_EQ(calls.front(), "ShowInfo 5 true 0 \"VX-310\"");
   EXPECT_EQ(calls.back(), "Invalidate true");

@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "io/status_texts.h"
 
-namespace {
+#include <algorithm>
 
-// The lock state of the digital input; any other value means that there is no signal.
-constexpr std::uint32_t kLockInvalid = 1;
-constexpr std::uint32_t kLockValid = 2;
-constexpr std::uint32_t kLockMuted = 3;
+namespace {
 
 std::string kilohertzText(std::uint32_t hertz) {
   std::string text = std::to_string(hertz / 1000);
@@ -18,17 +15,9 @@ std::string kilohertzText(std::uint32_t hertz) {
 
 const char* connectionText(bool usb2) { return usb2 ? "USB 2.0" : "USB 1.1 (unsupported) "; }
 
-const char* sampleRateText(std::uint32_t hertz) {
-  switch (hertz) {
-    case 48000:
-      return "48 kHz";
-    case 88200:
-      return "88.2 kHz";
-    case 96000:
-      return "96 kHz";
-    default:
-      return "44.1 kHz";
-  }
+std::string sampleRateText(std::uint32_t hertz) {
+  const bool isKnown = std::ranges::find(kSampleRates, hertz) != kSampleRates.end();
+  return kilohertzText(isKnown ? hertz : kSampleRates.front());
 }
 
 bool hasValidSignal(const VQ_DigitalStatus& digitalInput) {

@@ -5,12 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "device/records.h"
-
-// What the device reports as its clock source.
-inline constexpr std::int32_t kClockAutomatic = 0;  // the digital input while its signal is valid
-inline constexpr std::int32_t kClockInternal = 1;
-inline constexpr std::int32_t kClockDigitalInput = 2;
+#include "protocol/records.h"
 
 // The width of every sample.
 inline constexpr const char* kSampleWidthText = "24 bits";
@@ -18,7 +13,7 @@ inline constexpr const char* kSampleWidthText = "24 bits";
 const char* connectionText(bool usb2);
 
 // Any other rate than those of the device is shown as the lowest.
-const char* sampleRateText(std::uint32_t hertz);
+std::string sampleRateText(std::uint32_t hertz);
 
 // Whether a clock that is chosen automatically follows the digital input.
 bool hasValidSignal(const VQ_DigitalStatus& digitalInput);

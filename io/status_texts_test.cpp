@@ -11,12 +11,12 @@ TEST(StatusTexts, EachConnectionHasItsText) {
 }
 
 TEST(StatusTexts, EveryRateOfTheDeviceIsNamedAndAnyOtherIsShownAsTheLowest) {
-  EXPECT_STREQ(sampleRateText(44100), "44.1 kHz");
-  EXPECT_STREQ(sampleRateText(48000), "48 kHz");
-  EXPECT_STREQ(sampleRateText(88200), "88.2 kHz");
-  EXPECT_STREQ(sampleRateText(96000), "96 kHz");
-  EXPECT_STREQ(sampleRateText(0), "44.1 kHz");
-  EXPECT_STREQ(sampleRateText(192000), "44.1 kHz");
+  EXPECT_EQ(sampleRateText(44100), "44.1 kHz");
+  EXPECT_EQ(sampleRateText(48000), "48 kHz");
+  EXPECT_EQ(sampleRateText(88200), "88.2 kHz");
+  EXPECT_EQ(sampleRateText(96000), "96 kHz");
+  EXPECT_EQ(sampleRateText(0), "44.1 kHz");
+  EXPECT_EQ(sampleRateText(192000), "44.1 kHz");
 }
 
 TEST(StatusTexts, OnlyTheAutomaticClockFollowsTheSignal) {

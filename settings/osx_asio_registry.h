@@ -18,10 +18,10 @@
 #include <string>
 #include <string_view>
 
-#include "device/records.h"
 #include "foundation/lum_string.h"
 #include "foundation/xml/doc.h"
 #include "platform/values/values.h"
+#include "protocol/records.h"
 
 // The application identifiers of the interface's settings, and of those that all interfaces of the
 // vendor share.

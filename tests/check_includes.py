@@ -11,18 +11,19 @@ import sys
 
 # Calls go down only; a folder may include itself and these.
 BELOW = {
-    "app": {"io", "device", "settings", "foundation"},
-    "io": {"device", "settings", "foundation"},
-    "device": {"foundation"},
-    "settings": {"device", "foundation"},
+    "app": {"io", "device", "settings", "foundation", "protocol"},
+    "io": {"device", "settings", "foundation", "protocol"},
+    "device": {"foundation", "protocol"},
+    "settings": {"foundation", "protocol"},
     "foundation": set(),
-    "platform": set(),
-    "driver": {"device", "settings", "foundation"},
-    "tools": {"driver", "io", "device", "settings", "foundation"},
+    "platform": {"protocol"},
+    "driver": {"settings", "foundation", "protocol"},
+    "tools": {"driver", "io", "device", "settings", "foundation", "protocol"},
+    "protocol": set(),
 }
 
-# The folders that need nothing but the standard library.
-LOGIC = {"app", "io", "device", "settings", "foundation"}
+# The folders of the logic: no header of the operating system or of a library.
+LOGIC = {"app", "io", "device", "settings", "foundation", "protocol"}
 
 STANDARD = set(
     """algorithm any array atomic bit bitset charconv chrono compare concepts condition_variable
@@ -39,8 +40,14 @@ STANDARD = set(
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
 
 
-# What back ends share below platform/; to the logic these are no contracts.
-FOR_BACK_ENDS = {"platform/posix/posix.h", "platform/property_list/property_list.h"}
+# What back ends and the programs' own system code share below platform/; to the logic these are no
+# contracts.
+FOR_BACK_ENDS = {
+    "platform/pipewire/pipewire.h",
+    "platform/posix/posix.h",
+    "platform/property_list/property_list.h",
+    "platform/session_bus/session_bus.h",
+}
 
 
 def is_seam_contract(path):
@@ -62,14 +69,11 @@ def fault_of(source, folder, quoted, angled):
     target = quoted.split("/")[0]
     if is_test:
         return None
-    if target == "platform":
+    if target == "platform" and folder != "protocol":
         if is_seam_contract(quoted) and not (folder in LOGIC and quoted in FOR_BACK_ENDS):
             return None
         seam = "/".join(source.split("/")[:2])
         if folder == "platform" and quoted.startswith(seam + "/"):
-            return None
-        # The driver service lives below its own seams: it may share the PipeWire connection.
-        if folder == "driver" and quoted.startswith("platform/audio_server/pipewire/"):
             return None
         return f'"{quoted}" is a back end\'s own; only its contract may be included'
     if target == folder or target in BELOW[folder]:

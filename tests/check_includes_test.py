@@ -53,14 +53,32 @@ class CheckIncludes(unittest.TestCase):
         self.assertEqual([], self.faults_of(files={fixture: line}))
 
     def test_what_back_ends_share_is_not_for_the_logic(self):
-        line = '#include "platform/posix/posix.h"\n'
-        self.assertEqual(1, len(self.faults_of(files={"settings/s.cpp": line})))
-        self.assertEqual([], self.faults_of(files={"platform/clock/posix/c.cpp": line}))
-        self.assertEqual([], self.faults_of(files={"driver/d.cpp": line}))
+        for header in ("posix/posix.h", "pipewire/pipewire.h", "session_bus/session_bus.h"):
+            line = f'#include "platform/{header}"\n'
+            with self.subTest(header):
+                self.assertEqual(1, len(self.faults_of(files={"settings/s.cpp": line})))
+                self.assertEqual([], self.faults_of(files={"platform/clock/posix/c.cpp": line}))
+                self.assertEqual([], self.faults_of(files={"driver/d.cpp": line}))
 
-    def test_settings_know_the_records_of_the_device_layer_but_not_the_other_way_round(self):
-        self.assertEqual([], self.faults_of(files={"settings/s.h": '#include "device/records.h"\n'}))
+    def test_the_driver_does_not_reach_into_a_back_end(self):
+        line = '#include "platform/audio_server/pipewire/client.h"\n'
+        self.assertEqual(1, len(self.faults_of(files={"driver/d.cpp": line})))
+
+    def test_both_sides_of_the_process_boundary_know_the_protocol_and_not_each_other(self):
+        line = '#include "protocol/records.h"\n'
+        for source in ("device/d.h", "settings/s.h", "driver/d.cpp", "platform/device_registry/dbus/b.cpp"):
+            with self.subTest(source):
+                self.assertEqual([], self.faults_of(files={source: line}))
+        for source in ("settings/s.h", "driver/d.cpp"):
+            with self.subTest(source):
+                self.assertEqual(1, len(self.faults_of(files={source: '#include "device/usb_device.h"\n'})))
         self.assertEqual(1, len(self.faults_of(files={"device/c.cpp": '#include "settings/s.h"\n'})))
+
+    def test_the_protocol_needs_the_standard_library_alone(self):
+        self.assertEqual([], self.faults_of(files={"protocol/p.h": "#include <array>\n"}))
+        for line in ('#include "platform/values/values.h"\n', "#include <unistd.h>\n"):
+            with self.subTest(line):
+                self.assertEqual(1, len(self.faults_of(files={"protocol/p.h": line})))
 
     def test_one_seam_does_not_reach_into_a_back_end_of_another(self):
         line = '#include "platform/clock/memory/memory_clock.h"\n'

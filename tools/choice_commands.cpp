@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <optional>
 
-#include "device/driver_services.h"
 #include "driver/simulator/json.h"
 #include "io/audio_device.h"
+#include "protocol/services.h"
 #include "tools/choices.h"
 #include "tools/current_interface.h"
 #include "tools/messages.h"

@@ -7,9 +7,9 @@
 #include <cstdio>
 #include <utility>
 
-#include "device/driver_services.h"
 #include "device/usb_device.h"
 #include "io/driver_events.h"
+#include "protocol/services.h"
 
 namespace vx310ctl {
 

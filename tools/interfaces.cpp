@@ -10,9 +10,9 @@
 #include <string_view>
 
 #include "device/discovery.h"
-#include "device/driver_services.h"
 #include "device/usb_device.h"
-#include "driver/service/names.h"
+#include "platform/posix/posix.h"
+#include "protocol/services.h"
 #include "tools/tool_bus.h"
 
 namespace vx310ctl {
@@ -28,13 +28,12 @@ void collect(void* context, USBDevice* device, VQAPI_CBEvent event) {
 }  // namespace
 
 ExitStatus driverStatus() {
-  driver::Bus bus;
+  session_bus::Bus bus;
   if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
   sd_bus_message* answer = nullptr;
   sd_bus_call_method(bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                     "org.freedesktop.DBus", "NameHasOwner", nullptr, &answer, "s",
-                     driver::kBusName);
-  const driver::BusMessage reply(answer);
+                     "org.freedesktop.DBus", "NameHasOwner", nullptr, &answer, "s", kDriverName);
+  const session_bus::BusMessage reply(answer);
   int owned = 0;
   if (!answer || sd_bus_message_read(answer, "b", &owned) < 0) {
     std::fputs("vx310ctl: the session bus does not answer\n", stderr);
@@ -44,8 +43,8 @@ ExitStatus driverStatus() {
     std::fputs("vx310ctl: no driver service is running (start vx310-driver)\n", stderr);
     return kNoDriver;
   }
-  if (sd_bus_call_method(bus.get(), driver::kBusName, "/", "org.freedesktop.DBus.Peer", "Ping",
-                         nullptr, nullptr, "") < 0) {
+  if (sd_bus_call_method(bus.get(), kDriverName, "/", "org.freedesktop.DBus.Peer", "Ping", nullptr,
+                         nullptr, "") < 0) {
     std::fputs("vx310ctl: the driver service does not answer\n", stderr);
     return kFailed;
   }
@@ -72,7 +71,7 @@ ExitStatus Interfaces::status() const { return devices_.empty() ? driverStatus()
 Quiet::Quiet(int descriptor) : descriptor_(descriptor) {
   std::fflush(stdout);
   kept_ = fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
-  const driver::FileDescriptor nothing(open("/dev/null", O_WRONLY | O_CLOEXEC));
+  const FileDescriptor nothing(open("/dev/null", O_WRONLY | O_CLOEXEC));
   if (kept_ >= 0 && nothing) dup2(nothing.get(), descriptor_);
 }
 

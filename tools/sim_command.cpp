@@ -4,11 +4,11 @@
 #include <cstdio>
 #include <optional>
 
-#include "device/driver_services.h"
 #include "driver/simulator/fault.h"
 #include "driver/simulator/json.h"
 #include "driver/simulator/settings.h"
 #include "driver/simulator/words.h"
+#include "protocol/services.h"
 #include "tools/sim_usage.h"
 
 namespace vx310ctl {

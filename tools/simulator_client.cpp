@@ -4,13 +4,13 @@
 #include <cstdio>
 #include <cstring>
 
-#include "driver/service/names.h"
+#include "protocol/services.h"
 
 namespace vx310ctl {
 
 namespace {
 
-using driver::BusMessage;
+using session_bus::BusMessage;
 
 ExitStatus explain(const char* what) {
   std::fprintf(stderr, "vx310ctl: %s\n", what);
@@ -27,7 +27,7 @@ ExitStatus explainError(const sd_bus_error& error) {
       is(SD_BUS_ERROR_UNKNOWN_INTERFACE)) {
     return explain("the running driver service has no simulated interfaces");
   }
-  if (is(driver::kNoInterfaceError)) {
+  if (is(kNoInterfaceError)) {
     explain(error.message);
     return kNoInterface;
   }
@@ -50,8 +50,8 @@ ExitStatus SimulatorClient::connect() { return connectToBus(&bus_); }
 
 BusMessage SimulatorClient::callTo(const char* method) {
   sd_bus_message* message = nullptr;
-  sd_bus_message_new_method_call(bus_.get(), &message, driver::kBusName, driver::kSimulatorPath,
-                                 driver::kSimulatorInterface, method);
+  sd_bus_message_new_method_call(bus_.get(), &message, kDriverName, kSimulatorPath,
+                                 kSimulatorInterface, method);
   // A driver that has just been started would be another one than the one that is meant.
   if (message) sd_bus_message_set_auto_start(message, 0);
   return BusMessage(message);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The driver's simulated interfaces, reached over the session bus.
 //
-// Every call waits at most kBusLimit; a failed one is explained on standard error and gives
+// Every call waits at most kBusLimitMs; a failed one is explained on standard error and gives
 // the exit status to end with.
 #pragma once
 
@@ -45,11 +45,11 @@ class SimulatorClient {
 
  private:
   // Null when a message cannot even be made.
-  driver::BusMessage callTo(const char* method);
-  ExitStatus send(driver::BusMessage call, driver::BusMessage* reply = nullptr);
+  session_bus::BusMessage callTo(const char* method);
+  ExitStatus send(session_bus::BusMessage call, session_bus::BusMessage* reply = nullptr);
   ExitStatus callWithWords(const char* method, std::uint32_t interface, const Words& words);
 
-  driver::Bus bus_;
+  session_bus::Bus bus_;
 };
 
 }  // namespace vx310ctl

@@ -5,12 +5,10 @@
 #include <cstdio>
 #include <cstring>
 
-#include "driver/service/session_bus.h"
-
 namespace vx310ctl {
 
-ExitStatus connectToBus(driver::Bus* bus) {
-  const int result = driver::openSessionBus(kBusLimit, bus);
+ExitStatus connectToBus(session_bus::Bus* bus) {
+  const int result = session_bus::openSessionBus(kBusLimitMs, bus);
   if (result >= 0) return kDone;
   if (result == -ETIMEDOUT) {
     std::fputs("vx310ctl: the session bus does not answer\n", stderr);

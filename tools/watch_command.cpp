@@ -42,7 +42,7 @@ constexpr Field kFields[] = {
 // Stops the run loop when the session bus goes away, of which discovery says nothing.
 class BusEnd final : public CFRunLoopSource {
  public:
-  explicit BusEnd(driver::Bus bus) : bus_(std::move(bus)) {}
+  explicit BusEnd(session_bus::Bus bus) : bus_(std::move(bus)) {}
   int descriptor() const override { return sd_bus_get_fd(bus_.get()); }
   void perform() override {
     int result = 0;
@@ -53,7 +53,7 @@ class BusEnd final : public CFRunLoopSource {
   }
 
  private:
-  driver::Bus bus_;
+  session_bus::Bus bus_;
 };
 
 class Watch {
@@ -125,7 +125,7 @@ class Watch {
 ExitStatus runWatch(const std::vector<std::string>& words) {
   const bool json = words.size() == 1 && words[0] == "--json";
   if (!words.empty() && !json) return wrong("'watch' takes [--json]");
-  driver::Bus bus;
+  session_bus::Bus bus;
   if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
   {
     const Watch watch(json);

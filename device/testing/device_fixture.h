@@ -12,12 +12,12 @@
 #include <utility>
 #include <vector>
 
-#include "device/driver_services.h"
 #include "device/usb_device.h"
 #include "platform/clock/memory/memory_clock.h"
 #include "platform/device_registry/memory/memory_registry.h"
 #include "platform/preferences/memory/memory_preferences.h"
 #include "platform/run_loop/manual/manual_run_loop.h"
+#include "protocol/services.h"
 
 // Starts from empty back ends, and finds afterwards what was not given back.
 class BackEndsTest : public testing::Test {

@@ -1,41 +1,21 @@
 // SPDX-License-Identifier: MIT
 // The driver's audio device: one node in the PipeWire graph with six capture and four playback
-// channels, and the routing property 'VQrt'.
+// channels, and the routing property.
 //
-// The property is the entry "VQrt" of the struct `params` in the node's Props: the five routing
-// records one after the other, as bytes in host order (SPA type Bytes). A client writes one record
-// of 12 bytes under the same key.
+// The property shows all routing records one after the other; a client writes one record.
 #pragma once
 
-#include <array>
-#include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 
 #include "driver/audio_node/audio_graph.h"
+#include "protocol/options.h"
 
 namespace driver {
 
-// One routing: which source feeds a pair of channels.
-struct RoutingRecord {
-  std::uint32_t input;  // 1 = an input routing, 0 = an output routing
-  std::int32_t pair;    // outputs: 0 = line, 1 = digital; inputs: 0 = 1/2, 1 = 3/4, 2 = 5/6
-  std::int32_t value;   // the selected source, as the index of its menu item
-  bool operator==(const RoutingRecord&) const = default;
-};
-static_assert(sizeof(RoutingRecord) == 12, "the record is sent as its bytes");
-
-// Outputs 0 and 1, then inputs 0, 1 and 2.
-inline constexpr std::size_t kRoutingCount = 5;
-using RoutingRecords = std::array<RoutingRecord, kRoutingCount>;
-
-// The source of an input pair that gives back what is played on channels 1 and 2.
-inline constexpr std::int32_t kInputSourceLoopback = 3;
-
-inline constexpr int kCaptureChannels = 6;
-inline constexpr int kPlaybackChannels = 4;
+inline constexpr int kCaptureChannels = kInputChannels;
+inline constexpr int kPlaybackChannels = kOutputChannels;
 
 class AudioNode {
  public:

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "driver/audio_node/audio_graph.h"
-#include "platform/audio_server/pipewire/connection.h"
+#include "platform/pipewire/pipewire.h"
 
 namespace driver {
 

@@ -8,8 +8,8 @@ namespace driver {
 void Loopback::setRoutings(const RoutingRecords& records) {
   std::uint32_t pairs = 0;
   for (const RoutingRecord& record : records) {
-    if (record.input != 1 || record.value != kInputSourceLoopback) continue;
-    if (record.pair >= 0 && record.pair < kCaptureChannels / 2) pairs |= 1u << record.pair;
+    if (record.input != 1 || record.value != kFromLoopback) continue;
+    if (record.pair >= 0 && record.pair < kInputPairs) pairs |= 1u << record.pair;
   }
   pairs_.store(pairs, std::memory_order_relaxed);
 }

@@ -10,8 +10,6 @@ namespace {
 
 using driver::kCaptureChannels;
 using driver::kPlaybackChannels;
-using driver::RoutingRecord;
-using driver::RoutingRecords;
 using testing::Each;
 
 constexpr std::size_t kFrames = 4;
@@ -64,7 +62,7 @@ TEST_F(LoopbackTest, EveryOtherSourceIsSilent) {
 TEST_F(LoopbackTest, EachInputPairCanGiveBackTheFirstTwoPlaybackChannels) {
   for (std::size_t pair = 0; pair < 3; ++pair) {
     RoutingRecords records = kAnalog;
-    records[2 + pair].value = driver::kInputSourceLoopback;
+    records[2 + pair].value = kFromLoopback;
     loopback_.setRoutings(records);
     process();
     std::vector<float> expected(6, 0.0f);
@@ -76,8 +74,8 @@ TEST_F(LoopbackTest, EachInputPairCanGiveBackTheFirstTwoPlaybackChannels) {
 
 TEST_F(LoopbackTest, OutputRoutingsDoNotFeedTheCapture) {
   RoutingRecords records = kAnalog;
-  records[0].value = driver::kInputSourceLoopback;
-  records[1].value = driver::kInputSourceLoopback;
+  records[0].value = kFromLoopback;
+  records[1].value = kFromLoopback;
   loopback_.setRoutings(records);
   process();
   EXPECT_EQ(captured(), (std::vector<float>{0, 0, 0, 0, 0, 0}));
@@ -86,7 +84,7 @@ TEST_F(LoopbackTest, OutputRoutingsDoNotFeedTheCapture) {
 TEST_F(LoopbackTest, APairThatDoesNotExistIsIgnored) {
   for (const std::int32_t pair : {-1, 3, 40}) {
     RoutingRecords records = kAnalog;
-    records[4] = {1, pair, driver::kInputSourceLoopback};
+    records[4] = {1, pair, kFromLoopback};
     loopback_.setRoutings(records);
     process();
     EXPECT_EQ(captured(), (std::vector<float>{0, 0, 0, 0, 0, 0}));
@@ -95,7 +93,7 @@ TEST_F(LoopbackTest, APairThatDoesNotExistIsIgnored) {
 
 TEST_F(LoopbackTest, ChannelsWithoutABufferAreLeftOut) {
   RoutingRecords records = kAnalog;
-  records[2].value = driver::kInputSourceLoopback;
+  records[2].value = kFromLoopback;
   loopback_.setRoutings(records);
   playbackPointers_[1] = nullptr;
   capturePointers_[3] = nullptr;

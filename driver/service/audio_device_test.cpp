@@ -25,8 +25,9 @@ constexpr AudioObjectPropertyAddress kDevices = {kAudioHardwarePropertyDevices,
 constexpr AudioObjectPropertyAddress kName = {kAudioDevicePropertyDeviceName,
                                               kAudioObjectPropertyScopeGlobal,
                                               kAudioObjectPropertyElementMaster};
-constexpr AudioObjectPropertyAddress kRouting = {
-    fourCharCode("VQrt"), kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
+constexpr AudioObjectPropertyAddress kRouting = {fourCharCode(kRoutingProperty),
+                                                 kAudioObjectPropertyScopeGlobal,
+                                                 kAudioObjectPropertyElementMaster};
 
 // Lets a test wait for changes of the device list.
 class DeviceList {
@@ -177,7 +178,7 @@ TEST_F(DriverAudioDevice, ARoutingSetByARecordShowsThere) {
   ASSERT_THAT(devices, SizeIs(1));
   EXPECT_EQ(read(devices[0], 0, 1), 1);
   const auto connection = open(onlyService());
-  EXPECT_EQ(request(connection, 40, {0, 1, 4}).word(2), 4u);
+  EXPECT_EQ(request(connection, kSetRouting, {0, 1, 4}).word(2), 4u);
   // Writing the same again returns when the device has shown its routings after it.
   EXPECT_EQ(write(devices[0], 0, 1, 4), 0);
   EXPECT_EQ(read(devices[0], 0, 1), 4);

@@ -12,8 +12,7 @@ namespace driver {
 
 namespace {
 
-constexpr std::size_t kSelectorSize = 4;
-constexpr std::size_t kRequestSize = kSelectorSize + VQ_Dispatch::kSize;
+constexpr std::size_t kRequestSize = kDispatchSelectorSize + VQ_Dispatch::kSize;
 
 bool makeNonBlocking(int descriptor) {
   const int flags = fcntl(descriptor, F_GETFL);
@@ -75,12 +74,13 @@ void Connection::readRequest() {
   // kernel.
   const ssize_t size = recv(socket_.get(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_TRUNC);
   if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
-  if (size != static_cast<ssize_t>(kRequestSize) || wire::load<std::uint32_t>(packet, 0) != 0) {
+  if (size != static_cast<ssize_t>(kRequestSize) ||
+      wire::load<std::uint32_t>(packet, 0) != kDispatchSelector) {
     owner_.connectionClosed(this);
     return;
   }
   VQ_Dispatch request;
-  std::copy(packet.begin() + kSelectorSize, packet.end(), request.bytes.begin());
+  std::copy(packet.begin() + kDispatchSelectorSize, packet.end(), request.bytes.begin());
   carryOut(handler_.handle(request));
 }
 

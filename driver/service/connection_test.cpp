@@ -26,13 +26,9 @@ class ConnectionToDriver : public DriverSession {
     ASSERT_TRUE(connection_) << openError_;
   }
 
-  static VQ_Dispatch record(std::uint32_t command) {
-    return VQ_Dispatch(static_cast<VQ_Command>(command));
-  }
-
   // The connection answers as it should.
   void expectAnswers(const FileDescriptor& connection) {
-    EXPECT_EQ(request(connection, 6).word(0), 4u);
+    EXPECT_EQ(request(connection, kGetCountConfigurations).word(0), 4u);
   }
 
   std::string path_;
@@ -44,7 +40,7 @@ TEST_F(ConnectionToDriver, EveryCommandIsAnsweredWithAWholeRecord) {
        {2u,  3u,  4u,  5u,  6u,  7u,  8u,  9u,  10u, 11u, 12u, 14u, 15u, 16u, 17u,
         18u, 19u, 20u, 21u, 22u, 23u, 24u, 25u, 26u, 27u, 28u, 33u, 35u, 37u, 38u,
         40u, 41u, 42u, 48u, 49u, 65u, 66u, 67u, 68u, 69u, 70u, 71u, 72u}) {
-    const Answer answer = request(connection_, command);
+    const Answer answer = request(connection_, VQ_Command{command});
     EXPECT_EQ(answer.kind, Answer::Kind::packet) << command;
     ASSERT_THAT(answer.bytes, SizeIs(260)) << command;
     EXPECT_EQ(answer.bytes[0], command);
@@ -52,8 +48,8 @@ TEST_F(ConnectionToDriver, EveryCommandIsAnsweredWithAWholeRecord) {
 }
 
 TEST_F(ConnectionToDriver, ControlPortBytesAndUsbRequestsAreAnsweredToo) {
-  EXPECT_THAT(request(connection_, 36, {0x00004101}).bytes, SizeIs(260));
-  auto firmware = record(34);
+  EXPECT_THAT(request(connection_, kSendCPortBytes, {0x00004101}).bytes, SizeIs(260));
+  auto firmware = VQ_Dispatch(kUsbRequest);
   wire::store<std::uint32_t>(firmware.bytes, 132, 3);
   wire::store<std::uint32_t>(firmware.bytes, 140, 128);
   wire::store<std::uint32_t>(firmware.bytes, 144, 64);
@@ -62,7 +58,7 @@ TEST_F(ConnectionToDriver, ControlPortBytesAndUsbRequestsAreAnsweredToo) {
 }
 
 TEST_F(ConnectionToDriver, AnUnknownCommandIsAnsweredWithItsNumberAlone) {
-  EXPECT_THAT(request(connection_, 99).bytes, ElementsAre(99, 0, 0, 0));
+  EXPECT_THAT(request(connection_, VQ_Command{99}).bytes, ElementsAre(99, 0, 0, 0));
   expectAnswers(connection_);
 }
 
@@ -82,21 +78,21 @@ TEST_F(ConnectionToDriver, ARequestOfAnotherSizeClosesTheConnection) {
 }
 
 TEST_F(ConnectionToDriver, AnotherSelectorClosesTheConnection) {
-  ASSERT_TRUE(sendPacket(connection_, packetOf(record(6), 1)));
+  ASSERT_TRUE(sendPacket(connection_, packetOf(VQ_Dispatch(kGetCountConfigurations), 1)));
   EXPECT_EQ(receive(connection_).kind, Answer::Kind::closed);
 }
 
 TEST_F(ConnectionToDriver, RequestsAreAnsweredInOrder) {
-  ASSERT_TRUE(sendPacket(connection_, packetOf(record(8))));
-  ASSERT_TRUE(sendPacket(connection_, packetOf(record(12))));
+  ASSERT_TRUE(sendPacket(connection_, packetOf(VQ_Dispatch(kGetCurrentConfiguration))));
+  ASSERT_TRUE(sendPacket(connection_, packetOf(VQ_Dispatch(kGetCurrentBufferSize))));
   EXPECT_EQ(receive(connection_).word(0), 48000u);
   EXPECT_EQ(receive(connection_).word(0), 256u);
 }
 
 TEST_F(ConnectionToDriver, AllConnectionsSeeTheSameInterface) {
   const auto other = open(path_);
-  EXPECT_EQ(request(other, 28, {1}).word(0), 1u);
-  EXPECT_EQ(request(connection_, 27).word(0), 1u);
+  EXPECT_EQ(request(other, kSetDigitalOutMode, {1}).word(0), 1u);
+  EXPECT_EQ(request(connection_, kGetDigitalOutMode).word(0), 1u);
 }
 
 TEST_F(ConnectionToDriver, ClosedConnectionsLeaveNothingBehind) {
@@ -117,7 +113,7 @@ TEST_F(ConnectionToDriver, OnlySoManyAreOpenAtOnce) {
 }
 
 TEST_F(ConnectionToDriver, AClientThatTakesNoAnswersIsDropped) {
-  const auto packet = packetOf(record(6));
+  const auto packet = packetOf(VQ_Dispatch(kGetCountConfigurations));
   int sent = 0;
   for (; sent < 10000; ++sent) {
     if (sendPacket(connection_, packet)) continue;
@@ -133,7 +129,7 @@ TEST_F(ConnectionToDriver, AClientThatTakesNoAnswersIsDropped) {
 }
 
 TEST_F(ConnectionToDriver, DescriptorsSentWithARequestAreNotKept) {
-  auto packet = packetOf(record(6));
+  auto packet = packetOf(VQ_Dispatch(kGetCountConfigurations));
   iovec part{packet.data(), packet.size()};
   alignas(cmsghdr) std::array<std::uint8_t, CMSG_SPACE(sizeof(int))> control{};
   msghdr message{};
@@ -166,14 +162,14 @@ TEST_F(ConnectionToDriver, UnpluggingClosesIt) {
 }
 
 TEST_F(ConnectionToDriver, ReenumerationTakesTheInterfaceAwayWithoutAnswer) {
-  EXPECT_EQ(request(connection_, 76).kind, Answer::Kind::closed);
+  EXPECT_EQ(request(connection_, kReenumerateDevice).kind, Answer::Kind::closed);
   EXPECT_TRUE(waitUntil([this] { return !added_.empty(); })) << "it does not come back";
   EXPECT_THAT(removed_, ElementsAre(path_));
   expectAnswers(open(added_[0]));
 }
 
 TEST_F(ConnectionToDriver, ReplugAnswersAndThenTakesTheInterfaceAway) {
-  auto replug = record(34);
+  auto replug = VQ_Dispatch(kUsbRequest);
   wire::store<std::uint32_t>(replug.bytes, 144, 64);
   replug.bytes[152] = 0x52;
   EXPECT_THAT(request(connection_, replug).bytes, SizeIs(260));
@@ -182,7 +178,7 @@ TEST_F(ConnectionToDriver, ReplugAnswersAndThenTakesTheInterfaceAway) {
 }
 
 TEST_F(ConnectionToDriver, UnpluggingAnInterfaceThatIsAwayKeepsItAway) {
-  request(connection_, 76);
+  request(connection_, kReenumerateDevice);
   EXPECT_TRUE(waitUntil([this] { return !removed_.empty(); }));
   EXPECT_EQ(simulate("Unplug", 0), "");
   EXPECT_EQ(simulate("Plug", 0), "");

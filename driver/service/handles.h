@@ -1,32 +1,26 @@
 // SPDX-License-Identifier: MIT
-// Owners for what sd-bus, sd-event and the kernel hand out.
+// Owners for what the event loop's library hands out, beside those of the bus.
 #pragma once
 
-#include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
 
 #include <memory>
 
 #include "platform/posix/posix.h"
+#include "platform/session_bus/session_bus.h"
 
 namespace driver {
 
-using ::FileDescriptor;
+using session_bus::Bus;
+using session_bus::BusMessage;
+using session_bus::BusSlot;
 
-template <auto release>
-struct Releaser {
-  template <typename T>
-  void operator()(T* handle) const {
-    release(handle);
-  }
+struct EventRelease {
+  void operator()(sd_event* event) const { sd_event_unref(event); }
+  void operator()(sd_event_source* source) const { sd_event_source_disable_unref(source); }
 };
-
-// What the bus has not taken by then is dropped: a bus that hangs must not keep the process.
-using Bus = std::unique_ptr<sd_bus, Releaser<sd_bus_close_unref>>;
-using BusSlot = std::unique_ptr<sd_bus_slot, Releaser<sd_bus_slot_unref>>;
-using BusMessage = std::unique_ptr<sd_bus_message, Releaser<sd_bus_message_unref>>;
-using Event = std::unique_ptr<sd_event, Releaser<sd_event_unref>>;
+using Event = std::unique_ptr<sd_event, EventRelease>;
 // Its callback is not called any more once it is gone; it may go from inside that callback.
-using EventSource = std::unique_ptr<sd_event_source, Releaser<sd_event_source_disable_unref>>;
+using EventSource = std::unique_ptr<sd_event_source, EventRelease>;
 
 }  // namespace driver

@@ -3,20 +3,20 @@
 
 #include <algorithm>
 
-#include "device/driver_services.h"
-#include "driver/service/names.h"
 #include "driver/service/registry_properties.h"
+#include "protocol/services.h"
 
 namespace driver {
 
 const sd_bus_vtable Publication::kVtable[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_PROPERTY("ClassName", "s", &Publication::getClassName, 0, SD_BUS_VTABLE_PROPERTY_CONST),
-    SD_BUS_PROPERTY("Properties", "a{sv}", &Publication::getProperties, 0,
+    SD_BUS_PROPERTY(kClassNameProperty, "s", &Publication::getClassName, 0,
+                    SD_BUS_VTABLE_PROPERTY_CONST),
+    SD_BUS_PROPERTY(kRegistryProperties, "a{sv}", &Publication::getProperties, 0,
                     SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE),
-    SD_BUS_METHOD_WITH_NAMES("Open", "u", SD_BUS_PARAM(type), "h", SD_BUS_PARAM(connection),
+    SD_BUS_METHOD_WITH_NAMES(kOpenMethod, "u", SD_BUS_PARAM(type), "h", SD_BUS_PARAM(connection),
                              &Publication::onOpen, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_SIGNAL_WITH_NAMES("Message", "uay", SD_BUS_PARAM(type) SD_BUS_PARAM(argument), 0),
+    SD_BUS_SIGNAL_WITH_NAMES(kMessageSignal, "uay", SD_BUS_PARAM(type) SD_BUS_PARAM(argument), 0),
     SD_BUS_VTABLE_END};
 
 std::unique_ptr<Publication> Publication::publish(ServiceContext& context, Interface& interface,
@@ -35,7 +35,7 @@ std::unique_ptr<Publication> Publication::publish(ServiceContext& context, Inter
 Publication::Publication(ServiceContext& context, Interface& interface, RequestHandler& handler,
                          Owner& owner)
     : context_(context),
-      path_(kServicePathPrefix + std::to_string(context.publications++)),
+      path_(std::string(kDriverPath) + "/service" + std::to_string(context.publications++)),
       interface_(interface),
       handler_(handler),
       owner_(owner),
@@ -49,20 +49,18 @@ Publication::~Publication() {
 void Publication::announce(std::uint32_t notification) {
   if (const RegistryEntry now = interface_.registryEntry(); now != announced_) {
     announced_ = now;
-    sd_bus_emit_properties_changed(context_.bus, path_.c_str(), kServiceInterface, "Properties",
-                                   nullptr);
+    sd_bus_emit_properties_changed(context_.bus, path_.c_str(), kServiceInterface,
+                                   kRegistryProperties, nullptr);
   }
   sendMessage(kDriverMessage, kDriverMessageSize, notification);
 }
 
 void Publication::sendMessage(std::uint32_t type, std::uint32_t sizeWord,
                               std::uint32_t notification) {
-  std::array<std::uint8_t, kDriverMessageSize> argument{};
-  wire::store(argument, 0, sizeWord);
-  wire::store(argument, 4, notification);
+  const auto argument = driverMessageArgument(notification, sizeWord);
   sd_bus_message* raw = nullptr;
-  if (sd_bus_message_new_signal(context_.bus, &raw, path_.c_str(), kServiceInterface, "Message") <
-      0) {
+  if (sd_bus_message_new_signal(context_.bus, &raw, path_.c_str(), kServiceInterface,
+                                kMessageSignal) < 0) {
     return;
   }
   const BusMessage message(raw);

@@ -104,7 +104,7 @@ TEST_F(RegistryService, TwoHundredInterfacesAllAnswer) {
   for (const auto& [path, service] : all) {
     const auto connection = open(path);
     ASSERT_TRUE(connection) << path << ": " << openError_;
-    EXPECT_EQ(request(connection, 6).word(0), 4u) << path;
+    EXPECT_EQ(request(connection, kGetCountConfigurations).word(0), 4u) << path;
   }
 }
 
@@ -134,7 +134,7 @@ TEST_F(RegistryService, ARoutingSetByARecordChangesTheProperties) {
   startDriver();
   const std::string path = onlyService();
   const auto connection = open(path);
-  EXPECT_EQ(request(connection, 40, {1, 2, 3}).word(2), 3u);
+  EXPECT_EQ(request(connection, kSetRouting, {1, 2, 3}).word(2), 3u);
   catchUp();
   EXPECT_THAT(propertiesChanged_, ElementsAre(path));
   EXPECT_EQ(services()[path].numbers["RoutingIn2"], 3);
@@ -258,7 +258,7 @@ TEST_F(RegistryService, AHungBusThatStillOwesItAnswersDoesNotKeepItFromEnding) {
   ASSERT_EQ(set({"product-name", std::string(60'000, 'x')}), "");
   hangBus();
   for (std::uint32_t i = 0; i < 1000; ++i) {
-    ASSERT_EQ(request(connection, 40, {0, 0, i % 2}).kind, testing::Answer::Kind::packet);
+    ASSERT_EQ(request(connection, kSetRouting, {0, 0, i % 2}).kind, testing::Answer::Kind::packet);
   }
   driver().signal(SIGTERM);
   EXPECT_EQ(driver().wait(std::chrono::seconds(5)), 0);

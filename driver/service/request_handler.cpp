@@ -3,12 +3,6 @@
 
 namespace driver {
 
-namespace {
-
-constexpr std::size_t kRefusalSize = 4;
-
-}  // namespace
-
 Reply InterfaceRequestHandler::handle(const VQ_Dispatch& request) {
   VQ_Dispatch record = request;
   const Outcome outcome = interface_.answer(record);
@@ -21,7 +15,7 @@ Reply InterfaceRequestHandler::handle(const VQ_Dispatch& request) {
 
 Reply refusal(const VQ_Dispatch& request) {
   Reply reply;
-  reply.packet.emplace(request.bytes.begin(), request.bytes.begin() + kRefusalSize);
+  reply.packet.emplace(request.bytes.begin(), request.bytes.begin() + VQ_Dispatch::kPayloadOffset);
   return reply;
 }
 

@@ -28,7 +28,7 @@ class FaultInjection : public DriverSession {
     ASSERT_TRUE(connection_) << openError_;
   }
 
-  void expectAnswers() { EXPECT_EQ(request(connection_, 6).word(0), 4u); }
+  void expectAnswers() { EXPECT_EQ(request(connection_, kGetCountConfigurations).word(0), 4u); }
 
   std::string stall(std::uint32_t milliseconds) {
     return simulate("Stall", 0, [milliseconds](sd_bus_message* message) {
@@ -42,58 +42,58 @@ class FaultInjection : public DriverSession {
 
 TEST_F(FaultInjection, AShortAnswer) {
   EXPECT_EQ(fault({"short", "12"}), "");
-  EXPECT_THAT(request(connection_, 6).bytes, SizeIs(12));
+  EXPECT_THAT(request(connection_, kGetCountConfigurations).bytes, SizeIs(12));
   expectAnswers();
 }
 
 TEST_F(FaultInjection, ALongAnswer) {
   EXPECT_EQ(fault({"long", "65536"}), "");
-  EXPECT_THAT(request(connection_, 6).bytes, SizeIs(65536));
+  EXPECT_THAT(request(connection_, kGetCountConfigurations).bytes, SizeIs(65536));
   expectAnswers();
 }
 
 TEST_F(FaultInjection, ALateAnswerComesAllTheSame) {
   EXPECT_EQ(fault({"late", "150"}), "");
-  EXPECT_EQ(request(connection_, 6, {}, kShortly).kind, Answer::Kind::none);
+  EXPECT_EQ(request(connection_, kGetCountConfigurations, {}, kShortly).kind, Answer::Kind::none);
   EXPECT_EQ(receive(connection_).word(0), 4u);
   expectAnswers();
 }
 
 TEST_F(FaultInjection, AMissingAnswerIsToARequestThatWasCarriedOut) {
   EXPECT_EQ(fault({"missing"}), "");
-  EXPECT_EQ(request(connection_, 28, {1}, kShortly).kind, Answer::Kind::none);
-  EXPECT_EQ(request(connection_, 27).word(0), 1u);
+  EXPECT_EQ(request(connection_, kSetDigitalOutMode, {1}, kShortly).kind, Answer::Kind::none);
+  EXPECT_EQ(request(connection_, kGetDigitalOutMode).word(0), 1u);
 }
 
 TEST_F(FaultInjection, AGarbledAnswer) {
   EXPECT_EQ(fault({"garbled"}), "");
-  EXPECT_EQ(request(connection_, 6).word(0), ~4u);
+  EXPECT_EQ(request(connection_, kGetCountConfigurations).word(0), ~4u);
   expectAnswers();
 }
 
 TEST_F(FaultInjection, AnEmptyAnswerLeavesTheConnectionOpen) {
   EXPECT_EQ(fault({"empty"}), "");
-  EXPECT_THAT(request(connection_, 6).bytes, IsEmpty());
+  EXPECT_THAT(request(connection_, kGetCountConfigurations).bytes, IsEmpty());
   expectAnswers();
 }
 
 TEST_F(FaultInjection, AClosedConnection) {
   EXPECT_EQ(fault({"close"}), "");
-  EXPECT_EQ(request(connection_, 6).kind, Answer::Kind::closed);
+  EXPECT_EQ(request(connection_, kGetCountConfigurations).kind, Answer::Kind::closed);
   connection_ = open(path_);
   expectAnswers();
 }
 
 TEST_F(FaultInjection, DeathInMidRequestLosesNameAndConnection) {
   EXPECT_EQ(fault({"die"}), "");
-  EXPECT_EQ(request(connection_, 6).kind, Answer::Kind::closed);
+  EXPECT_EQ(request(connection_, kGetCountConfigurations).kind, Answer::Kind::closed);
   EXPECT_EQ(driver().wait(), 128 + SIGKILL);
   EXPECT_TRUE(waitUntil([this] { return !nameOwned_; }));
 }
 
 TEST_F(FaultInjection, AHangInMidRequestLastsUntilTheProcessIsContinued) {
   EXPECT_EQ(fault({"hang"}), "");
-  EXPECT_EQ(request(connection_, 6, {}, kShortly).kind, Answer::Kind::none);
+  EXPECT_EQ(request(connection_, kGetCountConfigurations, {}, kShortly).kind, Answer::Kind::none);
   siginfo_t stopped{};
   ASSERT_EQ(waitid(P_PID, static_cast<id_t>(driver().pid()), &stopped, WSTOPPED), 0);
   EXPECT_EQ(stopped.si_status, SIGSTOP);
@@ -104,48 +104,48 @@ TEST_F(FaultInjection, AHangInMidRequestLastsUntilTheProcessIsContinued) {
 
 TEST_F(FaultInjection, RefusedSettingsFailAndReadingGoesOn) {
   EXPECT_EQ(fault({"refuse", "always"}), "");
-  EXPECT_THAT(request(connection_, 28, {1}).bytes, SizeIs(4));
-  EXPECT_EQ(request(connection_, 27).word(0), 0u);
+  EXPECT_THAT(request(connection_, kSetDigitalOutMode, {1}).bytes, SizeIs(4));
+  EXPECT_EQ(request(connection_, kGetDigitalOutMode).word(0), 0u);
 }
 
 TEST_F(FaultInjection, IgnoredSettingsAreAnsweredAndNotTaken) {
   EXPECT_EQ(fault({"ignore"}), "");
-  EXPECT_EQ(request(connection_, 28, {1}).word(0), 1u);
-  EXPECT_EQ(request(connection_, 27).word(0), 0u);
+  EXPECT_EQ(request(connection_, kSetDigitalOutMode, {1}).word(0), 1u);
+  EXPECT_EQ(request(connection_, kGetDigitalOutMode).word(0), 0u);
 }
 
 TEST_F(FaultInjection, AFaultOfOneCommandWaitsForIt) {
   EXPECT_EQ(fault({"short", "5", "command", "8"}), "");
   expectAnswers();
-  EXPECT_THAT(request(connection_, 8).bytes, SizeIs(5));
-  EXPECT_THAT(request(connection_, 8).bytes, SizeIs(260));
+  EXPECT_THAT(request(connection_, kGetCurrentConfiguration).bytes, SizeIs(5));
+  EXPECT_THAT(request(connection_, kGetCurrentConfiguration).bytes, SizeIs(260));
 }
 
 TEST_F(FaultInjection, AFaultEndsWhenFaultsAreCleared) {
   EXPECT_EQ(fault({"short", "always"}), "");
-  EXPECT_THAT(request(connection_, 6).bytes, SizeIs(100));
-  EXPECT_THAT(request(connection_, 6).bytes, SizeIs(100));
+  EXPECT_THAT(request(connection_, kGetCountConfigurations).bytes, SizeIs(100));
+  EXPECT_THAT(request(connection_, kGetCountConfigurations).bytes, SizeIs(100));
   EXPECT_EQ(simulate("ClearFaults", 0), "");
   expectAnswers();
 }
 
 TEST_F(FaultInjection, AStalledInterfaceAnswersWhenItIsReleased) {
   EXPECT_EQ(stall(0), "");
-  EXPECT_EQ(request(connection_, 6, {}, kShortly).kind, Answer::Kind::none);
+  EXPECT_EQ(request(connection_, kGetCountConfigurations, {}, kShortly).kind, Answer::Kind::none);
   EXPECT_EQ(simulate("ClearFaults", 0), "");
   EXPECT_EQ(receive(connection_).word(0), 4u);
 }
 
 TEST_F(FaultInjection, AStallWithALimitEndsByItself) {
   EXPECT_EQ(stall(500), "");
-  EXPECT_EQ(request(connection_, 6, {}, kShortly).kind, Answer::Kind::none);
+  EXPECT_EQ(request(connection_, kGetCountConfigurations, {}, kShortly).kind, Answer::Kind::none);
   EXPECT_EQ(receive(connection_).word(0), 4u);
 }
 
 TEST_F(FaultInjection, AConnectionOpenedDuringAStallStallsToo) {
   stall(0);
   connection_ = open(path_);
-  EXPECT_EQ(request(connection_, 6, {}, kShortly).kind, Answer::Kind::none);
+  EXPECT_EQ(request(connection_, kGetCountConfigurations, {}, kShortly).kind, Answer::Kind::none);
 }
 
 TEST_F(FaultInjection, WhatClientsCloseDuringAStallDoesNotStay) {
@@ -153,16 +153,16 @@ TEST_F(FaultInjection, WhatClientsCloseDuringAStallDoesNotStay) {
   // More than the connections that the driver keeps for one interface.
   for (int i = 0; i < 600; ++i) connection_ = open(path_);
   simulate("ClearFaults", 0);
-  EXPECT_EQ(request(connection_, 6).word(0), 4u);
+  EXPECT_EQ(request(connection_, kGetCountConfigurations).word(0), 4u);
 }
 
 TEST_F(FaultInjection, WhatAClientGaveUpDuringAStallIsNotCarriedOut) {
   const auto other = open(path_);
   stall(0);
-  request(connection_, 28, {1}, kShortly);
+  request(connection_, kSetDigitalOutMode, {1}, kShortly);
   connection_.reset();
   simulate("ClearFaults", 0);
-  EXPECT_EQ(request(other, 27).word(0), 0u);
+  EXPECT_EQ(request(other, kGetDigitalOutMode).word(0), 0u);
 }
 
 TEST_F(FaultInjection, OtherInterfacesAreSpared) {

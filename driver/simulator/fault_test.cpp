@@ -70,9 +70,11 @@ class CountingHandler final : public RequestHandler {
 
 class FaultyRequests : public testing::Test {
  protected:
+  using enum VQ_Command;
+
   void add(const std::vector<std::string>& words) { faulty_.add(*parsed(words)); }
-  Reply ask(std::uint32_t command = 6) {
-    return faulty_.handle(VQ_Dispatch(static_cast<VQ_Command>(command)));
+  Reply ask(VQ_Command command = kGetCountConfigurations) {
+    return faulty_.handle(VQ_Dispatch(command));
   }
 
   CountingHandler handler_;
@@ -127,8 +129,8 @@ TEST_F(FaultyRequests, AClosedConnectionCarriesNothingOut) {
 
 TEST_F(FaultyRequests, RefusingConcernsSettingsOnly) {
   add({"refuse"});
-  EXPECT_THAT(*ask(6).packet, SizeIs(260));
-  EXPECT_THAT(*ask(28).packet, ElementsAre(28, 0, 0, 0));
+  EXPECT_THAT(*ask(kGetCountConfigurations).packet, SizeIs(260));
+  EXPECT_THAT(*ask(kSetDigitalOutMode).packet, ElementsAre(28, 0, 0, 0));
   EXPECT_EQ(handler_.count, 1u);
 }
 

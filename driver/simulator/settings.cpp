@@ -36,13 +36,13 @@ std::optional<std::uint32_t> choice(const std::string& word,
 SettingResult resultOf(bool taken) { return taken ? SettingResult::done : SettingResult::refused; }
 
 SettingResult digitalInput(Model& model, Arguments arguments) {
-  const auto signal = choice<4>(arguments[0], {"none", "invalid", "valid", "muted"});
+  const auto signal = choice(arguments[0], kLockStateWords);
   if (!signal) return SettingResult::wrongArguments;
-  const bool needsRate = *signal >= 2;
+  const bool needsRate = *signal >= kLockValid;
   if (needsRate != (arguments.size() == 2)) return SettingResult::wrongArguments;
   const auto rate = needsRate ? parseNumber(arguments[1], kAny32) : 0;
   if (!rate) return SettingResult::wrongArguments;
-  model.clock.setDigitalInput({static_cast<DigitalSignal>(*signal), *rate});
+  model.clock.setDigitalInput({*signal, *rate});
   return SettingResult::done;
 }
 
@@ -55,9 +55,9 @@ SettingResult sampleRate(Model& model, Arguments arguments) {
 }
 
 SettingResult clockSource(Model& model, Arguments arguments) {
-  const auto source = choice<3>(arguments[0], {"automatic", "internal", "digital"});
+  const auto source = choice(arguments[0], kClockSourceWords);
   if (!source) return SettingResult::wrongArguments;
-  return resultOf(model.clock.choose(static_cast<ClockSource>(*source)));
+  return resultOf(model.clock.choose(static_cast<VQE_ClockSource>(*source)));
 }
 
 SettingResult routing(Model& model, Arguments arguments) {
@@ -71,9 +71,9 @@ SettingResult routing(Model& model, Arguments arguments) {
 }
 
 SettingResult usb(Model& model, Arguments arguments) {
-  const auto speed = choice<2>(arguments[0], {"1.1", "2.0"});
+  const auto speed = choice(arguments[0], kSpeedWords);
   if (!speed) return SettingResult::wrongArguments;
-  model.usb2 = *speed == 1;
+  model.usb2 = *speed != kSpeedUsb11;
   return SettingResult::done;
 }
 

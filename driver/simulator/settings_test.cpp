@@ -28,13 +28,13 @@ class Settings : public testing::Test {
 
 TEST_F(Settings, TheDigitalInputHasFourStates) {
   expectDone({"digital-input", "invalid"});
-  EXPECT_EQ(model_.clock.digitalInput(), (DigitalInput{DigitalSignal::invalid, 0}));
+  EXPECT_EQ(model_.clock.digitalInput(), (VQ_DigitalStatus{kLockInvalid, 0}));
   expectDone({"digital-input", "valid", "44150"});
-  EXPECT_EQ(model_.clock.digitalInput(), (DigitalInput{DigitalSignal::valid, 44150}));
+  EXPECT_EQ(model_.clock.digitalInput(), (VQ_DigitalStatus{kLockValid, 44150}));
   expectDone({"digital-input", "muted", "96000"});
-  EXPECT_EQ(model_.clock.digitalInput(), (DigitalInput{DigitalSignal::muted, 96000}));
+  EXPECT_EQ(model_.clock.digitalInput(), (VQ_DigitalStatus{kLockMuted, 96000}));
   expectDone({"digital-input", "none"});
-  EXPECT_EQ(model_.clock.digitalInput(), DigitalInput());
+  EXPECT_EQ(model_.clock.digitalInput(), VQ_DigitalStatus());
 }
 
 TEST_F(Settings, ADigitalInputHasARateWhenItHasASignal) {
@@ -59,7 +59,7 @@ TEST_F(Settings, TheSampleRateIsRefusedWhileTheDigitalInputGivesIt) {
 TEST_F(Settings, TheDigitalClockNeedsASignal) {
   EXPECT_EQ(set({"clock", "digital"}), SettingResult::refused);
   expectDone({"clock", "internal"});
-  EXPECT_EQ(model_.clock.chosen(), ClockSource::internal);
+  EXPECT_EQ(model_.clock.chosen(), kClockInternal);
 }
 
 TEST_F(Settings, ARoutingIsSetWithinItsRange) {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "driver/simulator/simulator.h"
 
-#include "driver/service/names.h"
+#include "protocol/services.h"
 
 namespace driver {
 

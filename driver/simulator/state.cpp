@@ -2,34 +2,11 @@
 #include "driver/simulator/state.h"
 
 #include "driver/simulator/json.h"
+#include "driver/simulator/words.h"
 
 namespace driver {
 
 namespace {
-
-std::string_view nameOf(ClockSource source) {
-  switch (source) {
-    case ClockSource::automatic:
-      return "automatic";
-    case ClockSource::internal:
-      return "internal";
-    default:
-      return "digital";
-  }
-}
-
-std::string_view nameOf(DigitalSignal signal) {
-  switch (signal) {
-    case DigitalSignal::none:
-      return "none";
-    case DigitalSignal::invalid:
-      return "invalid";
-    case DigitalSignal::valid:
-      return "valid";
-    default:
-      return "muted";
-  }
-}
 
 void addIdentity(State& state, const Model& model) {
   state.emplace_back("className", jsonText(model.identity.className));
@@ -38,7 +15,7 @@ void addIdentity(State& state, const Model& model) {
   state.emplace_back("productName", jsonText(model.identity.productName));
   state.emplace_back("uniqueId", jsonNumber(model.identity.uniqueId));
   state.emplace_back("deviceName", jsonText(model.deviceName));
-  state.emplace_back("usb", jsonText(model.usb2 ? "2.0" : "1.1"));
+  state.emplace_back("usb", jsonText(kSpeedWords[model.usb2 ? kSpeedUsb20 : kSpeedUsb11]));
   state.emplace_back("driverVersion", jsonNumber(model.versions.driver));
   state.emplace_back("firmwareVersion", jsonNumber(model.versions.firmware));
   state.emplace_back("firmwareKnownToDriver", jsonNumber(model.versions.firmwareKnownToDriver));
@@ -48,9 +25,13 @@ void addIdentity(State& state, const Model& model) {
 void addClock(State& state, const Model& model) {
   state.emplace_back("sampleRate", jsonNumber(model.clock.rate()));
   state.emplace_back("bufferSize", jsonNumber(model.bufferSize));
-  state.emplace_back("clockSource", jsonText(nameOf(model.clock.chosen())));
-  state.emplace_back("effectiveClockSource", jsonText(nameOf(model.clock.effective())));
-  state.emplace_back("digitalInput", jsonText(nameOf(model.clock.digitalInput().signal)));
+  state.emplace_back("clockSource",
+                     jsonText(kClockSourceWords[static_cast<std::size_t>(model.clock.chosen())]));
+  state.emplace_back(
+      "effectiveClockSource",
+      jsonText(kClockSourceWords[static_cast<std::size_t>(model.clock.effective())]));
+  state.emplace_back("digitalInput",
+                     jsonText(kLockStateWords[model.clock.digitalInput().lockState]));
   state.emplace_back("digitalInputRate", jsonNumber(model.clock.digitalInput().rate));
 }
 

@@ -64,7 +64,7 @@ TEST(Json, AnArrayMayBeEmpty) {
 
 TEST(SimulatedState, ShowsWhatTheModelHolds) {
   Model model;
-  model.clock.setDigitalInput({DigitalSignal::valid, 44100});
+  model.clock.setDigitalInput({kLockValid, 44100});
   model.routings.inputs[2] = 3;
   model.usb2 = false;
   const State state = stateOf(model);

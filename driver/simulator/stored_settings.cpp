@@ -10,7 +10,7 @@ void applyStoredSettings(Model& model) {
   VqAjExtData stored;
   settings.loadAjExt(stored);
   stored.validate();
-  model.clock.choose(static_cast<ClockSource>(stored.mClockSource));
+  model.clock.choose(static_cast<VQE_ClockSource>(stored.mClockSource));
   model.options.usb1Mode = stored.mUSB1Mode;
   model.options.digitalOutMode = stored.mDigitalOutMode;
   model.options.digitalOutSelector = stored.mDigitalOutSelector;

@@ -33,7 +33,7 @@ TEST_F(StoredSettings, AreTheInterfacesOptionsAtItsStart) {
   store.setDigitalOutSelector(5);
   store.setUSB1Mode(1);
   const Model model = applied();
-  EXPECT_EQ(model.clock.chosen(), ClockSource::internal);
+  EXPECT_EQ(model.clock.chosen(), kClockInternal);
   EXPECT_EQ(model.options.digitalOutMode, 1u);
   EXPECT_EQ(model.options.digitalOutSelector, 5u);
   EXPECT_EQ(model.options.usb1Mode, 1u);
@@ -41,7 +41,7 @@ TEST_F(StoredSettings, AreTheInterfacesOptionsAtItsStart) {
 
 TEST_F(StoredSettings, ThatAreMissingAreZero) {
   const Model model = applied();
-  EXPECT_EQ(model.clock.chosen(), ClockSource::automatic);
+  EXPECT_EQ(model.clock.chosen(), kClockAutomatic);
   EXPECT_EQ(model.options, Options{});
 }
 
@@ -51,7 +51,7 @@ TEST_F(StoredSettings, ThatTheInterfaceDoesNotHaveCountAsZero) {
   store.setDigitalOutMode(7);
   store.setUSB1Mode(7);
   const Model model = applied();
-  EXPECT_EQ(model.clock.chosen(), ClockSource::automatic);
+  EXPECT_EQ(model.clock.chosen(), kClockAutomatic);
   EXPECT_EQ(model.options.digitalOutMode, 0u);
   EXPECT_EQ(model.options.usb1Mode, 0u);
 }

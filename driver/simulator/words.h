@@ -1,13 +1,21 @@
 // SPDX-License-Identifier: MIT
-// Numbers as people write them on a command line.
+// What people write on a command line: the values of protocol/options.h as words, and numbers.
 #pragma once
 
+#include <array>
 #include <charconv>
 #include <cstdint>
 #include <optional>
 #include <string_view>
 
 namespace driver {
+
+// Each word stands at the value that it means.
+inline constexpr std::array<std::string_view, 3> kClockSourceWords = {"automatic", "internal",
+                                                                      "digital"};
+inline constexpr std::array<std::string_view, 4> kLockStateWords = {"none", "invalid", "valid",
+                                                                    "muted"};
+inline constexpr std::array<std::string_view, 2> kSpeedWords = {"1.1", "2.0"};
 
 // A decimal number, or a hexadecimal one after "0x", of at most `largest`; nothing else in the
 // text.

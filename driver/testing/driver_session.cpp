@@ -6,7 +6,7 @@
 
 #include <cstring>
 
-#include "driver/service/names.h"
+#include "protocol/services.h"
 
 namespace driver::testing {
 
@@ -52,7 +52,7 @@ void readValue(sd_bus_message* message, const std::string& key, SeenService& ser
   } else if (signature == "s") {
     const char* text = nullptr;
     sd_bus_message_read(message, "v", "s", &text);
-    (key == "ClassName" ? service.className : service.productName) = text;
+    (key == kClassNameProperty ? service.className : service.productName) = text;
   } else if (signature == "ay") {
     const void* bytes = nullptr;
     std::size_t size = 0;
@@ -150,7 +150,7 @@ bool DriverSession::waitUntil(const std::function<bool()>& done) {
 
 void DriverSession::catchUp() {
   std::string error;
-  call(kManagerPath, "org.freedesktop.DBus.Peer", "Ping", nullptr, &error);
+  call(kDriverPath, "org.freedesktop.DBus.Peer", "Ping", nullptr, &error);
   // The reply has come, so what came before it is in the queue.
   while (sd_bus_process(bus_.get(), nullptr) > 0) {
   }
@@ -191,7 +191,7 @@ BusMessage DriverSession::call(const char* path, const char* interface, const ch
                                const std::function<void(sd_bus_message*)>& append,
                                std::string* error) {
   sd_bus_message* raw = nullptr;
-  sd_bus_message_new_method_call(bus_.get(), &raw, kBusName, path, interface, method);
+  sd_bus_message_new_method_call(bus_.get(), &raw, kDriverName, path, interface, method);
   const BusMessage message(raw);
   if (append) append(raw);
   sd_bus_error busError{};
@@ -206,8 +206,8 @@ BusMessage DriverSession::call(const char* path, const char* interface, const ch
 std::map<std::string, SeenService> DriverSession::services() {
   std::map<std::string, SeenService> services;
   std::string error;
-  const BusMessage reply = call(kManagerPath, "org.freedesktop.DBus.ObjectManager",
-                                "GetManagedObjects", nullptr, &error);
+  const BusMessage reply =
+      call(kDriverPath, kObjectManagerInterface, "GetManagedObjects", nullptr, &error);
   EXPECT_EQ(error, "");
   if (!reply) return services;
   sd_bus_message_enter_container(reply.get(), 'a', "{oa{sa{sv}}}");
@@ -230,7 +230,7 @@ std::string DriverSession::onlyService() {
 
 FileDescriptor DriverSession::open(const std::string& path, std::uint32_t type) {
   const BusMessage reply = call(
-      path.c_str(), kServiceInterface, "Open",
+      path.c_str(), kServiceInterface, kOpenMethod,
       [type](sd_bus_message* message) { sd_bus_message_append(message, "u", type); }, &openError_);
   int descriptor = -1;
   if (!reply || sd_bus_message_read(reply.get(), "h", &descriptor) < 0) return FileDescriptor();
@@ -258,9 +258,9 @@ Answer DriverSession::request(const FileDescriptor& connection, const VQ_Dispatc
   return receive(connection, limit);
 }
 
-Answer DriverSession::request(const FileDescriptor& connection, std::uint32_t command,
+Answer DriverSession::request(const FileDescriptor& connection, VQ_Command command,
                               std::initializer_list<std::uint32_t> words, milliseconds limit) {
-  VQ_Dispatch record(static_cast<VQ_Command>(command));
+  VQ_Dispatch record(command);
   std::size_t index = 0;
   for (const std::uint32_t word : words) record.setWord(index++, word);
   return request(connection, record, limit);

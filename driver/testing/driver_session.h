@@ -9,8 +9,8 @@
 #include <map>
 #include <memory>
 
-#include "device/dispatch.h"
 #include "driver/service/handles.h"
+#include "protocol/dispatch.h"
 #include "tests/support/private_bus.h"
 
 namespace driver::testing {
@@ -44,6 +44,8 @@ struct Answer {
 
 class DriverSession : public ::testing::Test {
  protected:
+  using enum VQ_Command;
+
   // Starts the bus; the driver only by startDriver().
   void SetUp() override;
 
@@ -77,7 +79,7 @@ class DriverSession : public ::testing::Test {
   // Sends a record with its selector and awaits the answer.
   static Answer request(const FileDescriptor& connection, const VQ_Dispatch& record,
                         std::chrono::milliseconds limit = kPatience);
-  static Answer request(const FileDescriptor& connection, std::uint32_t command,
+  static Answer request(const FileDescriptor& connection, VQ_Command command,
                         std::initializer_list<std::uint32_t> words = {},
                         std::chrono::milliseconds limit = kPatience);
   static std::vector<std::uint8_t> packetOf(const VQ_Dispatch& record, std::uint32_t selector = 0);

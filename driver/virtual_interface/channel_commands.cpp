@@ -25,7 +25,7 @@ Outcome answerLevels(VQ_Dispatch& record, std::span<const std::uint32_t> levels)
 }
 
 bool isAcceptable(const Model& model, const VQ_Orbek_ChannelMap& map) {
-  return isValidChannelMap(map, model.identity.vendorId, model.identity.productId);
+  return map.isValid({model.identity.vendorId, model.identity.productId});
 }
 
 Outcome answerMap(const Model& model, VQ_Dispatch& record) {

@@ -51,21 +51,19 @@ Outcome setConfigurationOrBufferSize(Model& model, VQ_Dispatch& record) {
 // Any of the three sources can be chosen in principle; whether the digital input can be taken right
 // now depends on its signal.
 Outcome canClockSource(VQ_Dispatch& record) {
-  return answerWord(record,
-                    record.word(0) <= static_cast<std::uint32_t>(ClockSource::digital) ? 1 : 0);
+  return answerWord(record, record.word(0) <= kClockDigitalInput ? 1 : 0);
 }
 
 Outcome setClockSource(Model& model, VQ_Dispatch& record) {
   const std::uint32_t source = record.word(0);
-  if (source <= static_cast<std::uint32_t>(ClockSource::digital)) {
-    model.clock.choose(static_cast<ClockSource>(source));
+  if (source <= kClockDigitalInput) {
+    model.clock.choose(static_cast<VQE_ClockSource>(source));
   }
   return answerWord(record, static_cast<std::uint32_t>(model.clock.chosen()));
 }
 
 Outcome answerDigitalStatus(const Model& model, VQ_Dispatch& record) {
-  record.setWord(0, static_cast<std::uint32_t>(model.clock.digitalInput().signal));
-  record.setWord(1, model.clock.digitalInput().rate);
+  model.clock.digitalInput().encode(record.payload());
   return Outcome::answered;
 }
 

@@ -13,9 +13,11 @@ namespace driver {
 
 class CommandTest : public testing::Test {
  protected:
+  using enum VQ_Command;
+
   // A record of `command` whose payload begins with `words`.
-  static VQ_Dispatch request(std::uint32_t command, std::initializer_list<std::uint32_t> words) {
-    VQ_Dispatch record(static_cast<VQ_Command>(command));
+  static VQ_Dispatch request(VQ_Command command, std::initializer_list<std::uint32_t> words) {
+    VQ_Dispatch record(command);
     std::size_t index = 0;
     for (const std::uint32_t word : words) record.setWord(index++, word);
     return record;
@@ -28,19 +30,19 @@ class CommandTest : public testing::Test {
     EXPECT_EQ(record.bytes, sent.bytes) << "a refused record comes back as it was";
     return std::nullopt;
   }
-  std::optional<VQ_Dispatch> answer(std::uint32_t command,
+  std::optional<VQ_Dispatch> answer(VQ_Command command,
                                     std::initializer_list<std::uint32_t> words = {}) {
     return answer(request(command, words));
   }
 
   // Payload word 0 of the answer; nothing when it was refused.
-  std::optional<std::uint32_t> word(std::uint32_t command,
+  std::optional<std::uint32_t> word(VQ_Command command,
                                     std::initializer_list<std::uint32_t> words = {}) {
     const auto record = answer(command, words);
     return record ? std::optional(record->word(0)) : std::nullopt;
   }
 
-  std::vector<std::uint32_t> words(std::uint32_t command, std::size_t count,
+  std::vector<std::uint32_t> words(VQ_Command command, std::size_t count,
                                    std::initializer_list<std::uint32_t> sent = {}) {
     std::vector<std::uint32_t> values;
     const auto record = answer(command, sent);
@@ -48,8 +50,8 @@ class CommandTest : public testing::Test {
     return values;
   }
 
-  void digitalInput(DigitalSignal signal, std::uint32_t rate = 0) {
-    interface_.change([&](Model& model) { model.clock.setDigitalInput({signal, rate}); });
+  void digitalInput(VQE_LockState lockState, std::uint32_t rate = 0) {
+    interface_.change([&](Model& model) { model.clock.setDigitalInput({lockState, rate}); });
   }
 
   const Model& model() const { return interface_.model(); }

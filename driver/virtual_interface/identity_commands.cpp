@@ -57,7 +57,7 @@ GroupAnswer answerIdentityCommand(Model& model, VQ_Dispatch& record) {
     case VQ_Command::kGetString1:
       return answerText(record, serialNumber(model), kStringSize);
     case VQ_Command::kGetUsbSpeed:
-      return answerWord(record, model.usb2 ? 1 : 0);
+      return answerWord(record, model.usb2 ? kSpeedUsb20 : kSpeedUsb11);
     case VQ_Command::kGetDeviceDescriptor:
       return answerDescriptor(model, record);
     case VQ_Command::kGetDriverVersion:

@@ -12,25 +12,24 @@ constexpr PairLevels kAnalog34 = {0x100000, 0x080000};
 constexpr PairLevels kDigital = {0x600000, 0x300000};
 constexpr PairLevels kSilence = {0, 0};
 
-// Input sources: analog 1/2, analog 3/4, digital, loopback of what is played.
 PairLevels inputPairLevels(const Model& model, std::size_t pair) {
   if (model.streamingSuspended) return kSilence;
   switch (model.routings.inputs[pair]) {
-    case 0:
+    case kFromAnalog12:
       return kAnalog12;
-    case 1:
+    case kFromAnalog34:
       return kAnalog34;
-    case 2:
-      return model.clock.digitalInput().signal == DigitalSignal::valid ? kDigital : kSilence;
+    case kFromDigital:
+      return model.clock.digitalInput().lockState == kLockValid ? kDigital : kSilence;
     default:
       return kSilence;
   }
 }
 
-// Output sources: playback 1/2, playback 3/4, then the three input pairs.
 PairLevels outputPairLevels(const Model& model, std::size_t pair) {
-  const auto source = static_cast<std::size_t>(model.routings.outputs[pair]);
-  return source < 2 ? kSilence : inputPairLevels(model, source - 2);
+  const std::int32_t source = model.routings.outputs[pair];
+  if (source < kFromInput12) return kSilence;
+  return inputPairLevels(model, static_cast<std::size_t>(source - kFromInput12));
 }
 
 }  // namespace

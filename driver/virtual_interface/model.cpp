@@ -3,19 +3,8 @@
 
 namespace driver {
 
-namespace {
-
-// Message numbers of this driver; all of them make clients read the whole state again.
-constexpr std::uint32_t kStateChanged = 3;
-constexpr std::uint32_t kDigitalInputChanged = 49;
-constexpr std::uint32_t kConfigurationChanged = 50;
-constexpr std::uint32_t kClockSourceChanged = 55;
-constexpr std::uint32_t kOptionsChanged = 56;
-
-}  // namespace
-
 bool setRouting(Model& model, bool input, std::int32_t pair, std::int32_t value) {
-  const std::int32_t pairs = input ? 3 : 2;
+  const std::int32_t pairs = input ? kInputPairs : kOutputPairs;
   const std::int32_t sources = input ? kInputSources : kOutputSources;
   if (pair < 0 || pair >= pairs || value < 0 || value >= sources) return false;
   const auto index = static_cast<std::size_t>(pair);

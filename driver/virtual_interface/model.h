@@ -9,27 +9,21 @@
 #include <string_view>
 #include <vector>
 
-#include "device/driver_services.h"
-#include "device/records.h"
 #include "driver/interface.h"
-#include "driver/virtual_interface/channel_map.h"
 #include "driver/virtual_interface/sample_clock.h"
+#include "protocol/records.h"
+#include "protocol/services.h"
 
 namespace driver {
-
-inline constexpr std::uint32_t kInputChannels = 6;
-inline constexpr std::uint32_t kOutputChannels = 4;
-inline constexpr std::uint32_t kSampleWidth = 24;  // bits
 
 // Frames per buffer.
 inline constexpr std::array<std::uint32_t, 6> kBufferSizes = {64, 128, 256, 512, 1024, 2048};
 
-inline constexpr std::int32_t kInputSources = 4;
-inline constexpr std::int32_t kOutputSources = 5;
-
-inline constexpr std::size_t kDeviceNameSize = 32;
-inline constexpr std::size_t kStringSize = 64;
-inline constexpr std::size_t kFirmwareDateSize = 16;
+// Six capture and four playback channels in the order in which they are listed.
+inline constexpr VQ_Orbek_ChannelMap kDefaultChannelMap = {
+    {160, 161, 128, 129, 130, 131, VQ_Orbek_ChannelMap::kUnused, VQ_Orbek_ChannelMap::kUnused},
+    {32, 33, 0, 1, VQ_Orbek_ChannelMap::kUnused, VQ_Orbek_ChannelMap::kUnused,
+     VQ_Orbek_ChannelMap::kUnused, VQ_Orbek_ChannelMap::kUnused}};
 
 // The codecs' registers: which chips, which registers in each.
 inline constexpr std::size_t kCodecs = 4;

@@ -23,7 +23,8 @@ Outcome setLogicByte(Model& model, VQ_Dispatch& record) {
 
 // Words: input, pair, value. The value word answers what holds afterwards.
 Outcome setRoutingByCommand(Model& model, VQ_Dispatch& record) {
-  const bool input = record.word(0) != 0;
+  if (record.word(0) > 1) return Outcome::refused;
+  const bool input = record.word(0) == 1;
   const std::uint32_t pair = record.word(1);
   if (pair >= (input ? model.routings.inputs.size() : model.routings.outputs.size())) {
     return Outcome::refused;

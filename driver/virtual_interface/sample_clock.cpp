@@ -16,43 +16,40 @@ std::uint32_t supportedRateNear(std::uint32_t measured) {
   return 0;
 }
 
-bool hasRate(DigitalSignal signal) {
-  return signal == DigitalSignal::valid || signal == DigitalSignal::muted;
-}
+bool hasRate(std::uint32_t lockState) { return lockState == kLockValid || lockState == kLockMuted; }
 
 }  // namespace
 
-ClockSource SampleClock::effective() const {
-  return chosen_ != ClockSource::internal && canRunOnDigitalInput() ? ClockSource::digital
-                                                                    : ClockSource::internal;
+VQE_ClockSource SampleClock::effective() const {
+  return chosen_ != kClockInternal && canRunOnDigitalInput() ? kClockDigitalInput : kClockInternal;
 }
 
-bool SampleClock::choose(ClockSource source) {
-  if (source == ClockSource::digital && !canRunOnDigitalInput()) return false;
+bool SampleClock::choose(VQE_ClockSource source) {
+  if (source == kClockDigitalInput && !canRunOnDigitalInput()) return false;
   chosen_ = source;
   follow();
   return true;
 }
 
 bool SampleClock::setRate(std::uint32_t rate) {
-  if (effective() == ClockSource::digital) return rate == rate_;
+  if (effective() == kClockDigitalInput) return rate == rate_;
   if (std::find(kSampleRates.begin(), kSampleRates.end(), rate) == kSampleRates.end()) return false;
   rate_ = rate;
   return true;
 }
 
-void SampleClock::setDigitalInput(DigitalInput input) {
-  if (!hasRate(input.signal)) input.rate = 0;
+void SampleClock::setDigitalInput(VQ_DigitalStatus input) {
+  if (!hasRate(input.lockState)) input.rate = 0;
   digitalInput_ = input;
   follow();
 }
 
 bool SampleClock::canRunOnDigitalInput() const {
-  return digitalInput_.signal == DigitalSignal::valid && supportedRateNear(digitalInput_.rate) != 0;
+  return digitalInput_.lockState == kLockValid && supportedRateNear(digitalInput_.rate) != 0;
 }
 
 void SampleClock::follow() {
-  if (effective() == ClockSource::digital) rate_ = supportedRateNear(digitalInput_.rate);
+  if (effective() == kClockDigitalInput) rate_ = supportedRateNear(digitalInput_.rate);
 }
 
 }  // namespace driver

@@ -13,7 +13,7 @@ using testing::ElementsAre;
 class TransferCommands : public CommandTest {
  protected:
   bool sendControlPortBytes(std::vector<std::uint8_t> bytes) {
-    auto record = request(36, {});
+    auto record = request(kSendCPortBytes, {});
     record.payload()[0] = static_cast<std::uint8_t>(bytes.size());
     std::copy(bytes.begin(), bytes.end(), record.payload().begin() + 1);
     return answer(record).has_value();
@@ -21,24 +21,24 @@ class TransferCommands : public CommandTest {
 };
 
 TEST_F(TransferCommands, SuspendingAnswersANonZeroWord) {
-  EXPECT_EQ(word(38), 1u);
+  EXPECT_EQ(word(kSuspendStreaming), 1u);
   EXPECT_TRUE(model().streamingSuspended);
 }
 
 TEST_F(TransferCommands, ResumingEndsTheSuspension) {
-  answer(38);
-  EXPECT_TRUE(answer(37));
+  answer(kSuspendStreaming);
+  EXPECT_TRUE(answer(kResumeStreaming));
   EXPECT_FALSE(model().streamingSuspended);
 }
 
 TEST_F(TransferCommands, PreparingAFirmwareUpdateSuspendsStreaming) {
-  EXPECT_TRUE(answer(33));
+  EXPECT_TRUE(answer(kPrepareFirmwareUpdate));
   EXPECT_TRUE(model().preparedForFirmwareUpdate);
   EXPECT_TRUE(model().streamingSuspended);
 }
 
 TEST_F(TransferCommands, ConnectingEndsSuspensionAndPreparation) {
-  answer(33);
+  answer(kPrepareFirmwareUpdate);
   interface_.connected();
   EXPECT_FALSE(model().preparedForFirmwareUpdate);
   EXPECT_FALSE(model().streamingSuspended);
@@ -71,7 +71,7 @@ TEST_F(TransferCommands, TheControlPortForgetsItsOldestBytes) {
 }
 
 TEST_F(TransferCommands, ReenumerationLeavesTheBusInsteadOfAnswering) {
-  auto record = request(76, {});
+  auto record = request(kReenumerateDevice, {});
   EXPECT_EQ(interface_.answer(record), Outcome::left);
 }
 

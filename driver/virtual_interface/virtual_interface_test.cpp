@@ -47,47 +47,47 @@ TEST_F(VirtualInterfaceTest, ADeviceOfTheSiblingFamilyPublishesItsUid) {
 
 TEST_F(VirtualInterfaceTest, UnknownCommandsAreRefused) {
   for (const std::uint32_t command : {0u, 1u, 13u, 29u, 39u, 43u, 64u, 73u, 77u, 0xFFFFFFFFu}) {
-    EXPECT_EQ(answer(command), std::nullopt) << command;
+    EXPECT_EQ(answer(VQ_Command{command}), std::nullopt) << command;
   }
 }
 
 TEST_F(VirtualInterfaceTest, ReadingChangesNothingAndTellsNobody) {
   for (const std::uint32_t command : {2u,  4u,  6u,  8u,  10u, 12u, 15u, 17u, 18u, 19u, 20u, 21u,
                                       22u, 23u, 24u, 25u, 27u, 35u, 49u, 65u, 67u, 69u, 70u, 72u}) {
-    EXPECT_TRUE(answer(command)) << command;
-    EXPECT_FALSE(isSettingCommand(static_cast<VQ_Command>(command))) << command;
+    EXPECT_TRUE(answer(VQ_Command{command})) << command;
+    EXPECT_FALSE(isSettingCommand(VQ_Command{command})) << command;
   }
   EXPECT_THAT(recorder_.messages, IsEmpty());
 }
 
 TEST_F(VirtualInterfaceTest, SettingsTellWhatChanged) {
-  answer(9, {44100, 6, 24, 4, 24});
-  answer(9, {512});
-  answer(16, {1});
-  answer(28, {1});
-  answer(40, {1, 0, 3});
+  answer(kSetConfiguration, {44100, 6, 24, 4, 24});
+  answer(kSetBufferSize, {512});
+  answer(kSetClockSource, {1});
+  answer(kSetDigitalOutMode, {1});
+  answer(kSetRouting, {1, 0, 3});
   EXPECT_THAT(recorder_.messages, ElementsAre(50, 50, 55, 56, 56));
 }
 
 TEST_F(VirtualInterfaceTest, SettingTheSameAgainTellsNobody) {
-  answer(28, {0});
-  answer(40, {1, 0, 0});
+  answer(kSetDigitalOutMode, {0});
+  answer(kSetRouting, {1, 0, 0});
   EXPECT_THAT(recorder_.messages, IsEmpty());
 }
 
 TEST_F(VirtualInterfaceTest, ARefusedSettingTellsNobody) {
-  answer(16, {2});
-  answer(40, {1, 0, 9});
+  answer(kSetClockSource, {2});
+  answer(kSetRouting, {1, 0, 9});
   EXPECT_THAT(recorder_.messages, IsEmpty());
 }
 
 TEST_F(VirtualInterfaceTest, TheDigitalInputTellsItsChange) {
-  digitalInput(DigitalSignal::invalid);
+  digitalInput(kLockInvalid);
   EXPECT_THAT(recorder_.messages, ElementsAre(49));
 }
 
 TEST_F(VirtualInterfaceTest, ADigitalInputThatMovesTheRateIsOneGeneralChange) {
-  digitalInput(DigitalSignal::valid, 96000);
+  digitalInput(kLockValid, 96000);
   EXPECT_THAT(recorder_.messages, ElementsAre(3));
 }
 
@@ -98,14 +98,14 @@ TEST_F(VirtualInterfaceTest, ANewProductNameIsAGeneralChange) {
 }
 
 TEST_F(VirtualInterfaceTest, ControlPortBytesTellNobody) {
-  answer(36, {0x00000101});
+  answer(kSendCPortBytes, {0x00000101});
   EXPECT_THAT(recorder_.messages, IsEmpty());
 }
 
 TEST_F(VirtualInterfaceTest, ARoutingSetFromTheAudioSideIsTheSameRouting) {
   EXPECT_TRUE(interface_.setRouting(false, 1, 4));
   EXPECT_EQ(interface_.registryEntry().routings.outputs[1], 4);
-  EXPECT_EQ(answer(40, {0, 1, 9})->word(2), 4u);
+  EXPECT_EQ(answer(kSetRouting, {0, 1, 9})->word(2), 4u);
   EXPECT_THAT(recorder_.messages, ElementsAre(56));
 }
 
@@ -120,7 +120,7 @@ TEST_F(VirtualInterfaceTest, ARoutingOutOfRangeFromTheAudioSideIsRefused) {
 
 TEST_F(VirtualInterfaceTest, WithoutAListenerChangesAreTaken) {
   interface_.setListener(nullptr);
-  EXPECT_EQ(word(28, {1}), 1u);
+  EXPECT_EQ(word(kSetDigitalOutMode, {1}), 1u);
 }
 
 }  // namespace

@@ -4,19 +4,18 @@
 #include <algorithm>
 #include <span>
 
-#include "device/dispatch.h"
-#include "device/records.h"
-#include "device/wire.h"
+#include "protocol/records.h"
+#include "protocol/wire.h"
 
 memory_registry::DeviceId ScriptedInterface::publish() {
   memory_registry::Device device;
   device.className = className;
   device.properties = {
-      {"idVendor", vendor}, {"idProduct", product}, {"USB Product Name", productName}};
+      {kVendorIdKey, vendor}, {kProductIdKey, product}, {kProductNameKey, productName}};
   if (!routings.empty()) {
     CFDictionary extData;
     for (const auto& [key, value] : routings) extData.emplace(key, value);
-    device.properties.emplace("AjExtData", std::move(extData));
+    device.properties.emplace(kRoutingsKey, std::move(extData));
   }
   device.respond = [this](std::uint32_t, std::span<const std::uint8_t> request) {
     return respond(request);
@@ -28,7 +27,7 @@ memory_registry::DeviceId ScriptedInterface::publish() {
 memory_registry::Answer ScriptedInterface::respond(std::span<const std::uint8_t> request) {
   VQ_Dispatch record;
   wire::copyFitting(request, std::span<std::uint8_t>(record.bytes));
-  const auto command = static_cast<std::uint32_t>(record.command());
+  const VQ_Command command = record.command();
   ++commands[command];
   sequence.push_back(command);
   if (std::find(deaf.begin(), deaf.end(), command) != deaf.end()) return std::nullopt;
@@ -37,7 +36,8 @@ memory_registry::Answer ScriptedInterface::respond(std::span<const std::uint8_t>
                          record.command() == VQ_Command::kSetDigitalOutMode ||
                          record.command() == VQ_Command::kSetDigitalOutSelector;
   if (isSetting && refusesSettings) {
-    return std::vector<std::uint8_t>(record.bytes.begin(), record.bytes.begin() + sizeof command);
+    return std::vector<std::uint8_t>(record.bytes.begin(),
+                                     record.bytes.begin() + VQ_Dispatch::kPayloadOffset);
   }
 
   switch (record.command()) {

@@ -9,14 +9,15 @@
 #include <string>
 #include <vector>
 
-#include "device/driver_services.h"
 #include "platform/device_registry/memory/memory_registry.h"
+#include "protocol/dispatch.h"
+#include "protocol/services.h"
 
 struct ScriptedInterface {
   std::string className = kVX310DriverClass;
   std::string productName = "VX-310";
-  std::uint16_t vendor = 0x7F21;
-  std::uint16_t product = 0x5D12;
+  std::uint16_t vendor = kVX310VendorId;
+  std::uint16_t product = kVX310ProductId;
   std::uint16_t release = 0x0100;
   std::uint32_t driverVersion = 0x12030400;    // 1.2.3
   std::uint32_t firmwareVersion = 0x01070200;  // 1.7.2
@@ -36,7 +37,7 @@ struct ScriptedInterface {
                                                   {"RoutingIn1", 1},
                                                   {"RoutingIn2", 2}};
   // Commands that get no answer.
-  std::vector<std::uint32_t> deaf;
+  std::vector<VQ_Command> deaf;
   bool opens = true;
   // Answers settings with what it had.
   bool ignoresSettings = false;
@@ -48,9 +49,9 @@ struct ScriptedInterface {
   memory_registry::DeviceId publish();
 
   // How often each command came.
-  std::map<std::uint32_t, int> commands;
+  std::map<VQ_Command, int> commands;
   // The commands in the order they came.
-  std::vector<std::uint32_t> sequence;
+  std::vector<VQ_Command> sequence;
 
  private:
   memory_registry::Answer respond(std::span<const std::uint8_t> request);

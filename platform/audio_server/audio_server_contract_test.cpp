@@ -17,6 +17,7 @@
 
 #include "platform/audio_server/audio_server.h"
 #include "platform/audio_server/contract_fixture.h"
+#include "protocol/options.h"
 
 namespace {
 
@@ -29,7 +30,7 @@ constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
 }
 constexpr auto kDeviceList = globalProperty(kAudioHardwarePropertyDevices);
 constexpr auto kName = globalProperty(kAudioDevicePropertyDeviceName);
-constexpr auto kRouting = globalProperty(fourCharCode("VQrt"));
+constexpr auto kRouting = globalProperty(fourCharCode(kRoutingProperty));
 
 constexpr Routings kRoutings{{{0, 0, 10}, {0, 1, 11}, {1, 0, 12}, {1, 1, 13}, {1, 2, 14}}};
 

@@ -18,7 +18,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/audio_server/pipewire/routing_property.h"
+#include "platform/pipewire/pipewire.h"
 #include "tests/audio_server/graph_client.h"
 #include "tests/audio_server/port_clients.h"
 #include "tests/support/open_files.h"
@@ -28,8 +28,6 @@ namespace {
 
 using driver::AudioGraph;
 using driver::AudioNode;
-using driver::RoutingRecord;
-using driver::RoutingRecords;
 using pipewire_test::GraphClient;
 using testing::ElementsAre;
 
@@ -312,7 +310,7 @@ TEST_F(DriverAudioNode, TheLoopbackPairGivesBackWhatIsPlayed) {
   EXPECT_TRUE(recorded({0, 0, 0, 0, 0, 0}));
 
   RoutingRecords records = kRecords;
-  records[3].value = driver::kInputSourceLoopback;
+  records[3].value = kFromLoopback;
   node_->setRoutings(records);
   EXPECT_TRUE(recorded({0, 0, 0.25f, 0.5f, 0, 0}));
 

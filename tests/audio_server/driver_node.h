@@ -20,7 +20,7 @@ namespace pipewire_test {
 // Takes every value that is written to one of its routings, unless told to refuse.
 class DriverNode {
  public:
-  DriverNode(std::string name, const driver::RoutingRecords& records)
+  DriverNode(std::string name, const RoutingRecords& records)
       : stop_(::eventfd(0, EFD_CLOEXEC)),
         thread_([this, name = std::move(name), records] { run(name, records); }) {}
 
@@ -38,29 +38,28 @@ class DriverNode {
   }
 
   // The records that reached the driver.
-  std::vector<driver::RoutingRecord> written() const {
+  std::vector<RoutingRecord> written() const {
     const std::lock_guard lock(mutex_);
     return written_;
   }
 
  private:
-  void run(const std::string& name, driver::RoutingRecords records) {
+  void run(const std::string& name, RoutingRecords records) {
     driver::AudioGraph graph;
     driver::AudioNode* self = nullptr;
     driver::AudioNode node(
         graph, name, records,
-        {[&](const driver::RoutingRecord& record) { write(*self, records, record); }, {}});
+        {[&](const RoutingRecord& record) { write(*self, records, record); }, {}});
     self = &node;
     pollfd events[] = {{graph.descriptor(), POLLIN, 0}, {stop_, POLLIN, 0}};
     while (::poll(events, 2, -1) >= 0 && !(events[1].revents & POLLIN)) graph.dispatch();
   }
 
-  void write(driver::AudioNode& node, driver::RoutingRecords& records,
-             const driver::RoutingRecord& record) {
+  void write(driver::AudioNode& node, RoutingRecords& records, const RoutingRecord& record) {
     const std::lock_guard lock(mutex_);
     written_.push_back(record);
     if (refuse_) return;
-    for (driver::RoutingRecord& own : records) {
+    for (RoutingRecord& own : records) {
       if (own.input == record.input && own.pair == record.pair) own.value = record.value;
     }
     node.setRoutings(records);
@@ -68,7 +67,7 @@ class DriverNode {
 
   mutable std::mutex mutex_;  // guards refuse_ and written_
   bool refuse_ = false;
-  std::vector<driver::RoutingRecord> written_;
+  std::vector<RoutingRecord> written_;
   int stop_;
   std::thread thread_;
 };

@@ -5,8 +5,8 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include "platform/audio_server/pipewire/routing_property.h"
-#include "platform/audio_server/pipewire/server_socket.h"
+#include "platform/pipewire/pipewire.h"
+#include "platform/pipewire/server_socket.h"
 
 namespace pipewire_test {
 

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/audio_server/pipewire/connection.h"
+#include "platform/pipewire/pipewire.h"
 
 namespace pipewire_test {
 

@@ -26,7 +26,6 @@
 
 namespace {
 
-using driver::RoutingRecords;
 using pipewire_test::DriverNode;
 using pipewire_test::GraphClient;
 using testing::ElementsAre;
@@ -42,7 +41,7 @@ constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
 }
 constexpr auto kDeviceList = globalProperty(kAudioHardwarePropertyDevices);
 constexpr auto kName = globalProperty(kAudioDevicePropertyDeviceName);
-constexpr auto kRouting = globalProperty(fourCharCode("VQrt"));
+constexpr auto kRouting = globalProperty(fourCharCode(kRoutingProperty));
 
 test_support::PipeWireServer& server() {
   static test_support::PipeWireServer privateServer;
@@ -76,7 +75,7 @@ std::optional<Devices> devices() {
 
 OSStatus writeRouting(AudioObjectID device, std::uint32_t input, std::int32_t pair,
                       std::int32_t value) {
-  const driver::RoutingRecord record{input, pair, value};
+  const RoutingRecord record{input, pair, value};
   std::array<std::uint8_t, sizeof record> bytes;
   std::memcpy(bytes.data(), &record, sizeof record);
   return AudioObjectSetPropertyData(device, kRouting, bytes);
@@ -84,7 +83,7 @@ OSStatus writeRouting(AudioObjectID device, std::uint32_t input, std::int32_t pa
 
 std::optional<std::int32_t> readRouting(AudioObjectID device, std::uint32_t input,
                                         std::int32_t pair) {
-  driver::RoutingRecord record{input, pair, pair};
+  RoutingRecord record{input, pair, pair};
   std::array<std::uint8_t, sizeof record> bytes;
   std::memcpy(bytes.data(), &record, sizeof record);
   std::uint32_t size = bytes.size();

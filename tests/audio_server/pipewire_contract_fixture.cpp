@@ -29,7 +29,7 @@ class PipeWireServer : public Server {
     graph_->addDevice(properties(name));
   }
   void addRoutingDevice(const std::string& name, const Routings& routings) override {
-    driver::RoutingRecords records;
+    RoutingRecords records;
     for (std::size_t i = 0; i < records.size(); ++i) {
       const auto& [input, pair, value] = routings[i];
       records[i] = {static_cast<std::uint32_t>(input), pair, value};

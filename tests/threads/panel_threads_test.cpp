@@ -26,7 +26,7 @@ namespace {
 
 constexpr int kComingsAndGoings = 1000;
 constexpr std::chrono::seconds kLimit{20};  // for one change to be seen; far above what it takes
-constexpr driver::RoutingRecords kRoutings{{{0, 0, 0}, {0, 1, 1}, {1, 0, 0}, {1, 1, 1}, {1, 2, 2}}};
+constexpr RoutingRecords kRoutings{{{0, 0, 0}, {0, 1, 1}, {1, 0, 0}, {1, 1, 1}, {1, 2, 2}}};
 constexpr AudioObjectPropertyAddress kDeviceList{kAudioHardwarePropertyDevices,
                                                  kAudioObjectPropertyScopeGlobal,
                                                  kAudioObjectPropertyElementMaster};

@@ -16,7 +16,6 @@ namespace {
 using memory_audio_server::Call;
 using memory_audio_server::Operation;
 using memory_audio_server::RoutingProperty;
-using memory_audio_server::RoutingRecord;
 
 constexpr AudioObjectID kFirstDevice = 40;
 
@@ -120,8 +119,8 @@ Property findProperty(AudioObjectID object, const AudioObjectPropertyAddress& ad
 
 RoutingRecord* findRecord(RoutingProperty& routing, std::span<const std::uint8_t> request) {
   RoutingRecord wanted{};
-  if (request.size() < 2 * sizeof(std::uint32_t)) return nullptr;
-  std::memcpy(&wanted, request.data(), 2 * sizeof(std::uint32_t));
+  if (request.size() < kRoutingNameSize) return nullptr;
+  std::memcpy(&wanted, request.data(), kRoutingNameSize);
   const auto found = std::ranges::find_if(routing.records, [&](const RoutingRecord& record) {
     return record.input == wanted.input && record.pair == wanted.pair;
   });

@@ -12,24 +12,17 @@
 #include <vector>
 
 #include "platform/audio_server/audio_server.h"
+#include "protocol/options.h"
 
 namespace memory_audio_server {
 
 // The selector of the driver's custom routing property.
-inline constexpr std::uint32_t kRoutingSelector = fourCharCode("VQrt");
-
-// One record of the routing property: the words input, pair and value.
-struct RoutingRecord {
-  std::uint32_t input;
-  std::int32_t pair;
-  std::int32_t value;
-  bool operator==(const RoutingRecord&) const = default;
-};
+inline constexpr std::uint32_t kRoutingSelector = fourCharCode(kRoutingProperty);
 
 // How the driver of a device answers for its routing property.
 struct RoutingProperty {
-  // What reading and writing take, in bytes, as the driver reports it. Bytes read beyond the 12 of
-  // a record are kFillByte.
+  // What reading and writing take, in bytes, as the driver reports it. Bytes read beyond the
+  // record are kFillByte.
   std::uint32_t reportedSize = sizeof(RoutingRecord);
   OSStatus sizeStatus = kAudioHardwareNoError;
   OSStatus readStatus = kAudioHardwareNoError;

@@ -15,7 +15,6 @@ using memory_audio_server::Call;
 using memory_audio_server::kRoutingSelector;
 using memory_audio_server::Operation;
 using memory_audio_server::RoutingProperty;
-using memory_audio_server::RoutingRecord;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

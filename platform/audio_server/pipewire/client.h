@@ -11,9 +11,9 @@
 #include <thread>
 
 #include "platform/audio_server/listener_list.h"
-#include "platform/audio_server/pipewire/connection.h"
 #include "platform/audio_server/pipewire/device_mirror.h"
 #include "platform/audio_server/pipewire/registry_watch.h"
+#include "platform/pipewire/pipewire.h"
 
 namespace pipewire {
 

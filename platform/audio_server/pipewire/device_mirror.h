@@ -14,14 +14,14 @@
 #include <vector>
 
 #include "platform/audio_server/audio_server.h"
+#include "protocol/options.h"
 
 namespace pipewire {
 
 using Deadline = std::chrono::steady_clock::time_point;
 
-// The routing record as its bytes: input, pair, value, 32 bits each in host order.
-inline constexpr std::size_t kRoutingRecordSize = 12;
-using RoutingBytes = std::array<std::uint8_t, kRoutingRecordSize>;
+// A RoutingRecord as its bytes.
+using RoutingBytes = std::array<std::uint8_t, sizeof(RoutingRecord)>;
 
 struct Device {
   AudioObjectID id;

@@ -12,11 +12,7 @@ namespace {
 
 using pipewire::Deadline;
 using pipewire::Device;
-using pipewire::kRoutingRecordSize;
 using pipewire::RoutingBytes;
-
-// Two words of the routing record name the routing, the third is its value.
-constexpr std::size_t kRoutingNameSize = 8;
 
 // Started by the first operation; its destructor ends the thread when the program exits.
 pipewire::Client client;
@@ -26,7 +22,7 @@ constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
 }
 constexpr auto kDeviceListAddress = globalProperty(kAudioHardwarePropertyDevices);
 constexpr auto kDeviceNameAddress = globalProperty(kAudioDevicePropertyDeviceName);
-constexpr auto kRoutingAddress = globalProperty(fourCharCode("VQrt"));
+constexpr auto kRoutingAddress = globalProperty(fourCharCode(kRoutingProperty));
 
 Deadline callDeadline() {
   return std::chrono::steady_clock::now() + std::chrono::milliseconds(kAudioServerCallLimitMs);
@@ -48,7 +44,7 @@ struct Lookup {
       case Property::kName:
         return device.name.size() + 1;
       case Property::kRouting:
-        return kRoutingRecordSize;
+        return sizeof(RoutingRecord);
     }
     return 0;
   }
@@ -73,15 +69,16 @@ Lookup lookUp(AudioObjectID object, const AudioObjectPropertyAddress& address, D
   return {kAudioHardwareUnknownPropertyError};
 }
 
-// Gives the record whose first two words stand in `data`.
+// Gives the record whose name stands in `data`.
 OSStatus readRouting(std::span<const std::uint8_t> records, std::uint32_t* size,
                      std::span<std::uint8_t> data) {
   if (data.size() < kRoutingNameSize) return kAudioHardwareBadPropertySizeError;
-  for (; records.size() >= kRoutingRecordSize; records = records.subspan(kRoutingRecordSize)) {
+  for (; records.size() >= sizeof(RoutingRecord);
+       records = records.subspan(sizeof(RoutingRecord))) {
     if (!std::ranges::equal(records.first(kRoutingNameSize), data.first(kRoutingNameSize))) {
       continue;
     }
-    *size = std::min<std::uint32_t>(*size, kRoutingRecordSize);
+    *size = std::min<std::uint32_t>(*size, sizeof(RoutingRecord));
     std::ranges::copy(records.first(*size), data.begin());
     return kAudioHardwareNoError;
   }

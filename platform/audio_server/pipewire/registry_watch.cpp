@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/audio_server/pipewire/routing_property.h"
+#include "platform/pipewire/pipewire.h"
 
 namespace pipewire {
 

@@ -7,9 +7,10 @@
 #include <sys/uio.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <vector>
+
+#include "protocol/dispatch.h"
 
 namespace device_registry {
 
@@ -52,11 +53,8 @@ IOReturn Channel::wait(short events, const Deadline& deadline) const {
 
 IOReturn Channel::send(std::uint32_t selector, std::span<const std::uint8_t> input,
                        const Deadline& deadline) {
-  std::array<std::uint8_t, 4> head{};
-  for (std::size_t i = 0; i < head.size(); ++i) {
-    head[i] = static_cast<std::uint8_t>(selector >> (8 * i));
-  }
-  std::vector<std::uint8_t> packet(head.begin(), head.end());
+  std::vector<std::uint8_t> packet(kDispatchSelectorSize);
+  wire::store(packet, 0, selector);
   packet.insert(packet.end(), input.begin(), input.end());
   // A driver that is gone makes this fail instead of ending the program with a signal.
   while (::send(socket_.get(), packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0) {

@@ -11,11 +11,13 @@
 #include <optional>
 #include <span>
 
-#include "platform/device_registry/dbus/deadline.h"
 #include "platform/device_registry/device_registry.h"
 #include "platform/posix/posix.h"
+#include "platform/session_bus/session_bus.h"
 
 namespace device_registry {
+
+using session_bus::Deadline;
 
 class Channel {
  public:

@@ -6,9 +6,9 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/device_registry/dbus/driver_protocol.h"
 #include "platform/device_registry/dbus/driver_service.h"
 #include "platform/device_registry/dbus/property_values.h"
+#include "protocol/services.h"
 
 namespace device_registry {
 
@@ -41,7 +41,7 @@ std::optional<std::string> readClassName(sd_bus_message* message) {
     const auto properties = readDictionary(message);
     if (!properties) return {};
     if (interface == std::string_view(kServiceInterface)) {
-      const auto* name = CFDictionaryGet<std::string>(*properties, "ClassName");
+      const auto* name = CFDictionaryGet<std::string>(*properties, kClassNameProperty);
       className = name ? *name : std::string();
     }
     if (sd_bus_message_exit_container(message) < 0) return {};
@@ -89,8 +89,9 @@ bool isServicePath(std::string_view path) {
 
 IOReturn DriverBus::connect() {
   const Deadline deadline(kRegistryCallLimitMs);
-  bus_ = openSessionBus();
-  if (!bus_ || !calls_.connect() || !addMatches()) return kIOReturnError;
+  if (session_bus::startSessionBus(&bus_) < 0 || !calls_.connect() || !addMatches()) {
+    return kIOReturnError;
+  }
   const std::array buses{bus_.get(), calls_.bus()};
   while (!isReady() || !settled_) {
     int more = 0;
@@ -100,7 +101,7 @@ IOReturn DriverBus::connect() {
       more |= result;
     }
     if (deadline.hasPassed()) return isReady() ? kIOReturnSuccess : kIOReturnTimeout;
-    if (more == 0 && !(isReady() && settled_)) waitForBuses(buses, deadline);
+    if (more == 0 && !(isReady() && settled_)) session_bus::waitForBuses(buses, deadline);
   }
   return kIOReturnSuccess;
 }
@@ -119,7 +120,8 @@ bool DriverBus::addMatches() {
                                   "',interface='" + kBusName + "',path='" + kBusPath +
                                   "',member='NameOwnerChanged',arg0='" + kDriverName + "'";
   const std::string message = fromDriver + "interface='" + kServiceInterface +
-                              "',path_namespace='" + kDriverPath + "',member='Message'";
+                              "',path_namespace='" + kDriverPath + "',member='" + kMessageSignal +
+                              "'";
   const auto add = [this](const std::string& match, sd_bus_message_handler_t handler) {
     return sd_bus_add_match_async(bus_.get(), nullptr, match.c_str(), handler, nullptr, this) >= 0;
   };

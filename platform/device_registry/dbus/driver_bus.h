@@ -13,7 +13,6 @@
 #include <string>
 
 #include "platform/device_registry/core/registry.h"
-#include "platform/device_registry/dbus/bus_handles.h"
 #include "platform/device_registry/dbus/driver_calls.h"
 
 namespace device_registry {

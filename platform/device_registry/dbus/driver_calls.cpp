@@ -2,10 +2,11 @@
 #include "platform/device_registry/dbus/driver_calls.h"
 
 #include <array>
+#include <cerrno>
 #include <utility>
 
-#include "platform/device_registry/dbus/driver_protocol.h"
 #include "platform/device_registry/dbus/property_values.h"
+#include "protocol/services.h"
 
 namespace device_registry {
 
@@ -27,25 +28,15 @@ bool isOpen(sd_bus* bus) {
 
 }  // namespace
 
-bool DriverCalls::connect() {
-  bus_ = openSessionBus();
-  return bus_ != nullptr;
-}
+bool DriverCalls::connect() { return session_bus::startSessionBus(&bus_) >= 0; }
 
 IOReturn DriverCalls::makeSureOfBus(const Deadline& deadline) {
   if (isOpen(bus_.get())) return kIOReturnSuccess;
   if (reconnected_.isRunning()) return kIOReturnNotOpen;
   reconnected_.start();
-  Bus bus = openSessionBus();
-  if (!bus) return kIOReturnError;
-  while (sd_bus_is_ready(bus.get()) <= 0) {
-    const int processed = sd_bus_process(bus.get(), nullptr);
-    if (processed < 0) return kIOReturnError;
-    if (deadline.hasPassed()) return kIOReturnTimeout;
-    if (processed == 0) waitForBuses(std::array{bus.get()}, deadline);
-  }
-  bus_ = std::move(bus);
-  return kIOReturnSuccess;
+  const int result = session_bus::openSessionBus(deadline.milliseconds(), &bus_);
+  if (result >= 0) return kIOReturnSuccess;
+  return result == -ETIMEDOUT ? kIOReturnTimeout : kIOReturnError;
 }
 
 void DriverCalls::setOwner(std::string owner) {
@@ -77,7 +68,7 @@ IOReturn DriverCalls::call(sd_bus_message* request, const Deadline& deadline, Bu
       silence_.start();
       return kIOReturnTimeout;
     }
-    if (processed == 0) waitForBuses(std::array{bus_.get()}, deadline);
+    if (processed == 0) session_bus::waitForBuses(std::array{bus_.get()}, deadline);
   }
   if (sd_bus_message_is_method_error(received.get(), nullptr)) return kIOReturnError;
   *reply = std::move(received);
@@ -88,7 +79,7 @@ IOReturn DriverCalls::readProperties(const std::string& path, CFDictionary* prop
   const Deadline deadline(kRegistryCallLimitMs);
   if (const IOReturn result = makeSureOfBus(deadline)) return result;
   const BusMessage request = newCall(path, kPropertiesInterface, "Get");
-  if (sd_bus_message_append(request.get(), "ss", kServiceInterface, "Properties") < 0) {
+  if (sd_bus_message_append(request.get(), "ss", kServiceInterface, kRegistryProperties) < 0) {
     return kIOReturnError;
   }
   BusMessage reply;
@@ -105,7 +96,7 @@ IOReturn DriverCalls::readProperties(const std::string& path, CFDictionary* prop
 IOReturn DriverCalls::open(const std::string& path, std::uint32_t type, const Deadline& deadline,
                            std::optional<Channel>* channel) {
   if (const IOReturn result = makeSureOfBus(deadline)) return result;
-  const BusMessage request = newCall(path, kServiceInterface, "Open");
+  const BusMessage request = newCall(path, kServiceInterface, kOpenMethod);
   if (sd_bus_message_append(request.get(), "u", type) < 0) return kIOReturnError;
   BusMessage reply;
   if (const IOReturn result = call(request.get(), deadline, &reply)) return result;

@@ -5,15 +5,41 @@
 // neither swallows nor reorders what the drivers announce meanwhile on the other connection.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 
-#include "platform/device_registry/dbus/bus_handles.h"
 #include "platform/device_registry/dbus/channel.h"
 #include "platform/device_registry/device_registry.h"
 
 namespace device_registry {
+
+using session_bus::Bus;
+using session_bus::BusMessage;
+using session_bus::BusSlot;
+
+// Runs from its start for kRegistryPauseMs, or until nobody asks for kRegistryBreakMs: whoever asks
+// after that is not the one whose calls failed, and deserves a new attempt. Not running at first.
+class Pause {
+ public:
+  void start() {
+    end_ = Clock::now() + std::chrono::milliseconds(kRegistryPauseMs);
+    asked_ = Clock::now();
+  }
+  bool isRunning() {
+    const auto now = Clock::now();
+    if (now - std::exchange(asked_, now) > std::chrono::milliseconds(kRegistryBreakMs)) end_ = now;
+    return now < end_;
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  Clock::time_point end_ = Clock::time_point::min();
+  Clock::time_point asked_{};
+};
 
 class DriverCalls {
  public:

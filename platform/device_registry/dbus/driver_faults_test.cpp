@@ -10,9 +10,9 @@
 #include <filesystem>
 #include <set>
 
-#include "platform/device_registry/dbus/deadline.h"
 #include "platform/device_registry/dbus/testing/dbus_fixture.h"
 #include "platform/posix/posix.h"
+#include "platform/session_bus/session_bus.h"
 
 namespace {
 
@@ -184,7 +184,7 @@ TEST_F(DriverFaults, AHungDriverCostsALimitedTimeAndWorksAgainWithoutANewOpen) {
 
 TEST_F(BrokenDriver, IsFoundAgainAfterAPauseByACallerThatNeverTakesABreak) {
   broken_ = false;
-  const device_registry::Deadline patience(kArrivalLimitMs);
+  const session_bus::Deadline patience(kArrivalLimitMs);
   IOReturn result = send(1);
   while (result == kIOReturnNotOpen && !patience.hasPassed()) result = send(1);
   EXPECT_EQ(result, kIOReturnSuccess);

@@ -3,8 +3,8 @@
 
 #include <poll.h>
 
-#include "platform/device_registry/dbus/deadline.h"
 #include "platform/device_registry/device_registry.h"
+#include "platform/session_bus/session_bus.h"
 
 namespace {
 
@@ -48,7 +48,7 @@ class MarkerCounter {
 }  // namespace
 
 bool performUntil(CFRunLoopSource& source, const std::function<bool()>& done) {
-  const device_registry::Deadline deadline(kArrivalLimitMs);
+  const session_bus::Deadline deadline(kArrivalLimitMs);
   while (!done() && !deadline.hasPassed()) {
     pollfd watched{source.descriptor(), POLLIN, 0};
     if (poll(&watched, 1, deadline.milliseconds()) > 0) source.perform();

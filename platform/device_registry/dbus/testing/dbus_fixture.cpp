@@ -4,8 +4,8 @@
 #include <poll.h>
 #include <sys/timerfd.h>
 
-#include "platform/device_registry/dbus/deadline.h"
 #include "platform/posix/posix.h"
+#include "platform/session_bus/session_bus.h"
 
 int millisecondsOf(const std::function<void()>& action) {
   const auto before = std::chrono::steady_clock::now();
@@ -105,7 +105,7 @@ std::promise<void> DbusTest::hang() {
 }
 
 bool DbusTest::driverReaches(const std::function<bool(Driver&)>& done) {
-  const device_registry::Deadline deadline(kArrivalLimitMs);
+  const session_bus::Deadline deadline(kArrivalLimitMs);
   bool reached = false;
   while (!reached && !deadline.hasPassed()) {
     driver_.perform([&](Driver& driver) { reached = done(driver); });

@@ -14,16 +14,11 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/device_registry/dbus/driver_protocol.h"
+#include "protocol/services.h"
 
 namespace scripted_driver {
 
 namespace {
-
-using device_registry::kDriverName;
-using device_registry::kDriverPath;
-using device_registry::kObjectManagerInterface;
-using device_registry::kServiceInterface;
 
 int check(int result, const char* what) {
   if (result < 0) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/audio_server/pipewire/server_socket.h"
+#include "platform/pipewire/server_socket.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>

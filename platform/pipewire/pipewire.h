@@ -1,15 +1,21 @@
 // SPDX-License-Identifier: MIT
-// A connection to the PipeWire server that comes back when the server does.
-//
-// Used by the audio server's mirror and by the driver's node, each with a loop of its own.
+// What the audio server's mirror and the driver's node share of PipeWire: a connection to the
+// server that comes back when the server does, each with a loop of its own, and the routing
+// property. No seam: the logic includes none of this.
 #pragma once
 
 #include <pipewire/pipewire.h>
+#include <spa/pod/pod.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
 
-#include "platform/audio_server/pipewire/server_socket.h"
+#include "platform/pipewire/server_socket.h"
 
 namespace pipewire {
 
@@ -82,6 +88,24 @@ class Connection {
   int attempts_ = 0;  // failed ones since the last sign of a server
   pw_core* core_ = nullptr;
   spa_hook coreListener_{};
+};
+
+// The driver's routing property stands in the Props of its node: in the struct `params`, the key
+// kRoutingProperty followed by opaque bytes (SPA type Bytes).
+
+// The entry's bytes, which lie in `props`; nothing when it has no such entry or one of another
+// type. `props` may be null and may hold anything.
+std::optional<std::span<const std::uint8_t>> findRoutingBytes(const spa_pod* props);
+
+// A Props object that holds nothing but the entry with these bytes.
+class RoutingProps {
+ public:
+  explicit RoutingProps(std::span<const std::uint8_t> bytes);
+
+  const spa_pod* pod() const;
+
+ private:
+  std::vector<std::uint64_t> storage_;  // pods are aligned to 8 bytes
 };
 
 }  // namespace pipewire

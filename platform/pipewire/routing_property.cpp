@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/audio_server/pipewire/routing_property.h"
+#include "platform/pipewire/pipewire.h"
 
 #include <spa/param/param.h>
 #include <spa/param/props.h>
@@ -9,11 +9,11 @@
 
 #include <cstring>
 
+#include "protocol/options.h"
+
 namespace pipewire {
 
 namespace {
-
-constexpr const char* kKey = "VQrt";
 
 // What the pods around the bytes take at most.
 constexpr std::size_t kOverhead = 256;
@@ -34,7 +34,7 @@ std::optional<std::span<const std::uint8_t>> findRoutingBytes(const spa_pod* pro
     spa_pod* value = nullptr;
     if (spa_pod_parser_get_string(&parser, &key) < 0) return std::nullopt;
     if (spa_pod_parser_get_pod(&parser, &value) < 0) return std::nullopt;
-    if (std::strcmp(key, kKey) != 0) continue;
+    if (std::strcmp(key, kRoutingProperty) != 0) continue;
     const void* bytes = nullptr;
     std::uint32_t length = 0;
     if (spa_pod_get_bytes(value, &bytes, &length) < 0) return std::nullopt;
@@ -52,7 +52,7 @@ RoutingProps::RoutingProps(std::span<const std::uint8_t> bytes)
   spa_pod_builder_push_object(&builder, &object, SPA_TYPE_OBJECT_Props, SPA_PARAM_Props);
   spa_pod_builder_prop(&builder, SPA_PROP_params, 0);
   spa_pod_builder_push_struct(&builder, &params);
-  spa_pod_builder_string(&builder, kKey);
+  spa_pod_builder_string(&builder, kRoutingProperty);
   spa_pod_builder_bytes(&builder, bytes.data(), static_cast<std::uint32_t>(bytes.size()));
   spa_pod_builder_pop(&builder, &params);
   spa_pod_builder_pop(&builder, &object);

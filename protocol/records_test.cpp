@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include "device/records.h"
+#include "protocol/records.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <numeric>
 #include <vector>
+
+#include "protocol/services.h"
 
 namespace {
 

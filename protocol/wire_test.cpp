@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "device/wire.h"
+#include "protocol/wire.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "device/records.h"
+#include "protocol/records.h"
 
 #include <algorithm>
+#include <optional>
 
-#include "device/wire.h"
+#include "protocol/services.h"
+#include "protocol/wire.h"
 
 namespace {
 
@@ -29,17 +31,41 @@ constexpr CodeRange kOtherInputs[] = {
     {kInputPairCode, 2, 0}, {kInputGroupCode, 4, 2}, {kInputLastPairCode, 2, 6}};
 constexpr CodeRange kOtherOutputs[] = {{kOutputPairCode, 2, 0}, {kOutputGroupCode, 4, 2}};
 
-void markUsed(std::span<const std::uint32_t> entries, std::span<const CodeRange> ranges,
-              std::span<bool> flags) {
+using CodeRanges = std::span<const CodeRange>;
+
+bool isProduct8(const VIDPID& device) {
+  return device.isDevice(kOrbekVendorId, kOrbekProduct8, kAnyRelease);
+}
+CodeRanges inputRanges(const VIDPID& device) {
+  return isProduct8(device) ? CodeRanges(kProduct8Inputs) : CodeRanges(kOtherInputs);
+}
+CodeRanges outputRanges(const VIDPID& device) {
+  return isProduct8(device) ? CodeRanges(kProduct8Outputs) : CodeRanges(kOtherOutputs);
+}
+
+// The flag of a channel code; nothing for a code that is in none of the ranges.
+std::optional<std::size_t> flagOf(std::uint32_t code, CodeRanges ranges) {
+  for (const CodeRange& range : ranges) {
+    if (code >= range.code && code - range.code < range.count) {
+      return range.flag + (code - range.code);
+    }
+  }
+  return std::nullopt;
+}
+
+void markUsed(std::span<const std::uint32_t> entries, CodeRanges ranges, std::span<bool> flags) {
   flags = flags.first(std::min(flags.size(), VQ_Orbek_ChannelMap::kUsageFlags));
   std::fill(flags.begin(), flags.end(), false);
   for (const std::uint32_t entry : entries) {
-    for (const CodeRange& range : ranges) {
-      if (entry < range.code || entry - range.code >= range.count) continue;
-      const std::size_t flag = range.flag + (entry - range.code);
-      if (flag < flags.size()) flags[flag] = true;
-    }
+    const std::optional<std::size_t> flag = flagOf(entry, ranges);
+    if (flag && *flag < flags.size()) flags[*flag] = true;
   }
+}
+
+bool areValid(std::span<const std::uint32_t> entries, CodeRanges ranges) {
+  return std::all_of(entries.begin(), entries.end(), [ranges](std::uint32_t entry) {
+    return entry == VQ_Orbek_ChannelMap::kUnused || flagOf(entry, ranges);
+  });
 }
 
 bool matches(const VIDPID& own, unsigned short vendor, unsigned short product,
@@ -110,13 +136,12 @@ void VQ_Orbek_ChannelMap::getUsageList(bool* inputsUsed, bool* outputsUsed,
 
 void VQ_Orbek_ChannelMap::getUsageList(std::span<bool> inputsUsed, std::span<bool> outputsUsed,
                                        const VIDPID& device) const {
-  if (device.isDevice(kOrbekVendorId, kOrbekProduct8, kAnyRelease)) {
-    markUsed(inputs, kProduct8Inputs, inputsUsed);
-    markUsed(outputs, kProduct8Outputs, outputsUsed);
-  } else {
-    markUsed(inputs, kOtherInputs, inputsUsed);
-    markUsed(outputs, kOtherOutputs, outputsUsed);
-  }
+  markUsed(inputs, inputRanges(device), inputsUsed);
+  markUsed(outputs, outputRanges(device), outputsUsed);
+}
+
+bool VQ_Orbek_ChannelMap::isValid(const VIDPID& device) const {
+  return areValid(inputs, inputRanges(device)) && areValid(outputs, outputRanges(device));
 }
 
 VQ_Orbek_ChannelMap VQ_Orbek_ChannelMap::decode(std::span<const std::uint8_t> from) {

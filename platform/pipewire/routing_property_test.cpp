@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/audio_server/pipewire/routing_property.h"
+#include "platform/pipewire/pipewire.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

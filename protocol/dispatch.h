@@ -6,7 +6,9 @@
 //     0        4                                                   260
 //     | command | payload, its meaning depends on the command        |
 //
-// Payload offsets below count from the start of the payload.
+// Payload offsets below count from the start of the payload. It crosses in packets: a request is
+// the method selector, 4 bytes, and the record; an answer is the record as returned, or the command
+// alone when the request failed.
 #pragma once
 
 #include <array>
@@ -14,10 +16,12 @@
 #include <cstdint>
 #include <span>
 
-#include "device/wire.h"
+#include "protocol/wire.h"
 
-// The method selector for records, and the connection type that takes them.
+// The method selector for records and its place before them, and the connection type that takes
+// them.
 inline constexpr std::uint32_t kDispatchSelector = 0;
+inline constexpr std::size_t kDispatchSelectorSize = 4;
 inline constexpr std::uint32_t kDispatchConnectionType = 2;
 
 // What a record asks of the driver. Two numbers have two uses each, told apart by the payload or by
@@ -74,14 +78,6 @@ enum class VQ_Command : std::uint32_t {
   kReenumerateDevice = 76,
 };
 
-// The codes that USBDevice::DeviceIoControl knows.
-inline constexpr int kControlCodeString0 = 0;
-inline constexpr int kControlCodeString1 = 1;
-inline constexpr int kControlCodeDeviceDescriptor = 38;
-inline constexpr int kControlCodeUsbSpeed = 39;
-inline constexpr int kControlCodeDriverVersion = 41;
-inline constexpr int kControlCode56 = 56;
-
 struct VQ_Dispatch {
   static constexpr std::size_t kSize = 260;
   static constexpr std::size_t kPayloadOffset = 4;
@@ -124,3 +120,39 @@ struct VQ_Dispatch {
   }
 };
 static_assert(sizeof(VQ_Dispatch) == VQ_Dispatch::kSize);
+
+// --- What stands in a payload ---
+
+// Texts, with their terminating zero byte.
+inline constexpr std::size_t kStringSize = 64;
+inline constexpr std::size_t kFirmwareDateSize = 16;
+// A device name that fills its field has no zero byte.
+inline constexpr std::size_t kDeviceNameSize = 32;
+
+// Bytes for the control port follow one byte that counts them.
+inline constexpr std::size_t kControlPortLimit = 255;
+static_assert(1 + kControlPortLimit <= VQ_Dispatch::kPayloadSize);
+
+// The parts of a USB control request's type, and the requests that the VX-310 takes.
+enum EDirection : std::uint32_t { EDIR_HostToDevice = 0, EDIR_DeviceToHost = 128 };
+enum EDRQ_Level : std::uint32_t { EDRQ_Vendor = 64 };
+enum EDRQ_Recipient : std::uint32_t { EDRQ_Device = 0 };
+inline constexpr std::uint8_t kReplugRequest = 0x52;
+// Three bytes: the lowest number, the highest, and 10 times the second plus the third.
+inline constexpr std::uint8_t kFirmwareVersionRequest = 0x56;
+
+// Where the fields of a USB control request stand, as offsets in the record. Drivers of major
+// version 1 take the old layout and, from callers that ask for it, the new one; later drivers take
+// the new one alone.
+struct UsbRequestLayout {
+  std::size_t direction;  // 32 bits, like level, recipient and length
+  std::size_t level;
+  std::size_t recipient;
+  std::size_t request;  // 8 bits
+  std::size_t value;    // 16 bits, like index
+  std::size_t index;
+  std::size_t length;
+  std::size_t data;
+};
+inline constexpr UsbRequestLayout kOldUsbRequestLayout = {4, 8, 12, 16, 18, 20, 24, 28};
+inline constexpr UsbRequestLayout kNewUsbRequestLayout = {140, 144, 148, 152, 136, 138, 132, 4};

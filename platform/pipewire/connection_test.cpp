@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/audio_server/pipewire/connection.h"
+#include "platform/pipewire/pipewire.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>

@@ -14,9 +14,7 @@
 #include <cstdint>
 #include <span>
 
-// The sibling family, and its model with ten inputs and twelve outputs.
-inline constexpr std::uint16_t kOrbekVendorId = 0x7f33;
-inline constexpr std::uint16_t kOrbekProduct8 = 8;
+#include "protocol/options.h"
 
 // As a release it stands for any release.
 inline constexpr std::uint16_t kAnyRelease = 0xffff;
@@ -88,6 +86,9 @@ struct VQ_Orbek_ChannelMap {
   // every device.
   void setDefaults(const VIDPID& device);
 
+  // True when every slot is unused or holds a code that `device` has.
+  bool isValid(const VIDPID& device) const;
+
   // Says which channels of `device` the map uses, in the order in which they are listed. Flags are
   // cleared first; codes that the device does not have mark nothing. The raw pointers must lead to
   // kUsageFlags flags each; in a shorter span what does not fit is dropped.
@@ -137,12 +138,12 @@ struct VqAjExtData {
 };
 static_assert(sizeof(VqAjExtData) == VqAjExtData::kSize);
 
-// State of the digital input. Lock state: 1 no valid signal, 2 valid, 3 valid but muted, else no
-// signal; rate in Hz. Passed through here.
+// State of the digital input. The lock state is a VQE_LockState; the rate is the measured one in
+// Hz.
 struct VQ_DigitalStatus {
   static constexpr std::size_t kSize = 8;
 
-  std::uint32_t lockState = 0;
+  std::uint32_t lockState = kLockNone;
   std::uint32_t rate = 0;
 
   static VQ_DigitalStatus decode(std::span<const std::uint8_t> from);

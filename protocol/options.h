@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+// What the values of an interface's options and states mean, and the record of one routing.
+//
+// An enumeration's type has room for every 32-bit value: a value without a name is passed on as it
+// is, in both directions.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+// --- Clock and digital input ---
+
+enum VQE_ClockSource : std::int32_t {
+  kClockAutomatic = 0,  // the digital input while its signal is valid, otherwise internal
+  kClockInternal = 1,
+  kClockDigitalInput = 2,
+};
+
+// Any other value means that there is no signal.
+enum VQE_LockState : std::uint32_t {
+  kLockNone = 0,
+  kLockInvalid = 1,
+  kLockValid = 2,
+  kLockMuted = 3,  // valid, but its samples are not for listening
+};
+
+// The VX-310's sample rates in Hz, its channels and the width of every sample in bits.
+inline constexpr std::array<std::uint32_t, 4> kSampleRates = {44100, 48000, 88200, 96000};
+inline constexpr std::uint32_t kInputChannels = 6;
+inline constexpr std::uint32_t kOutputChannels = 4;
+inline constexpr std::uint32_t kSampleWidth = 24;
+
+// --- Options ---
+
+// The speed of the connection; every other number means USB 2.0 too.
+inline constexpr std::uint32_t kSpeedUsb11 = 0;
+inline constexpr std::uint32_t kSpeedUsb20 = 1;
+
+enum VQE_DigitalOutMode : std::int32_t {
+  kDigitalOutConsumer = 0,
+  kDigitalOutProfessional = 1,
+};
+
+enum VQE_USB1Mode : std::int32_t {};
+
+// --- Routing ---
+
+// The routing property of the audio device: a selector of four characters to clients, a key in the
+// Props of the PipeWire node.
+inline constexpr char kRoutingProperty[] = "VQrt";
+
+// One routing: which source feeds a pair of channels. Sent as its bytes, in host byte order.
+struct RoutingRecord {
+  std::uint32_t input;  // 1 = an input routing, 0 = an output routing
+  std::int32_t pair;    // outputs: 0 = line, 1 = digital; inputs: 0 = 1/2, 1 = 3/4, 2 = 5/6
+  std::int32_t value;   // the source: VQE_InputSource or VQE_OutputSource
+
+  bool operator==(const RoutingRecord&) const = default;
+};
+static_assert(sizeof(RoutingRecord) == 12, "the record is sent as its bytes");
+// The leading bytes say which routing it is.
+inline constexpr std::size_t kRoutingNameSize = offsetof(RoutingRecord, value);
+
+inline constexpr std::int32_t kInputPairs = kInputChannels / 2;
+inline constexpr std::int32_t kOutputPairs = kOutputChannels / 2;
+// The outputs' routings, then the inputs', each by its pair.
+using RoutingRecords = std::array<RoutingRecord, kOutputPairs + kInputPairs>;
+
+enum VQE_InputSource : std::int32_t {
+  kFromAnalog12 = 0,
+  kFromAnalog34 = 1,
+  kFromDigital = 2,
+  kFromLoopback = 3,  // what is played on channels 1 and 2
+};
+inline constexpr std::int32_t kInputSources = 4;
+
+enum VQE_OutputSource : std::int32_t {
+  kFromPlayback12 = 0,
+  kFromPlayback34 = 1,
+  kFromInput12 = 2,
+  kFromInput34 = 3,
+  kFromInput56 = 4,
+};
+inline constexpr std::int32_t kOutputSources = 5;
