@@ -176,12 +176,7 @@ class KvController : public NSObject, public NSApplicationDelegate, public Panel
 
  private:
   void readDriverFileVersion();
-  void showDriverVersion(bool flag, const char* text);
-  void showRoutingMenus(bool flag);
-  void selectInputRouting(std::int32_t value);
-  void selectOutputRouting(std::int32_t value);
-  template <typename Command>
-  void takeChoice(const NSPopUpButton& menu, Command command, const char* key);
+  void takeChoiceOf(NSPopUpButton KvController::*outlet, const NSPopUpButton& sender);
   void setLatencyWidgets(double x);
 };
 
