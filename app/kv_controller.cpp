@@ -28,8 +28,8 @@ constexpr AudioObjectPropertyAddress kDeviceList{kAudioHardwarePropertyDevices,
                                                  kAudioObjectPropertyScopeGlobal,
                                                  kAudioObjectPropertyElementMaster};
 
-// In the order of their numbers: every status field's and menu's. The subtitle and the two ids that
-// only select a routing are in neither table.
+// The ids to empty at the start, in ascending order. The subtitle and the ids that only select a
+// routing are in neither table.
 std::set<std::int32_t> infoIdsOfTables() {
   std::set<std::int32_t> ids;
   for (const StatusField& row : kStatusFields) ids.insert(row.info);

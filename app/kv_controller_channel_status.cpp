@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The sampling frequency in a digital input's channel status.
+// Decodes the sampling frequency of a channel status block.
 #include "app/kv_controller.h"
 
 namespace {
@@ -28,7 +28,7 @@ const char* consumerFrequency(unsigned code) {
   }
 }
 
-// Byte 4, bits 3 to 6 (IEC 60958-4), where byte 0 does not say.
+// Byte 4, bits 3 to 6 (IEC 60958-4); used when byte 0 indicates no frequency.
 const char* extendedFrequency(unsigned code) {
   switch (code) {
     case 2:
@@ -44,7 +44,7 @@ const char* extendedFrequency(unsigned code) {
   }
 }
 
-// Byte 0, bits 6 and 7, as a number with bit 7 as its high bit.
+// Byte 0, bits 6 and 7, read as a number whose high bit is bit 7.
 const char* professionalFrequency(unsigned code, unsigned extendedCode) {
   switch (code) {
     case 1:

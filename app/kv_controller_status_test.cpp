@@ -10,7 +10,7 @@ class Status : public ControllerTest {
  protected:
   Status() { loadQuietly(); }
 
-  // The operations of one call over the bridge.
+  // Calls ShowInfo over the bridge; returns its operations.
   static Log shown(std::int32_t id, bool flag, std::int32_t value, const char* text) {
     controlDlg->ShowInfo(id, flag, value, text);
     return operations();
@@ -53,7 +53,7 @@ TEST_P(PlainStatusField, ShowsANewTextAfterItWasHidden) {
   EXPECT_FALSE(control(field.c_str()).hidden);
 }
 
-TEST_P(PlainStatusField, ShowsANullTextAsAnEmptyOne) {
+TEST_P(PlainStatusField, ShowsANullTextAsAnEmptyText) {
   EXPECT_THAT(shown(id, true, 0, nullptr),
               ElementsAre(field + ".setHidden no", title + ".setHidden no",
                           field + ".setStringValue \"\""));
@@ -69,14 +69,14 @@ INSTANTIATE_TEST_SUITE_P(
                     PlainField{kInfoSampleClockSource, "KvSampleClockSourceField"}),
     [](const auto& parameter) { return std::string(parameter.param.field); });
 
-TEST_F(Status, TheSampleWidthIsEmptiedBeforeItIsShown) {
+TEST_F(Status, TheSampleWidthIsClearedBeforeItIsShown) {
   EXPECT_THAT(shown(kInfoSampleWidth, true, 0, "24 bits"),
               ElementsAre("KvSampleWidthField.setStringValue \"\"",
                           "KvSampleWidthField.setHidden no", "KvSampleWidthFieldTitle.setHidden no",
                           "KvSampleWidthField.setStringValue \"24 bits\""));
 }
 
-TEST_F(Status, TheSampleWidthIsEmptiedBeforeItIsHidden) {
+TEST_F(Status, TheSampleWidthIsClearedBeforeItIsHidden) {
   shown(kInfoSampleWidth, true, 0, "24 bits");
   EXPECT_THAT(
       shown(kInfoSampleWidth, false, 0, "ignored"),
@@ -85,20 +85,20 @@ TEST_F(Status, TheSampleWidthIsEmptiedBeforeItIsHidden) {
   EXPECT_EQ(control("KvSampleWidthField").text, "");
 }
 
-TEST_F(Status, TheSampleWidthShowsANullTextAsAnEmptyOne) {
+TEST_F(Status, TheSampleWidthShowsANullTextAsAnEmptyText) {
   shown(kInfoSampleWidth, true, 0, nullptr);
   EXPECT_EQ(control("KvSampleWidthField").text, "");
   EXPECT_FALSE(control("KvSampleWidthField").hidden);
 }
 
-TEST_F(Status, TheDriverVersionIsTheReportedOne) {
+TEST_F(Status, AReportedDriverVersionIsShown) {
   EXPECT_THAT(
       shown(kInfoDriverVersion, true, 0, "2.0.1"),
       ElementsAre("KvDriverVersionField.setHidden no", "KvDriverVersionFieldTitle.setHidden no",
                   "KvDriverVersionField.setStringValue \"2.0.1\""));
 }
 
-TEST_F(Status, TheDriverVersionIsTheDriverPackagesWhenNoneIsReported) {
+TEST_F(Status, TheDriverPackagesVersionIsShownWhenNoVersionIsReported) {
   const auto ofThePackage =
       ElementsAre("KvDriverVersionField.setHidden no", "KvDriverVersionFieldTitle.setHidden no",
                   "KvDriverVersionField.setStringValue \"1.2.3\"");
@@ -108,7 +108,7 @@ TEST_F(Status, TheDriverVersionIsTheDriverPackagesWhenNoneIsReported) {
   EXPECT_THAT(shown(kInfoDriverVersion, false, 0, nullptr), ofThePackage);
 }
 
-TEST_F(Status, TheSubtitleIsTheSameWhateverIsSaid) {
+TEST_F(Status, TheSubtitleIgnoresFlagAndText) {
   const auto subtitle = ElementsAre("KvPanelSubTitle.setStringValue \"Control Panel\"");
   EXPECT_THAT(shown(kInfoPanelSubtitle, true, 0, "Another Title"), subtitle);
   EXPECT_THAT(shown(kInfoPanelSubtitle, false, 3, nullptr), subtitle);
@@ -116,7 +116,7 @@ TEST_F(Status, TheSubtitleIsTheSameWhateverIsSaid) {
 
 // Option menus ------------------------------------------------------------------------------------
 
-TEST_F(Status, TheUsb1MenuIsShownAndThenSelects) {
+TEST_F(Status, TheUsb1MenuSelectsAfterItIsShown) {
   EXPECT_THAT(shown(kInfoUsb1ModeInputSelection, true, 1, ""),
               ElementsAre("KvUsb1ModeInputSelectionMenu.setEnabled yes",
                           "KvUsb1ModeInputSelectionMenu.setHidden no",
@@ -124,7 +124,7 @@ TEST_F(Status, TheUsb1MenuIsShownAndThenSelects) {
                           "KvUsb1ModeInputSelectionTitle.setHidden no"));
 }
 
-TEST_F(Status, TheUsb1MenuIsHiddenAndItsSelectionCleared) {
+TEST_F(Status, TheUsb1MenusSelectionIsClearedAfterItIsHidden) {
   EXPECT_THAT(shown(kInfoUsb1ModeInputSelection, false, 1, ""),
               ElementsAre("KvUsb1ModeInputSelectionMenu.setEnabled no",
                           "KvUsb1ModeInputSelectionMenu.setHidden yes",
@@ -132,7 +132,7 @@ TEST_F(Status, TheUsb1MenuIsHiddenAndItsSelectionCleared) {
                           "KvUsb1ModeInputSelectionTitle.setHidden yes"));
 }
 
-TEST_F(Status, TheClockSourceMenuSelectsAndIsThenShown) {
+TEST_F(Status, TheClockSourceMenuSelectsBeforeItIsShown) {
   EXPECT_THAT(
       shown(kInfoSampleClockSourceMenu, true, 1, ""),
       ElementsAre("KvSampleClockSourceMenu.setEnabled yes",
@@ -140,7 +140,7 @@ TEST_F(Status, TheClockSourceMenuSelectsAndIsThenShown) {
                   "KvSampleClockSourceMenu.setHidden no", "KvSampleClockSourceTitle.setHidden no"));
 }
 
-TEST_F(Status, TheClockSourceMenuIsHiddenAndKeepsItsSelection) {
+TEST_F(Status, TheHiddenClockSourceMenuKeepsItsSelection) {
   shown(kInfoSampleClockSourceMenu, true, 1, "");
   EXPECT_THAT(
       shown(kInfoSampleClockSourceMenu, false, 0, ""),
@@ -149,7 +149,7 @@ TEST_F(Status, TheClockSourceMenuIsHiddenAndKeepsItsSelection) {
   EXPECT_EQ(control("KvSampleClockSourceMenu").selectedItem, 1);
 }
 
-TEST_F(Status, TheOutputFormatMenuSelectsAndIsThenShown) {
+TEST_F(Status, TheOutputFormatMenuSelectsBeforeItIsShown) {
   EXPECT_THAT(shown(kInfoDigitalOutputFormat, true, 1, ""),
               ElementsAre("KvDigitalOutputFormatMenu.setEnabled yes",
                           "KvDigitalOutputFormatMenu.selectItemAtIndex 1",
@@ -157,7 +157,7 @@ TEST_F(Status, TheOutputFormatMenuSelectsAndIsThenShown) {
                           "KvDigitalOutputFormatTitle.setHidden no"));
 }
 
-TEST_F(Status, TheOutputFormatMenuIsHiddenAndKeepsItsSelection) {
+TEST_F(Status, TheHiddenOutputFormatMenuKeepsItsSelection) {
   shown(kInfoDigitalOutputFormat, true, 1, "");
   EXPECT_THAT(shown(kInfoDigitalOutputFormat, false, 0, ""),
               ElementsAre("KvDigitalOutputFormatMenu.setEnabled no",
@@ -166,7 +166,7 @@ TEST_F(Status, TheOutputFormatMenuIsHiddenAndKeepsItsSelection) {
   EXPECT_EQ(control("KvDigitalOutputFormatMenu").selectedItem, 1);
 }
 
-TEST_F(Status, ThePerformanceMenuSelectsAndIsThenShown) {
+TEST_F(Status, ThePerformanceMenuSelectsBeforeItIsShown) {
   EXPECT_THAT(shown(kInfoCoreAudioPerformance, true, 2, ""),
               ElementsAre("KvCoreAudioPerformanceMenu.setEnabled yes",
                           "KvCoreAudioPerformanceMenu.selectItemAtIndex 2",
@@ -182,7 +182,7 @@ TEST_F(Status, ThePerformanceMenusSelectionIsClearedBeforeItIsHidden) {
                           "KvCoreAudioPerformanceTitle.setHidden yes"));
 }
 
-TEST_F(Status, AnItemThatThereIsNotLeavesAMenuWithoutASelection) {
+TEST_F(Status, AnItemOutOfRangeClearsTheSelection) {
   control("KvDigitalOutputFormatMenu").itemCount = 2;
   shown(kInfoDigitalOutputFormat, true, 2, "");
   EXPECT_EQ(control("KvDigitalOutputFormatMenu").selectedItem, -1);
@@ -229,7 +229,7 @@ TEST_F(Status, AnInputRoutingSelectsInTheMenuOfItsPair) {
               ElementsAre("KvIoRInCh5And6Menu.selectItemAtIndex 3"));
 }
 
-TEST_F(Status, AnInputRoutingOfAnyOtherPairSelectsInTheThirdMenu) {
+TEST_F(Status, AnInputRoutingOfAnyOtherPairSelectsInTheMenuForInputs5And6) {
   EXPECT_THAT(shown(kInfoInputRouting, true, 0x70003, ""),
               ElementsAre("KvIoRInCh5And6Menu.selectItemAtIndex 3"));
   EXPECT_THAT(shown(kInfoInputRouting, true, -1, ""),
@@ -245,7 +245,7 @@ TEST_F(Status, AnOutputRoutingSelectsInTheMenuOfItsOutput) {
               ElementsAre("KvIoROutDigitalMenu.selectItemAtIndex 0"));
 }
 
-TEST_F(Status, TheFlagOfARoutingIsNotUsed) {
+TEST_F(Status, ARoutingIgnoresItsFlag) {
   EXPECT_THAT(shown(kInfoInputRouting, false, 0x10002, nullptr),
               ElementsAre("KvIoRInCh3And4Menu.selectItemAtIndex 2"));
   EXPECT_THAT(shown(kInfoOutputRouting, false, 2, nullptr),
