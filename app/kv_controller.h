@@ -16,6 +16,7 @@
 #include "platform/toolkit/toolkit.h"
 
 class NSTimer;
+struct PanelMenu;
 
 class KvController : public NSObject, public NSApplicationDelegate, public PanelReceiver {
  public:
@@ -177,7 +178,9 @@ class KvController : public NSObject, public NSApplicationDelegate, public Panel
 
  private:
   void readDriverFileVersion();
-  void takeChoiceOf(NSPopUpButton KvController::*outlet, const NSPopUpButton& sender);
+  void takeChoice(const NSPopUpButton& menu, void (*command)(std::int32_t item), const char* key);
+  void take(const PanelMenu& row, const NSPopUpButton& sender);
+  void takeOwn(const PanelMenu& row);
   void setLatencyWidgets(double x);
 };
 

@@ -2,7 +2,9 @@
 // The menus: their table, their actions, and the stored choices on their way to the device.
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdio>
+#include <string_view>
 
 #include "app/kv_controller.h"
 #include "app/panel_tables.h"
@@ -76,13 +78,10 @@ void storeChoices(NSUserDefaults& preferences, const Choices& items) {
   preferences.synchronize();
 }
 
-// Sends the menu's selected item and stores it, durably before the next pick.
-void takeChoice(NSUserDefaults& preferences, const NSPopUpButton& menu,
-                void (*command)(std::int32_t), const char* key) {
-  const std::int32_t item = menu.indexOfSelectedItem();
-  command(item);
-  preferences.setObject(item, key);
-  preferences.synchronize();
+// The row of the menu whose choice is stored under `key`. Another key does not compile.
+consteval const PanelMenu& rowOf(std::string_view key) {
+  return *std::find_if(kMenus.begin(), kMenus.end(),
+                       [key](const PanelMenu& row) { return row.key == key; });
 }
 
 }  // namespace
@@ -91,56 +90,40 @@ constinit const std::span<const PanelMenu> kPanelMenus = kMenus;
 
 // Actions -----------------------------------------------------------------------------------------
 
-// Takes the item that `sender` has selected as the choice of the menu `outlet`.
-void KvController::takeChoiceOf(NSPopUpButton KvController::*outlet, const NSPopUpButton& sender) {
-  for (const PanelMenu& row : kMenus) {
-    if (row.menu.member == outlet) takeChoice(KvPrefDictionary, sender, row.command, row.key);
-  }
+// The choice is on disk before the next one can be made.
+void KvController::takeChoice(const NSPopUpButton& menu, void (*command)(std::int32_t item),
+                              const char* key) {
+  const std::int32_t item = menu.indexOfSelectedItem();
+  command(item);
+  KvPrefDictionary.setObject(item, key);
+  KvPrefDictionary.synchronize();
 }
 
-void KvController::doChannel1and2(const NSPopUpButton& sender) {
-  takeChoiceOf(&KvController::KvIoRInCh1And2Menu, sender);
+// Takes the choice made in `sender`; takeOwn, in the row's own menu.
+void KvController::take(const PanelMenu& row, const NSPopUpButton& sender) {
+  takeChoice(sender, row.command, row.key);
 }
 
-void KvController::doChannel3and4(const NSPopUpButton& sender) {
-  takeChoiceOf(&KvController::KvIoRInCh3And4Menu, sender);
-}
+void KvController::takeOwn(const PanelMenu& row) { take(row, row.menu.in(*this)); }
 
-void KvController::doChannel5and6(const NSPopUpButton& sender) {
-  takeChoiceOf(&KvController::KvIoRInCh5And6Menu, sender);
-}
-
-void KvController::doLineOut(const NSPopUpButton& sender) {
-  takeChoiceOf(&KvController::KvIoROutLineMenu, sender);
-}
-
-void KvController::doDigitalOut(const NSPopUpButton& sender) {
-  takeChoiceOf(&KvController::KvIoROutDigitalMenu, sender);
-}
+void KvController::doChannel1and2(const NSPopUpButton& sender) { take(rowOf("In12"), sender); }
+void KvController::doChannel3and4(const NSPopUpButton& sender) { take(rowOf("In34"), sender); }
+void KvController::doChannel5and6(const NSPopUpButton& sender) { take(rowOf("In56"), sender); }
+void KvController::doLineOut(const NSPopUpButton& sender) { take(rowOf("Out12"), sender); }
+void KvController::doDigitalOut(const NSPopUpButton& sender) { take(rowOf("Out34"), sender); }
 
 void KvController::doLine12Out(const NSPopUpButton& sender) {
-  takeChoice(KvPrefDictionary, sender, send<DoLine12Out>, "Out12");
+  takeChoice(sender, send<DoLine12Out>, "Out12");
 }
 
 void KvController::doLine34Out(const NSPopUpButton& sender) {
-  takeChoice(KvPrefDictionary, sender, send<DoLine34Out>, "Out34");
+  takeChoice(sender, send<DoLine34Out>, "Out34");
 }
 
-void KvController::doSampleClockSource(const NSControl& /*sender*/) {
-  takeChoiceOf(&KvController::KvSampleClockSourceMenu, KvSampleClockSourceMenu);
-}
-
-void KvController::doUsb1ModeInputSelection(const NSControl& /*sender*/) {
-  takeChoiceOf(&KvController::KvUsb1ModeInputSelectionMenu, KvUsb1ModeInputSelectionMenu);
-}
-
-void KvController::doDigitalOutputFormat(const NSControl& /*sender*/) {
-  takeChoiceOf(&KvController::KvDigitalOutputFormatMenu, KvDigitalOutputFormatMenu);
-}
-
-void KvController::doCoreAudioPerformance(const NSControl& /*sender*/) {
-  takeChoiceOf(&KvController::KvCoreAudioPerformanceMenu, KvCoreAudioPerformanceMenu);
-}
+void KvController::doSampleClockSource(const NSControl&) { takeOwn(rowOf("ClockSource")); }
+void KvController::doUsb1ModeInputSelection(const NSControl&) { takeOwn(rowOf("USB11Mode")); }
+void KvController::doDigitalOutputFormat(const NSControl&) { takeOwn(rowOf("DigOutFormat")); }
+void KvController::doCoreAudioPerformance(const NSControl&) { takeOwn(rowOf("AudioPerformance")); }
 
 // Stored choices ----------------------------------------------------------------------------------
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The status fields' table, and ShowInfo.
+// The status fields: their table, ShowInfo, and the sampling frequency of a channel status block.
 #include <string_view>
 
 #include "app/kv_controller.h"
@@ -93,6 +93,27 @@ void selectOutputRouting(KvController& panel, std::int32_t value) {
   menu.selectItemAtIndex(lowerHalf(value));
 }
 
+constexpr const char* kNone = "Freq not indicated";
+
+// Byte 3, bits 0 to 3 (IEC 60958-3).
+constexpr const char* kConsumer[16] = {
+    "44.1 kHz.", kNone, "48 kHz.", "32 kHz.", kNone,        kNone, kNone,      kNone,
+    "88.2 kHz.", kNone, "96 kHz.", kNone,     "176.4 kHz.", kNone, "192 kHz.", kNone};
+
+// Byte 0, bits 6 and 7, read as a number whose high bit is bit 7 (IEC 60958-4). With 0, byte 4,
+// bits 3 to 6, has the frequency.
+constexpr const char* kProfessional[4] = {nullptr, "44.1 kHz.", "48 kHz.", "32 kHz."};
+constexpr const char* kExtended[16] = {
+    kNone, kNone, "96 kHz.",   "192 kHz.",   kNone, kNone, kNone, kNone,
+    kNone, kNone, "88.2 kHz.", "176.4 kHz.", kNone, kNone, kNone, kNone};
+
+const char* samplingFrequency(const std::uint8_t* status) {
+  const bool professional = status[0] & 1;
+  if (!professional) return kConsumer[status[3] & 15];
+  const unsigned code = status[0] >> 6;
+  return code != 0 ? kProfessional[code] : kExtended[(status[4] >> 3) & 15];
+}
+
 }  // namespace
 
 constinit const std::span<const StatusField> kStatusFields = kFields;
@@ -119,4 +140,8 @@ void KvController::ShowInfo(std::int32_t id, bool flag, std::int32_t value, cons
         if (row.info == id) showMenu(*this, row, flag, value);
       }
   }
+}
+
+void KvController::decodeChannelStatus(const std::uint8_t* status) {
+  KvDigitalInputStatusField.setStringValue(samplingFrequency(status));
 }
