@@ -3,8 +3,10 @@
 
 #include <cstdio>
 #include <iterator>
+#include <set>
 #include <string>
 
+#include "app/panel_tables.h"
 #include "io/audio_device.h"
 #include "io/driver_events.h"
 #include "platform/clock/clock.h"
@@ -26,15 +28,14 @@ constexpr AudioObjectPropertyAddress kDeviceList{kAudioHardwarePropertyDevices,
                                                  kAudioObjectPropertyScopeGlobal,
                                                  kAudioObjectPropertyElementMaster};
 
-// What is emptied at the start. The subtitle has a text of its own there, and the routings' items
-// are selected when there is something to select.
-constexpr InfoId kEmptiedAtStart[] = {
-    kInfoSampleWidth,           kInfoSampleRate,          kInfoDigitalInputStatus,
-    kInfoFirmwareVersion,       kInfoDriverVersion,       kInfoDevice,
-    kInfoConnectionType,        kInfoSampleClockSource,   kInfoUsb1ModeInputSelection,
-    kInfoSampleClockSourceMenu, kInfoDigitalOutputFormat, kInfoCoreAudioPerformance,
-    kInfoRoutingMenus,
-};
+// The ids to empty at the start, in ascending order. The subtitle and the ids that only select a
+// routing are in neither table.
+std::set<std::int32_t> infoIdsOfTables() {
+  std::set<std::int32_t> ids;
+  for (const StatusField& row : kStatusFields) ids.insert(row.info);
+  for (const PanelMenu& row : kPanelMenus) ids.insert(row.info);
+  return ids;
+}
 
 }  // namespace
 
@@ -63,7 +64,7 @@ void KvController::awakeFromNib() {
     setWidgetLayoutForDeviceUnplugged();
   }
   FoundHardware(0);
-  for (const InfoId id : kEmptiedAtStart) ShowInfo(id, false, 0, nullptr);
+  for (const std::int32_t id : infoIdsOfTables()) ShowInfo(id, false, 0, nullptr);
   KvPanelSubTitle.setStringValue("VX-310 Control Panel");
 }
 

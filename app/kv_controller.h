@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The controller: owns everything on the panel.
+// The panel's controller.
 //
-// Its outlets are the controls of the window, bound by their names before awakeFromNib. Whatever
-// shows on screen is one operation on one of them. Main thread only, except the listener for the
-// audio server's device list.
+// Its outlets are bound to the window's controls of the same names before awakeFromNib; every
+// effect on screen is an operation on an outlet. Main thread only, except
+// audioObjectPropertyListenerProc.
 #pragma once
 
 #include <cstdint>
@@ -16,54 +16,56 @@
 #include "platform/toolkit/toolkit.h"
 
 class NSTimer;
+struct PanelMenu;
 
 class KvController : public NSObject, public NSApplicationDelegate, public PanelReceiver {
  public:
-  // The `init` of the window file's owner: makes the controller the application's delegate, opens
-  // the bridge, and reads the version of the driver package. One controller at a time.
+  // `init`: sets the controller as the application's delegate, makes the bridge, and reads the
+  // driver package's version. One controller at a time.
   KvController();
-  // Its `dealloc`: closes the bridge. Nothing may call through `controlDlg` from then on.
+  // `dealloc`: destroys the bridge. `controlDlg` must not be used from then on.
   ~KvController() override;
 
-  // Loads the stored choices and shows the empty panel: the driver version alone, and the picture
-  // for no device.
+  // Loads the stored choices and shows the empty panel: only the driver version and the picture for
+  // no device.
   void awakeFromNib() override;
 
-  // Starts the device layer and listens for changes of the audio server's device list; the other
-  // one undoes both and saves the stored choices.
+  // applicationDidFinishLaunching starts the device layer and listens to the audio server's device
+  // list; applicationWillTerminate stops both and saves the stored choices.
   void applicationDidFinishLaunching() override;
   void applicationWillTerminate() override;
   // Closing the window ends the program.
   bool applicationShouldTerminateAfterLastWindowClosed() override { return true; }
 
-  // From the bridge; see there. FoundHardware takes 0.4 s, in which device and driver settle, and
-  // then applies the stored choices.
+  // Called through the bridge; see PanelReceiver. FoundHardware shows the picture, blocks for 0.4 s
+  // while device and driver settle, then applies the stored choices.
   void Detach() override;
   void Invalidate(bool flag) override;
   void EnableUSB1Mode(bool enable) override;
   void ShowInfo(std::int32_t id, bool flag, std::int32_t value, const char* text) override;
   void FoundHardware(std::int32_t index) override;
 
-  // Hooks that this panel has no use for.
+  // Hooks with empty bodies.
   void startPollingState(NSObject*) {}
   void updateStatusFields() {}
   void updateInputSelectControls() {}
   void setWidgetLayoutForDevicePlugged() {}
   void setWidgetLayoutForDeviceUnplugged() {}
 
-  // Button actions, given the button.
+  // Button actions; `sender` is the button.
   void doHelp(const NSControl& sender);
   void doCloseButton(const NSControl& sender);
 
-  // Menu actions: hand the picked item's index to the command, store it as the panel's choice and
-  // make it durable before they return. What the device makes of it changes neither the choice nor
-  // its storing. The routing actions are given the menu; the option actions know theirs.
+  // Menu actions: call the menu's command with the index of the selected item, then store the index
+  // durably, whether or not the command succeeds. Routing actions read the index from `sender`;
+  // option actions read it from their own outlet.
   void doChannel1and2(const NSPopUpButton& sender);
   void doChannel3and4(const NSPopUpButton& sender);
   void doChannel5and6(const NSPopUpButton& sender);
   void doLineOut(const NSPopUpButton& sender);
   void doDigitalOut(const NSPopUpButton& sender);
-  // For panels with one menu for each pair of line outputs; the same choices as the two above.
+  // For a panel with a menu for each pair of line outputs; no program connects them. They store
+  // under the keys of doLineOut and doDigitalOut.
   void doLine12Out(const NSPopUpButton& sender);
   void doLine34Out(const NSPopUpButton& sender);
   void doSampleClockSource(const NSControl& sender);
@@ -71,38 +73,38 @@ class KvController : public NSObject, public NSApplicationDelegate, public Panel
   void doDigitalOutputFormat(const NSControl& sender);
   void doCoreAudioPerformance(const NSControl& sender);
 
-  // Selects the stored choices in the menus, in a fixed order; with `send`, each is given to its
-  // command first. A choice that is missing counts as 0.
+  // Selects each stored choice in its menu, in a fixed order; with `send`, calls the menu's command
+  // before that. A missing choice counts as 0.
   void InitRoutingValuesAndSet(bool send);
 
-  // Makes the device's state the stored choices and shows them. The performance cannot be asked
-  // for: its choice becomes 0.
+  // Stores the device's state as the choices and selects them in the menus. The performance has no
+  // query: 0 is stored. No program calls this.
   void GetRoutingValues();
-  // Prints the device's routings and output format; the action does the same.
+  // Print the device's routings and output format. No program calls or connects them.
   void ShowRoutingValues();
   void doGetRoutingValues(const NSControl& sender);
 
-  // Move the performance menu and its label to the left or to the centre.
+  // Move the performance menu and its label to the left or to the centre. No program calls them.
   void setLeftLatencyWidgets();
   void setCenterLatencyWidgets();
 
-  // Sets the bit of *byte where `value` is not 0, else clears it. `bit` is taken modulo 32; a byte
-  // has no bits from 8 on.
+  // Sets the bit of *byte when `value` is not 0, else clears it. `bit` is taken modulo 32; bits 8
+  // to 31 change nothing. No program calls this.
   void setBitOfByteTo(std::int32_t bit, std::uint8_t* byte, std::int32_t value);
 
-  // Opens the stored choices; a record that is missing or of another version is replaced by the
-  // defaults.
+  // Opens the stored choices. Replaces them with the defaults when their version is missing or
+  // another.
   void loadPrefs();
-  // Makes the stored choices durable.
+  // Writes the stored choices to disk.
   void savePrefs();
-  // Replaces all stored choices and makes them durable.
+  // Replaces all stored choices and writes them to disk.
   void setPrefsDictionaryWithValues(std::int32_t in12, std::int32_t in34, std::int32_t in56,
                                     std::int32_t out12, std::int32_t out34,
                                     std::int32_t digOutFormat, std::int32_t clockSource,
                                     std::int32_t audioPerformance, std::int32_t usb11Mode);
 
-  // Shows the sampling frequency that a channel status block (IEC 60958-3 consumer or IEC 60958-4
-  // professional) of at least 5 bytes states, byte 0 first.
+  // Shows the sampling frequency of a channel status block (IEC 60958-3 consumer or IEC 60958-4
+  // professional). `status` points at byte 0 of at least 5. No program calls this.
   void decodeChannelStatus(const std::uint8_t* status);
 
   // Status fields, and the label beside each.
@@ -150,14 +152,14 @@ class KvController : public NSObject, public NSApplicationDelegate, public Panel
   NSButton Help;
   NSButton CloseButton;
 
-  // The stored choices; they name nothing before loadPrefs.
+  // The stored choices; without a store before loadPrefs.
   NSUserDefaults KvPrefDictionary;
 
-  // Only ever cleared.
+  // Never set.
   std::uint8_t KvPluggedIn = 0;
   std::uint8_t KvFirmwareValid = 0;
 
-  // Reserved; nothing uses them.
+  // Reserved and unused.
   std::uint32_t KvBusSpeed = 0;
   std::uint32_t KvVersionNumber = 0;
   std::uint16_t KvProductID = 0;
@@ -165,10 +167,10 @@ class KvController : public NSObject, public NSApplicationDelegate, public Panel
 
   std::unique_ptr<CKorvelDlg> mpDlg;
   std::int32_t m_lIxHardwareFound = 0;  // the index last given to FoundHardware
-  std::uint8_t m_bDetached = 0;         // set by Detach; nothing reads it
-  char szDriverFileVersion[256] = {};   // of the driver package; empty when that is missing
+  std::uint8_t m_bDetached = 0;         // set by Detach, never read
+  char szDriverFileVersion[256] = {};   // of the driver package; empty when the package is missing
 
-  // Reserved, for the registers of the receiver chip.
+  // Reserved for the registers of the receiver chip.
   NSTextField AKM00Field;
   NSTextField RxStatusField;
   NSTextField TxStatusField;
@@ -176,18 +178,14 @@ class KvController : public NSObject, public NSApplicationDelegate, public Panel
 
  private:
   void readDriverFileVersion();
-  void showDriverVersion(bool flag, const char* text);
-  void showRoutingMenus(bool flag);
-  void selectInputRouting(std::int32_t value);
-  void selectOutputRouting(std::int32_t value);
-  template <typename Command>
-  void takeChoice(const NSPopUpButton& menu, Command command, const char* key);
+  void takeChoice(const NSPopUpButton& menu, void (*command)(std::int32_t item), const char* key);
+  void take(const PanelMenu& row, const NSPopUpButton& sender);
+  void takeOwn(const PanelMenu& row);
   void setLatencyWidgets(double x);
 };
 
-// The listener for the audio server's device list: looks the interface's audio device up again, as
-// its object is a new one, or gone. Runs on the audio server's notification thread; its arguments
-// are not used.
+// The listener for the audio server's device list: finds the interface's audio device again, whose
+// object may be new or gone. Runs on the audio server's notification thread. Ignores its arguments.
 OSStatus audioObjectPropertyListenerProc(AudioObjectID object,
                                          std::span<const AudioObjectPropertyAddress> addresses,
                                          void* clientData);

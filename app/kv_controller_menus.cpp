@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: MIT
-// The menu actions, and the stored choices on their way to the device and the menus.
+// The menus: their table, their actions, and the stored choices on their way to the device.
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdio>
+#include <string_view>
 
 #include "app/kv_controller.h"
+#include "app/panel_tables.h"
 #include "io/audio_device.h"
+#include "io/menu_items.h"
 #include "io/option_commands.h"
 
 namespace {
@@ -11,86 +17,146 @@ namespace {
 constexpr double kLeftLatencyX = 13;
 constexpr double kCenterLatencyX = 130;
 
-// What InitRoutingValuesAndSet goes through. The input selection and the output format reach the
-// device before the routings, and the clock source after them.
-struct Choice {
-  const char* key;
-  void (*send)(std::int32_t index);
-  NSPopUpButton KvController::*menu;
+constexpr const char* kPrefsVersion = "1.00";
+
+// Gives actions and commands of different signatures one type each.
+template <auto kAction>
+void act(KvController& panel, const NSPopUpButton& sender) {
+  (panel.*kAction)(sender);
+}
+template <auto kCommand>
+void send(std::int32_t item) {
+  kCommand(item);
+}
+
+// `turn`: the USB 1.1 input and the output format reach the device before the routings, the clock
+// source after them. `defaultItem`: each input pair and each output gets its own position.
+constexpr std::array kMenus = {
+    PanelMenu{OUTLET(KvIoRInCh1And2Menu), OUTLET(KvIoRInCh1And2Title),
+              act<&KvController::doChannel1and2>, send<DoChannel1and2>, "In12", 0, 5,
+              kInfoRoutingMenus, HiddenSelection::kKept, kInputItems},
+    PanelMenu{OUTLET(KvIoRInCh3And4Menu), OUTLET(KvIoRInCh3And4Title),
+              act<&KvController::doChannel3and4>, send<DoChannel3and4>, "In34", 1, 6,
+              kInfoRoutingMenus, HiddenSelection::kKept, kInputItems},
+    PanelMenu{OUTLET(KvIoRInCh5And6Menu), OUTLET(KvIoRInCh5And6Title),
+              act<&KvController::doChannel5and6>, send<DoChannel5and6>, "In56", 2, 7,
+              kInfoRoutingMenus, HiddenSelection::kKept, kInputItems},
+    PanelMenu{OUTLET(KvIoROutLineMenu), OUTLET(KvIoROutLineTitle), act<&KvController::doLineOut>,
+              send<DoLineOut>, "Out12", 0, 3, kInfoRoutingMenus, HiddenSelection::kKept,
+              kOutputItems},
+    PanelMenu{OUTLET(KvIoROutDigitalMenu), OUTLET(KvIoROutDigitalTitle),
+              act<&KvController::doDigitalOut>, send<DoDigitalOut>, "Out34", 1, 4,
+              kInfoRoutingMenus, HiddenSelection::kKept, kOutputItems},
+    PanelMenu{OUTLET(KvSampleClockSourceMenu), OUTLET(KvSampleClockSourceTitle),
+              act<&KvController::doSampleClockSource>, send<SampleClockSource>, "ClockSource", 0, 8,
+              kInfoSampleClockSourceMenu, HiddenSelection::kKept, kClockSourceItems},
+    PanelMenu{OUTLET(KvDigitalOutputFormatMenu), OUTLET(KvDigitalOutputFormatTitle),
+              act<&KvController::doDigitalOutputFormat>, send<DigitalOutputFormat>, "DigOutFormat",
+              0, 2, kInfoDigitalOutputFormat, HiddenSelection::kKept, kDigitalOutputFormatItems},
+    PanelMenu{OUTLET(KvCoreAudioPerformanceMenu), OUTLET(KvCoreAudioPerformanceTitle),
+              act<&KvController::doCoreAudioPerformance>, send<AudioPerformance>,
+              "AudioPerformance", 0, 9, kInfoCoreAudioPerformance, HiddenSelection::kClearedFirst,
+              kAudioPerformanceItems},
+    PanelMenu{OUTLET(KvUsb1ModeInputSelectionMenu), OUTLET(KvUsb1ModeInputSelectionTitle),
+              act<&KvController::doUsb1ModeInputSelection>, send<Usb11Mode>, "USB11Mode", 0, 1,
+              kInfoUsb1ModeInputSelection, HiddenSelection::kClearedLast, kUsb1InputItems},
 };
-constexpr Choice kChoices[] = {
-    {"USB11Mode", Usb11Mode, &KvController::KvUsb1ModeInputSelectionMenu},
-    {"DigOutFormat", DigitalOutputFormat, &KvController::KvDigitalOutputFormatMenu},
-    {"Out12", [](std::int32_t index) { DoLineOut(index); }, &KvController::KvIoROutLineMenu},
-    {"Out34", [](std::int32_t index) { DoDigitalOut(index); }, &KvController::KvIoROutDigitalMenu},
-    {"In12", [](std::int32_t index) { DoChannel1and2(index); }, &KvController::KvIoRInCh1And2Menu},
-    {"In34", [](std::int32_t index) { DoChannel3and4(index); }, &KvController::KvIoRInCh3And4Menu},
-    {"In56", [](std::int32_t index) { DoChannel5and6(index); }, &KvController::KvIoRInCh5And6Menu},
-    {"ClockSource", SampleClockSource, &KvController::KvSampleClockSourceMenu},
-    {"AudioPerformance", AudioPerformance, &KvController::KvCoreAudioPerformanceMenu},
-};
+
+constexpr auto kMenusInTurn = [] {
+  auto menus = kMenus;
+  std::sort(menus.begin(), menus.end(),
+            [](const PanelMenu& left, const PanelMenu& right) { return left.turn < right.turn; });
+  return menus;
+}();
+
+// One item for each row of kMenus.
+using Choices = std::array<std::int32_t, kMenus.size()>;
+
+void storeChoices(NSUserDefaults& preferences, const Choices& items) {
+  for (std::size_t i = 0; i < kMenus.size(); ++i) preferences.setObject(items[i], kMenus[i].key);
+  preferences.setObject(kPrefsVersion, "Version");
+  preferences.synchronize();
+}
+
+// The row of the menu whose choice is stored under `key`. Another key does not compile.
+consteval const PanelMenu& rowOf(std::string_view key) {
+  return *std::find_if(kMenus.begin(), kMenus.end(),
+                       [key](const PanelMenu& row) { return row.key == key; });
+}
 
 }  // namespace
 
+constinit const std::span<const PanelMenu> kPanelMenus = kMenus;
+
+// Actions -----------------------------------------------------------------------------------------
+
 // The choice is on disk before the next one can be made.
-template <typename Command>
-void KvController::takeChoice(const NSPopUpButton& menu, Command command, const char* key) {
-  const std::int32_t index = menu.indexOfSelectedItem();
-  command(index);
-  KvPrefDictionary.setObject(index, key);
+void KvController::takeChoice(const NSPopUpButton& menu, void (*command)(std::int32_t item),
+                              const char* key) {
+  const std::int32_t item = menu.indexOfSelectedItem();
+  command(item);
+  KvPrefDictionary.setObject(item, key);
   KvPrefDictionary.synchronize();
 }
 
-void KvController::doChannel1and2(const NSPopUpButton& sender) {
-  takeChoice(sender, DoChannel1and2, "In12");
+// Takes the choice made in `sender`; takeOwn, in the row's own menu.
+void KvController::take(const PanelMenu& row, const NSPopUpButton& sender) {
+  takeChoice(sender, row.command, row.key);
 }
 
-void KvController::doChannel3and4(const NSPopUpButton& sender) {
-  takeChoice(sender, DoChannel3and4, "In34");
-}
+void KvController::takeOwn(const PanelMenu& row) { take(row, row.menu.in(*this)); }
 
-void KvController::doChannel5and6(const NSPopUpButton& sender) {
-  takeChoice(sender, DoChannel5and6, "In56");
-}
-
-void KvController::doLineOut(const NSPopUpButton& sender) {
-  takeChoice(sender, DoLineOut, "Out12");
-}
-
-void KvController::doDigitalOut(const NSPopUpButton& sender) {
-  takeChoice(sender, DoDigitalOut, "Out34");
-}
+void KvController::doChannel1and2(const NSPopUpButton& sender) { take(rowOf("In12"), sender); }
+void KvController::doChannel3and4(const NSPopUpButton& sender) { take(rowOf("In34"), sender); }
+void KvController::doChannel5and6(const NSPopUpButton& sender) { take(rowOf("In56"), sender); }
+void KvController::doLineOut(const NSPopUpButton& sender) { take(rowOf("Out12"), sender); }
+void KvController::doDigitalOut(const NSPopUpButton& sender) { take(rowOf("Out34"), sender); }
 
 void KvController::doLine12Out(const NSPopUpButton& sender) {
-  takeChoice(sender, DoLine12Out, "Out12");
+  takeChoice(sender, send<DoLine12Out>, "Out12");
 }
 
 void KvController::doLine34Out(const NSPopUpButton& sender) {
-  takeChoice(sender, DoLine34Out, "Out34");
+  takeChoice(sender, send<DoLine34Out>, "Out34");
 }
 
-void KvController::doSampleClockSource(const NSControl& /*sender*/) {
-  takeChoice(KvSampleClockSourceMenu, SampleClockSource, "ClockSource");
-}
+void KvController::doSampleClockSource(const NSControl&) { takeOwn(rowOf("ClockSource")); }
+void KvController::doUsb1ModeInputSelection(const NSControl&) { takeOwn(rowOf("USB11Mode")); }
+void KvController::doDigitalOutputFormat(const NSControl&) { takeOwn(rowOf("DigOutFormat")); }
+void KvController::doCoreAudioPerformance(const NSControl&) { takeOwn(rowOf("AudioPerformance")); }
 
-void KvController::doUsb1ModeInputSelection(const NSControl& /*sender*/) {
-  takeChoice(KvUsb1ModeInputSelectionMenu, Usb11Mode, "USB11Mode");
-}
-
-void KvController::doDigitalOutputFormat(const NSControl& /*sender*/) {
-  takeChoice(KvDigitalOutputFormatMenu, DigitalOutputFormat, "DigOutFormat");
-}
-
-void KvController::doCoreAudioPerformance(const NSControl& /*sender*/) {
-  takeChoice(KvCoreAudioPerformanceMenu, AudioPerformance, "AudioPerformance");
-}
+// Stored choices ----------------------------------------------------------------------------------
 
 void KvController::InitRoutingValuesAndSet(bool send) {
-  for (const Choice& choice : kChoices) {
-    const std::int32_t index = intValue(KvPrefDictionary.objectForKey(choice.key));
-    if (send) choice.send(index);
-    (this->*choice.menu).selectItemAtIndex(index);
+  for (const PanelMenu& row : kMenusInTurn) {
+    const std::int32_t item = intValue(KvPrefDictionary.objectForKey(row.key));
+    if (send) row.command(item);
+    row.menu.in(*this).selectItemAtIndex(item);
   }
+}
+
+void KvController::loadPrefs() {
+  KvPrefDictionary = NSUserDefaults::standardUserDefaults();
+  const auto version = KvPrefDictionary.objectForKey("Version");
+  const auto* text = version ? version->as<std::string>() : nullptr;
+  if (text && *text == kPrefsVersion) return;
+  Choices defaults;
+  std::transform(kMenus.begin(), kMenus.end(), defaults.begin(),
+                 [](const PanelMenu& row) { return row.defaultItem; });
+  storeChoices(KvPrefDictionary, defaults);
+}
+
+void KvController::savePrefs() { KvPrefDictionary.synchronize(); }
+
+void KvController::setPrefsDictionaryWithValues(std::int32_t in12, std::int32_t in34,
+                                                std::int32_t in56, std::int32_t out12,
+                                                std::int32_t out34, std::int32_t digOutFormat,
+                                                std::int32_t clockSource,
+                                                std::int32_t audioPerformance,
+                                                std::int32_t usb11Mode) {
+  // In the order of kMenus. The array's size is deduced, so a missing choice does not compile.
+  storeChoices(KvPrefDictionary, std::array{in12, in34, in56, out12, out34, clockSource,
+                                            digOutFormat, audioPerformance, usb11Mode});
 }
 
 void KvController::GetRoutingValues() {
@@ -118,6 +184,8 @@ void KvController::ShowRoutingValues() {
 }
 
 void KvController::doGetRoutingValues(const NSControl& /*sender*/) { ShowRoutingValues(); }
+
+// Layout and bits ---------------------------------------------------------------------------------
 
 void KvController::setLeftLatencyWidgets() { setLatencyWidgets(kLeftLatencyX); }
 

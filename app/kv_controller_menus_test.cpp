@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <cstring>
 
+#include "app/panel_tables.h"
 #include "app/testing/controller_test.h"
 #include "protocol/dispatch.h"
 
@@ -21,7 +22,8 @@ class Menus : public ControllerTest {
     if (running_) controller->applicationWillTerminate();
   }
 
-  // The panel runs with the interface and its audio device connected; what that did is forgotten.
+  // Starts the panel with the interface and its audio device connected, makes every menu usable,
+  // and clears the logs.
   void connect() {
     memory_audio_server::RoutingProperty routing;
     routing.records = memory_audio_server::defaultRecords();
@@ -29,29 +31,29 @@ class Menus : public ControllerTest {
     interface.publish();
     controller->applicationDidFinishLaunching();
     running_ = true;
-    for (const char* menu : kMenus) control(menu).hidden = !(control(menu).enabled = true);
+    makeMenusUsable();
     forget();
   }
+  static void makeMenusUsable() {
+    for (const PanelMenu& row : kPanelMenus) {
+      control(row.menu.name).hidden = false;
+      control(row.menu.name).enabled = true;
+    }
+  }
+  // Clears the logs of requests, operations and routing records.
   void forget() {
     interface.sequence.clear();
     recording_toolkit::clearLog();
     written_ = writes().size();
   }
 
-  // The routing records that were sent, since connect() forgot.
+  // The routing records sent since the last forget().
   std::vector<RoutingRecord> sent() {
     const auto all = writes();
     return {all.begin() + static_cast<std::ptrdiff_t>(written_), all.end()};
   }
 
   int choice(const char* key) { return CFNumberGetValue<int>(storedChoices(), key).value_or(-99); }
-
-  static constexpr const char* kMenus[] = {
-      "KvIoRInCh1And2Menu",           "KvIoRInCh3And4Menu",
-      "KvIoRInCh5And6Menu",           "KvIoROutLineMenu",
-      "KvIoROutDigitalMenu",          "KvSampleClockSourceMenu",
-      "KvUsb1ModeInputSelectionMenu", "KvDigitalOutputFormatMenu",
-      "KvCoreAudioPerformanceMenu"};
 
   ScriptedInterface interface;
   AudioObjectID audioDevice_ = 0;
@@ -71,10 +73,10 @@ class Menus : public ControllerTest {
   std::size_t written_ = 0;
 };
 
-// In FoundHardware, in microseconds.
+// The pause of FoundHardware, in microseconds.
 constexpr unsigned kSettlingPause = 400'000;
 
-// Lines of a log in which everything stands in one order.
+// Lines of a log that holds requests, routing records and operations in their order.
 std::string line(VQ_Command request) {
   return "request " + std::to_string(static_cast<std::uint32_t>(request));
 }
@@ -85,7 +87,7 @@ std::string line(const RoutingRecord& record) {
 
 // Picking -----------------------------------------------------------------------------------------
 
-TEST_F(Menus, ARoutingPickIsSentToTheAudioDeviceAndStored) {
+TEST_F(Menus, PickingARoutingSendsItToTheAudioDeviceAndStoresIt) {
   connect();
   struct Case {
     const char* menu;
@@ -107,7 +109,7 @@ TEST_F(Menus, ARoutingPickIsSentToTheAudioDeviceAndStored) {
   }
 }
 
-TEST_F(Menus, LineOutputMenusForEachPairShareTheChoicesOfTheLineAndTheDigitalOutput) {
+TEST_F(Menus, TheActionsForLineOutputPairsStoreUnderTheKeysOfLineAndDigitalOutput) {
   connect();
   control("KvIoROutLineMenu").selectedItem = 4;
   controller->doLine12Out(controller->KvIoROutLineMenu);
@@ -119,7 +121,7 @@ TEST_F(Menus, LineOutputMenusForEachPairShareTheChoicesOfTheLineAndTheDigitalOut
   EXPECT_THAT(sent(), ElementsAre(RoutingRecord{0, 0, 4}, RoutingRecord{0, 1, 3}));
 }
 
-TEST_F(Menus, ThePickedClockSourceIsSentReadBackAndStored) {
+TEST_F(Menus, PickingAClockSourceSendsReadsBackAndStoresIt) {
   connect();
   ASSERT_TRUE(recording_toolkit::pickItem("KvSampleClockSourceMenu", 1));
   EXPECT_EQ(interface.clockSource, 1u);
@@ -133,7 +135,7 @@ TEST_F(Menus, ThePickedClockSourceIsSentReadBackAndStored) {
                                         "KvSampleClockSourceTitle.setHidden no"));
 }
 
-TEST_F(Menus, ThePickedOutputFormatIsSentReadBackAndStored) {
+TEST_F(Menus, PickingAnOutputFormatSendsReadsBackAndStoresIt) {
   connect();
   ASSERT_TRUE(recording_toolkit::pickItem("KvDigitalOutputFormatMenu", 1));
   EXPECT_EQ(interface.digitalOutMode, 1u);
@@ -147,7 +149,7 @@ TEST_F(Menus, ThePickedOutputFormatIsSentReadBackAndStored) {
                                         "KvDigitalOutputFormatTitle.setHidden no"));
 }
 
-TEST_F(Menus, ThePickedInputOfUsb1IsSentReadBackAndStored) {
+TEST_F(Menus, PickingAUsb1InputSendsReadsBackAndStoresIt) {
   connect();
   ASSERT_TRUE(recording_toolkit::pickItem("KvUsb1ModeInputSelectionMenu", 1));
   EXPECT_EQ(interface.digitalOutSelector, 1u);
@@ -161,7 +163,7 @@ TEST_F(Menus, ThePickedInputOfUsb1IsSentReadBackAndStored) {
                                         "KvUsb1ModeInputSelectionTitle.setHidden no"));
 }
 
-TEST_F(Menus, ThePickedPerformanceIsOnlyStored) {
+TEST_F(Menus, PickingAPerformanceOnlyStoresIt) {
   connect();
   ASSERT_TRUE(recording_toolkit::pickItem("KvCoreAudioPerformanceMenu", 2));
   EXPECT_EQ(choice("AudioPerformance"), 2);
@@ -170,7 +172,7 @@ TEST_F(Menus, ThePickedPerformanceIsOnlyStored) {
   EXPECT_THAT(sent(), IsEmpty());
 }
 
-TEST_F(Menus, AnOptionActionReadsItsOwnMenuWhateverTheSender) {
+TEST_F(Menus, OptionActionsReadTheirOwnMenuAndIgnoreTheSender) {
   connect();
   control("KvSampleClockSourceMenu").selectedItem = 1;
   control("KvDigitalOutputFormatMenu").selectedItem = 1;
@@ -185,7 +187,7 @@ TEST_F(Menus, AnOptionActionReadsItsOwnMenuWhateverTheSender) {
   }
 }
 
-TEST_F(Menus, ADeviceThatIgnoresASettingShowsItsOwnAndThePickIsKept) {
+TEST_F(Menus, AnIgnoredSettingShowsTheDevicesValueAndStoresThePick) {
   interface.digitalOutMode = 0;
   connect();
   interface.ignoresSettings = true;
@@ -194,7 +196,7 @@ TEST_F(Menus, ADeviceThatIgnoresASettingShowsItsOwnAndThePickIsKept) {
   EXPECT_EQ(choice("DigOutFormat"), 1);
 }
 
-TEST_F(Menus, ADeviceThatRefusesASettingShowsItsOwnAndThePickIsKept) {
+TEST_F(Menus, ARefusedSettingShowsTheDevicesValueAndStoresThePick) {
   connect();
   interface.digitalOutMode = 0;
   interface.refusesSettings = true;
@@ -204,7 +206,7 @@ TEST_F(Menus, ADeviceThatRefusesASettingShowsItsOwnAndThePickIsKept) {
 }
 
 TEST_F(Menus, APickWithoutADeviceIsStored) {
-  for (const char* menu : kMenus) control(menu).hidden = !(control(menu).enabled = true);
+  makeMenusUsable();
   recording_toolkit::clearLog();
   recording_toolkit::pickItem("KvSampleClockSourceMenu", 1);
   recording_toolkit::pickItem("KvIoRInCh1And2Menu", 2);
@@ -224,7 +226,7 @@ TEST_F(Menus, APickThatCannotBeStoredStillReachesTheDevice) {
   EXPECT_EQ(choice("Out12"), 2);
 }
 
-TEST_F(Menus, AMenuWithNothingSelectedGivesMinusOneUnchanged) {
+TEST_F(Menus, AMenuWithoutASelectionSendsAndStoresMinusOne) {
   connect();
   control("KvIoROutLineMenu").selectedItem = -1;
   controller->doLineOut(controller->KvIoROutLineMenu);
@@ -232,7 +234,7 @@ TEST_F(Menus, AMenuWithNothingSelectedGivesMinusOneUnchanged) {
   EXPECT_EQ(choice("Out12"), -1);
 }
 
-TEST_F(Menus, ARoutingPickWhileTheAudioServerIsAwayIsStored) {
+TEST_F(Menus, ARoutingPickIsStoredWhileTheAudioServerIsDown) {
   connect();
   memory_audio_server::stopServer();
   recording_toolkit::pickItem("KvIoROutLineMenu", 2);
@@ -261,17 +263,17 @@ TEST_F(Menus, TheStoredChoicesAreShownInAFixedOrder) {
   EXPECT_EQ(operations(), selectedInOrder({1, 2, 3, 4, 5, 6, 7, 8, 9}));
 }
 
-TEST_F(Menus, ChoicesThatAreOnlyShownAreNotSent) {
+TEST_F(Menus, ShowingTheChoicesSendsNothing) {
   connect();
   controller->InitRoutingValuesAndSet(false);
   EXPECT_THAT(interface.sequence, IsEmpty());
   EXPECT_THAT(sent(), IsEmpty());
 }
 
-TEST_F(Menus, ChoicesAreSentInTheSameOrderEachBeforeItsMenuIsSelected) {
+TEST_F(Menus, EachChoiceIsSentBeforeItsMenuSelectsItInTheSameOrder) {
   connect();
   controller->setPrefsDictionaryWithValues(5, 6, 7, 3, 4, 2, 1, 9, 8);
-  // Requests and routings are noted when the next operation comes, of which each has its own.
+  // Each operation first adds the requests and routing records that came before it.
   Log log;
   std::size_t requests = 0;
   std::size_t routings = 0;
@@ -321,7 +323,7 @@ TEST_F(Menus, ChoicesAreSentInTheSameOrderEachBeforeItsMenuIsSelected) {
                       "KvCoreAudioPerformanceMenu.selectItemAtIndex 9"}));
 }
 
-TEST_F(Menus, WithEmptyPreferencesZeroIsSentForEachChoice) {
+TEST_F(Menus, EmptyPreferencesSendItemZeroForEachChoice) {
   connect();
   for (const auto& [key, value] : storedChoices()) {
     CFPreferencesSetAppValue(key, std::nullopt, CFBundleGetIdentifier());
@@ -343,7 +345,7 @@ TEST_F(Menus, AMissingChoiceCountsAsItemZero) {
   EXPECT_EQ(control("KvIoRInCh3And4Menu").selectedItem, 0);
 }
 
-TEST_F(Menus, ChoicesOutsideTheItemsAreSentAsTheyAreAndSelectNothing) {
+TEST_F(Menus, ChoicesOutOfRangeAreSentUnchangedAndClearTheSelection) {
   connect();
   controller->setPrefsDictionaryWithValues(99, -5, 0, 0, 0, 0, 0, 0, 0);
   controller->InitRoutingValuesAndSet(true);
@@ -375,9 +377,9 @@ TEST_F(Menus, AnArrivalAppliesTheChoicesAfterThePause) {
   EXPECT_EQ(memory_audio_server::routingProperty(audioDevice_)->records[0].value, 4);
 }
 
-// The device's state ------------------------------------------------------------------------------
+// Reading the device ------------------------------------------------------------------------------
 
-TEST_F(Menus, TheDevicesStateBecomesTheChoicesWithThePerformanceReset) {
+TEST_F(Menus, GetRoutingValuesStoresTheDevicesStateAndResetsThePerformance) {
   interface.routings = {{"RoutingOut0", 4},
                         {"RoutingOut1", 3},
                         {"RoutingIn0", 2},
@@ -414,14 +416,14 @@ TEST_F(Menus, TheDevicesStateBecomesTheChoicesWithThePerformanceReset) {
                           VQ_Command::kGetUSB1Mode));
 }
 
-TEST_F(Menus, WithoutADeviceTheChoicesBecomeMinusOne) {
+TEST_F(Menus, GetRoutingValuesStoresMinusOneWithoutADevice) {
   controller->GetRoutingValues();
   EXPECT_EQ(choice("In12"), -1);
   EXPECT_EQ(choice("USB11Mode"), -1);
   EXPECT_EQ(choice("AudioPerformance"), 0);
 }
 
-TEST_F(Menus, TheRoutingsArePrintedOnRequest) {
+TEST_F(Menus, DoGetRoutingValuesPrintsTheRoutings) {
   interface.routings = {{"RoutingOut0", 4},
                         {"RoutingOut1", 3},
                         {"RoutingIn0", 2},
@@ -435,6 +437,119 @@ TEST_F(Menus, TheRoutingsArePrintedOnRequest) {
   EXPECT_THAT(testing::internal::GetCapturedStdout(),
               testing::EndsWith("Config In: 2 1 0, Out: 4 3 Format: 1\n"));
   EXPECT_THAT(operations(), IsEmpty());
+}
+
+// Preferences
+// --------------------------------------------------------------------------------------
+
+class PanelPreferences : public ControllerTest {
+ protected:
+  PanelPreferences() { loadQuietly(); }
+
+  static void store(const CFDictionary& values) {
+    for (const auto& [key, value] : values) {
+      CFPreferencesSetAppValue(key, value, CFBundleGetIdentifier());
+    }
+    CFPreferencesAppSynchronize(CFBundleGetIdentifier());
+  }
+};
+
+const CFDictionary kDefaults = {
+    {"In12", 0},         {"In34", 1},      {"In56", 2},
+    {"Out12", 0},        {"Out34", 1},     {"DigOutFormat", 0},
+    {"ClockSource", 0},  {"USB11Mode", 0}, {"AudioPerformance", 0},
+    {"Version", "1.00"},
+};
+
+CFDictionary otherChoices(CFValue version) {
+  return {{"In12", 3},
+          {"In34", 3},
+          {"In56", 3},
+          {"Out12", 3},
+          {"Out34", 3},
+          {"DigOutFormat", 1},
+          {"ClockSource", 1},
+          {"USB11Mode", 1},
+          {"AudioPerformance", 2},
+          {"Version", std::move(version)}};
+}
+
+TEST_F(PanelPreferences, TheFirstRunStoresTheDefaults) {
+  controller->loadPrefs();
+  EXPECT_EQ(storedChoices(), kDefaults);
+}
+
+TEST_F(PanelPreferences, ChoicesOfThisVersionAreKept) {
+  store(otherChoices("1.00"));
+  controller->loadPrefs();
+  EXPECT_EQ(storedChoices(), otherChoices("1.00"));
+}
+
+TEST_F(PanelPreferences, ChoicesOfAnyOtherVersionAreReplacedByTheDefaults) {
+  for (const CFValue& version : {CFValue("1.0"), CFValue("1.000"), CFValue(""), CFValue("1.00 "),
+                                 CFValue(1), CFValue(CFData{'1', '.', '0', '0'})}) {
+    store(otherChoices(version));
+    controller->loadPrefs();
+    EXPECT_EQ(storedChoices(), kDefaults);
+  }
+}
+
+TEST_F(PanelPreferences, AMissingChoiceOfThisVersionIsNotFilledIn) {
+  CFDictionary choices = otherChoices("1.00");
+  choices.erase("In34");
+  store(choices);
+  controller->loadPrefs();
+  EXPECT_EQ(storedChoices(), choices);
+}
+
+TEST_F(PanelPreferences, LoadingTouchesNeitherWindowNorDevice) {
+  ScriptedInterface interface;
+  interface.publish();
+  controller->loadPrefs();
+  EXPECT_THAT(operations(), IsEmpty());
+  EXPECT_THAT(interface.sequence, IsEmpty());
+  EXPECT_THAT(memory_audio_server::calls(), IsEmpty());
+}
+
+TEST_F(PanelPreferences, SettingAllChoicesStoresEachUnderItsKey) {
+  controller->loadPrefs();
+  controller->setPrefsDictionaryWithValues(10, 11, 12, 13, 14, 15, 16, 17, -18);
+  EXPECT_EQ(storedChoices(), (CFDictionary{{"In12", 10},
+                                           {"In34", 11},
+                                           {"In56", 12},
+                                           {"Out12", 13},
+                                           {"Out34", 14},
+                                           {"DigOutFormat", 15},
+                                           {"ClockSource", 16},
+                                           {"AudioPerformance", 17},
+                                           {"USB11Mode", -18},
+                                           {"Version", "1.00"}}));
+}
+
+TEST_F(PanelPreferences, TerminatingSavesTheChoices) {
+  controller->awakeFromNib();
+  controller->applicationDidFinishLaunching();
+  controller->KvPrefDictionary.setObject(4, "In12");
+  controller->applicationWillTerminate();
+  EXPECT_EQ(CFNumberGetValue<int>(storedChoices(), "In12"), 4);
+}
+
+TEST_F(PanelPreferences, AwakingShowsTheStoredChoices) {
+  store(otherChoices("1.00"));
+  controller->awakeFromNib();
+  EXPECT_EQ(control("KvIoRInCh1And2Menu").selectedItem, 3);
+  EXPECT_EQ(control("KvSampleClockSourceMenu").selectedItem, 1);
+}
+
+TEST_F(PanelPreferences, AFailedSynchroniseIsIgnoredAndTheNextOneStores) {
+  memory_preferences::failNextSynchronize(3);
+  controller->awakeFromNib();
+  EXPECT_THAT(storedChoices(), IsEmpty());
+  EXPECT_EQ(control("KvIoRInCh5And6Menu").selectedItem, 2);
+  controller->savePrefs();
+  controller->savePrefs();
+  controller->savePrefs();
+  EXPECT_EQ(storedChoices(), kDefaults);
 }
 
 // Layout and bits ---------------------------------------------------------------------------------
@@ -455,7 +570,7 @@ TEST_F(Menus, ThePerformanceMenuAndItsLabelMoveToTheLeftAndToTheCentre) {
   EXPECT_EQ(control("KvCoreAudioPerformanceTitle").frame, (NSRect{{130, 60}, {90, 16}}));
 }
 
-TEST_F(Menus, ABitOfAByteIsSetOrCleared) {
+TEST_F(Menus, SetBitOfByteToSetsOrClearsTheBit) {
   const auto with = [&](std::int32_t bit, std::uint8_t byte, std::int32_t value) {
     controller->setBitOfByteTo(bit, &byte, value);
     return int{byte};

@@ -1,146 +1,147 @@
 // SPDX-License-Identifier: MIT
-// What ShowInfo does to the status fields and menus.
+// The status fields: their table, ShowInfo, and the sampling frequency of a channel status block.
 #include <string_view>
 
 #include "app/kv_controller.h"
+#include "app/panel_tables.h"
 
 namespace {
 
-std::string_view orEmpty(const char* text) { return text ? std::string_view(text) : ""; }
+constexpr StatusField kFields[] = {
+    {kInfoSampleWidth, OUTLET(KvSampleWidthField), OUTLET(KvSampleWidthFieldTitle)},
+    {kInfoSampleRate, OUTLET(KvSampleRateField), OUTLET(KvSampleRateFieldTitle)},
+    {kInfoDigitalInputStatus, OUTLET(KvDigitalInputStatusField),
+     OUTLET(KvDigitalInputStatusFieldTitle)},
+    {kInfoFirmwareVersion, OUTLET(KvFirmwareVersionField), OUTLET(KvFirmwareVersionFieldTitle)},
+    {kInfoDriverVersion, OUTLET(KvDriverVersionField), OUTLET(KvDriverVersionFieldTitle)},
+    {kInfoDevice, OUTLET(KvDeviceField), OUTLET(KvDeviceFieldTitle)},
+    {kInfoConnectionType, OUTLET(KvConnectionTypeField), OUTLET(KvConnectionTypeFieldTitle)},
+    {kInfoSampleClockSource, OUTLET(KvSampleClockSourceField),
+     OUTLET(KvSampleClockSourceFieldTitle)},
+};
 
-// The field keeps its text while it is hidden.
-void showField(NSTextField field, NSTextField title, bool flag, const char* text) {
+// A hidden field keeps its text; only the sample width is cleared in both cases.
+void showField(KvController& panel, const StatusField& row, bool flag, std::string_view text) {
+  NSTextField& field = row.field.in(panel);
+  if (row.info == kInfoSampleWidth) field.setStringValue("");
   field.setHidden(!flag);
-  title.setHidden(!flag);
-  if (flag) field.setStringValue(orEmpty(text));
+  row.title.in(panel).setHidden(!flag);
+  if (flag) field.setStringValue(text);
 }
 
-// The menu keeps its selection while it is hidden.
-void showMenu(NSPopUpButton menu, NSTextField title, bool flag, std::int32_t item) {
-  menu.setEnabled(flag);
-  if (flag) menu.selectItemAtIndex(item);
-  menu.setHidden(!flag);
-  title.setHidden(!flag);
+void showStatus(KvController& panel, const StatusField& row, bool flag, const char* text) {
+  const std::string_view shown = text ? text : "";
+  // The driver version is never hidden. Unless one is reported, it is the driver package's.
+  if (row.info == kInfoDriverVersion && (!flag || shown.empty())) {
+    showField(panel, row, true, panel.szDriverFileVersion);
+  } else {
+    showField(panel, row, flag, shown);
+  }
 }
 
-void showPerformanceMenu(NSPopUpButton menu, NSTextField title, bool flag, std::int32_t item) {
-  menu.setEnabled(flag);
+void selectOrClear(NSPopUpButton& menu, const PanelMenu& row, bool flag, std::int32_t item) {
   if (flag) {
     menu.selectItemAtIndex(item);
-  } else {
+  } else if (row.hiddenSelection != HiddenSelection::kKept) {
     menu.selectItem(nullptr);
   }
-  menu.setHidden(!flag);
-  title.setHidden(!flag);
 }
 
-void showUsb1Menu(NSPopUpButton menu, NSTextField title, bool flag, std::int32_t item) {
+void showMenu(KvController& panel, const PanelMenu& row, bool flag, std::int32_t item) {
+  NSPopUpButton& menu = row.menu.in(panel);
+  const bool selectsLast = row.hiddenSelection == HiddenSelection::kClearedLast;
   menu.setEnabled(flag);
+  if (!selectsLast) selectOrClear(menu, row, flag, item);
   menu.setHidden(!flag);
-  if (flag) {
-    menu.selectItemAtIndex(item);
-  } else {
-    menu.selectItem(nullptr);
-  }
-  title.setHidden(!flag);
+  if (selectsLast) selectOrClear(menu, row, flag, item);
+  row.title.in(panel).setHidden(!flag);
 }
 
-// The halves of a routing's value: which routing, and the item selected in its menu.
+template <typename Action>
+void forEachRoutingMenu(Action action) {
+  for (const PanelMenu& row : kPanelMenus) {
+    if (row.info == kInfoRoutingMenus) action(row);
+  }
+}
+
+void showRoutingMenus(KvController& panel, bool flag) {
+  forEachRoutingMenu([&](const PanelMenu& row) {
+    // The menu for inputs 5 and 6 always stays enabled.
+    if (row.menu.member == &KvController::KvIoRInCh5And6Menu) return;
+    row.menu.in(panel).setEnabled(flag);
+  });
+  forEachRoutingMenu([&](const PanelMenu& row) { row.menu.in(panel).setHidden(!flag); });
+  forEachRoutingMenu([&](const PanelMenu& row) { row.title.in(panel).setHidden(!flag); });
+}
+
+// A routing's value: the pair or output in the upper half, the item in its menu in the lower.
 std::int32_t upperHalf(std::int32_t value) {
   return static_cast<std::int32_t>(static_cast<std::uint32_t>(value) >> 16);
 }
 std::int32_t lowerHalf(std::int32_t value) { return value & 0xFFFF; }
 
+void selectInputRouting(KvController& panel, std::int32_t value) {
+  const std::int32_t pair = upperHalf(value);
+  NSPopUpButton& menu = pair == 0   ? panel.KvIoRInCh1And2Menu
+                        : pair == 1 ? panel.KvIoRInCh3And4Menu
+                                    : panel.KvIoRInCh5And6Menu;
+  menu.selectItemAtIndex(lowerHalf(value));
+}
+
+void selectOutputRouting(KvController& panel, std::int32_t value) {
+  NSPopUpButton& menu = upperHalf(value) == 0 ? panel.KvIoROutLineMenu : panel.KvIoROutDigitalMenu;
+  menu.selectItemAtIndex(lowerHalf(value));
+}
+
+constexpr const char* kNone = "Freq not indicated";
+
+// Byte 3, bits 0 to 3 (IEC 60958-3).
+constexpr const char* kConsumer[16] = {
+    "44.1 kHz.", kNone, "48 kHz.", "32 kHz.", kNone,        kNone, kNone,      kNone,
+    "88.2 kHz.", kNone, "96 kHz.", kNone,     "176.4 kHz.", kNone, "192 kHz.", kNone};
+
+// Byte 0, bits 6 and 7, read as a number whose high bit is bit 7 (IEC 60958-4). With 0, byte 4,
+// bits 3 to 6, has the frequency.
+constexpr const char* kProfessional[4] = {nullptr, "44.1 kHz.", "48 kHz.", "32 kHz."};
+constexpr const char* kExtended[16] = {
+    kNone, kNone, "96 kHz.",   "192 kHz.",   kNone, kNone, kNone, kNone,
+    kNone, kNone, "88.2 kHz.", "176.4 kHz.", kNone, kNone, kNone, kNone};
+
+const char* samplingFrequency(const std::uint8_t* status) {
+  const bool professional = status[0] & 1;
+  if (!professional) return kConsumer[status[3] & 15];
+  const unsigned code = status[0] >> 6;
+  return code != 0 ? kProfessional[code] : kExtended[(status[4] >> 3) & 15];
+}
+
 }  // namespace
+
+constinit const std::span<const StatusField> kStatusFields = kFields;
 
 void KvController::ShowInfo(std::int32_t id, bool flag, std::int32_t value, const char* text) {
   switch (id) {
-    case kInfoSampleWidth:
-      KvSampleWidthField.setStringValue("");
-      showField(KvSampleWidthField, KvSampleWidthFieldTitle, flag, text);
-      break;
-    case kInfoSampleRate:
-      showField(KvSampleRateField, KvSampleRateFieldTitle, flag, text);
-      break;
-    case kInfoDigitalInputStatus:
-      showField(KvDigitalInputStatusField, KvDigitalInputStatusFieldTitle, flag, text);
-      break;
-    case kInfoFirmwareVersion:
-      showField(KvFirmwareVersionField, KvFirmwareVersionFieldTitle, flag, text);
-      break;
-    case kInfoDriverVersion:
-      showDriverVersion(flag, text);
-      break;
-    case kInfoDevice:
-      showField(KvDeviceField, KvDeviceFieldTitle, flag, text);
-      break;
     case kInfoPanelSubtitle:
       KvPanelSubTitle.setStringValue("Control Panel");
       break;
-    case kInfoConnectionType:
-      showField(KvConnectionTypeField, KvConnectionTypeFieldTitle, flag, text);
-      break;
-    case kInfoSampleClockSource:
-      showField(KvSampleClockSourceField, KvSampleClockSourceFieldTitle, flag, text);
-      break;
-    case kInfoUsb1ModeInputSelection:
-      showUsb1Menu(KvUsb1ModeInputSelectionMenu, KvUsb1ModeInputSelectionTitle, flag, value);
-      break;
-    case kInfoSampleClockSourceMenu:
-      showMenu(KvSampleClockSourceMenu, KvSampleClockSourceTitle, flag, value);
-      break;
-    case kInfoDigitalOutputFormat:
-      showMenu(KvDigitalOutputFormatMenu, KvDigitalOutputFormatTitle, flag, value);
-      break;
-    case kInfoCoreAudioPerformance:
-      showPerformanceMenu(KvCoreAudioPerformanceMenu, KvCoreAudioPerformanceTitle, flag, value);
-      break;
     case kInfoRoutingMenus:
-      showRoutingMenus(flag);
+      showRoutingMenus(*this, flag);
       break;
     case kInfoInputRouting:
-      selectInputRouting(value);
+      selectInputRouting(*this, value);
       break;
     case kInfoOutputRouting:
-      selectOutputRouting(value);
+      selectOutputRouting(*this, value);
       break;
     default:
-      break;
+      for (const StatusField& row : kFields) {
+        if (row.info == id) showStatus(*this, row, flag, text);
+      }
+      for (const PanelMenu& row : kPanelMenus) {
+        if (row.info == id) showMenu(*this, row, flag, value);
+      }
   }
 }
 
-// Always shown: what the device cannot say, the driver package does.
-void KvController::showDriverVersion(bool flag, const char* text) {
-  const bool reported = flag && !orEmpty(text).empty();
-  showField(KvDriverVersionField, KvDriverVersionFieldTitle, true,
-            reported ? text : szDriverFileVersion);
-}
-
-void KvController::showRoutingMenus(bool flag) {
-  // The menu for inputs 5 and 6 is never disabled.
-  for (NSPopUpButton menu :
-       {KvIoRInCh1And2Menu, KvIoRInCh3And4Menu, KvIoROutLineMenu, KvIoROutDigitalMenu}) {
-    menu.setEnabled(flag);
-  }
-  for (NSPopUpButton menu : {KvIoRInCh1And2Menu, KvIoRInCh3And4Menu, KvIoRInCh5And6Menu,
-                             KvIoROutLineMenu, KvIoROutDigitalMenu}) {
-    menu.setHidden(!flag);
-  }
-  for (NSTextField title : {KvIoRInCh1And2Title, KvIoRInCh3And4Title, KvIoRInCh5And6Title,
-                            KvIoROutLineTitle, KvIoROutDigitalTitle}) {
-    title.setHidden(!flag);
-  }
-}
-
-void KvController::selectInputRouting(std::int32_t value) {
-  const std::int32_t pair = upperHalf(value);
-  NSPopUpButton& menu = pair == 0   ? KvIoRInCh1And2Menu
-                        : pair == 1 ? KvIoRInCh3And4Menu
-                                    : KvIoRInCh5And6Menu;
-  menu.selectItemAtIndex(lowerHalf(value));
-}
-
-void KvController::selectOutputRouting(std::int32_t value) {
-  NSPopUpButton& menu = upperHalf(value) == 0 ? KvIoROutLineMenu : KvIoROutDigitalMenu;
-  menu.selectItemAtIndex(lowerHalf(value));
+void KvController::decodeChannelStatus(const std::uint8_t* status) {
+  KvDigitalInputStatusField.setStringValue(samplingFrequency(status));
 }

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <array>
+
 #include "app/testing/controller_test.h"
 
 namespace {
@@ -10,7 +12,7 @@ class Status : public ControllerTest {
  protected:
   Status() { loadQuietly(); }
 
-  // The operations of one call over the bridge.
+  // Calls ShowInfo over the bridge; returns its operations.
   static Log shown(std::int32_t id, bool flag, std::int32_t value, const char* text) {
     controlDlg->ShowInfo(id, flag, value, text);
     return operations();
@@ -53,7 +55,7 @@ TEST_P(PlainStatusField, ShowsANewTextAfterItWasHidden) {
   EXPECT_FALSE(control(field.c_str()).hidden);
 }
 
-TEST_P(PlainStatusField, ShowsANullTextAsAnEmptyOne) {
+TEST_P(PlainStatusField, ShowsANullTextAsAnEmptyText) {
   EXPECT_THAT(shown(id, true, 0, nullptr),
               ElementsAre(field + ".setHidden no", title + ".setHidden no",
                           field + ".setStringValue \"\""));
@@ -69,14 +71,14 @@ INSTANTIATE_TEST_SUITE_P(
                     PlainField{kInfoSampleClockSource, "KvSampleClockSourceField"}),
     [](const auto& parameter) { return std::string(parameter.param.field); });
 
-TEST_F(Status, TheSampleWidthIsEmptiedBeforeItIsShown) {
+TEST_F(Status, TheSampleWidthIsClearedBeforeItIsShown) {
   EXPECT_THAT(shown(kInfoSampleWidth, true, 0, "24 bits"),
               ElementsAre("KvSampleWidthField.setStringValue \"\"",
                           "KvSampleWidthField.setHidden no", "KvSampleWidthFieldTitle.setHidden no",
                           "KvSampleWidthField.setStringValue \"24 bits\""));
 }
 
-TEST_F(Status, TheSampleWidthIsEmptiedBeforeItIsHidden) {
+TEST_F(Status, TheSampleWidthIsClearedBeforeItIsHidden) {
   shown(kInfoSampleWidth, true, 0, "24 bits");
   EXPECT_THAT(
       shown(kInfoSampleWidth, false, 0, "ignored"),
@@ -85,20 +87,20 @@ TEST_F(Status, TheSampleWidthIsEmptiedBeforeItIsHidden) {
   EXPECT_EQ(control("KvSampleWidthField").text, "");
 }
 
-TEST_F(Status, TheSampleWidthShowsANullTextAsAnEmptyOne) {
+TEST_F(Status, TheSampleWidthShowsANullTextAsAnEmptyText) {
   shown(kInfoSampleWidth, true, 0, nullptr);
   EXPECT_EQ(control("KvSampleWidthField").text, "");
   EXPECT_FALSE(control("KvSampleWidthField").hidden);
 }
 
-TEST_F(Status, TheDriverVersionIsTheReportedOne) {
+TEST_F(Status, AReportedDriverVersionIsShown) {
   EXPECT_THAT(
       shown(kInfoDriverVersion, true, 0, "2.0.1"),
       ElementsAre("KvDriverVersionField.setHidden no", "KvDriverVersionFieldTitle.setHidden no",
                   "KvDriverVersionField.setStringValue \"2.0.1\""));
 }
 
-TEST_F(Status, TheDriverVersionIsTheDriverPackagesWhenNoneIsReported) {
+TEST_F(Status, TheDriverPackagesVersionIsShownWhenNoVersionIsReported) {
   const auto ofThePackage =
       ElementsAre("KvDriverVersionField.setHidden no", "KvDriverVersionFieldTitle.setHidden no",
                   "KvDriverVersionField.setStringValue \"1.2.3\"");
@@ -108,7 +110,7 @@ TEST_F(Status, TheDriverVersionIsTheDriverPackagesWhenNoneIsReported) {
   EXPECT_THAT(shown(kInfoDriverVersion, false, 0, nullptr), ofThePackage);
 }
 
-TEST_F(Status, TheSubtitleIsTheSameWhateverIsSaid) {
+TEST_F(Status, TheSubtitleIgnoresFlagAndText) {
   const auto subtitle = ElementsAre("KvPanelSubTitle.setStringValue \"Control Panel\"");
   EXPECT_THAT(shown(kInfoPanelSubtitle, true, 0, "Another Title"), subtitle);
   EXPECT_THAT(shown(kInfoPanelSubtitle, false, 3, nullptr), subtitle);
@@ -116,7 +118,7 @@ TEST_F(Status, TheSubtitleIsTheSameWhateverIsSaid) {
 
 // Option menus ------------------------------------------------------------------------------------
 
-TEST_F(Status, TheUsb1MenuIsShownAndThenSelects) {
+TEST_F(Status, TheUsb1MenuSelectsAfterItIsShown) {
   EXPECT_THAT(shown(kInfoUsb1ModeInputSelection, true, 1, ""),
               ElementsAre("KvUsb1ModeInputSelectionMenu.setEnabled yes",
                           "KvUsb1ModeInputSelectionMenu.setHidden no",
@@ -124,7 +126,7 @@ TEST_F(Status, TheUsb1MenuIsShownAndThenSelects) {
                           "KvUsb1ModeInputSelectionTitle.setHidden no"));
 }
 
-TEST_F(Status, TheUsb1MenuIsHiddenAndItsSelectionCleared) {
+TEST_F(Status, TheUsb1MenusSelectionIsClearedAfterItIsHidden) {
   EXPECT_THAT(shown(kInfoUsb1ModeInputSelection, false, 1, ""),
               ElementsAre("KvUsb1ModeInputSelectionMenu.setEnabled no",
                           "KvUsb1ModeInputSelectionMenu.setHidden yes",
@@ -132,7 +134,7 @@ TEST_F(Status, TheUsb1MenuIsHiddenAndItsSelectionCleared) {
                           "KvUsb1ModeInputSelectionTitle.setHidden yes"));
 }
 
-TEST_F(Status, TheClockSourceMenuSelectsAndIsThenShown) {
+TEST_F(Status, TheClockSourceMenuSelectsBeforeItIsShown) {
   EXPECT_THAT(
       shown(kInfoSampleClockSourceMenu, true, 1, ""),
       ElementsAre("KvSampleClockSourceMenu.setEnabled yes",
@@ -140,7 +142,7 @@ TEST_F(Status, TheClockSourceMenuSelectsAndIsThenShown) {
                   "KvSampleClockSourceMenu.setHidden no", "KvSampleClockSourceTitle.setHidden no"));
 }
 
-TEST_F(Status, TheClockSourceMenuIsHiddenAndKeepsItsSelection) {
+TEST_F(Status, TheHiddenClockSourceMenuKeepsItsSelection) {
   shown(kInfoSampleClockSourceMenu, true, 1, "");
   EXPECT_THAT(
       shown(kInfoSampleClockSourceMenu, false, 0, ""),
@@ -149,7 +151,7 @@ TEST_F(Status, TheClockSourceMenuIsHiddenAndKeepsItsSelection) {
   EXPECT_EQ(control("KvSampleClockSourceMenu").selectedItem, 1);
 }
 
-TEST_F(Status, TheOutputFormatMenuSelectsAndIsThenShown) {
+TEST_F(Status, TheOutputFormatMenuSelectsBeforeItIsShown) {
   EXPECT_THAT(shown(kInfoDigitalOutputFormat, true, 1, ""),
               ElementsAre("KvDigitalOutputFormatMenu.setEnabled yes",
                           "KvDigitalOutputFormatMenu.selectItemAtIndex 1",
@@ -157,7 +159,7 @@ TEST_F(Status, TheOutputFormatMenuSelectsAndIsThenShown) {
                           "KvDigitalOutputFormatTitle.setHidden no"));
 }
 
-TEST_F(Status, TheOutputFormatMenuIsHiddenAndKeepsItsSelection) {
+TEST_F(Status, TheHiddenOutputFormatMenuKeepsItsSelection) {
   shown(kInfoDigitalOutputFormat, true, 1, "");
   EXPECT_THAT(shown(kInfoDigitalOutputFormat, false, 0, ""),
               ElementsAre("KvDigitalOutputFormatMenu.setEnabled no",
@@ -166,7 +168,7 @@ TEST_F(Status, TheOutputFormatMenuIsHiddenAndKeepsItsSelection) {
   EXPECT_EQ(control("KvDigitalOutputFormatMenu").selectedItem, 1);
 }
 
-TEST_F(Status, ThePerformanceMenuSelectsAndIsThenShown) {
+TEST_F(Status, ThePerformanceMenuSelectsBeforeItIsShown) {
   EXPECT_THAT(shown(kInfoCoreAudioPerformance, true, 2, ""),
               ElementsAre("KvCoreAudioPerformanceMenu.setEnabled yes",
                           "KvCoreAudioPerformanceMenu.selectItemAtIndex 2",
@@ -182,7 +184,7 @@ TEST_F(Status, ThePerformanceMenusSelectionIsClearedBeforeItIsHidden) {
                           "KvCoreAudioPerformanceTitle.setHidden yes"));
 }
 
-TEST_F(Status, AnItemThatThereIsNotLeavesAMenuWithoutASelection) {
+TEST_F(Status, AnItemOutOfRangeClearsTheSelection) {
   control("KvDigitalOutputFormatMenu").itemCount = 2;
   shown(kInfoDigitalOutputFormat, true, 2, "");
   EXPECT_EQ(control("KvDigitalOutputFormatMenu").selectedItem, -1);
@@ -229,7 +231,7 @@ TEST_F(Status, AnInputRoutingSelectsInTheMenuOfItsPair) {
               ElementsAre("KvIoRInCh5And6Menu.selectItemAtIndex 3"));
 }
 
-TEST_F(Status, AnInputRoutingOfAnyOtherPairSelectsInTheThirdMenu) {
+TEST_F(Status, AnInputRoutingOfAnyOtherPairSelectsInTheMenuForInputs5And6) {
   EXPECT_THAT(shown(kInfoInputRouting, true, 0x70003, ""),
               ElementsAre("KvIoRInCh5And6Menu.selectItemAtIndex 3"));
   EXPECT_THAT(shown(kInfoInputRouting, true, -1, ""),
@@ -245,7 +247,7 @@ TEST_F(Status, AnOutputRoutingSelectsInTheMenuOfItsOutput) {
               ElementsAre("KvIoROutDigitalMenu.selectItemAtIndex 0"));
 }
 
-TEST_F(Status, TheFlagOfARoutingIsNotUsed) {
+TEST_F(Status, ARoutingIgnoresItsFlag) {
   EXPECT_THAT(shown(kInfoInputRouting, false, 0x10002, nullptr),
               ElementsAre("KvIoRInCh3And4Menu.selectItemAtIndex 2"));
   EXPECT_THAT(shown(kInfoOutputRouting, false, 2, nullptr),
@@ -257,6 +259,66 @@ TEST_F(Status, OtherIdsChangeNothing) {
     EXPECT_THAT(shown(id, true, 1, "text"), IsEmpty()) << id;
     EXPECT_THAT(shown(id, false, 0, nullptr), IsEmpty()) << id;
   }
+}
+
+// Channel status
+// -----------------------------------------------------------------------------------
+
+class ChannelStatus : public ControllerTest {
+ protected:
+  ChannelStatus() { loadQuietly(); }
+
+  // The text shown for `status`; fails when anything else happens to the window.
+  std::string decoded(std::array<std::uint8_t, 5> status) {
+    control("KvDigitalInputStatusField").text.clear();
+    recording_toolkit::clearLog();
+    controller->decodeChannelStatus(status.data());
+    const std::string text = control("KvDigitalInputStatusField").text;
+    EXPECT_EQ(operations(), Log{"KvDigitalInputStatusField.setStringValue \"" + text + "\""});
+    return text;
+  }
+};
+
+const std::string kNotIndicated = "Freq not indicated";
+
+TEST_F(ChannelStatus, ConsumerFrequencyIsReadFromTheLowBitsOfByte3) {
+  const std::string texts[16] = {"44.1 kHz.",   kNotIndicated, "48 kHz.",     "32 kHz.",
+                                 kNotIndicated, kNotIndicated, kNotIndicated, kNotIndicated,
+                                 "88.2 kHz.",   kNotIndicated, "96 kHz.",     kNotIndicated,
+                                 "176.4 kHz.",  kNotIndicated, "192 kHz.",    kNotIndicated};
+  for (std::uint8_t code = 0; code < 16; ++code) {
+    EXPECT_EQ(decoded({0, 0, 0, code, 0}), texts[code]) << int{code};
+    EXPECT_EQ(decoded({0xFE, 0xFF, 0xFF, static_cast<std::uint8_t>(0xF0 | code), 0xFF}),
+              texts[code])
+        << int{code};
+  }
+}
+
+TEST_F(ChannelStatus, ProfessionalFrequencyIsReadFromTheHighBitsOfByte0) {
+  for (const unsigned others : {0x01u, 0x3Fu}) {
+    EXPECT_EQ(decoded({static_cast<std::uint8_t>(0x40 | others), 0, 0, 2, 0x50}), "44.1 kHz.");
+    EXPECT_EQ(decoded({static_cast<std::uint8_t>(0x80 | others), 0, 0, 2, 0x50}), "48 kHz.");
+    EXPECT_EQ(decoded({static_cast<std::uint8_t>(0xC0 | others), 0, 0, 2, 0x50}), "32 kHz.");
+  }
+}
+
+TEST_F(ChannelStatus, ProfessionalFrequencyIsReadFromByte4WhenByte0IndicatesNothing) {
+  const std::string texts[16] = {kNotIndicated, kNotIndicated, "96 kHz.",     "192 kHz.",
+                                 kNotIndicated, kNotIndicated, kNotIndicated, kNotIndicated,
+                                 kNotIndicated, kNotIndicated, "88.2 kHz.",   "176.4 kHz.",
+                                 kNotIndicated, kNotIndicated, kNotIndicated, kNotIndicated};
+  for (std::uint8_t code = 0; code < 16; ++code) {
+    const auto byte = static_cast<std::uint8_t>(code << 3);
+    EXPECT_EQ(decoded({0x01, 0, 0, 2, byte}), texts[code]) << int{code};
+    EXPECT_EQ(decoded({0x3F, 0, 0, 2, static_cast<std::uint8_t>(byte | 0x87)}), texts[code])
+        << int{code};
+  }
+}
+
+TEST_F(ChannelStatus, DecodingDoesNotShowAHiddenField) {
+  control("KvDigitalInputStatusField").hidden = true;
+  decoded({0, 0, 0, 2, 0});
+  EXPECT_TRUE(control("KvDigitalInputStatusField").hidden);
 }
 
 }  // namespace

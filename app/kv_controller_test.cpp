@@ -13,7 +13,7 @@ using testing::IsEmpty;
 
 class Controller : public ControllerTest {
  protected:
-  // The operations on the device's picture since the last call.
+  // Like operations(), but only those on the device's picture.
   static Log pictureOperations() {
     Log log = operations();
     std::erase_if(log, [](const std::string& line) { return !line.starts_with("KvDeviceBitmap"); });
@@ -23,7 +23,7 @@ class Controller : public ControllerTest {
 
 // Starting ----------------------------------------------------------------------------------------
 
-TEST_F(Controller, InitMakesItTheDelegateAndOpensTheBridge) {
+TEST_F(Controller, InitSetsTheDelegateAndMakesTheBridge) {
   load();
   EXPECT_THAT(operations(), ElementsAre("application.setDelegate"));
   EXPECT_EQ(recording_toolkit::delegate(), controller);
@@ -52,85 +52,18 @@ TEST_F(Controller, AMissingVersionKeyLeavesTheVersionEmpty) {
   EXPECT_STREQ(controller->szDriverFileVersion, "");
 }
 
-TEST_F(Controller, AVersionThatIsNoTextLeavesTheVersionEmpty) {
+TEST_F(Controller, AVersionThatIsNotATextLeavesTheVersionEmpty) {
   memory_files::put(kDriverPackageInfo, CFDictionary{{"VQModuleVersionString", 3}});
   load();
   EXPECT_STREQ(controller->szDriverFileVersion, "");
 }
 
-TEST_F(Controller, AVersionThatIsTooLongIsCutAndTerminated) {
+TEST_F(Controller, ATooLongVersionIsCutAndTerminated) {
   memory_files::put(kDriverPackageInfo,
                     CFDictionary{{"VQModuleVersionString", std::string(1000, '7')}});
   load();
   EXPECT_EQ(controller->szDriverFileVersion, std::string(255, '7'));
   EXPECT_EQ(controller->KvFirmwareValid, 0);
-}
-
-TEST_F(Controller, AwakingShowsTheEmptyPanelStepByStep) {
-  loadQuietly();
-  controller->awakeFromNib();
-  const Log expected = {
-      "window.setBackgroundColor StripTexture.png",
-      "KvDeviceBitmap.setImage None.bmp",
-      "KvUsb1ModeInputSelectionMenu.selectItemAtIndex 0",
-      "KvDigitalOutputFormatMenu.selectItemAtIndex 0",
-      "KvIoROutLineMenu.selectItemAtIndex 0",
-      "KvIoROutDigitalMenu.selectItemAtIndex 1",
-      "KvIoRInCh1And2Menu.selectItemAtIndex 0",
-      "KvIoRInCh3And4Menu.selectItemAtIndex 1",
-      "KvIoRInCh5And6Menu.selectItemAtIndex 2",
-      "KvSampleClockSourceMenu.selectItemAtIndex 0",
-      "KvCoreAudioPerformanceMenu.selectItemAtIndex 0",
-      "KvSampleWidthField.setStringValue \"\"",
-      "KvSampleWidthField.setHidden yes",
-      "KvSampleWidthFieldTitle.setHidden yes",
-      "KvSampleRateField.setHidden yes",
-      "KvSampleRateFieldTitle.setHidden yes",
-      "KvDigitalInputStatusField.setHidden yes",
-      "KvDigitalInputStatusFieldTitle.setHidden yes",
-      "KvFirmwareVersionField.setHidden yes",
-      "KvFirmwareVersionFieldTitle.setHidden yes",
-      "KvDriverVersionField.setHidden no",
-      "KvDriverVersionFieldTitle.setHidden no",
-      "KvDriverVersionField.setStringValue \"1.2.3\"",
-      "KvDeviceField.setHidden yes",
-      "KvDeviceFieldTitle.setHidden yes",
-      "KvConnectionTypeField.setHidden yes",
-      "KvConnectionTypeFieldTitle.setHidden yes",
-      "KvSampleClockSourceField.setHidden yes",
-      "KvSampleClockSourceFieldTitle.setHidden yes",
-      "KvUsb1ModeInputSelectionMenu.setEnabled no",
-      "KvUsb1ModeInputSelectionMenu.setHidden yes",
-      "KvUsb1ModeInputSelectionMenu.selectItem nothing",
-      "KvUsb1ModeInputSelectionTitle.setHidden yes",
-      "KvSampleClockSourceMenu.setEnabled no",
-      "KvSampleClockSourceMenu.setHidden yes",
-      "KvSampleClockSourceTitle.setHidden yes",
-      "KvDigitalOutputFormatMenu.setEnabled no",
-      "KvDigitalOutputFormatMenu.setHidden yes",
-      "KvDigitalOutputFormatTitle.setHidden yes",
-      "KvCoreAudioPerformanceMenu.setEnabled no",
-      "KvCoreAudioPerformanceMenu.selectItem nothing",
-      "KvCoreAudioPerformanceMenu.setHidden yes",
-      "KvCoreAudioPerformanceTitle.setHidden yes",
-      "KvIoRInCh1And2Menu.setEnabled no",
-      "KvIoRInCh3And4Menu.setEnabled no",
-      "KvIoROutLineMenu.setEnabled no",
-      "KvIoROutDigitalMenu.setEnabled no",
-      "KvIoRInCh1And2Menu.setHidden yes",
-      "KvIoRInCh3And4Menu.setHidden yes",
-      "KvIoRInCh5And6Menu.setHidden yes",
-      "KvIoROutLineMenu.setHidden yes",
-      "KvIoROutDigitalMenu.setHidden yes",
-      "KvIoRInCh1And2Title.setHidden yes",
-      "KvIoRInCh3And4Title.setHidden yes",
-      "KvIoRInCh5And6Title.setHidden yes",
-      "KvIoROutLineTitle.setHidden yes",
-      "KvIoROutDigitalTitle.setHidden yes",
-      "KvPanelSubTitle.setStringValue \"VX-310 Control Panel\"",
-  };
-  EXPECT_EQ(operations(), expected);
-  EXPECT_THAT(memory_clock::pauses(), ElementsAre(400'000u));
 }
 
 TEST_F(Controller, AwakingWithoutADriverPackageShowsAnEmptyDriverVersion) {
@@ -147,7 +80,7 @@ TEST_F(Controller, AMissingPictureLeavesTheImageViewEmpty) {
   EXPECT_THAT(pictureOperations(), ElementsAre("KvDeviceBitmap.setImage nothing"));
 }
 
-TEST_F(Controller, AwakingDoesNotNeedAWindowThatHasEveryOutlet) {
+TEST_F(Controller, AwakingWithAnEmptyWindowDoesNothing) {
   recording_toolkit::loadWindow({});
   load();
   controller->awakeFromNib();
@@ -194,7 +127,7 @@ class DeviceListListener : public ControllerTest {
     if (controller) controller->applicationWillTerminate();
   }
 
-  // What the listener writes to the standard output when the server's notifications arrive.
+  // Delivers the server's notifications; returns what the listener prints.
   static std::string delivered() {
     testing::internal::CaptureStdout();
     memory_audio_server::deliverNotifications();
@@ -203,7 +136,7 @@ class DeviceListListener : public ControllerTest {
   }
 };
 
-TEST_F(DeviceListListener, LooksTheAudioDeviceUpWhenTheListChanges) {
+TEST_F(DeviceListListener, FindsTheAudioDeviceWhenItIsAdded) {
   const AudioObjectID device = memory_audio_server::addDevice("VX-310");
   char found[64];
   std::snprintf(found, sizeof found, "Found matching device: 0x%2X for VX-310\n", device);
@@ -212,7 +145,7 @@ TEST_F(DeviceListListener, LooksTheAudioDeviceUpWhenTheListChanges) {
   EXPECT_EQ(_halDevice, device);
 }
 
-TEST_F(DeviceListListener, FindsNoneWhenTheInterfacesDeviceWent) {
+TEST_F(DeviceListListener, ClearsTheAudioDeviceWhenItIsRemoved) {
   const AudioObjectID device = memory_audio_server::addDevice("VX-310");
   delivered();
   ASSERT_EQ(_halDevice, device);
@@ -223,7 +156,7 @@ TEST_F(DeviceListListener, FindsNoneWhenTheInterfacesDeviceWent) {
   EXPECT_EQ(_halDevice, 0u);
 }
 
-TEST_F(DeviceListListener, IsAddedOnceTheInterfaceThatIsConnectedWasLookedUp) {
+TEST_F(DeviceListListener, IsAddedAfterTheFirstLookUp) {
   controller->applicationWillTerminate();
   memory_audio_server::reset();
   ScriptedInterface interface;
@@ -235,11 +168,11 @@ TEST_F(DeviceListListener, IsAddedOnceTheInterfaceThatIsConnectedWasLookedUp) {
   EXPECT_EQ(calls.back().operation, memory_audio_server::Operation::kAddListener);
 }
 
-TEST_F(DeviceListListener, AnswersWithoutAnError) {
+TEST_F(DeviceListListener, ReturnsNoError) {
   EXPECT_EQ(audioObjectPropertyListenerProc(7, {}, nullptr), 0);
 }
 
-TEST_F(DeviceListListener, IsRemovedAtTheEnd) {
+TEST_F(DeviceListListener, IsRemovedAtTermination) {
   controller->applicationWillTerminate();
   _halDevice = 0;
   memory_audio_server::addDevice("VX-310");
@@ -250,7 +183,7 @@ TEST_F(DeviceListListener, IsRemovedAtTheEnd) {
 
 // Hardware ----------------------------------------------------------------------------------------
 
-TEST_F(Controller, TheInterfaceIsShownWithItsPictureInItsPlace) {
+TEST_F(Controller, TheHardwareIndexOfTheInterfaceShowsItsPictureInItsFrame) {
   loadQuietly();
   controller->FoundHardware(kHardwareIndexVX310);
   EXPECT_THAT(pictureOperations(), ElementsAre("KvDeviceBitmap.setImage VX-310.png",
@@ -260,7 +193,7 @@ TEST_F(Controller, TheInterfaceIsShownWithItsPictureInItsPlace) {
   EXPECT_THAT(memory_clock::pauses(), ElementsAre(400'000u));
 }
 
-TEST_F(Controller, AnyOtherIndexShowsThePictureForNoDeviceAndKeepsItsPlace) {
+TEST_F(Controller, AnyOtherIndexShowsThePictureForNoDeviceWithoutAFrame) {
   loadQuietly();
   for (const std::int32_t index : {0, 8, 10, -9}) {
     controller->FoundHardware(index);
@@ -269,7 +202,7 @@ TEST_F(Controller, AnyOtherIndexShowsThePictureForNoDeviceAndKeepsItsPlace) {
   }
 }
 
-TEST_F(Controller, ThePictureForNoDeviceKeepsTheFrameOfTheInterfaces) {
+TEST_F(Controller, ThePictureForNoDeviceKeepsTheInterfacesFrame) {
   loadQuietly();
   controller->FoundHardware(kHardwareIndexVX310);
   controller->FoundHardware(0);
@@ -284,7 +217,7 @@ TEST_F(Controller, ThePauseComesAfterThePicture) {
   EXPECT_THAT(before, ElementsAre("KvDeviceBitmap.setImage None.bmp"));
 }
 
-TEST_F(Controller, ADetachIsRememberedAndShowsNothing) {
+TEST_F(Controller, DetachSetsItsFlagAndShowsNothing) {
   loadQuietly();
   controlDlg->Detach();
   EXPECT_EQ(controller->m_bDetached, 1);
@@ -298,7 +231,7 @@ TEST_F(Controller, InvalidatingChangesNothing) {
   EXPECT_THAT(operations(), IsEmpty());
 }
 
-TEST_F(Controller, Usb1ModeEnablesItsMenu) {
+TEST_F(Controller, EnableUsb1ModeEnablesItsMenu) {
   loadQuietly();
   controlDlg->enableUSB1Mode(false);
   controlDlg->enableUSB1Mode(true);
@@ -342,7 +275,7 @@ TEST_F(Controller, TheCloseButtonEndsTheProgram) {
 
 // Ending ------------------------------------------------------------------------------------------
 
-TEST_F(Controller, TerminatingLetsGoOfTheDeviceLayerAndShowsNothing) {
+TEST_F(Controller, TerminatingReleasesTheDeviceLayerAndShowsNothing) {
   ScriptedInterface interface;
   interface.publish();
   load();
@@ -355,7 +288,7 @@ TEST_F(Controller, TerminatingLetsGoOfTheDeviceLayerAndShowsNothing) {
   EXPECT_THAT(operations(), IsEmpty());
 }
 
-TEST_F(Controller, TerminatingKeepsTheBridgeToItsEnd) {
+TEST_F(Controller, TerminatingKeepsTheBridgeUntilDestruction) {
   load();
   controller->applicationDidFinishLaunching();
   const CKorvelDlg* bridge = controller->mpDlg.get();
@@ -365,7 +298,7 @@ TEST_F(Controller, TerminatingKeepsTheBridgeToItsEnd) {
   EXPECT_EQ(controlDlg, bridge);
 }
 
-TEST_F(Controller, AfterItsEndNothingThatHappensReachesIt) {
+TEST_F(Controller, EventsAfterDestructionShowNothing) {
   ScriptedInterface interface;
   const memory_registry::DeviceId device = interface.publish();
   load();
@@ -389,7 +322,7 @@ TEST_F(Controller, ClosingTheWindowEndsTheProgram) {
   EXPECT_EQ(manual_run_loop::sourceCount(), 0u);
 }
 
-TEST_F(Controller, AWholeRunShowsTheWindowBeforeItIsFilledIn) {
+TEST_F(Controller, TheWindowIsShownBeforeAwaking) {
   EXPECT_EQ(NSApplicationMain(0, nullptr, loadPanelNib), 0);
   const Log log = operations();
   ASSERT_GE(log.size(), 3u);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Everything that the panel does on its window while interfaces come, change and go, as whole logs:
-// controller, events, status gathering and device layer together, on the in-memory back ends.
+// Whole logs of the window operations at the start and while interfaces arrive, change and leave.
+// Controller, driver events, status gathering and device layer run together on memory back ends.
 #include "app/testing/controller_test.h"
 
 namespace {
@@ -66,7 +66,7 @@ Log select(const std::string& menu, int item) {
   return {menu + "Menu.selectItemAtIndex " + std::to_string(item)};
 }
 
-// The choices of a first run in the routing menus.
+// The routing menus select the defaults.
 const Log kRoutingChoices = select("KvIoROutLine", 0) + select("KvIoROutDigital", 1) +
                             select("KvIoRInCh1And2", 0) + select("KvIoRInCh3And4", 1) +
                             select("KvIoRInCh5And6", 2);
@@ -75,7 +75,7 @@ const Log kShownChoices = select("KvUsb1ModeInputSelection", 0) +
                           select("KvDigitalOutputFormat", 0) + kRoutingChoices +
                           select("KvSampleClockSource", 0) + select("KvCoreAudioPerformance", 0);
 
-// With an interface, each option's command shows what that then reports.
+// With an interface, each option command also shows the value that the interface reports.
 const Log kAppliedChoices =
     Log{"KvUsb1ModeInputSelectionMenu.setEnabled yes", "KvUsb1ModeInputSelectionMenu.setHidden no",
         "KvUsb1ModeInputSelectionMenu.selectItemAtIndex 0",
@@ -89,7 +89,7 @@ const Log kInterfaceFound =
         "KvDeviceBitmap.setFrameOrigin (316, 220)"} +
     kAppliedChoices;
 
-// What the specimen interface is shown as; a test changes what its case changes.
+// The values shown for the scripted interface; a test sets only the fields that its case changes.
 struct Shown {
   bool usb2 = true;
   std::string rate = "48 kHz";
@@ -128,6 +128,75 @@ Log noDeviceShown() {
          routingMenus("no", "yes");
 }
 
+class EmptyPanel : public ControllerTest {};
+
+TEST_F(EmptyPanel, AwakingShowsTheDriverVersionAlone) {
+  loadQuietly();
+  controller->awakeFromNib();
+  const Log expected = {
+      "window.setBackgroundColor StripTexture.png",
+      "KvDeviceBitmap.setImage None.bmp",
+      "KvUsb1ModeInputSelectionMenu.selectItemAtIndex 0",
+      "KvDigitalOutputFormatMenu.selectItemAtIndex 0",
+      "KvIoROutLineMenu.selectItemAtIndex 0",
+      "KvIoROutDigitalMenu.selectItemAtIndex 1",
+      "KvIoRInCh1And2Menu.selectItemAtIndex 0",
+      "KvIoRInCh3And4Menu.selectItemAtIndex 1",
+      "KvIoRInCh5And6Menu.selectItemAtIndex 2",
+      "KvSampleClockSourceMenu.selectItemAtIndex 0",
+      "KvCoreAudioPerformanceMenu.selectItemAtIndex 0",
+      "KvSampleWidthField.setStringValue \"\"",
+      "KvSampleWidthField.setHidden yes",
+      "KvSampleWidthFieldTitle.setHidden yes",
+      "KvSampleRateField.setHidden yes",
+      "KvSampleRateFieldTitle.setHidden yes",
+      "KvDigitalInputStatusField.setHidden yes",
+      "KvDigitalInputStatusFieldTitle.setHidden yes",
+      "KvFirmwareVersionField.setHidden yes",
+      "KvFirmwareVersionFieldTitle.setHidden yes",
+      "KvDriverVersionField.setHidden no",
+      "KvDriverVersionFieldTitle.setHidden no",
+      "KvDriverVersionField.setStringValue \"1.2.3\"",
+      "KvDeviceField.setHidden yes",
+      "KvDeviceFieldTitle.setHidden yes",
+      "KvConnectionTypeField.setHidden yes",
+      "KvConnectionTypeFieldTitle.setHidden yes",
+      "KvSampleClockSourceField.setHidden yes",
+      "KvSampleClockSourceFieldTitle.setHidden yes",
+      "KvUsb1ModeInputSelectionMenu.setEnabled no",
+      "KvUsb1ModeInputSelectionMenu.setHidden yes",
+      "KvUsb1ModeInputSelectionMenu.selectItem nothing",
+      "KvUsb1ModeInputSelectionTitle.setHidden yes",
+      "KvSampleClockSourceMenu.setEnabled no",
+      "KvSampleClockSourceMenu.setHidden yes",
+      "KvSampleClockSourceTitle.setHidden yes",
+      "KvDigitalOutputFormatMenu.setEnabled no",
+      "KvDigitalOutputFormatMenu.setHidden yes",
+      "KvDigitalOutputFormatTitle.setHidden yes",
+      "KvCoreAudioPerformanceMenu.setEnabled no",
+      "KvCoreAudioPerformanceMenu.selectItem nothing",
+      "KvCoreAudioPerformanceMenu.setHidden yes",
+      "KvCoreAudioPerformanceTitle.setHidden yes",
+      "KvIoRInCh1And2Menu.setEnabled no",
+      "KvIoRInCh3And4Menu.setEnabled no",
+      "KvIoROutLineMenu.setEnabled no",
+      "KvIoROutDigitalMenu.setEnabled no",
+      "KvIoRInCh1And2Menu.setHidden yes",
+      "KvIoRInCh3And4Menu.setHidden yes",
+      "KvIoRInCh5And6Menu.setHidden yes",
+      "KvIoROutLineMenu.setHidden yes",
+      "KvIoROutDigitalMenu.setHidden yes",
+      "KvIoRInCh1And2Title.setHidden yes",
+      "KvIoRInCh3And4Title.setHidden yes",
+      "KvIoRInCh5And6Title.setHidden yes",
+      "KvIoROutLineTitle.setHidden yes",
+      "KvIoROutDigitalTitle.setHidden yes",
+      "KvPanelSubTitle.setStringValue \"VX-310 Control Panel\"",
+  };
+  EXPECT_EQ(operations(), expected);
+  EXPECT_THAT(memory_clock::pauses(), testing::ElementsAre(400'000u));
+}
+
 class PanelLog : public ControllerTest {
  protected:
   ~PanelLog() override {
@@ -135,7 +204,7 @@ class PanelLog : public ControllerTest {
     EXPECT_EQ(memory_registry::outstanding(), memory_registry::Outstanding{});
   }
 
-  // The launch of a panel that has shown itself empty; returns what the launch does.
+  // Launches the panel after awaking; returns the operations of the launch.
   Log launch() {
     load();
     controller->awakeFromNib();
@@ -144,13 +213,13 @@ class PanelLog : public ControllerTest {
     return operations();
   }
 
-  // What the notifications under way do.
+  // Delivers the pending notifications; returns their operations.
   static Log happened() {
     manual_run_loop::performAll();
     return operations();
   }
 
-  // What the driver's message that the interface's state changed does.
+  // Sends the driver's "state changed" message; returns its operations.
   static Log changed(memory_registry::DeviceId device) {
     std::vector<std::uint8_t> argument(36);
     argument[0] = 36;
@@ -165,7 +234,7 @@ class PanelLog : public ControllerTest {
 
 TEST_F(PanelLog, ALaunchWithNothingConnectedShowsNoDevice) { EXPECT_EQ(launch(), noDeviceShown()); }
 
-TEST_F(PanelLog, AnInterfaceThatIsConnectedAtTheLaunchIsShown) {
+TEST_F(PanelLog, AnInterfaceConnectedAtTheLaunchIsShown) {
   interface.publish();
   EXPECT_EQ(launch(), kInterfaceFound + interfaceShown({}) + interfaceShown({}));
 }
@@ -212,7 +281,7 @@ TEST_F(PanelLog, EachClockSourceAndLockStateIsShown) {
   }
 }
 
-TEST_F(PanelLog, AChangeIsShown) {
+TEST_F(PanelLog, AChangedSampleRateIsShown) {
   const auto device = interface.publish();
   launch();
   interface.sampleRate = 96000;

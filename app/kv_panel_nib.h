@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The owner of the panel's window file.
+// Connects the panel's window to its controller.
 #pragma once
 
 #include <memory>
 
 #include "platform/toolkit/toolkit.h"
 
-// Makes the controller and binds its outlets and button actions to the controls of those names.
+// Makes the controller, binds its outlets to the controls of `nib` with the same names, and
+// connects the actions of menus and buttons.
 std::unique_ptr<NSObject> loadPanelNib(NSNib& nib);

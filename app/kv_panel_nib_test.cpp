@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "app/kv_panel_nib.h"
 
+#include "app/panel_tables.h"
 #include "app/testing/controller_test.h"
 
 namespace {
@@ -8,63 +9,44 @@ namespace {
 using recording_toolkit::Kind;
 using testing::ElementsAre;
 
-class PanelNib : public ControllerTest {};
-
-// Each outlet is told something and the control of its name must hear it.
-TEST_F(PanelNib, BindsEachOutletToTheControlOfItsName) {
-  loadQuietly();
-  KvController& panel = *controller;
-  const std::pair<NSControl*, const char*> outlets[] = {
-      {&panel.KvPanelSubTitle, "KvPanelSubTitle"},
-      {&panel.KvDriverVersionField, "KvDriverVersionField"},
-      {&panel.KvDeviceField, "KvDeviceField"},
-      {&panel.KvConnectionTypeField, "KvConnectionTypeField"},
-      {&panel.KvFirmwareVersionField, "KvFirmwareVersionField"},
-      {&panel.KvSampleWidthField, "KvSampleWidthField"},
-      {&panel.KvSampleRateField, "KvSampleRateField"},
-      {&panel.KvSampleClockSourceField, "KvSampleClockSourceField"},
-      {&panel.KvDigitalInputStatusField, "KvDigitalInputStatusField"},
-      {&panel.KvDriverVersionFieldTitle, "KvDriverVersionFieldTitle"},
-      {&panel.KvDeviceFieldTitle, "KvDeviceFieldTitle"},
-      {&panel.KvConnectionTypeFieldTitle, "KvConnectionTypeFieldTitle"},
-      {&panel.KvFirmwareVersionFieldTitle, "KvFirmwareVersionFieldTitle"},
-      {&panel.KvSampleWidthFieldTitle, "KvSampleWidthFieldTitle"},
-      {&panel.KvSampleRateFieldTitle, "KvSampleRateFieldTitle"},
-      {&panel.KvSampleClockSourceFieldTitle, "KvSampleClockSourceFieldTitle"},
-      {&panel.KvDigitalInputStatusFieldTitle, "KvDigitalInputStatusFieldTitle"},
-      {&panel.KvCoreAudioPerformanceMenu, "KvCoreAudioPerformanceMenu"},
-      {&panel.KvDigitalOutputFormatMenu, "KvDigitalOutputFormatMenu"},
-      {&panel.KvUsb1ModeInputSelectionMenu, "KvUsb1ModeInputSelectionMenu"},
-      {&panel.KvSampleClockSourceMenu, "KvSampleClockSourceMenu"},
-      {&panel.KvCoreAudioPerformanceTitle, "KvCoreAudioPerformanceTitle"},
-      {&panel.KvDigitalOutputFormatTitle, "KvDigitalOutputFormatTitle"},
-      {&panel.KvUsb1ModeInputSelectionTitle, "KvUsb1ModeInputSelectionTitle"},
-      {&panel.KvSampleClockSourceTitle, "KvSampleClockSourceTitle"},
-      {&panel.KvIoRInCh1And2Title, "KvIoRInCh1And2Title"},
-      {&panel.KvIoRInCh1And2Menu, "KvIoRInCh1And2Menu"},
-      {&panel.KvIoRInCh3And4Title, "KvIoRInCh3And4Title"},
-      {&panel.KvIoRInCh3And4Menu, "KvIoRInCh3And4Menu"},
-      {&panel.KvIoRInCh5And6Title, "KvIoRInCh5And6Title"},
-      {&panel.KvIoRInCh5And6Menu, "KvIoRInCh5And6Menu"},
-      {&panel.KvIoROutLineTitle, "KvIoROutLineTitle"},
-      {&panel.KvIoROutLineMenu, "KvIoROutLineMenu"},
-      {&panel.KvIoROutDigitalTitle, "KvIoROutDigitalTitle"},
-      {&panel.KvIoROutDigitalMenu, "KvIoROutDigitalMenu"},
-      {&panel.KvDeviceBitmap, "KvDeviceBitmap"},
-      {&panel.Help, "Help"},
-      {&panel.CloseButton, "CloseButton"},
-      {&panel.AKM00Field, "AKM00Field"},
-      {&panel.RxStatusField, "RxStatusField"},
-      {&panel.TxStatusField, "TxStatusField"},
-      {&panel.ReceiverStatusField, "ReceiverStatusField"},
-  };
-  for (const auto& [outlet, name] : outlets) {
-    outlet->setEnabled(false);
+class PanelNib : public ControllerTest {
+ protected:
+  // Disables the control through its outlet: the control called `name` must record it.
+  static void expectBound(NSControl& outlet, const char* name) {
+    outlet.setEnabled(false);
     EXPECT_THAT(operations(), ElementsAre(std::string(name) + ".setEnabled no"));
+  }
+};
+
+TEST_F(PanelNib, BindsTheMenusOfTheTable) {
+  loadQuietly();
+  for (const PanelMenu& row : kPanelMenus) {
+    expectBound(row.menu.in(*controller), row.menu.name);
+    expectBound(row.title.in(*controller), row.title.name);
   }
 }
 
-TEST_F(PanelNib, LeavesOutletsThatTheWindowLacksNamingNothing) {
+TEST_F(PanelNib, BindsTheStatusFieldsOfTheTable) {
+  loadQuietly();
+  for (const StatusField& row : kStatusFields) {
+    expectBound(row.field.in(*controller), row.field.name);
+    expectBound(row.title.in(*controller), row.title.name);
+  }
+}
+
+TEST_F(PanelNib, BindsTheOtherOutlets) {
+  loadQuietly();
+  expectBound(controller->KvPanelSubTitle, "KvPanelSubTitle");
+  expectBound(controller->KvDeviceBitmap, "KvDeviceBitmap");
+  expectBound(controller->Help, "Help");
+  expectBound(controller->CloseButton, "CloseButton");
+  expectBound(controller->AKM00Field, "AKM00Field");
+  expectBound(controller->RxStatusField, "RxStatusField");
+  expectBound(controller->TxStatusField, "TxStatusField");
+  expectBound(controller->ReceiverStatusField, "ReceiverStatusField");
+}
+
+TEST_F(PanelNib, LeavesMissingOutletsEmpty) {
   recording_toolkit::loadWindow({{"KvDeviceField", Kind::kTextField}});
   load();
   EXPECT_NE(controller->KvDeviceField.object(), nullptr);

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The running application's own preferences, as the toolkit hands them out.
+// The application's user defaults, over the preferences seam. Main thread only.
 //
-// A small value over the preferences seam; copies name the same store. One made by default names
-// nothing: it holds no value and drops what it is told. Main thread only.
+// Copies share one store. A default-constructed object has no store: it reads no values and drops
+// those it is given.
 #pragma once
 
 #include <cstdint>
@@ -19,19 +19,20 @@ class NSUserDefaults {
   // The preferences under CFBundleGetIdentifier().
   static NSUserDefaults standardUserDefaults();
 
-  // The value under `key`; nothing when there is none.
+  // nullopt when `key` has no value.
   std::optional<CFValue> objectForKey(std::string_view key) const;
   // Visible at once in this process, durable after synchronize().
   void setObject(CFValue value, std::string_view key);
-  // Makes what was set durable and takes in what others stored; see CFPreferencesAppSynchronize.
+  // Writes this process's changes to disk and reads those of other processes; false on failure. See
+  // CFPreferencesAppSynchronize.
   bool synchronize();
 
  private:
   explicit NSUserDefaults(std::string applicationId) : applicationId_(std::move(applicationId)) {}
-  std::string applicationId_;  // empty for none
+  std::string applicationId_;  // empty without a store
 };
 
-// The value as a 32-bit integer: an integer is cut to 32 bits, a fraction is dropped, a text gives
-// the decimal number that it begins with, and what is too large gives the nearest that fits. 0 for
-// no value and for every other type.
+// Converts `value` to 32 bits: an integer is truncated, a real number loses its fraction and is
+// clamped, a text is parsed as the decimal number at its start and clamped. 0 for nullopt and for
+// every other type.
 std::int32_t intValue(const std::optional<CFValue>& value);

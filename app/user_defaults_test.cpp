@@ -15,13 +15,13 @@ class UserDefaults : public testing::Test {
   NSUserDefaults defaults_ = NSUserDefaults::standardUserDefaults();
 };
 
-TEST_F(UserDefaults, AreTheApplicationsOwnPreferences) {
+TEST_F(UserDefaults, UseTheApplicationsIdentifier) {
   defaults_.setObject(3, "Key");
   EXPECT_EQ(CFPreferencesCopyAppValue("Key", CFBundleGetIdentifier()), CFValue(3));
   EXPECT_EQ(NSUserDefaults::standardUserDefaults().objectForKey("Key"), CFValue(3));
 }
 
-TEST_F(UserDefaults, AreDurableOnceSynchronised) {
+TEST_F(UserDefaults, SynchronizeMakesThemDurable) {
   defaults_.setObject("text", "Key");
   EXPECT_TRUE(memory_preferences::storedValues(CFBundleGetIdentifier()).empty());
   EXPECT_TRUE(defaults_.synchronize());
@@ -29,12 +29,12 @@ TEST_F(UserDefaults, AreDurableOnceSynchronised) {
             (CFDictionary{{"Key", "text"}}));
 }
 
-TEST_F(UserDefaults, SayWhenTheyCouldNotBeMadeDurable) {
+TEST_F(UserDefaults, SynchronizeReturnsFalseOnFailure) {
   memory_preferences::failNextSynchronize();
   EXPECT_FALSE(defaults_.synchronize());
 }
 
-TEST_F(UserDefaults, MadeByDefaultHoldNothing) {
+TEST_F(UserDefaults, DefaultConstructedStoreNothing) {
   NSUserDefaults none;
   none.setObject(3, "Key");
   EXPECT_EQ(none.objectForKey("Key"), std::nullopt);
@@ -42,7 +42,7 @@ TEST_F(UserDefaults, MadeByDefaultHoldNothing) {
   EXPECT_EQ(defaults_.objectForKey("Key"), std::nullopt);
 }
 
-TEST(IntValue, OfANumberIsCutTo32Bits) {
+TEST(IntValue, CutsAnIntegerAndClampsAFractionTo32Bits) {
   EXPECT_EQ(intValue(CFValue(-7)), -7);
   EXPECT_EQ(intValue(CFValue(std::int64_t{0x1'0000'0002})), 2);
   EXPECT_EQ(intValue(CFValue(2.9)), 2);
@@ -51,7 +51,7 @@ TEST(IntValue, OfANumberIsCutTo32Bits) {
   EXPECT_EQ(intValue(CFValue(true)), 1);
 }
 
-TEST(IntValue, OfATextIsTheNumberThatItBeginsWith) {
+TEST(IntValue, ParsesTheDecimalNumberAtTheStartOfAText) {
   EXPECT_EQ(intValue(CFValue(" 12abc")), 12);
   EXPECT_EQ(intValue(CFValue("-3")), -3);
   EXPECT_EQ(intValue(CFValue("+4")), 4);
@@ -61,7 +61,7 @@ TEST(IntValue, OfATextIsTheNumberThatItBeginsWith) {
   EXPECT_EQ(intValue(CFValue("")), 0);
 }
 
-TEST(IntValue, OfNothingAndOfOtherTypesIsZero) {
+TEST(IntValue, IsZeroForAMissingValueAndOtherTypes) {
   EXPECT_EQ(intValue(std::nullopt), 0);
   EXPECT_EQ(intValue(CFValue(CFData{1})), 0);
   EXPECT_EQ(intValue(CFValue(CFArray{1})), 0);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The fixture of the tests in this folder: a controller with every outlet, no interface connected,
-// and a driver package of version 1.2.3.
+// The fixture of the tests in this folder: a controller with all outlets, no interface connected,
+// and version 1.2.3 of the driver package.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -43,19 +43,19 @@ class ControllerTest : public testing::Test {
     _halDevice = 0;
   }
 
-  // Makes the controller as the window file does.
+  // Makes the controller through loadPanelNib.
   void load() {
     owner = loadPanelNib(recording_toolkit::nib());
     controller = static_cast<KvController*>(owner.get());
   }
 
-  // Makes the controller and forgets what was done so far.
+  // load(), then clears the log.
   void loadQuietly() {
     load();
     recording_toolkit::clearLog();
   }
 
-  // The operations since the last call.
+  // Returns the operations since the last call, and clears the log.
   static Log operations() {
     Log log = recording_toolkit::log();
     recording_toolkit::clearLog();
@@ -66,11 +66,11 @@ class ControllerTest : public testing::Test {
     return recording_toolkit::control(name);
   }
 
-  // The panel's choices as they are on disk.
+  // The panel's choices on disk.
   static CFDictionary storedChoices() {
     return memory_preferences::storedValues(CFBundleGetIdentifier());
   }
 
   std::unique_ptr<NSObject> owner;
-  KvController* controller = nullptr;  // the owner
+  KvController* controller = nullptr;  // the same object as `owner`
 };

@@ -13,7 +13,7 @@
 
 #include "app/kv_controller.h"
 #include "app/kv_panel_nib.h"
-#include "app/testing/panel_menus.h"
+#include "app/panel_tables.h"
 #include "io/audio_device.h"
 #include "io/testing/scripted_interface.h"
 #include "platform/audio_server/audio_server.h"
@@ -92,11 +92,11 @@ void comeAndGo(Progress& progress, pipewire_test::GraphClient& graph) {
 }
 
 void pickInEveryMenu(int number) {
-  for (const PanelMenu& menu : kPanelMenus) {
-    recording_toolkit::control(menu.name).hidden = false;
-    recording_toolkit::control(menu.name).enabled = true;
-    const int index = number % static_cast<int>(menu.items.size());
-    ASSERT_TRUE(recording_toolkit::pickItem(menu.name, index));
+  for (const PanelMenu& row : kPanelMenus) {
+    recording_toolkit::control(row.menu.name).hidden = false;
+    recording_toolkit::control(row.menu.name).enabled = true;
+    const int index = number % static_cast<int>(row.items.size());
+    ASSERT_TRUE(recording_toolkit::pickItem(row.menu.name, index));
   }
   recording_toolkit::clearLog();
 }

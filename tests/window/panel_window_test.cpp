@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Holds the window file and the program to each other: the names and kinds of the controls, and the
-// items of the menus.
+// Compares the window file with the program: names and kinds of the controls, and items of the
+// menus.
 #include <gmock/gmock.h>
 
 #include <QAbstractButton>
@@ -9,7 +9,6 @@
 #include <QComboBox>
 #include <QLabel>
 #include <cstdlib>
-#include <iterator>
 #include <memory>
 #include <set>
 #include <string>
@@ -18,7 +17,7 @@
 #include <vector>
 
 #include "app/kv_panel_nib.h"
-#include "app/testing/panel_menus.h"
+#include "app/panel_tables.h"
 #include "io/testing/scripted_interface.h"
 #include "platform/device_registry/memory/memory_registry.h"
 #include "platform/toolkit/qt/qt_nib.h"
@@ -29,7 +28,7 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
 
-// The controls that the program leaves as the window file has them.
+// Controls of the window file that the program does not use.
 constexpr const char* kDecoration[] = {"Heading", "Legend", "InputHeading", "OutputHeading",
                                        "EmptyHint"};
 
@@ -37,7 +36,7 @@ constexpr const char* kDecoration[] = {"Heading", "Legend", "InputHeading", "Out
 constexpr const char* kReserved[] = {"AKM00Field", "RxStatusField", "TxStatusField",
                                      "ReceiverStatusField"};
 
-// Hands the program the controls of another nib, and notes the names that it asks for.
+// Forwards to another nib and records the names that the program asks for.
 class NotingNib final : public NSNib {
  public:
   explicit NotingNib(NSNib& nib) : nib_(nib) {}
@@ -54,7 +53,7 @@ class NotingNib final : public NSNib {
   }
 
   std::set<std::string> outlets;
-  std::set<std::string> missing;  // the outlets that the nib lacks, or has as another kind
+  std::set<std::string> missing;  // outlets that the nib lacks or has as another kind
   std::set<std::string> actions;
 
  private:
@@ -124,14 +123,14 @@ TEST_F(PanelWindow, HasAnActionForEachMenuAndButtonAndNothingElse) {
 }
 
 TEST_F(PanelWindow, OffersTheProgramsItemsInEveryMenu) {
-  EXPECT_EQ(namesOf<QComboBox>().size(), std::size(kPanelMenus));
-  for (const PanelMenu& menu : kPanelMenus) {
-    const auto* widget = qobject_cast<QComboBox*>(find(menu.name));
-    ASSERT_NE(widget, nullptr) << menu.name;
+  EXPECT_EQ(namesOf<QComboBox>().size(), kPanelMenus.size());
+  for (const PanelMenu& row : kPanelMenus) {
+    const auto* widget = qobject_cast<QComboBox*>(find(row.menu.name));
+    ASSERT_NE(widget, nullptr) << row.menu.name;
     std::vector<std::string> items;
-    items.reserve(menu.items.size());
+    items.reserve(row.items.size());
     for (int i = 0; i < widget->count(); ++i) items.push_back(widget->itemText(i).toStdString());
-    EXPECT_THAT(items, ElementsAreArray(menu.items)) << menu.name;
+    EXPECT_THAT(items, ElementsAreArray(row.items)) << row.menu.name;
   }
 }
 
