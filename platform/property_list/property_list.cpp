@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "platform/property_list/property_list.h"
 
+#include <locale.h>
 #include <plist/plist.h>
 
 #include <concepts>
@@ -50,6 +51,23 @@ std::uint64_t objectsOfBinary(std::string_view binary) {
 }
 
 // --- Reading ---
+
+// libplist parses reals with atof(), and the panel's locale may have a decimal comma. While this
+// object exists, the calling thread uses the C locale's decimal point.
+class CNumbers {
+ public:
+  CNumbers() : c_(newlocale(LC_NUMERIC_MASK, "C", nullptr)), before_(uselocale(c_)) {}
+  ~CNumbers() {
+    uselocale(before_);
+    if (c_) freelocale(c_);
+  }
+  CNumbers(const CNumbers&) = delete;
+  CNumbers& operator=(const CNumbers&) = delete;
+
+ private:
+  const locale_t c_;
+  const locale_t before_;
+};
 
 std::optional<CFValue> valueOf(plist_t node, int levelsLeft);
 
@@ -254,6 +272,7 @@ std::optional<CFValue> parsePropertyList(std::string_view bytes) {
     return std::nullopt;
   }
   plist_t root = nullptr;  // the library leaves it alone when it fails
+  const CNumbers numbers;
   const auto parse = isBinary ? plist_from_bin : plist_from_xml;
   parse(bytes.data(), static_cast<std::uint32_t>(bytes.size()), &root);
   const OwnedPlist owned(root);

@@ -3,9 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <vector>
+
+#include "tests/support/temporary_directory.h"
 
 namespace {
 
@@ -75,6 +79,23 @@ TEST(PropertyList, TextsAndKeysThatXmlForbidsAreParsedAsTextForXmlReturnsThem) {
 
 TEST(PropertyList, NegativeIntegersKeepTheirSign) {
   EXPECT_EQ(parsePropertyList(xml("<integer>-2</integer>")), CFValue(-2));
+}
+
+// Debian has no locale with a decimal comma unless one is made.
+TEST(PropertyList, RealsHaveADecimalPointWhateverTheLocale) {
+  const test_support::TemporaryDirectory locales;
+  const std::string command =
+      "localedef -i de_DE -f UTF-8 '" + (locales.path() / "de_DE.UTF-8").string() + "' 2>/dev/null";
+  if (std::system(command.c_str()) != 0) GTEST_SKIP() << "localedef cannot make a locale here";
+  setenv("LOCPATH", locales.path().c_str(), 1);
+  ASSERT_TRUE(std::setlocale(LC_ALL, "de_DE.UTF-8"));
+  EXPECT_EQ(parsePropertyList(xml("<real>0.5</real>")), CFValue(0.5));
+  const auto list = xmlPropertyList(0.5);
+  EXPECT_STREQ(std::localeconv()->decimal_point, ",");
+  std::setlocale(LC_ALL, "C");
+  unsetenv("LOCPATH");
+  ASSERT_TRUE(list);
+  EXPECT_EQ(parsePropertyList(*list), CFValue(0.5));
 }
 
 TEST(PropertyList, ABinaryListIsParsed) {
