@@ -55,33 +55,12 @@ std::string withTexts(std::string_view format) {
   return result;
 }
 
-// Bytes of the UTF-8 character that `text` starts with; 0 when it starts with none.
-std::size_t characterLength(std::string_view text) {
-  const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char first = byte(0);
-  if (first < 0x80) return 1;
-  const std::size_t length = first < 0xc2   ? 0
-                             : first < 0xe0 ? 2
-                             : first < 0xf0 ? 3
-                             : first < 0xf5 ? 4
-                                            : 0;
-  if (length == 0 || text.size() < length) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xc0) != 0x80) return 0;
-  }
-  // Longer forms of a character, surrogates, and what lies beyond the last character.
-  const unsigned char second = byte(1);
-  const bool isNone = (first == 0xe0 && second < 0xa0) || (first == 0xed && second > 0x9f) ||
-                      (first == 0xf0 && second < 0x90) || (first == 0xf4 && second > 0x8f);
-  return isNone ? 0 : length;
-}
-
 std::string representable(std::string_view text) {
   std::string result;
   while (!text.empty()) {
-    const std::size_t length = characterLength(text);
-    result.append(length ? text.substr(0, length) : "?");
-    text.remove_prefix(length ? length : 1);
+    const std::size_t size = utf8CharacterSize(text);
+    result.append(size ? text.substr(0, size) : "?");
+    text.remove_prefix(size ? size : 1);
   }
   return result;
 }

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Property lists as bytes, turned into property values and back. For back ends that keep
+// Converts property lists to property values and back, with libplist. For back ends that keep
 // property-list files. Any thread.
+//
+// libplist uses call stack for each level of a list and copies every object of a binary list as
+// often as the list refers to it. Lists with too many arrays and dictionaries (XML) or too many
+// objects (binary) are therefore refused before libplist reads them. This does not stop a binary
+// list that was made to do harm: it can still make libplist abort or use up the memory.
 #pragma once
 
 #include <cstddef>
@@ -10,22 +15,24 @@
 
 #include "platform/values/values.h"
 
-// Reading and freeing a property list takes call stack for each of its levels, so that a file made
-// for it would end the program. This system's lists have a few levels and a few hundred objects.
+// The panel's own lists have a few levels and a few hundred objects.
 inline constexpr int kDeepestPropertyList = 128;
 inline constexpr std::size_t kMostPropertyListObjects = 10000;
 
-// The value that `bytes` hold, an XML or a binary list. Nothing when they are no property list, one
-// of more than kMostPropertyListObjects (of an XML list only the arrays and dictionaries count),
-// one nested deeper than kDeepestPropertyList, or hold anything for which there is no property
-// value: a value is the whole list. A reference of a binary list comes as a dictionary, which is
-// what stands for it in an XML list. Numbers above 63 bits come as their two's complement.
+// Parses an XML or a binary property list. nullopt for
+// - bytes that libplist cannot parse,
+// - an XML list with more than kMostPropertyListObjects arrays and dictionaries, and a binary list
+//   with more than kMostPropertyListObjects objects of any type,
+// - a list nested deeper than kDeepestPropertyList,
+// - a list that holds a type CFValue cannot hold, or a date before 1933 or after 2068.
+// A UID of a binary list becomes the dictionary {"CF$UID": number}, as in an XML list. Integers
+// that need 64 bits unsigned become negative.
 std::optional<CFValue> parsePropertyList(std::string_view bytes);
 
-// The XML list of `value`: parsePropertyList gives the same value again, except for texts that XML
-// cannot hold, which are written as textForXml gives them. Nothing when the list would be too large
-// for parsePropertyList.
+// Writes `value` as an XML list, from which parsePropertyList() reads the same value; texts and
+// keys are written as textForXml() returns them. nullopt when parsePropertyList() would refuse the
+// list, or a date is not in CFDate's format.
 std::optional<std::string> xmlPropertyList(const CFValue& value);
 
-// `text` with U+FFFD in place of what is not UTF-8 and of the control characters that XML forbids.
+// `text` with U+FFFD in place of each byte that is no UTF-8 and each character that XML forbids.
 std::string textForXml(std::string_view text);

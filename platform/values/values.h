@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Property values: the numbers, texts, dates, data blocks, arrays and dictionaries that the device
-// registry publishes and that property lists and preferences hold.
+// Property values: the types of the device registry's properties, of property lists and of
+// preferences. Texts and keys are UTF-8.
 //
-// Plain values: copying copies the whole tree, and whoever holds a copy owns it. A copy may be read
-// from any thread; nothing here locks.
+// A CFValue owns its whole tree, and copying it copies the tree. Any thread may read a value that
+// no thread changes; nothing here locks.
 #pragma once
 
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -18,8 +19,8 @@
 
 class CFValue;
 
-// A point in time as property lists write it, ISO 8601 in UTC to the second. Nobody here computes
-// with one; it is kept so that a list that holds one can be written again.
+// A date as an XML property list writes it: "2024-01-31T23:59:58Z", always UTC. Nothing computes
+// with dates; the type exists so that a list with a date can be written back.
 struct CFDate {
   std::string text;
   bool operator==(const CFDate&) const = default;
@@ -68,10 +69,13 @@ const T* CFDictionaryGet(const CFDictionary& dictionary, std::string_view key) {
   return value ? value->as<T>() : nullptr;
 }
 
-// The integer under `key`, cut to the width of T (two's complement); nothing when the entry is
-// missing or no integer.
+// The integer under `key`, truncated to T; nullopt when the entry is missing or no integer.
 template <std::integral T>
 std::optional<T> CFNumberGetValue(const CFDictionary& dictionary, std::string_view key) {
   const auto* number = CFDictionaryGet<std::int64_t>(dictionary, key);
   return number ? std::optional<T>(static_cast<T>(*number)) : std::nullopt;
 }
+
+// Bytes of the UTF-8 character that `text`, which is not empty, starts with; 0 when its first bytes
+// are no UTF-8. Overlong forms, surrogates and numbers above U+10FFFF are no UTF-8.
+std::size_t utf8CharacterSize(std::string_view text);

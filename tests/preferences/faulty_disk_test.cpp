@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Preferences on a disk that refuses: no permission, no room, a lock held by another process.
+// Preferences without permission, without room on the disk, or locked by another process.
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/file.h>
@@ -17,7 +17,7 @@ namespace {
 
 constexpr uid_t kNobody = 65534;
 
-// Permissions do not bind the superuser.
+// Root ignores file permissions, so the test gives them up.
 void becomeOrdinary() {
   if (geteuid() != 0) return;
   ASSERT_EQ(setresgid(kNobody, kNobody, kNobody), 0);
@@ -30,7 +30,7 @@ class FaultyDisk : public PreferencesTest {
     set("old", "value");
     EXPECT_TRUE(synchronize());
     before_ = bytes();
-    // Whoever the test becomes finds the way in.
+    // The user that becomeOrdinary() changes to must be able to reach the folder.
     for (fs::path above = folder(); above != home_.path().parent_path();
          above = above.parent_path()) {
       chmod(above.c_str(), 0755);
@@ -40,7 +40,7 @@ class FaultyDisk : public PreferencesTest {
   }
   ~FaultyDisk() override { chmod(folder().c_str(), 0755); }
 
-  // A change that cannot be stored: it lives on in memory, and the file stays what it was.
+  // Synchronises fail; the changed value stays visible in this process.
   static void expectChangeOnlyInMemory() {
     set("new", "value");
     EXPECT_FALSE(synchronize());
@@ -66,7 +66,7 @@ TEST_F(FaultyDisk, InAReadOnlyFolderValuesLiveInMemory) {
   expectFileAsBefore();
 }
 
-TEST_F(FaultyDisk, WhereNoFolderCanBeMadeValuesLiveInMemory) {
+TEST_F(FaultyDisk, WithoutPermissionToMakeTheFolderValuesLiveInMemory) {
   chmod(folder().c_str(), 0555);
   setenv("XDG_CONFIG_HOME", (folder() / "missing").c_str(), 1);
   runForked([] {
@@ -77,7 +77,7 @@ TEST_F(FaultyDisk, WhereNoFolderCanBeMadeValuesLiveInMemory) {
   });
 }
 
-TEST_F(FaultyDisk, AFileThatMayNotBeReadIsNotOverwritten) {
+TEST_F(FaultyDisk, AFileWithoutReadPermissionIsNotOverwritten) {
   chmod(folder().c_str(), 0777);
   chmod(path().c_str(), 0);
   runForked([] {
@@ -93,7 +93,7 @@ TEST_F(FaultyDisk, AFileThatMayNotBeReadIsNotOverwritten) {
   expectFileAsBefore();
 }
 
-TEST_F(FaultyDisk, AFileThatMayNoLongerBeReadKeepsItsValuesHereAndIsNotOverwritten) {
+TEST_F(FaultyDisk, WhenReadPermissionIsTakenAwayTheValuesStayInMemoryAndTheFileIsNotOverwritten) {
   chmod(folder().c_str(), 0777);
   chmod(path().c_str(), 0);
   runForked([] {
@@ -114,7 +114,7 @@ TEST_F(FaultyDisk, ADamagedFileThatCannotBeKeptAsideIsNotOverwritten) {
   EXPECT_EQ(bytes(), "damage");
 }
 
-// Every write fails that would make a file larger than this.
+// Writes that would make a file larger than `bytes` fail.
 void limitFileSize(rlim_t bytes) {
   signal(SIGXFSZ, SIG_IGN);
   const rlimit limit{bytes, RLIM_INFINITY};
@@ -135,7 +135,7 @@ TEST_F(FaultyDisk, AWriteThatStopsAtAnyByteLosesNothing) {
   expectFileAsBefore();
 }
 
-TEST_F(FaultyDisk, WhatCouldNotBeWrittenIsStoredOnceThereIsRoom) {
+TEST_F(FaultyDisk, AValueThatDidNotFitIsStoredOnceThereIsRoom) {
   runForked([] {
     limitFileSize(16);
     set("new", "value");
@@ -146,7 +146,7 @@ TEST_F(FaultyDisk, WhatCouldNotBeWrittenIsStoredOnceThereIsRoom) {
   EXPECT_EQ(stored(), (CFDictionary{{"new", "value"}, {"old", "value"}}));
 }
 
-TEST_F(FaultyDisk, WhatWasKnownOfADamagedFileIsStoredOnceThereIsRoom) {
+TEST_F(FaultyDisk, ValuesOfADamagedFileAreStoredAgainOnceThereIsRoom) {
   runForked([this] {
     EXPECT_EQ(copy("old"), CFValue("value"));
     std::ofstream(path()) << "damage";
@@ -165,7 +165,7 @@ void writeText(const char* path, const std::string& text) {
   EXPECT_EQ(write(file.get(), text.data(), text.size()), static_cast<ssize_t>(text.size())) << path;
 }
 
-// Gives this process mounts of its own. False where that is forbidden.
+// Gives this process its own mount namespace; false where that is forbidden.
 bool makeMountsPrivate() {
   const std::string user = std::to_string(geteuid());
   const std::string group = std::to_string(getegid());
@@ -178,7 +178,7 @@ bool makeMountsPrivate() {
   return mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
-// What a full disk refuses is not one write's size but all room: also the lock's and the folder's.
+// Unlike a file size limit, a full disk also has no room for the lock and the folder entry.
 TEST_F(FaultyDisk, OnAFullDiskNothingIsLost) {
   constexpr int kForbidden = 2;
   const pid_t child = startForked([this] {
@@ -206,7 +206,7 @@ TEST_F(FaultyDisk, OnAFullDiskNothingIsLost) {
 
 // --- The lock ---
 
-TEST_F(FaultyDisk, ALockOfADeadProcessDoesNotHinder) {
+TEST_F(FaultyDisk, TheLockOfADeadProcessIsFree) {
   const pid_t holder = startForked([this] {
     const FileDescriptor held = lockFile(path().string() + ".lock", std::chrono::seconds(0));
     EXPECT_TRUE(held);
@@ -223,7 +223,7 @@ TEST_F(FaultyDisk, AWriterWaitsForTheLock) {
   int ready[2];
   ASSERT_EQ(pipe(ready), 0);
   const pid_t writer = startForked([&] {
-    held.reset();  // only this process's share in it
+    held.reset();  // only this process's descriptor; the test still holds the lock
     EXPECT_EQ(write(ready[1], "1", 1), 1);
     set("new", "value");
     EXPECT_TRUE(synchronize());
@@ -238,7 +238,7 @@ TEST_F(FaultyDisk, AWriterWaitsForTheLock) {
   close(ready[1]);
 }
 
-TEST_F(FaultyDisk, TheWaitForALockHasALimitAndTheValueIsStoredLater) {
+TEST_F(FaultyDisk, WaitingForTheLockTimesOutAndTheValueIsStoredLater) {
   FileDescriptor held = lockFile(path().string() + ".lock", std::chrono::seconds(0));
   ASSERT_TRUE(held);
   const auto start = std::chrono::steady_clock::now();

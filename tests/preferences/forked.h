@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Parts of a test that run in a process of their own, forked from the test.
+// Runs parts of a test in a forked process.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,8 +13,8 @@
 
 namespace preferences_test {
 
-// Starts `body` in a process of its own, which ends with it: with status 1 when an expectation in
-// it failed. It does not outlive the test.
+// Forks a process that runs `body` and exits, with status 1 when an expectation failed. The process
+// is killed when the test ends.
 inline pid_t startForked(const std::function<void()>& body) {
   std::fflush(nullptr);
   const pid_t child = ::fork();
@@ -25,14 +25,14 @@ inline pid_t startForked(const std::function<void()>& body) {
   ::_exit(testing::Test::HasFailure() ? 1 : 0);
 }
 
-// Its exit status, or minus the signal that ended it.
+// Waits for the child; returns its exit status, or minus the signal that ended it.
 inline int waitForForked(pid_t child) {
   int status = 0;
   if (::waitpid(child, &status, 0) != child) return -1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-// Runs `body` so and waits for its end; what it printed tells what failed.
+// Runs `body` in a forked process and waits for its end. Its output tells which expectation failed.
 inline void runForked(const std::function<void()>& body) {
   EXPECT_EQ(waitForForked(startForked(body)), 0);
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Preferences of processes that are killed while they store, and of several that store at once.
+// Preferences of processes that are killed during a synchronise, and of processes that synchronise
+// at the same time.
 #include <fcntl.h>
 #include <sys/ptrace.h>
 #include <sys/syscall.h>
@@ -26,17 +27,17 @@ class KilledProcess : public PreferencesTest {
     close(pipe_[1]);
   }
 
-  // In the process to be killed: says that this number is stored.
+  // Called by the process that will be killed: tells the test that `number` is stored.
   void confirm(int number) { EXPECT_EQ(write(pipe_[1], &number, sizeof number), 4); }
 
-  // The last number that was confirmed since the last call, or `before`.
+  // The last number confirmed since the previous call; `before` when there was no confirmation.
   int lastConfirmed(int before) {
     fcntl(pipe_[0], F_SETFL, O_NONBLOCK);
     for (int number = 0; read(pipe_[0], &number, sizeof number) == 4;) before = number;
     return before;
   }
 
-  // The file is whole, and nothing but what one interrupted save leaves is beside it.
+  // The file parses, and at most one half-written file is beside it.
   void expectStored(int leastNumber, int mostNumber) {
     const auto values = stored();
     ASSERT_TRUE(values) << bytes();
@@ -56,8 +57,8 @@ class KilledProcess : public PreferencesTest {
     return synchronize();
   }
 
-  // Starts one save in a process that stops before it and at each system call; 0 when this machine
-  // forbids tracing a child.
+  // Starts a traced process that stops before a save and at each of its system calls; 0 when this
+  // machine forbids tracing a child.
   pid_t startTracedSave(int number) {
     const pid_t child = startForked([this, number] {
       if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(3);
@@ -73,7 +74,7 @@ class KilledProcess : public PreferencesTest {
   int pipe_[2] = {-1, -1};
 };
 
-TEST_F(KilledProcess, WhatWasConfirmedIsThereAfterAKillAtARandomMomentOf1000SaveLoops) {
+TEST_F(KilledProcess, AConfirmedValueSurvivesAKillAtARandomMomentOf1000SaveLoops) {
   std::minstd_rand random(310);
   std::uniform_int_distribution<int> microseconds(0, 4000);
   int confirmed = 0;
@@ -91,15 +92,14 @@ TEST_F(KilledProcess, WhatWasConfirmedIsThereAfterAKillAtARandomMomentOf1000Save
     ASSERT_EQ(waitForForked(child), -SIGKILL);
     confirmed = lastConfirmed(confirmed);
     expectStored(confirmed, confirmed + 1);
-    // What was stored and not confirmed counts from here on.
+    // The killed process may have stored a number without confirming it; continue from there.
     confirmed = CFNumberGetValue<int>(*stored(), "Number").value_or(0);
     if (HasFailure()) break;
   }
   EXPECT_GT(confirmed, 0) << "no save ever came to its end";
 }
 
-// Lets the child, which has stopped, run to its next system call's start or end. False when it has
-// ended instead.
+// Continues a stopped child to the entry or exit of its next system call; false when it ended.
 bool runToSystemCall(pid_t child) {
   int status = 0;
   for (int signalNumber = 0;;) {
@@ -110,7 +110,7 @@ bool runToSystemCall(pid_t child) {
   }
 }
 
-TEST_F(KilledProcess, WhatWasConfirmedIsThereAfterAKillAtEachSystemCallOfASave) {
+TEST_F(KilledProcess, AConfirmedValueSurvivesAKillAtEachSystemCallOfASave) {
   int number = 0;
   for (int calls = 0;; ++calls) {
     ++number;
@@ -133,7 +133,7 @@ TEST_F(KilledProcess, WhatWasConfirmedIsThereAfterAKillAtEachSystemCallOfASave) 
       break;
     }
   }
-  // The next save leaves no more behind than any.
+  // The next save removes what the killed ones left.
   EXPECT_TRUE(save(number + 1));
   EXPECT_EQ(names().size(), 2u) << "the file and its lock";
 }
@@ -145,9 +145,9 @@ bool isRename(std::uint64_t call) {
   return call == SYS_renameat || call == SYS_renameat2;
 }
 
-// What a power failure would show: a file's bytes are on the disk before the file has its name, and
-// the name is before the save counts.
-TEST_F(KilledProcess, ASaveWaitsForTheDiskBeforeTheFileIsPutInPlaceAndBeforeItIsConfirmed) {
+// A power failure must lose nothing: the file is synced before the rename, and the folder is synced
+// before synchronize() returns.
+TEST_F(KilledProcess, ASaveSyncsTheFileBeforeTheRenameAndTheFolderBeforeItReturns) {
   const pid_t child = startTracedSave(1);
   ASSERT_NE(child, 0);
   std::vector<std::string> calls;

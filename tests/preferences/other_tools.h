@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Programs that read and write the preferences file of a test: Python's plistlib, and plistutil.
+// Runs Python's plistlib and plistutil on the preferences file of a test.
 #pragma once
 
 #include <array>
@@ -12,7 +12,7 @@ namespace preferences_test {
 
 class OtherTools : public PreferencesTest {
  protected:
-  // Runs a shell command with $file; its output, which must come with success.
+  // Runs a shell command, to which $file is the path, and expects success. Returns its output.
   std::string run(const std::string& command) {
     setenv("file", path().c_str(), 1);
     FILE* pipe = popen(command.c_str(), "r");
@@ -25,7 +25,7 @@ class OtherTools : public PreferencesTest {
     return output;
   }
 
-  // Runs a Python script that knows the file's path as `file`; its output.
+  // Runs a Python script, to which `file` is the path, and expects success. Returns its output.
   std::string python(const std::string& script) {
     home_.write("script.py", "import datetime, os, plistlib\nfile = os.environ['file']\n" + script);
     return run(std::string(VX310_PYTHON) + " '" + (home_.path() / "script.py").string() + "'");

@@ -20,7 +20,7 @@ constexpr const char* kPythonValues =
     "  'dictionary': {'OrbekUID': b'\\x01'}, 'integer': -5, 'real': 0.1,\n"
     "  'text': ' <1> & \"2\" \\u00e9\\r\\n\\t', 'true': True}\n";
 
-TEST_F(OtherTools, PlistlibReadsWhatIsStored) {
+TEST_F(OtherTools, PlistlibReadsStoredValues) {
   for (const auto& [key, value] : kValues) set(key, value);
   ASSERT_TRUE(synchronize());
   EXPECT_EQ(python(std::string(kPythonValues) +
@@ -40,8 +40,8 @@ TEST_F(OtherTools, PlistlibReadsTextsOfAllBytes) {
 
 class WrittenByPlistlib : public OtherTools, public testing::WithParamInterface<const char*> {};
 
-TEST_P(WrittenByPlistlib, IsReadAndWrittenOn) {
-  // Without a carriage return, which plistlib writes into XML as it is and nobody reads again.
+TEST_P(WrittenByPlistlib, ValuesAreReadAndKeptByTheNextWrite) {
+  // No carriage return: plistlib does not escape it, and XML parsers read it as a line feed.
   python(std::string(kPythonValues) + "values['text'] = values['text'].replace('\\r', '')\n" +
          "values['when'] = datetime.datetime(2024, 1, 31, 23, 59, 58)\n" +
          "plistlib.dump(values, open(file, 'wb'), fmt=plistlib." + GetParam() + ")\n");
@@ -62,7 +62,7 @@ TEST_P(WrittenByPlistlib, IsReadAndWrittenOn) {
 INSTANTIATE_TEST_SUITE_P(Forms, WrittenByPlistlib, testing::Values("FMT_XML", "FMT_BINARY"),
                          [](const auto& form) { return std::string(form.param).substr(4); });
 
-TEST_F(OtherTools, PlistutilReadsWhatIsStoredAndItsBinaryFormIsRead) {
+TEST_F(OtherTools, PlistutilConvertsTheFileToBinaryAndItIsReadAgain) {
   for (const auto& [key, value] : kValues) set(key, value);
   ASSERT_TRUE(synchronize());
   run(VX310_PLISTUTIL " -i \"$file\" -f bin -o \"$file.bin\" && mv \"$file.bin\" \"$file\"");

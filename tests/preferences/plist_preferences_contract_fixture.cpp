@@ -13,7 +13,7 @@ namespace preferences_contract {
 
 namespace {
 
-// Each test has a folder of its own, so that nothing of the one before is known there.
+// A new folder for each test: the process-wide values are kept by path, so none are left over.
 std::unique_ptr<test_support::TemporaryDirectory> home;
 
 std::string folder() { return home->path() / "vantrel/preferences"; }
@@ -28,7 +28,7 @@ Fixture::Fixture() {
 
 Fixture::~Fixture() { home.reset(); }
 
-// An object of its own shares nothing with this process's but the file.
+// A second PreferencesFile stands for another process: both share only the file.
 void Fixture::setElsewhere(std::string_view key, const std::optional<CFValue>& value,
                            std::string_view applicationId) {
   PreferencesFile file(folder(), nameOf(applicationId));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the tests of the preferences between processes share: a folder of their own as the user's.
+// Fixture for tests with several processes: a temporary folder is the user's configuration folder.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -39,7 +39,7 @@ class PreferencesTest : public testing::Test {
     return std::string(std::istreambuf_iterator<char>(file), {});
   }
 
-  // What is in the file; nothing when it is missing or damaged.
+  // The values in the file; nullopt when it is missing or damaged.
   std::optional<CFDictionary> stored() const { return parsePreferences(bytes()); }
 
   bool isStored(const char* key) const { return stored().value_or(CFDictionary()).contains(key); }

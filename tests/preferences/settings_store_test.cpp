@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The settings store on a disk: what other tools and other processes see of it, its first start
-// beside a file of the former generation, and files that are no good.
+// The settings store with real files: other tools, other processes, values of the wrong type, and
+// the import of a legacy file at the first start.
 #include <sys/inotify.h>
 
 #include <chrono>
@@ -14,7 +14,8 @@ namespace preferences_test {
 namespace {
 
 constexpr const char* kName = "VantrelVX310.usbsettings";
-constexpr std::string_view kStore = "com.vantrel.test";  // with ".hal" behind it: kId
+constexpr std::string_view kStore =
+    "com.vantrel.test";  // the store appends ".hal", which makes kId
 
 CFData countingBytes(std::size_t size) {
   CFData bytes(size);
@@ -53,7 +54,8 @@ void setOneOfEachKind(OSXAsioRegistry& store) {
   store.setOrbekConfigAndMapping(record(), reinterpret_cast<const char*>(&kUid));
 }
 
-// The same as Python has it, the marker that a closed store leaves with it.
+// The values of setOneOfEachKind() in Python, with the version that the store writes when it
+// closes.
 constexpr const char* kSame =
     "import struct, sys\n"
     "values = {'SampleRate': '48000', 'MixerMode': '-3', 'Routing_0_1': '-1', 'Flag': '1',\n"
@@ -112,7 +114,7 @@ TEST_F(StoreAndOtherTools, PlistutilReadsNumbersAsTextAndBlocksAsData) {
             "same");
 }
 
-// What the tool writes, as a shell command behind Python's writing of the other form.
+// A tool that writes the file: Python writes it in `pythonForm`, then `command` converts it.
 struct Writer {
   const char* name;
   const char* pythonForm;
@@ -150,11 +152,11 @@ INSTANTIATE_TEST_SUITE_P(
                            VX310_PLISTUTIL " -i \"$file\" -f bin -o \"$file\""}),
     [](const auto& writer) { return writer.param.name; });
 
-// --- Files that are no good ---
+// --- Values of the wrong type, and no place to store ---
 
 using StoreOnDisk = PreferencesTest;
 
-TEST_F(StoreOnDisk, ValuesOfAnotherKindCountAsMissingAndAreReplacedBySetters) {
+TEST_F(StoreOnDisk, ValuesOfTheWrongTypeReadAsMissingAndAreReplacedBySetters) {
   set("SampleRate", 48000);
   set("MixerMode", CFData{'7'});
   set("ClockSource", CFDictionary{{"1", 1}});
@@ -180,7 +182,7 @@ TEST_F(StoreOnDisk, ValuesOfAnotherKindCountAsMissingAndAreReplacedBySetters) {
   EXPECT_EQ(stored()->at("SampleRate"), CFValue("96000"));
 }
 
-TEST_F(StoreOnDisk, ABlockOfTheWrongLengthGivesTheBytesThatItHasAndThatFit) {
+TEST_F(StoreOnDisk, AShortBlockFillsItsBytesAndALongBlockIsTruncated) {
   set("RoutingMatrix", countingBytes(5));
   set("MixerFractions", countingBytes(5000));
   ASSERT_TRUE(synchronize());
@@ -195,7 +197,7 @@ TEST_F(StoreOnDisk, ABlockOfTheWrongLengthGivesTheBytesThatItHasAndThatFit) {
   EXPECT_EQ(fractions, countingBytes(512));
 }
 
-TEST_F(StoreOnDisk, WhereNothingCanBeStoredSettingsLiveInMemory) {
+TEST_F(StoreOnDisk, WhenNothingCanBeStoredSettingsLiveInMemory) {
   std::ofstream(home_.path() / "file") << "in the way";
   setenv("XDG_CONFIG_HOME", (home_.path() / "file").c_str(), 1);
   OSXAsioRegistry store(kStore);
@@ -219,7 +221,7 @@ TEST_F(StoreOnDisk, ASettingOfAnotherProcessIsSeenAfterAStore) {
 
 // --- How often a file is written ---
 
-// Counts the files that are put in place under the name of a preferences file.
+// Counts the files that are renamed to `path`.
 class Writes {
  public:
   explicit Writes(const fs::path& path)
@@ -246,8 +248,8 @@ class Writes {
   int count_ = 0;
 };
 
-TEST_F(StoreOnDisk, AChoiceIsOneWriteAndTheSameOnceMoreIsNone) {
-  { const OSXAsioRegistry first(kStore); }  // the marker
+TEST_F(StoreOnDisk, SettingAValueWritesOnceAndSettingItAgainDoesNotWrite) {
+  { const OSXAsioRegistry first(kStore); }  // stores the version
   Writes writes(path());
   for (const std::uint32_t source : {1u, 1u}) {
     OSXAsioRegistry store(kStore);
@@ -257,7 +259,7 @@ TEST_F(StoreOnDisk, AChoiceIsOneWriteAndTheSameOnceMoreIsNone) {
   EXPECT_EQ(writes.count(), 1);
 }
 
-TEST_F(StoreOnDisk, ARecordOfManyKeysIsOneWrite) {
+TEST_F(StoreOnDisk, ARecordOfManyKeysIsWrittenOnce) {
   OSXAsioRegistry store(kStore);
   Writes writes(path());
   store.setOrbekConfigAndMapping(record());
@@ -269,7 +271,7 @@ TEST_F(StoreOnDisk, ARecordOfManyKeysIsOneWrite) {
 
 class FirstStart : public PreferencesTest {
  protected:
-  // What is said on standard output belongs to the tests of what is said.
+  // The import prints on standard output; other tests check what it prints.
   FirstStart() { testing::internal::CaptureStdout(); }
   ~FirstStart() override { testing::internal::GetCapturedStdout(); }
 
@@ -285,7 +287,7 @@ class FirstStart : public PreferencesTest {
     std::ofstream(legacyFile(), std::ios::binary) << bytes;
   }
 
-  // A file of that many settings.
+  // A legacy file with `count` settings.
   static std::string legacySettings(int count) {
     std::string bytes = "<?xml version=\"1.0\"?>\n<Settings>\n";
     for (int i = 0; i < count; ++i) {
@@ -296,7 +298,7 @@ class FirstStart : public PreferencesTest {
   }
 };
 
-TEST_F(FirstStart, TakesAFileOverWithOneWriteAndLeavesItAsItIs) {
+TEST_F(FirstStart, ALegacyFileIsImportedWithOneWriteAndNotChanged) {
   const std::string bytes = legacySettings(1000);
   writeLegacyFile(bytes);
   Writes writes(path());
@@ -311,7 +313,7 @@ TEST_F(FirstStart, TakesAFileOverWithOneWriteAndLeavesItAsItIs) {
   EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), bytes);
 }
 
-TEST_F(FirstStart, WithoutAFileOrAFolderMakesBothAndTheMark) {
+TEST_F(FirstStart, WithoutAFileOrAFolderBothAreMadeAndOnlyTheVersionIsStored) {
   fs::remove_all(home_.path() / "vantrel");
   { const OSXAsioRegistry store(kName); }
   EXPECT_TRUE(fs::exists(legacyFile()));
@@ -319,20 +321,20 @@ TEST_F(FirstStart, WithoutAFileOrAFolderMakesBothAndTheMark) {
   EXPECT_EQ(stored(), (CFDictionary{{"Version", "1.0"}}));
 }
 
-TEST_F(FirstStart, BesideAFolderInPlaceOfTheFileMakesTheMarkAlone) {
+TEST_F(FirstStart, WithAFolderInPlaceOfTheFileOnlyTheVersionIsStored) {
   fs::create_directory(legacyFile());
   { const OSXAsioRegistry store(kName); }
   EXPECT_EQ(stored(), (CFDictionary{{"Version", "1.0"}}));
 }
 
-TEST_F(FirstStart, TakesAFileOf50MegabytesOver) {
+TEST_F(FirstStart, ALegacyFileOf50MegabytesIsImported) {
   writeLegacyFile("<Settings><Device A=\"1\"/>" + std::string(50'000'000, ' ') +
                   "<Device B=\"2\"/></Settings>");
   { const OSXAsioRegistry store(kName); }
   EXPECT_EQ(stored(), (CFDictionary{{"A", "1"}, {"B", "2"}, {"Version", "1.0"}}));
 }
 
-TEST_F(FirstStart, ThatIsKilledTookOverAllOrNothingAndTheNextTakesOverAll) {
+TEST_F(FirstStart, AKilledImportStoresAllOrNothingAndTheNextStoresAll) {
   writeLegacyFile(legacySettings(1000));
   std::minstd_rand random(310);
   std::uniform_int_distribution<int> microseconds(0, 20000);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Files below the system root: the folder that stands for "/" of the described system.
+// Property lists below the system root, the folder that the paths of the driver package start at.
 #include <fcntl.h>
 
 #include <cstdlib>
@@ -23,7 +23,7 @@ std::string systemRoot() {
   return program.parent_path() / VX310_SYSTEM_ROOT_BESIDE_PROGRAMS;
 }
 
-// Opening anything but a file might wait.
+// O_NONBLOCK: opening a pipe would wait for a writer.
 std::optional<std::string> contentsOf(const std::string& path) {
   const FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   return file ? readWhole(file, kLargestFile) : std::nullopt;

@@ -53,17 +53,17 @@ class PosixFiles : public testing::Test {
   files_contract::Fixture fixture;
 };
 
-TEST_F(PosixFiles, AFileThatIsNoPropertyListGivesNothing) {
+TEST_F(PosixFiles, AFileThatIsNoPropertyListIsRefused) {
   write("/Info.plist", "VQModuleVersionString = 1.2.3\n");
   EXPECT_EQ(dictionaryWithContentsOfFile("/Info.plist"), std::nullopt);
 }
 
-TEST_F(PosixFiles, AFolderGivesNothing) {
+TEST_F(PosixFiles, AFolderInPlaceOfAPropertyListIsRefused) {
   fs::create_directory(root / "Info.plist");
   EXPECT_EQ(dictionaryWithContentsOfFile("/Info.plist"), std::nullopt);
 }
 
-TEST_F(PosixFiles, APipeThatNobodyWritesToGivesNothingAndDoesNotWait) {
+TEST_F(PosixFiles, APipeWithoutAWriterIsRefusedWithoutWaiting) {
   ASSERT_EQ(mkfifo((root / "Info.plist").c_str(), 0600), 0);
   EXPECT_EQ(dictionaryWithContentsOfFile("/Info.plist"), std::nullopt);
 }
@@ -77,13 +77,13 @@ TEST_F(PosixFiles, AFileOf16MiBIsReadAndALargerOneIsNot) {
   EXPECT_FALSE(dictionaryWithContentsOfFile("/Info.plist"));
 }
 
-TEST_F(PosixFiles, AnEmptySystemRootVariableIsNoSystemRoot) {
+TEST_F(PosixFiles, AnEmptySystemRootVariableIsIgnored) {
   write("/Info.plist", plist("<dict/>"));
   setenv("VX310_SYSTEM_ROOT", "", 1);
   EXPECT_EQ(dictionaryWithContentsOfFile((root / "Info.plist").string()), std::nullopt);
 }
 
-TEST_F(PosixFiles, TheSystemRootOfAnInstallationLiesBesideItsPrograms) {
+TEST_F(PosixFiles, WithoutTheVariableTheSystemRootIsBesideThePrograms) {
   unsetenv("VX310_SYSTEM_ROOT");
   const fs::path installed = fs::read_symlink("/proc/self/exe").parent_path().parent_path() /
                              "share/vx310-panel/system-root";
@@ -100,7 +100,7 @@ FSRef preferences() {
   return folder;
 }
 
-TEST_F(PosixFiles, WithoutAnAbsoluteFolderForConfigurationThePreferencesAreInTheHomeFolder) {
+TEST_F(PosixFiles, ARelativeXdgConfigHomeIsIgnoredForTheHomeFolder) {
   const char* home = std::getenv("HOME");
   const std::string before = home ? home : "";
   setenv("XDG_CONFIG_HOME", "relative", 1);
@@ -112,7 +112,7 @@ TEST_F(PosixFiles, WithoutAnAbsoluteFolderForConfigurationThePreferencesAreInThe
   if (home) setenv("HOME", before.c_str(), 1);
 }
 
-TEST_F(PosixFiles, FindingThePreferencesFolderMakesItOnlyWhenAsked) {
+TEST_F(PosixFiles, FSFindFolderMakesThePreferencesFolderOnlyWhenAsked) {
   EXPECT_FALSE(fs::exists(preferences().path));
   FSRef folder;
   EXPECT_EQ(FSFindFolder(kOnSystemDisk, kPreferencesFolderType, true, folder), noErr);
@@ -120,7 +120,7 @@ TEST_F(PosixFiles, FindingThePreferencesFolderMakesItOnlyWhenAsked) {
   EXPECT_EQ(fs::status(folder.path).permissions(), fs::perms::owner_all);
 }
 
-TEST_F(PosixFiles, AFolderOrAPipeInPlaceOfAFileIsNotOpenedAndNotWaitedFor) {
+TEST_F(PosixFiles, AFolderOrAPipeIsNotOpenedAsAFork) {
   fs::create_directories(root.string() + kPreferences + "folder");
   ASSERT_EQ(mkfifo((root.string() + kPreferences + "pipe").c_str(), 0600), 0);
   for (const char* name : {"folder", "pipe"}) {
@@ -134,7 +134,7 @@ TEST_F(PosixFiles, AFolderOrAPipeInPlaceOfAFileIsNotOpenedAndNotWaitedFor) {
   }
 }
 
-TEST_F(PosixFiles, AForkIsOpenForWritingOnlyWhenThatIsAsked) {
+TEST_F(PosixFiles, AForkIsOpenForWritingOnlyWithThatPermission) {
   fixture.putPreferencesFile("a", "1");
   for (const auto& [permission, access] : {std::pair(fsRdPerm, O_RDONLY), {fsRdWrPerm, O_RDWR}}) {
     FSRef file;
@@ -146,7 +146,7 @@ TEST_F(PosixFiles, AForkIsOpenForWritingOnlyWhenThatIsAsked) {
   }
 }
 
-TEST_F(PosixFiles, AClosedForkLeavesNoDescriptor) {
+TEST_F(PosixFiles, ClosingAForkClosesItsDescriptor) {
   fixture.putPreferencesFile("a", "1");
   FSRef file;
   FSForkRef fork = -1;
@@ -156,7 +156,7 @@ TEST_F(PosixFiles, AClosedForkLeavesNoDescriptor) {
   EXPECT_EQ(fcntl(fork, F_GETFD), -1);
 }
 
-TEST_F(PosixFiles, AFileThatALinkToNothingStandsInTheWayOfIsNotMade) {
+TEST_F(PosixFiles, ADanglingLinkIsNotFoundAndNotReplacedByAFile) {
   fs::create_directories(root.string() + kPreferences);
   fs::create_symlink("nothing", root.string() + kPreferences + "link");
   FSRef file;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The files in the Preferences folder, opened as forks: a fork is a file descriptor.
+// Files in the Preferences folder. An open fork is a file descriptor.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -87,7 +87,7 @@ OSStatus FSGetDataForkName(std::string& name) {
 OSStatus FSOpenFork(const FSRef& file, std::string_view forkName, std::int8_t permission,
                     FSForkRef& fork) {
   if (!forkName.empty()) return errFSForkNotFound;
-  // Opening or reading anything but a file might wait.
+  // O_NONBLOCK: opening a pipe would wait for a writer. isRegular() then refuses it.
   const int access = permission == fsRdWrPerm ? O_RDWR : O_RDONLY;
   const int descriptor = open(file.path.c_str(), access | O_NONBLOCK | O_CLOEXEC);
   if (descriptor < 0) return errno == EISDIR ? ioErr : statusOf(errno);

@@ -25,7 +25,7 @@ bool writeWhole(const FileDescriptor& file, std::string_view bytes) {
   return true;
 }
 
-// Nobody else's file and no link to one: only a file made by this call is written to.
+// O_EXCL: never writes to a file or through a link that something else put there.
 FileDescriptor createFile(const std::string& path) {
   constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
   FileDescriptor file(::open(path.c_str(), kFlags, S_IRUSR | S_IWUSR));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the property-list files need of the file system: a durable file to put in another's place,
-// and a lock between processes. Both functions leave errno as the reason of a failure.
+// A durable new file and a lock between processes, for preferences_file.cpp. On failure both
+// functions return an empty descriptor and leave the reason in errno.
 #pragma once
 
 #include <chrono>
@@ -9,10 +9,9 @@
 
 #include "platform/posix/posix.h"
 
-// A new file that holds `bytes`, all of them on the disk, in place of one that is there. None, and
-// no file, when that fails.
+// Writes and fsyncs a new file, replacing an existing one. On failure no file is left.
 FileDescriptor writeNewFile(const std::string& path, std::string_view bytes);
 
-// The exclusive lock that a file of that name stands for; none when it is not had within `limit`.
-// The lock goes with the descriptor, thus also with a process that dies. The file stays.
+// Takes an exclusive flock() on the file, which is created when missing and never removed. Fails
+// after `limit`. Closing the descriptor, or the end of the process, releases the lock.
 FileDescriptor lockFile(const std::string& path, std::chrono::milliseconds limit);

@@ -13,7 +13,7 @@ struct Domain {
   int updates = 0;
 };
 
-// An identifier that would lead out of the folder has none.
+// An identifier with a '/' could name a file outside the folder: its values live in memory only.
 Domain& domainOf(std::string_view applicationId) {
   static std::map<std::string, Domain> domains;  // by the file's path
   std::string folder = preferencesFolder();

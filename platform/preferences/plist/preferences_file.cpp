@@ -12,7 +12,7 @@
 
 namespace {
 
-// A writer holds the lock for two writes to the disk, thus far shorter even on a slow one.
+// A writer holds the lock for two fsyncs, which take far less than this even on a slow disk.
 constexpr std::chrono::seconds kLockLimit{2};
 
 bool isSameTime(const timespec& a, const timespec& b) {
@@ -47,7 +47,7 @@ PreferencesFile::PreferencesFile(std::string folder, std::string_view name)
     : folder_(std::move(folder)), path_(folder_ + "/" + std::string(name)) {}
 
 std::optional<CFValue> PreferencesFile::copy(std::string_view key) {
-  if (!wasRead_ && !folder_.empty()) takeIn(FileDescriptor());
+  if (!wasRead_ && !folder_.empty()) update(FileDescriptor());
   const std::string name = textForXml(key);
   if (const auto change = changes_.find(name); change != changes_.end()) return change->second;
   const CFValue* value = CFDictionaryGetValue(stored_, name);
@@ -60,59 +60,60 @@ void PreferencesFile::set(std::string_view key, std::optional<CFValue> value) {
 
 bool PreferencesFile::synchronize() {
   if (folder_.empty()) return false;
-  const bool done = changes_.empty() && isOnDisk() ? takeIn(FileDescriptor()) : store();
+  const bool done = changes_.empty() && isOnDisk() ? update(FileDescriptor()) : store();
   if (done) hasComplained_ = false;
   return done;
 }
 
-// Whether what is on the disk now is what stored_ was read from.
-bool PreferencesFile::isAsRead() const {
+// Whether the file is still the one that stored_ was read from.
+bool PreferencesFile::isUnchanged() const {
   if (!wasRead_) return false;
   struct stat now;
   if (::stat(path_.c_str(), &now) != 0) return errno == ENOENT && !file_;
   return file_ && isSameFile(now, status_);
 }
 
-// It is not while what a damaged file held could not be stored again.
+// Whether stored_ is in a file. Not so after a damaged file was kept aside and stored_ could not be
+// written in its place.
 bool PreferencesFile::isOnDisk() const { return file_ || stored_.empty(); }
 
-PreferencesFile::Taken PreferencesFile::take() {
-  if (isAsRead()) return Taken::kDone;
+PreferencesFile::ReadResult PreferencesFile::read() {
+  if (isUnchanged()) return ReadResult::kDone;
   wasRead_ = true;
-  // Waits for nobody, should it be a pipe.
+  // Without O_NONBLOCK, opening a pipe would wait for a writer.
   FileDescriptor file(::open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
   if (!file && errno == ENOENT) {
     stored_.clear();
     file_.reset();
-    return Taken::kDone;
+    return ReadResult::kDone;
   }
   struct stat status;
-  if (!file || ::fstat(file.get(), &status) != 0) return Taken::kFailed;
+  if (!file || ::fstat(file.get(), &status) != 0) return ReadResult::kFailed;
   const auto bytes = readWhole(file, kLargest);
-  if (!bytes) return Taken::kFailed;
+  if (!bytes) return ReadResult::kFailed;
   auto values = parsePreferences(*bytes);
-  if (!values) return Taken::kDamaged;
+  if (!values) return ReadResult::kDamaged;
   stored_ = *std::move(values);
   file_ = std::move(file);
   status_ = status;
   isDurable_ = false;
-  return Taken::kDone;
+  return ReadResult::kDone;
 }
 
-// Takes in what others stored. A damaged file is looked at again under the lock: it may be another
-// one by then.
-bool PreferencesFile::takeIn(const FileDescriptor& lock) {
-  switch (take()) {
-    case Taken::kDone:
+// Reads what other processes stored. A damaged file that was read without the lock is read once
+// more under it: another process may have replaced it in between.
+bool PreferencesFile::update(const FileDescriptor& lock) {
+  switch (read()) {
+    case ReadResult::kDone:
       return true;
-    case Taken::kFailed:
+    case ReadResult::kFailed:
       return failed("it cannot be read");
-    case Taken::kDamaged:
+    case ReadResult::kDamaged:
       break;
   }
   if (lock) return setAside();
   const FileDescriptor locked = takeLock();
-  return locked && takeIn(locked);
+  return locked && update(locked);
 }
 
 FileDescriptor PreferencesFile::takeLock() {
@@ -121,8 +122,7 @@ FileDescriptor PreferencesFile::takeLock() {
   return lock;
 }
 
-// Keeps what cannot be read under a name that is free, and stores what was last read here in its
-// place. Only the lock's holder comes here.
+// Renames the damaged file to a free name and writes stored_ in its place. The lock is held.
 bool PreferencesFile::setAside() {
   int number = 1;
   while (exists(path_ + ".damaged-" + std::to_string(number))) ++number;
@@ -138,7 +138,7 @@ bool PreferencesFile::setAside() {
 bool PreferencesFile::store() {
   if (!makeFolder(folder_)) return failed("its folder cannot be made");
   const FileDescriptor lock = takeLock();
-  if (!lock || !takeIn(lock)) return false;
+  if (!lock || !update(lock)) return false;
   CFDictionary values = stored_;
   for (const auto& [key, value] : changes_) {
     if (value) {
@@ -158,7 +158,7 @@ bool PreferencesFile::put(CFDictionary values) {
     errno = EFBIG;
     return failed("it cannot hold these values");
   }
-  const std::string path = path_ + ".new";  // one that a killed process left is replaced
+  const std::string path = path_ + ".new";  // replaces a file that a killed process left
   FileDescriptor file = writeNewFile(path, *bytes);
   if (!file) return failed("it cannot be written");
   if (::rename(path.c_str(), path_.c_str()) != 0) {
@@ -173,14 +173,14 @@ bool PreferencesFile::put(CFDictionary values) {
   return isDurable_ || failed("it cannot be written");
 }
 
-// Of a file that another process put in place it is not known whether it got as far as this.
+// If another process replaced the file, we cannot tell whether it also synced it.
 bool PreferencesFile::makeDurable() {
   if (isDurable_ || !file_) return true;
   isDurable_ = ::fsync(file_.get()) == 0 && syncFolder(folder_);
   return isDurable_ || failed("it cannot be written");
 }
 
-// Says so once, until a synchronise succeeds. Returns false.
+// Logs `what` and errno, but only once until a synchronise succeeds. Returns false.
 bool PreferencesFile::failed(const char* what) {
   if (!hasComplained_) {
     platform::syslog(platform::LogPriority::kWarning, "The preferences file %s: %s (%s)",

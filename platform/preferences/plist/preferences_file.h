@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // One identifier's values and the property-list file that keeps them between processes.
 //
-// The file is always a whole one: it is written under another name and put in place by a rename,
-// one process at a time. Every process keeps apart what it read there and what it set, and only the
-// latter goes into what the file holds when it is written. Main thread only.
+// Readers never see a half-written file: a process writes a temporary file under a lock and renames
+// it. Each process keeps the values it read apart from the values it set; a write re-reads the file
+// and replaces only the keys that were set here. Main thread only.
 #pragma once
 
 #include <sys/stat.h>
@@ -16,33 +16,34 @@
 #include "platform/preferences/plist/durable_file.h"
 #include "platform/values/values.h"
 
-// The values in a preferences file's bytes; nothing when they are no property list or hold anything
-// but a dictionary. And the bytes of values; nothing when that would not give them again.
+// Parses a preferences file; nullopt when parsePropertyList() refuses it or it holds no dictionary.
 std::optional<CFDictionary> parsePreferences(std::string_view bytes);
+
+// Writes `values` as an XML property list; nullopt when the file could not be read back.
 std::optional<std::string> writtenPreferences(const CFDictionary& values);
 
 class PreferencesFile {
  public:
-  // A file larger than this is not read, and none is written. In bytes.
+  // In bytes. Larger files are neither read nor written.
   static constexpr std::size_t kLargest = std::size_t{256} << 20;
 
-  // The file `name` in `folder`, an absolute path; beside it "NAME.lock", "NAME.new" while it is
-  // written, and "NAME.damaged-1" and so on, which are files of that name that were no good. An
-  // empty folder is none: nothing is ever read or stored.
+  // The file `name` in `folder`, an absolute path. Beside it stand "NAME.lock", "NAME.new" during a
+  // write, and "NAME.damaged-1" and so on, files that could not be parsed. With an empty folder
+  // nothing is ever read or stored.
   PreferencesFile(std::string folder, std::string_view name);
 
-  // See CFPreferencesCopyAppValue and the functions after it.
+  // As CFPreferencesCopyAppValue, CFPreferencesSetAppValue and CFPreferencesAppSynchronize.
   std::optional<CFValue> copy(std::string_view key);
   void set(std::string_view key, std::optional<CFValue> value);
   bool synchronize();
 
  private:
-  enum class Taken { kDone, kDamaged, kFailed };
+  enum class ReadResult { kDone, kDamaged, kFailed };
 
-  bool isAsRead() const;
+  bool isUnchanged() const;
   bool isOnDisk() const;
-  Taken take();
-  bool takeIn(const FileDescriptor& lock);
+  ReadResult read();
+  bool update(const FileDescriptor& lock);
   FileDescriptor takeLock();
   bool setAside();
   bool store();
@@ -53,14 +54,15 @@ class PreferencesFile {
   const std::string folder_;
   const std::string path_;
 
-  // What was in the file when it was last read or written and was a good one.
+  // The values of the file when it was last parsed or written.
   CFDictionary stored_;
-  // That file, kept open: while it is, no other can get its number. None when there was no file.
+  // That file, empty when there was no file. It stays open so that no new file gets its inode
+  // number.
   FileDescriptor file_;
   struct stat status_ = {};
-  bool isDurable_ = false;  // known to be on the disk, its name too
+  bool isDurable_ = false;  // both the file and its folder entry are known to be synced
 
-  // What was set here since the last synchronise; nothing for a key to remove.
+  // Values set since the last synchronise; nullopt removes the key.
   std::map<std::string, std::optional<CFValue>, std::less<>> changes_;
 
   bool wasRead_ = false;

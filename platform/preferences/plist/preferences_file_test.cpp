@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What only the property-list files have: what lies in the folder, and files that are no good.
+// Property-list files of preferences: their folder, when they are written, and damaged files.
 #include "platform/preferences/plist/preferences_file.h"
 
 #include <gmock/gmock.h>
@@ -61,9 +61,9 @@ class PreferencesFileTest : public testing::Test {
   test_support::TemporaryDirectory home_;
 };
 
-// --- What lies where ---
+// --- The folder ---
 
-TEST_F(PreferencesFileTest, LiesBelowTheFolderThatXdgConfigHomeNames) {
+TEST_F(PreferencesFileTest, TheFileIsBelowXdgConfigHome) {
   setenv("XDG_CONFIG_HOME", home_.path().c_str(), 1);
   CFPreferencesSetAppValue("key", CFValue("value"), "com.vantrel.test");
   EXPECT_TRUE(CFPreferencesAppSynchronize("com.vantrel.test"));
@@ -71,7 +71,7 @@ TEST_F(PreferencesFileTest, LiesBelowTheFolderThatXdgConfigHomeNames) {
             (CFDictionary{{"key", "value"}}));
 }
 
-TEST_F(PreferencesFileTest, LiesBelowTheHomeFolderWithoutXdgConfigHomeOrWithARelativeOne) {
+TEST_F(PreferencesFileTest, WithAnEmptyOrRelativeXdgConfigHomeTheFileIsBelowTheHomeFolder) {
   setenv("HOME", home_.path().c_str(), 1);
   const fs::path file = home_.path() / ".config/vantrel/preferences/com.vantrel.test.plist";
   for (const char* configuration : {"", "relative/folder"}) {
@@ -90,14 +90,14 @@ TEST_F(PreferencesFileTest, WithoutAHomeFolderValuesLiveInMemory) {
   EXPECT_EQ(CFPreferencesCopyAppValue("key", "com.vantrel.test"), CFValue("value"));
 }
 
-TEST_F(PreferencesFileTest, AnIdentifierNeverLeadsOutOfTheFolder) {
+TEST_F(PreferencesFileTest, AnIdentifierWithASlashWritesNoFile) {
   setenv("XDG_CONFIG_HOME", home_.path().c_str(), 1);
   CFPreferencesSetAppValue("key", CFValue("value"), "../../outside");
   EXPECT_FALSE(CFPreferencesAppSynchronize("../../outside"));
   EXPECT_FALSE(fs::exists(home_.path() / "outside.plist"));
 }
 
-TEST_F(PreferencesFileTest, ItsFoldersAreMadeForThisUserAlone) {
+TEST_F(PreferencesFileTest, MissingFoldersAreMadeForThisUserAlone) {
   PreferencesFile file(folder() / "a/b", kName);
   file.set("key", "value");
   EXPECT_TRUE(file.synchronize());
@@ -107,14 +107,14 @@ TEST_F(PreferencesFileTest, ItsFoldersAreMadeForThisUserAlone) {
             fs::perms::owner_read | fs::perms::owner_write);
 }
 
-TEST_F(PreferencesFileTest, OnlyTheFileAndItsLockStay) {
+TEST_F(PreferencesFileTest, ASynchroniseLeavesOnlyTheFileAndItsLock) {
   PreferencesFile file = open();
   file.set("key", "value");
   EXPECT_TRUE(file.synchronize());
   EXPECT_THAT(names(), ElementsAre(kName, std::string(kName) + ".lock"));
 }
 
-TEST_F(PreferencesFileTest, WhatAKilledProcessLeftHalfWrittenIsReplaced) {
+TEST_F(PreferencesFileTest, AHalfWrittenFileOfAKilledProcessIsReplaced) {
   write(path().string() + ".new", "<?xml ");
   PreferencesFile file = open();
   file.set("key", "value");
@@ -122,7 +122,7 @@ TEST_F(PreferencesFileTest, WhatAKilledProcessLeftHalfWrittenIsReplaced) {
   EXPECT_THAT(names(), ElementsAre(kName, std::string(kName) + ".lock"));
 }
 
-// --- Writing no more than needed ---
+// --- When the file is written ---
 
 TEST_F(PreferencesFileTest, ReadingMakesNoFile) {
   PreferencesFile file = open();
@@ -131,7 +131,7 @@ TEST_F(PreferencesFileTest, ReadingMakesNoFile) {
   EXPECT_THAT(names(), IsEmpty());
 }
 
-TEST_F(PreferencesFileTest, ReadingWhereThereIsNoFolderMakesNone) {
+TEST_F(PreferencesFileTest, ReadingMakesNoFolder) {
   PreferencesFile file(folder() / "missing", kName);
   EXPECT_EQ(file.copy("key"), std::nullopt);
   EXPECT_TRUE(file.synchronize());
@@ -144,7 +144,7 @@ ino_t numberOf(const fs::path& path) {
   return status.st_ino;
 }
 
-TEST_F(PreferencesFileTest, WithNothingChangedNothingIsWritten) {
+TEST_F(PreferencesFileTest, TheFileIsWrittenOnlyWhenAValueChanges) {
   PreferencesFile file = open();
   file.set("key", "value");
   EXPECT_TRUE(file.synchronize());
@@ -159,7 +159,7 @@ TEST_F(PreferencesFileTest, WithNothingChangedNothingIsWritten) {
   EXPECT_NE(numberOf(path()), before);
 }
 
-TEST_F(PreferencesFileTest, ValuesThatAnotherToolWroteStayAsTheyAre) {
+TEST_F(PreferencesFileTest, DatesAndUidsThatAnotherToolWroteAreKept) {
   write(path(),
         "<plist version=\"1.0\"><dict><key>when</key><date>2024-01-31T23:59:58Z</date>"
         "<key>which</key><dict><key>CF$UID</key><integer>5</integer></dict></dict></plist>");
@@ -171,7 +171,7 @@ TEST_F(PreferencesFileTest, ValuesThatAnotherToolWroteStayAsTheyAre) {
                                     {"which", CFDictionary{{"CF$UID", 5}}}}));
 }
 
-TEST_F(PreferencesFileTest, AChangeMadeInPlaceIsSeen) {
+TEST_F(PreferencesFileTest, AnOverwrittenFileIsReadAgain) {
   PreferencesFile file = open();
   file.set("key", "value");
   EXPECT_TRUE(file.synchronize());
@@ -180,7 +180,7 @@ TEST_F(PreferencesFileTest, AChangeMadeInPlaceIsSeen) {
   EXPECT_EQ(file.copy("key"), CFValue("longer value"));
 }
 
-TEST_F(PreferencesFileTest, ADeletedFileLeavesNoValuesAndComesBackWithTheNext) {
+TEST_F(PreferencesFileTest, ADeletedFileHasNoValuesAndTheNextSynchroniseMakesItAgain) {
   PreferencesFile file = open();
   file.set("old", "value");
   EXPECT_TRUE(file.synchronize());
@@ -192,7 +192,7 @@ TEST_F(PreferencesFileTest, ADeletedFileLeavesNoValuesAndComesBackWithTheNext) {
   EXPECT_EQ(stored(), (CFDictionary{{"new", "value"}}));
 }
 
-TEST_F(PreferencesFileTest, KeysAndTextsThatXmlCannotHoldComeBackTheSameBeforeAndAfter) {
+TEST_F(PreferencesFileTest, AKeyThatXmlForbidsIsReplacedTheSameBeforeAndAfterASynchronise) {
   PreferencesFile file = open();
   file.set("a\xFF", "1");
   file.set("a\xFE", "2");
@@ -202,9 +202,9 @@ TEST_F(PreferencesFileTest, KeysAndTextsThatXmlCannotHoldComeBackTheSameBeforeAn
   EXPECT_EQ(stored()->size(), 1u);
 }
 
-// --- Files that cannot be read ---
+// --- Damaged and unreadable files ---
 
-TEST_F(PreferencesFileTest, AFileThatIsNoPropertyListIsKeptAsideAndSaidOnce) {
+TEST_F(PreferencesFileTest, AFileThatIsNoPropertyListIsKeptAsideAndLoggedOnce) {
   write(path(), "not a property list");
   PreferencesFile file = open();
   EXPECT_EQ(file.copy("key"), std::nullopt);
@@ -220,7 +220,7 @@ TEST_F(PreferencesFileTest, AFileThatIsNoPropertyListIsKeptAsideAndSaidOnce) {
   EXPECT_THAT(lines[0].text, HasSubstr(damaged().string()));
 }
 
-TEST_F(PreferencesFileTest, AllDamagedFilesAreKept) {
+TEST_F(PreferencesFileTest, EveryDamagedFileIsKeptUnderItsOwnNumber) {
   for (int number = 1; number <= 3; ++number) {
     write(path(), "damage " + std::to_string(number));
     EXPECT_EQ(open().copy("key"), std::nullopt);
@@ -230,7 +230,7 @@ TEST_F(PreferencesFileTest, AllDamagedFilesAreKept) {
   }
 }
 
-TEST_F(PreferencesFileTest, AFileDamagedMeanwhileIsKeptAsideAndWhatWasKnownOfItIsStoredAgain) {
+TEST_F(PreferencesFileTest, WhenAFileThatWasReadIsDamagedLaterItsValuesAreWrittenAgain) {
   PreferencesFile file = open();
   file.set("old", "value");
   EXPECT_TRUE(file.synchronize());
@@ -246,7 +246,7 @@ TEST_F(PreferencesFileTest, AFileDamagedMeanwhileIsKeptAsideAndWhatWasKnownOfItI
   EXPECT_EQ(file.copy("old"), CFValue("value"));
 }
 
-TEST_F(PreferencesFileTest, AFileCutAtAnyByteIsReadWholeOrKeptAside) {
+TEST_F(PreferencesFileTest, ATruncatedFileIsParsedCompletelyOrKeptAside) {
   const std::string whole = *writtenPreferences(CFDictionary{
       {"data", CFData{1, 2, 3}}, {"list", CFArray{1, true, CFDictionary{}}}, {"text", "a&b"}});
   for (std::size_t size = 0; size < whole.size(); ++size) {
@@ -263,7 +263,7 @@ TEST_F(PreferencesFileTest, AFileCutAtAnyByteIsReadWholeOrKeptAside) {
   }
 }
 
-TEST_F(PreferencesFileTest, AListThatIsNoDictionaryIsKeptAside) {
+TEST_F(PreferencesFileTest, APropertyListThatIsNoDictionaryIsKeptAside) {
   for (const CFValue& content : {CFValue(CFArray{1}), CFValue("text"), CFValue(true), CFValue(5)}) {
     const std::string bytes = *xmlPropertyList(content);
     write(path(), bytes);
@@ -275,7 +275,7 @@ TEST_F(PreferencesFileTest, AListThatIsNoDictionaryIsKeptAside) {
   }
 }
 
-TEST_F(PreferencesFileTest, AFileThatNestsTooDeepIsKeptAside) {
+TEST_F(PreferencesFileTest, AFileNestedTooDeepIsKeptAside) {
   std::string bytes = "<plist version=\"1.0\"><dict><key>deep</key>";
   for (int level = 0; level < 100'000; ++level) bytes += "<array>";
   for (int level = 0; level < 100'000; ++level) bytes += "</array>";
@@ -287,7 +287,7 @@ TEST_F(PreferencesFileTest, AFileThatNestsTooDeepIsKeptAside) {
   EXPECT_EQ(read(damaged()), bytes);
 }
 
-TEST_F(PreferencesFileTest, ValuesThatCouldNotBeReadAgainAreNotWritten) {
+TEST_F(PreferencesFileTest, ValuesThatTheParserWouldRefuseAreNotWritten) {
   PreferencesFile file = open();
   file.set("old", "value");
   EXPECT_TRUE(file.synchronize());
@@ -298,7 +298,7 @@ TEST_F(PreferencesFileTest, ValuesThatCouldNotBeReadAgainAreNotWritten) {
   EXPECT_TRUE(file.synchronize());
 }
 
-TEST_F(PreferencesFileTest, SomethingElseThanAFileIsLeftAlone) {
+TEST_F(PreferencesFileTest, AFolderOrAPipeInPlaceOfTheFileIsLeftAlone) {
   for (const bool isPipe : {false, true}) {
     if (isPipe) {
       ASSERT_EQ(mkfifo(path().c_str(), 0600), 0);
@@ -318,7 +318,7 @@ TEST_F(PreferencesFileTest, SomethingElseThanAFileIsLeftAlone) {
   }
 }
 
-TEST_F(PreferencesFileTest, AFileThatIsTooLargeIsLeftAlone) {
+TEST_F(PreferencesFileTest, AFileAboveTheSizeLimitIsLeftAlone) {
   write(path(), "");
   fs::resize_file(path(), PreferencesFile::kLargest + 1);
   PreferencesFile file = open();
@@ -327,7 +327,7 @@ TEST_F(PreferencesFileTest, AFileThatIsTooLargeIsLeftAlone) {
   EXPECT_EQ(fs::file_size(path()), PreferencesFile::kLargest + 1);
 }
 
-TEST_F(PreferencesFileTest, AFailureIsSaidOnceUntilASynchroniseSucceeds) {
+TEST_F(PreferencesFileTest, AFailureIsLoggedOnceUntilASynchroniseSucceeds) {
   fs::create_directory(path());
   PreferencesFile file = open();
   file.set("key", "value");
