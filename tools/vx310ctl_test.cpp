@@ -405,9 +405,9 @@ TEST_F(ControlTool, FaultsAreInjectedAndEnded) {
   startDriver();
   const auto connection = open(onlyService());
   sim({"fault", "short", "10", "always"});
-  EXPECT_THAT(request(connection, 6).bytes, SizeIs(10));
+  EXPECT_THAT(request(connection, VQ_Command::kGetCountConfigurations).bytes, SizeIs(10));
   sim({"fault", "none"});
-  EXPECT_THAT(request(connection, 6).bytes, SizeIs(260));
+  EXPECT_THAT(request(connection, VQ_Command::kGetCountConfigurations).bytes, SizeIs(260));
 }
 
 TEST_F(ControlTool, ABusThatDoesNotAnswerIsStatus1WithinSeconds) {

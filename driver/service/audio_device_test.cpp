@@ -7,6 +7,7 @@
 
 #include "driver/testing/driver_session.h"
 #include "platform/audio_server/audio_server.h"
+#include "protocol/options.h"
 #include "tests/support/open_files.h"
 #include "tests/support/pipewire_server.h"
 
