@@ -70,13 +70,16 @@ install_packages() {
     as_root=(sudo)
   fi
   say "Installing from Debian: ${missing[*]}"
-  # An update that misses one of the user's sources may still have found what is needed.
-  { "${as_root[@]}" env LC_ALL=C apt-get update -qq
-    "${as_root[@]}" env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get install -y -q \
-      --no-install-recommends -o DPkg::Lock::Timeout=300 "${missing[@]}"; } >"$log" 2>&1 ||
-    fail "The packages could not be installed:" \
-      "$(grep -m 1 '^W: Failed to fetch' "$log") $(grep -m 1 '^E:' "$log"). This takes Debian 12 or 13 and" \
-      "its package mirror; here is $(system_name). All of apt-get's output: $log"
+  # An update that misses one of the user's sources may still have found what is needed, but without a
+  # network apt-get would try again for each package.
+  local retries=3
+  "${as_root[@]}" env LC_ALL=C apt-get update -qq -o APT::Update::Error-Mode=any >"$log" 2>&1 || retries=0
+  "${as_root[@]}" env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get install -y -q \
+    --no-install-recommends -o Acquire::Retries=$retries -o DPkg::Lock::Timeout=300 \
+    "${missing[@]}" >>"$log" 2>&1 ||
+    fail "The packages could not be installed: $(grep -m 1 -E '^[EW]: Failed to fetch' "$log")" \
+      "$(grep '^E:' "$log" | tail -n 1). This takes Debian 12 or 13 and its package mirror; here is" \
+      "$(system_name). All of apt-get's output: $log"
 }
 
 # logged LOG COMMAND...: runs it with its output in the log; shows how far a build or test run has
@@ -111,6 +114,11 @@ show_progress() {
   [ ! -t 1 ] || echo
 }
 
+# expect_room LOG: fails if what was logged failed because the disk is full.
+expect_room() {
+  ! grep -q 'No space left on device' "$1" || fail "The disk of $top or of /tmp is full: make room ($1)"
+}
+
 # configure PRESET [OPTION...]: configures if options are given, on the first run, if the presets changed
 # and if the clone was moved. After a failure the next run starts afresh.
 configure() {
@@ -122,8 +130,9 @@ configure() {
   cd "$top" || exit 1
   cmake --fresh --preset "$@" >"$logs/$1-configure.log" 2>&1 && return
   rm -f "$folder/build.ninja" "$folder/CMakeCache.txt"
+  expect_room "$logs/$1-configure.log"
   fail "The $1 build could not be configured on $(system_name):" \
-    "$(grep -A 4 -m 1 '^CMake Error' "$logs/$1-configure.log" | tr -s '[:space:]' ' ')" \
+    "$(grep -A 12 -m 1 '^CMake Error' "$logs/$1-configure.log" | tr -s '[:space:]' ' ')" \
     "($logs/$1-configure.log)"
 }
 
@@ -135,7 +144,12 @@ build() {
   configure "$@"
   say "Building ($1)"
   cd "$top" || exit 1
-  logged "$1-build.log" cmake --build --preset "$1" ||
+  case $top in
+    *\'*) say "In a path with an apostrophe, ninja builds everything at every run: another folder is quicker" ;;
+  esac
+  if ! logged "$1-build.log" cmake --build --preset "$1"; then
+    expect_room "$logs/$1-build.log"
     fail "The $1 build failed: $logs/$1-build.log has all of its output"
+  fi
   exec {lock}>&-
 }
