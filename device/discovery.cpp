@@ -88,8 +88,7 @@ void vqapiInit(VQAPI_Callback callback, void* context, const GUID& identity) {
   _vqapiScanServices();
 }
 
-// The devices go before the notification port and the connection to the registry, which their
-// notifications and connections came from.
+// The master port goes first: closing a device is allowed without it, and no request can be sent.
 void vqapiTerm() {
   if (_vqapiRunLoop && _vqapiRunLoopSource) {
     CFRunLoopRemoveSource(_vqapiRunLoop, _vqapiRunLoopSource, kCFRunLoopDefaultMode);
@@ -98,12 +97,12 @@ void vqapiTerm() {
   releaseIterator(_vqapiServicePublishIterator);
   releaseIterator(mServiceTerminateIterator);
   mIteratorsNeedEmptying = false;
+  if (_vqapiMasterDevicePort != 0) mach_port_deallocate(std::exchange(_vqapiMasterDevicePort, 0));
   mMatchingDict.clear();
   for (USBDevice*& slot : vqapiDeviceMap) {
     if (slot) closeAndRelease(std::exchange(slot, nullptr));
   }
   if (_vqapiNotifyPort) IONotificationPortDestroy(std::exchange(_vqapiNotifyPort, nullptr));
-  if (_vqapiMasterDevicePort != 0) mach_port_deallocate(std::exchange(_vqapiMasterDevicePort, 0));
 }
 
 // Draining the two iterators arms their notifications. Without a run loop there are none, and the

@@ -107,6 +107,25 @@ TEST_F(Discovery, AStopClosesAndReleasesWithoutAReport) {
   EXPECT_EQ(memory_registry::outstanding().notificationPorts, 0u);
 }
 
+TEST_F(Discovery, AStopGivesTheMasterPortBackBeforeItReleasesTheDevices) {
+  class Device : public USBDevice {
+   public:
+    explicit Device(bool& isLast) : USBDevice(0), isLast_(isLast) {}
+    ~Device() override {
+      isLast_ = _vqapiMasterDevicePort == 0 && memory_registry::outstanding().masterPorts == 0;
+    }
+
+   private:
+    bool& isLast_;
+  };
+  start();
+  bool isLast = false;
+  vqapiDeviceMap[0] = new Device(isLast);
+  vqapiDeviceMap[0]->retain();
+  vqapiTerm();
+  EXPECT_TRUE(isLast);
+}
+
 TEST_F(Discovery, AStopGivesEverythingBack) {
   publish();
   start();

@@ -3,7 +3,7 @@
 
 namespace {
 
-// What a null text gives, when one is.
+// Stores the result and returns true when a text is null.
 bool comparesNull(const char* a, const char* b, std::int32_t& result) {
   if (a != nullptr && b != nullptr) return false;
   result = a == b ? 0 : a == nullptr ? 1 : -1;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Classes of single bytes, and comparison without regard to case; no locale.
+// Classes of single bytes, and comparison that ignores case; independent of the locale.
 //
-// A `char` is one byte of ISO-8859-1 text, whatever its sign. Any thread.
+// A `char` is one byte of ISO-8859-1 text, signed or not. Thread-safe.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@ enum : std::uint8_t { kSpace = 1, kDigit = 2, kAlpha = 4, kSymbol = 8 };
 
 constexpr std::uint8_t classesOf(int byte) {
   const bool alpha = (byte >= 'A' && byte <= 'Z') || (byte >= 'a' && byte <= 'z');
-  // The upper half has its blanks too, those of two character sets together.
+  // The upper half contains the blanks of two character sets.
   const bool space = (byte >= 0x09 && byte <= 0x0d) || byte == 0x20 ||
                      (byte >= 0x81 && byte <= 0x90 && byte != 0x86) ||
                      (byte >= 0x93 && byte <= 0xa0);
@@ -30,7 +30,7 @@ constexpr std::array<std::uint8_t, 256> makeTable() {
 
 inline constexpr std::array<std::uint8_t, 256> kTable = makeTable();
 
-// Whether `c` is of one of these classes.
+// Whether `c` belongs to one of `classes`.
 constexpr bool isOneOf(char c, int classes) {
   return (kTable[static_cast<unsigned char>(c)] & classes) != 0;
 }
@@ -46,20 +46,20 @@ constexpr bool cfIsSpace(char c) { return character_class::isOneOf(c, character_
 // 'A' to 'Z' and 'a' to 'z'.
 constexpr bool cfIsAlpha(char c) { return character_class::isOneOf(c, character_class::kAlpha); }
 
-// A letter or '_'; no digit.
+// A letter or '_', but no digit.
 constexpr bool cfIsCSymbol(char c) { return character_class::isOneOf(c, character_class::kSymbol); }
 
-// 'A' to 'Z' to the small letter; everything else unchanged.
+// Maps 'A' to 'Z' to 'a' to 'z' and returns every other character unchanged.
 constexpr char cfToLower(char c) {
   return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-// Compares at most `n` characters without regard to case: 0 when they are equal, also when both
-// texts end before. At the first difference 1 when the character of `b` is the greater one (as a
-// signed byte), else -1: the reverse of what strcmp does. A null text: 0 when both are, 1 when `a`
-// is, -1 when `b` is.
+// Compares at most `n` characters and ignores case. Returns 0 when they are equal, also when both
+// texts end earlier. At the first difference it returns 1 when the character of `b` is greater (as
+// a signed byte), else -1: the reverse of strcmp. Null texts: 0 when both are null, 1 when `a` is,
+// -1 when `b` is.
 std::int32_t cfStrnicmp(const char* a, const char* b, std::int32_t n);
 
-// cfStrnicmp over the length of the shorter text; when they are equal there, -1 when `a` is the
-// shorter one, 1 when `b` is, else 0.
+// Compares with cfStrnicmp over the length of the shorter text. If they are equal there, returns -1
+// when `a` is shorter, 1 when `b` is shorter, else 0.
 std::int32_t cfStricmp(const char* a, const char* b);

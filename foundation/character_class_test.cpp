@@ -23,7 +23,7 @@ TEST(CharacterClass, TenDigitsAndNoOtherByteAreDigits) {
   EXPECT_EQ(bytesThat([](char c) { return cfIsDigit(c); }), "0123456789");
 }
 
-TEST(CharacterClass, LettersAreThoseOfSevenBits) {
+TEST(CharacterClass, OnlySevenBitLettersAreLetters) {
   EXPECT_EQ(bytesThat([](char c) { return cfIsAlpha(c); }), kCapitals + kSmalls);
 }
 
@@ -31,7 +31,7 @@ TEST(CharacterClass, ASymbolIsALetterOrTheUnderscore) {
   EXPECT_EQ(bytesThat([](char c) { return cfIsCSymbol(c); }), kCapitals + "_" + kSmalls);
 }
 
-TEST(CharacterClass, BlanksAreInBothHalves) {
+TEST(CharacterClass, BlanksIncludeBytesOfTheUpperHalf) {
   EXPECT_EQ(bytesThat([](char c) { return cfIsSpace(c); }),
             "\x09\x0a\x0b\x0c\x0d\x20"
             "\x81\x82\x83\x84\x85\x87\x88\x89\x8a\x8b\x8c\x8d\x8e\x8f\x90"
@@ -46,7 +46,7 @@ TEST(CharacterClass, OnlySevenBitCapitalsHaveASmallLetter) {
   }
 }
 
-TEST(CharacterClass, ComparingSoManyCharactersIgnoresCaseAndStopsThere) {
+TEST(CharacterClass, StrnicmpIgnoresCaseAndStopsAfterTheCount) {
   EXPECT_EQ(cfStrnicmp("DocType html", "doctype HEAD", 8), 0);
   EXPECT_NE(cfStrnicmp("doctype html", "doctype head", 10), 0);
   EXPECT_EQ(cfStrnicmp("a", "b", 0), 0);
@@ -78,7 +78,7 @@ TEST(CharacterClass, NullTextsCompare) {
   EXPECT_EQ(cfStricmp("a", nullptr), -1);
 }
 
-TEST(CharacterClass, OfTextsEqualOverTheShorterTheShorterIsSmaller) {
+TEST(CharacterClass, ATextThatStartsAnotherIsSmaller) {
   EXPECT_EQ(cfStricmp("abc", "ABCD"), -1);
   EXPECT_EQ(cfStricmp("ABCD", "abc"), 1);
   EXPECT_EQ(cfStricmp("abc", "ABC"), 0);

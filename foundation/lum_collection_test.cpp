@@ -9,7 +9,7 @@
 
 namespace {
 
-// Counts its destructions, and remembers its last command.
+// Counts destructions and records its commands.
 class Element : public LumObject {
  public:
   explicit Element(int* destroyed = nullptr) : destroyed_(destroyed) {}
@@ -27,7 +27,7 @@ class Element : public LumObject {
   int* destroyed_;
 };
 
-// An element that no collection destroys: the test has a reference too.
+// The test holds a reference, so that no collection destroys the element.
 class Kept : public Element {
  public:
   Kept() { incReferences(); }
@@ -60,7 +60,7 @@ TEST(LumCollection, HoldsAtMost40960Objects) {
   EXPECT_EQ(collection.getCapacity(), 40960);
 }
 
-TEST(LumCollection, ExpandingToNoMoreThanItHasAddsFive) {
+TEST(LumCollection, ExpandingToNoLargerCapacityAddsFive) {
   LumCollection collection;
   collection.add(new Element);
   LumObject* first = collection.atPos(0);
@@ -124,7 +124,46 @@ TEST(LumCollection, RemovingMovesTheFollowingDown) {
   EXPECT_EQ(collection.atPos(2), nullptr);
 }
 
-TEST(LumCollection, RemovingWhatIsNotHeldChangesNothing) {
+TEST(LumCollection, RemoveReleasesThenMovesThenCounts) {
+  class Looking : public LumObject {
+   public:
+    Looking(LumCollection& collection, std::vector<std::int32_t>& seen)
+        : collection_(collection), seen_(seen) {}
+    ~Looking() override { seen_ = {collection_.findSameIndex(this), collection_.count()}; }
+
+   private:
+    LumCollection& collection_;
+    std::vector<std::int32_t>& seen_;
+  };
+  Kept a;
+  Kept c;
+  std::vector<std::int32_t> seen;
+  LumCollection collection;
+  collection.add(&a);
+  auto* looking = new Looking(collection, seen);
+  collection.add(looking);
+  collection.add(&c);
+  collection.remove(looking);
+  EXPECT_EQ(seen, (std::vector<std::int32_t>{1, 3}));
+  EXPECT_EQ(collection.count(), 2);
+  EXPECT_EQ(collection.atPos(1), &c);
+}
+
+TEST(LumCollection, TakeAllEmptiesTheCollectionWithoutReleasing) {
+  Kept a;
+  Kept b;
+  LumCollection collection;
+  collection.add(&a);
+  collection.add(&b);
+  const std::vector<LumObject*> taken = collection.takeAll();
+  EXPECT_EQ(taken, (std::vector<LumObject*>{&a, &b}));
+  EXPECT_EQ(collection.count(), 0);
+  EXPECT_EQ(a.getReferences(), 2);
+  for (LumObject* each : taken) each->decReferences();
+  EXPECT_TRUE(collection.add(&a));
+}
+
+TEST(LumCollection, RemovingAnObjectThatIsNotHeldChangesNothing) {
   Kept held;
   Kept other;
   LumCollection collection;
@@ -135,7 +174,7 @@ TEST(LumCollection, RemovingWhatIsNotHeldChangesNothing) {
   EXPECT_EQ(other.getReferences(), 1);
 }
 
-TEST(LumCollection, OutsideOfItThereIsNothing) {
+TEST(LumCollection, AtPosOutOfRangeIsNull) {
   LumCollection collection;
   EXPECT_EQ(collection.atPos(0), nullptr);
   collection.add(new Element);
@@ -144,7 +183,7 @@ TEST(LumCollection, OutsideOfItThereIsNothing) {
   EXPECT_EQ(collection.atPos(1), nullptr);
 }
 
-TEST(LumCollection, RemovingAllDropsEveryReferenceAndIsUsableAgain) {
+TEST(LumCollection, RemoveAllReleasesEveryObjectAndKeepsTheCapacity) {
   int destroyed = 0;
   LumCollection collection;
   for (int i = 0; i < 7; ++i) collection.add(new Element(&destroyed));
@@ -168,7 +207,7 @@ TEST(LumCollection, FindsTheSameObjectByIdentity) {
   EXPECT_FALSE(collection.findSame(&other));
 }
 
-TEST(LumCollection, ObjectsThatDoNotSayOtherwiseAreAllEqual) {
+TEST(LumCollection, ObjectsWithoutAnIsEqualOfTheirOwnAreAllEqual) {
   LumCollection collection;
   LumString wanted("b");
   EXPECT_EQ(collection.findIndex(&wanted), -1);
@@ -178,7 +217,7 @@ TEST(LumCollection, ObjectsThatDoNotSayOtherwiseAreAllEqual) {
   EXPECT_EQ(collection.find(&wanted), collection.atPos(0));
 }
 
-TEST(LumCollection, ACommandReachesEachObject) {
+TEST(LumCollection, ForEachReachesEveryObject) {
   Kept a;
   Kept b;
   LumCollection collection;
@@ -191,7 +230,7 @@ TEST(LumCollection, ACommandReachesEachObject) {
   EXPECT_EQ(collection.count(), 2);
 }
 
-TEST(LumCollection, ACommandReachesObjectsThatItAdds) {
+TEST(LumCollection, ForEachReachesObjectsAddedMeanwhile) {
   class Adding : public Element {
    public:
     explicit Adding(LumCollection& collection) : collection_(collection) {}
@@ -211,7 +250,7 @@ TEST(LumCollection, ACommandReachesObjectsThatItAdds) {
             std::vector<std::int32_t>{102});
 }
 
-TEST(LumCollection, AnObjectMayEmptyTheCollectionAsItGoes) {
+TEST(LumCollection, AnObjectMayEmptyTheCollectionInItsDestructor) {
   class Emptying : public LumObject {
    public:
     explicit Emptying(LumCollection& collection) : collection_(collection) {}

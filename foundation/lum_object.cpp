@@ -8,7 +8,7 @@ std::int32_t LumObject::onCommand(std::int32_t, std::int32_t param) { return par
 bool LumObject::isEqual(const LumObject&) const { return true; }
 
 void LumObject::decReferences() {
-  // The holder of the only reference need not tell other threads that it goes.
+  // No other thread can use an object whose only reference is this one; a plain store is cheaper.
   if (references_.load(std::memory_order_acquire) == 1) {
     references_.store(0, std::memory_order_relaxed);
     delete this;

@@ -21,7 +21,7 @@ TEST(LumObject, ANewObjectHasNoReferences) {
   EXPECT_EQ(object.getReferences(), 0);
 }
 
-TEST(LumObject, TheLastReleaseDestroysIt) {
+TEST(LumObject, TheLastReleaseDestroysTheObject) {
   int destroyed = 0;
   auto* object = new Counted(destroyed);
   object->incReferences();
@@ -45,7 +45,7 @@ TEST(LumObject, AReleaseFrom0DestroysNothing) {
   EXPECT_EQ(destroyed, 1);
 }
 
-TEST(LumObject, TwoThreadsReleaseTheirReferencesAndOneDestroysIt) {
+TEST(LumObject, TwoThreadsReleaseTheirReferencesAndTheLastOneDestroysTheObject) {
   constexpr int kRounds = 1000;
   int destroyed = 0;
   auto* object = new Counted(destroyed);
@@ -82,7 +82,7 @@ TEST(LumObject, TheRootComparesEqualAndReturnsTheParameter) {
   EXPECT_EQ(a.onCommand(7, -12), -12);
 }
 
-TEST(LumObject, EqualityIsWhatTheClassSays) {
+TEST(LumObject, EqualityFollowsTheClassesIsEqual) {
   class Unequal : public LumObject {
     bool isEqual(const LumObject&) const override { return false; }
   };

@@ -39,12 +39,12 @@ bool LumSortedCollection::add(LumObject* object) {
 std::int32_t LumSortedCollection::findIndex(LumObject* object) {
   if (!sorted_) return LumCollection::findIndex(object);
   if (object == nullptr) return -1;
-  // Of a run of equal objects the first is found without stepping through the run.
+  // Finds the first of a run of equal objects without stepping through the run.
   std::int32_t low = 0;
   std::int32_t found = -1;
   for (std::int32_t high = count() - 1; low <= high;) {
     const std::int32_t middle = low + (high - low) / 2;
-    // Nothing is there any more while all are being removed.
+    // removeAll() leaves null slots while it runs.
     if (items()[middle] == nullptr) return -1;
     const std::int32_t order = items()[middle]->compare(*object);
     if (order < 0) {

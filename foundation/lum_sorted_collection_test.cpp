@@ -17,7 +17,7 @@ std::string texts(const LumSortedCollection& collection) {
   return all;
 }
 
-// A text that no collection destroys: the test has a reference too.
+// The test holds a reference, so that no collection destroys the text.
 class Kept : public LumString {
  public:
   explicit Kept(const char* text) : LumString(text) { incReferences(); }
@@ -79,19 +79,19 @@ TEST(LumSortedCollection, HoldsAtMost40960ObjectsWhileUnsorted) {
   EXPECT_EQ(collection.count(), 40960);
 }
 
-TEST(LumSortedCollection, AnUnsortedAddEndsTheOrder) {
+TEST(LumSortedCollection, AddUnsortedAppendsAndMakesTheCollectionUnsorted) {
   LumSortedCollection collection;
   collection.add(new LumString("b"));
   EXPECT_TRUE(collection.addUnsorted(new LumString("a")));
   EXPECT_FALSE(collection.isSorted());
   collection.add(new LumString("0"));
   EXPECT_EQ(texts(collection), "ba0");
-  // Unsorted it searches by equality, and all are equal.
+  // An unsorted collection searches by isEqual(), which is always true here.
   LumString wanted("a");
   EXPECT_EQ(collection.findIndex(&wanted), 0);
 }
 
-TEST(LumSortedCollection, ASearchWhileAllAreRemovedFindsNothing) {
+TEST(LumSortedCollection, ASearchDuringRemoveAllFindsNothing) {
   class Asking : public LumString {
    public:
     Asking(LumSortedCollection& collection, std::int32_t& answer)
@@ -119,7 +119,7 @@ TEST(LumSortedCollection, AnUnsortedAddOfNullChangesNothing) {
   EXPECT_TRUE(collection.isSorted());
 }
 
-TEST(LumSortedCollection, SortsOnceWhenItShallBeSorted) {
+TEST(LumSortedCollection, SetSortedSortsOnce) {
   class Counting : public LumSortedCollection {
    public:
     void doSort() override {
@@ -142,7 +142,7 @@ TEST(LumSortedCollection, SortsOnceWhenItShallBeSorted) {
   EXPECT_TRUE(collection.isSorted());
 }
 
-TEST(LumSortedCollection, AnOrderOutsideOfTheThreeValuesDoesNotHang) {
+TEST(LumSortedCollection, ACompareResultOtherThanTheThreeDoesNotHang) {
   class Odd : public LumObject {
     std::int32_t compare(const LumObject&) const override { return 7; }
   };

@@ -3,249 +3,164 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
-#include <limits>
+#include <utility>
 
 #include "foundation/character_class.h"
+#include "foundation/numbers.h"
 
 namespace {
 
 constexpr std::int32_t kStr255Size = 256;
 
-std::uint32_t bufferSize(std::int32_t capacity) {
-  return std::bit_ceil(static_cast<std::uint32_t>(capacity));
-}
-
-// `former` is to be moved there, or null.
-char* allocate(std::int32_t capacity, char* former = nullptr) {
-  auto* memory = static_cast<char*>(std::realloc(former, bufferSize(capacity)));
-  if (memory == nullptr) std::abort();
-  return memory;
-}
-
 bool isTooLong(std::size_t length) {
   return length > static_cast<std::size_t>(LumString::kMaxLength);
 }
 
-bool liesIn(const char* pointer, const char* begin, std::int32_t size) {
-  return !std::less<>()(pointer, begin) && std::less<>()(pointer, begin + size);
+bool liesIn(const char* pointer, const std::string& text) {
+  const char* begin = text.data();
+  return !std::less<>()(pointer, begin) && !std::less<>()(begin + text.size(), pointer);
 }
 
 }  // namespace
 
-LumString::LumString() { clear(); }
-
-LumString::LumString(const char* text) {
-  if (text == nullptr) text = "";
-  startWith(text, std::strlen(text));
+LumString::LumString(const char* text) : text_(text == nullptr ? "" : text) {
+  if (isTooLong(text_.size())) clear();
+  capacity_ = getLength() + kSlack;
 }
 
-LumString::LumString(const LumString& other) : LumObject(other) {
-  startWith(other.buffer_, static_cast<std::size_t>(other.length_));
-  nulInside_ = other.nulInside_;
-}
+LumString::LumString(const LumString& other)
+    : LumObject(other),
+      capacity_(other.getLength() + kSlack),
+      text_(other.text_, other.front_),
+      nulInside_(other.nulInside_) {}
 
 LumString::LumString(char c, std::int32_t count) {
-  if (count > kMaxLength) count = 0;
-  takeBuffer(std::max(count, 0) + kSlack);
-  length_ = c == '\0' ? 0 : std::max(count, 0);
-  std::memset(buffer_, c, static_cast<std::size_t>(length_));
-  buffer_[length_] = '\0';
+  if (count <= 0 || count > kMaxLength) return;
+  capacity_ = count + kSlack;
+  if (c != '\0') text_.assign(static_cast<std::size_t>(count), c);
 }
-
-std::int32_t LumString::findNul() const { return static_cast<std::int32_t>(std::strlen(buffer_)); }
 
 std::int32_t LumString::countLength() {
-  length_ = textLength();
-  nulInside_ = 0;
-  return length_;
-}
-
-char* LumString::textInPlace() const {
-  nulInside_ = 1;
-  return buffer_;
-}
-
-void LumString::freeBuffer() {
-  if (!isBorrowed()) std::free(buffer_ - front_);
-}
-
-void LumString::startWith(const char* text, std::size_t length) {
-  if (isTooLong(length)) length = 0;
-  length_ = static_cast<std::int32_t>(length);
-  takeBuffer(length_ + kSlack);
-  std::memcpy(buffer_, text, length);
-  buffer_[length] = '\0';
-}
-
-void LumString::takeBuffer(std::int32_t capacity) {
-  freeBuffer();
-  buffer_ = allocate(capacity);
-  capacity_ = capacity;
-  front_ = 0;
-}
-
-void LumString::growBuffer(std::int32_t capacity) {
-  if (isBorrowed() || front_ != 0) {
-    char* larger = allocate(capacity);
-    std::memcpy(larger, buffer_, static_cast<std::size_t>(length_) + 1);
-    freeBuffer();
-    buffer_ = larger;
-    front_ = 0;
-  } else if (bufferSize(capacity) != bufferSize(capacity_)) {
-    buffer_ = allocate(capacity, buffer_);
-  }
-  capacity_ = capacity;
-}
-
-void LumString::makeRoom(std::int32_t bytes) {
-  if (isBorrowed()) growBuffer(-capacity_);
-  if (bytes <= capacity_ - front_) return;
-  std::memmove(buffer_ - front_, buffer_, static_cast<std::size_t>(length_) + 1);
-  buffer_ -= front_;
-  front_ = 0;
-}
-
-void LumString::dropFront(std::int32_t count) {
-  makeRoom(length_ + 1);
-  buffer_ += count;
-  length_ -= count;
-  front_ = static_cast<std::uint32_t>(front_ + count) & 0x7fffffffu;
+  if (nulInside_) text_.resize(front_ + view().size());
+  nulInside_ = false;
+  return getLength();
 }
 
 void LumString::clear() {
-  takeBuffer(kSlack);
-  buffer_[0] = '\0';
-  length_ = 0;
-  nulInside_ = 0;
+  std::string().swap(text_);
+  text_.reserve(kSlack - 1);
+  capacity_ = kSlack;
+  front_ = 0;
+  nulInside_ = false;
 }
 
 LumString& LumString::assign(const char* text) {
-  if (text == nullptr) text = "";
-  return assign(text, std::strlen(text));
+  return assign(text == nullptr ? std::string_view() : std::string_view(text));
 }
 
-LumString& LumString::assign(const char* text, std::size_t length) {
-  if (isTooLong(length)) return *this;
-  const auto newLength = static_cast<std::int32_t>(length);
-  // A part of this string's own text always fits, so it is not freed under its reader.
-  if (newLength >= getCapacity()) {
-    takeBuffer(newLength + kSlack);
-  } else if (isBorrowed()) {
-    takeBuffer(getCapacity());
-  } else if (newLength >= capacity_ - front_) {
-    buffer_ -= front_;
-    front_ = 0;
-  }
-  std::memmove(buffer_, text, length);
-  buffer_[length] = '\0';
-  length_ = newLength;
-  nulInside_ = 0;
+// `text` may be a part of this string.
+LumString& LumString::assign(std::string_view text) {
+  if (isTooLong(text.size())) return *this;
+  const auto length = static_cast<std::int32_t>(text.size());
+  if (length >= capacity_) capacity_ = length + kSlack;
+  text_.assign(text.data(), text.size());
+  front_ = 0;
+  nulInside_ = false;
   return *this;
 }
 
-LumString& LumString::setSize(std::int32_t size) {
-  if (size <= getCapacity() || size > kMaxLength) return *this;
+void LumString::raiseCapacity(std::int32_t capacity) {
   countLength();
-  growBuffer(size + 1);
+  text_.reserve(front_ + static_cast<std::size_t>(capacity));
+  capacity_ = capacity;
+}
+
+LumString& LumString::setSize(std::int32_t size) {
+  if (size > capacity_ && size <= kMaxLength) raiseCapacity(size + 1);
   return *this;
 }
 
 LumString& LumString::setLength(std::int32_t length) {
   length = std::max(length, 0);
-  if (length > length_) {
-    if (length <= kMaxLength) *this += LumString(' ', length - length_);
-    return *this;
+  if (length <= getLength()) {
+    text_.resize(front_ + static_cast<std::size_t>(length));
+  } else if (length <= kMaxLength) {
+    *this += LumString(' ', length - getLength());
   }
-  makeRoom(length_ + 1);
-  buffer_[length] = '\0';
-  length_ = length;
   return *this;
 }
 
 LumString& LumString::operator+=(const char* text) {
   if (text == nullptr) return *this;
   const std::size_t count = std::strlen(text);
-  if (count <= static_cast<std::size_t>(kMaxLength)) append(text, static_cast<std::int32_t>(count));
+  if (!isTooLong(count)) append(text, static_cast<std::int32_t>(count));
   return *this;
 }
 
 bool LumString::append(const char* bytes, std::int32_t count) {
-  if (count > kMaxLength - length_) return false;
-  const std::int32_t end = length_ + count;
-  if (isBorrowed() || front_ != 0 || nulInside_ ||
-      static_cast<std::uint32_t>(end + 3) > bufferSize(capacity_)) {
-    return appendMoving(bytes, count);
+  const std::int32_t length = getLength();
+  if (count > kMaxLength - length) return false;
+  if (length + count >= capacity_) {
+    // Growing moves the string's own bytes and drops those after a NUL.
+    if (liesIn(bytes, text_)) {
+      return append(std::string(bytes, static_cast<std::size_t>(count)).c_str(), count);
+    }
+    raiseCapacity(length + count + 3);
   }
-  // Within the buffer the capacity is just a number.
-  if (end >= capacity_) capacity_ = end + 3;
-  std::memcpy(buffer_ + length_, bytes, static_cast<std::size_t>(count));
-  length_ = end;
-  buffer_[end] = '\0';
-  return true;
-}
-
-bool LumString::appendMoving(const char* bytes, std::int32_t count) {
-  const std::int32_t end = length_ + count;
-  // The bytes may be this string's own, which growing moves.
-  const bool own = liesIn(bytes, buffer_, length_ + 1);
-  const std::ptrdiff_t offset = own ? bytes - buffer_ : 0;
-  if (end >= getCapacity()) {
-    growBuffer(end + 3);  // with the string's own bytes behind an inner NUL
-    countLength();
-  }
-  makeRoom(end + 1);
-  if (own) bytes = buffer_ + offset;
-  std::memmove(buffer_ + length_, bytes, static_cast<std::size_t>(count));
-  length_ += count;
-  buffer_[length_] = '\0';
+  text_.append(bytes, static_cast<std::size_t>(count));
   countLength();
   return true;
 }
 
-char* LumString::room(std::int32_t count) {
-  if (count > kMaxLength - length_) return nullptr;
-  if (length_ + count >= getCapacity()) growBuffer(length_ + count + 1);
-  makeRoom(length_ + count + 1);
-  return buffer_ + length_;
-}
-
-char* LumString::endOfRoom() const {
-  return std::min(buffer_ - front_ + bufferSize(capacity_) - 1, buffer_ + kMaxLength);
-}
-
-void LumString::setEnd(char* end) {
-  *end = '\0';
-  length_ = static_cast<std::int32_t>(end - buffer_);
-  if (length_ >= capacity_) capacity_ = length_ + 1;
-}
-
-LumString& LumString::appendSlowly(char c) {
-  if (length_ >= kMaxLength) return *this;
-  if (getCapacity() <= length_ + 1) setSize(length_ > kMaxLength / 2 ? kMaxLength : 2 * length_);
-  makeRoom(length_ + 2);
-  buffer_[length_] = c;
-  buffer_[++length_] = '\0';
-  if (c == '\0') nulInside_ = 1;
+LumString& LumString::operator+=(char c) {
+  const std::int32_t length = getLength();
+  if (length == kMaxLength) return *this;
+  if (capacity_ <= length + 1) setSize(length > kMaxLength / 2 ? kMaxLength : 2 * length);
+  text_ += c;
+  if (c == '\0') nulInside_ = true;
   return *this;
+}
+
+void LumString::overwrite(std::string_view shorter) const {
+  std::memcpy(buffer(), shorter.data(), shorter.size());
+  buffer()[shorter.size()] = '\0';
+  nulInside_ = true;
+}
+
+std::string LumString::takeText() {
+  countLength();
+  text_.erase(0, std::exchange(front_, 0));
+  return std::exchange(text_, std::string());
+}
+
+void LumString::setText(std::string text) {
+  if (isTooLong(text.size())) return clear();
+  text_ = std::move(text);
+  front_ = 0;
+  nulInside_ = false;
+  capacity_ = std::max(capacity_, getLength() + 1);
+}
+
+// Erases the dropped bytes only once they are more than the rest.
+void LumString::dropFront(std::size_t count) {
+  front_ += count;
+  if (front_ <= text_.size() / 2) return;
+  text_.erase(0, front_);
+  front_ = 0;
 }
 
 LumString& LumString::toString(short value) { return toString(std::int32_t{value}); }
 
-LumString& LumString::toString(std::int32_t value) {
-  std::array<char, 16> digits;
-  std::snprintf(digits.data(), digits.size(), "%d", value);
-  return assign(digits.data());
-}
+LumString& LumString::toString(std::int32_t value) { return assign(std::to_string(value).c_str()); }
 
 LumString& LumString::printf(const char* format, ...) {
   std::array<char, 2048> text;
+  const CLocale locale;
   std::va_list arguments;
   va_start(arguments, format);
   const int written = std::vsnprintf(text.data(), text.size(), format, arguments);
@@ -256,190 +171,178 @@ LumString& LumString::printf(const char* format, ...) {
 }
 
 bool LumString::getToken(const LumString& delims, LumString& token) {
-  const std::size_t start = std::strspn(buffer_, delims.buffer_);
-  const std::size_t count = std::strcspn(buffer_ + start, delims.buffer_);
+  const char* text = getCharPointer();
+  const std::size_t start = std::strspn(text, delims);
+  const std::size_t count = std::strcspn(text + start, delims);
   if (count == 0) {
     token.assign("");
     return false;
   }
-  const std::int32_t end = static_cast<std::int32_t>(start + count);
   countLength();
-  if (&token != this) token.assign(buffer_ + start, count);
-  dropFront(std::min(end + 1, length_));
+  const std::size_t length = view().size();
+  if (&token != this) token.assign(view().substr(start, count));
+  dropFront(std::min(start + count + 1, length));
   return true;
 }
 
 LumString& LumString::replace(const char* find, const char* with) {
   if (find == nullptr || *find == '\0' || isEmpty()) return *this;
   if (with == nullptr) with = "";
-  const char* rest = buffer_;
-  const char* hit = std::strstr(rest, find);
-  if (hit == nullptr) return *this;
-  const std::size_t findLength = std::strlen(find);
-  const auto withLength = static_cast<std::int32_t>(std::strlen(with));
-  LumString replaced;
-  bool fits = true;
-  for (; hit != nullptr; hit = std::strstr(rest, find)) {
-    fits = fits && replaced.append(rest, static_cast<std::int32_t>(hit - rest)) &&
-           replaced.append(with, withLength);
-    rest = hit + findLength;
+  const std::string_view text = view();
+  const std::string_view wanted = find;
+  std::size_t hit = text.find(wanted);
+  if (hit == std::string_view::npos) return *this;
+  std::string replaced;
+  std::size_t rest = 0;
+  for (; hit != std::string_view::npos; hit = text.find(wanted, rest)) {
+    replaced.append(text, rest, hit - rest).append(with);
+    rest = hit + wanted.size();
+    if (isTooLong(replaced.size())) return *this;
   }
-  fits = fits && replaced.append(rest, static_cast<std::int32_t>(std::strlen(rest)));
-  return fits ? assign(replaced) : *this;
+  replaced.append(text, rest);
+  return assign(std::string_view(replaced));
 }
 
 LumString& LumString::trimLeft() {
   countLength();
-  std::int32_t blanks = 0;
-  while (cfIsSpace(buffer_[blanks])) ++blanks;
-  if (blanks > 0) dropFront(blanks);
+  std::size_t blanks = 0;
+  while (cfIsSpace(buffer()[blanks])) ++blanks;
+  dropFront(blanks);
   return *this;
 }
 
 LumString& LumString::trimRight() {
-  std::int32_t end = length_;
-  while (end > 0 && cfIsSpace(buffer_[end - 1])) --end;
+  std::int32_t end = getLength();
+  while (end > 0 && cfIsSpace(buffer()[end - 1])) --end;
   return setLength(end);
 }
 
 void LumString::substring(LumString& out, std::int32_t start, std::int32_t count) const {
-  if (start < 0 || start > length_ || count <= 0) {
+  if (start < 0 || start > getLength() || count <= 0) {
     out.assign("");
     return;
   }
-  const char* text = buffer_ + start;
-  const std::int32_t rest =
-      nulInside_ ? static_cast<std::int32_t>(std::strlen(text)) : length_ - start;
-  // What is assigned and then cut leaves a capacity for all of it.
-  if (rest >= out.getCapacity()) out.takeBuffer(rest + kSlack);
-  out.assign(text, static_cast<std::size_t>(std::min(rest, count)));
+  const char* from = getCharPointer() + start;
+  const std::string_view rest =
+      nulInside_ ? std::string_view(from)
+                 : std::string_view(from, static_cast<std::size_t>(getLength() - start));
+  // The whole rest is assigned and then cut, as far as the capacity is concerned.
+  const auto restLength = static_cast<std::int32_t>(rest.size());
+  if (restLength >= out.capacity_) out.capacity_ = restLength + kSlack;
+  out.assign(rest.substr(0, static_cast<std::size_t>(count)));
 }
 
 void LumString::left(LumString& out, std::int32_t count) const { substring(out, 0, count); }
 
 void LumString::right(LumString& out, std::int32_t count) const {
-  if (count < length_) {
-    substring(out, count < 0 ? length_ : length_ - count, count);
+  if (count < getLength()) {
+    substring(out, count < 0 ? getLength() : getLength() - count, count);
   } else {
     out.assign(*this);
   }
 }
 
 LumString& LumString::lowercase() {
-  makeRoom(length_ + 1);
-  std::transform(buffer_, buffer_ + length_, buffer_, [](char c) {
+  std::transform(buffer(), buffer() + getLength(), buffer(), [](char c) {
     return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   });
   return *this;
 }
 
 LumString& LumString::uppercase() {
-  makeRoom(length_ + 1);
-  std::transform(buffer_, buffer_ + length_, buffer_, [](char c) {
+  std::transform(buffer(), buffer() + getLength(), buffer(), [](char c) {
     return static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
   });
   return *this;
 }
 
 void LumString::toHexString(LumString& out) const {
-  if (length_ > kMaxLength / 2) return;
+  if (getLength() > kMaxLength / 2) return;
   if (&out == this) {
     const LumString copy(*this);
     copy.toHexString(out);
     return;
   }
   out.countLength();
-  out.setLength(2 * length_);
-  out.makeRoom(out.length_ + 1);
+  out.setLength(2 * getLength());
   const auto digit = [](int value) {
     return static_cast<char>(value > 9 ? value + 0x37 : value + '0');
   };
-  char* to = out.buffer_;
-  for (const char* from = buffer_; *from != '\0'; ++from) {
-    const auto byte = static_cast<signed char>(*from);
+  char* to = out.buffer();
+  for (const char c : view()) {
+    const auto byte = static_cast<signed char>(c);
     *to++ = digit(byte >> 4);
     *to++ = digit(byte & 0x0f);
   }
 }
 
 void LumString::toStr255(unsigned char (&out)[256]) const {
-  constexpr std::int32_t kLastText = kStr255Size - 2;
+  constexpr std::size_t kLastText = kStr255Size - 2;
   std::memset(out, 0, kStr255Size - 1);
-  out[0] = static_cast<unsigned char>(std::min(length_, 255));
-  std::memcpy(out + 1, buffer_, static_cast<std::size_t>(std::min(textLength(), kLastText)));
+  out[0] = static_cast<unsigned char>(std::min(getLength(), 255));
+  std::memcpy(out + 1, getCharPointer(), std::min(view().size(), kLastText));
   out[kLastText] = 0;
 }
 
 void LumString::asString(const unsigned char (&in)[256]) {
   countLength();
   setLength(kStr255Size);
-  std::memcpy(buffer_, in + 1, in[0]);
-  buffer_[in[0]] = '\0';
-  nulInside_ = 1;
+  std::memcpy(buffer(), in + 1, in[0]);
+  buffer()[in[0]] = '\0';
+  nulInside_ = true;
 }
 
-std::int32_t LumString::scanInt() const {
-  constexpr long long kLeast = std::numeric_limits<std::int32_t>::min();
-  constexpr long long kMost = std::numeric_limits<std::int32_t>::max();
-  return static_cast<std::int32_t>(std::clamp(std::strtoll(buffer_, nullptr, 10), kLeast, kMost));
-}
+std::int32_t LumString::scanInt() const { return parseInt32(getCharPointer()); }
 
 double LumString::asNumeric() const {
-  constexpr int kRead = 256;
-  std::array<char, 2 * kRead + 1> number = {};
-  char* to = number.data();
-  for (int i = 0; i < kRead && buffer_[i] != '\0'; ++i) {
-    const char c = buffer_[i];
+  constexpr std::size_t kRead = 256;
+  std::string number;
+  for (const char c : view().substr(0, kRead)) {
     switch (c) {
-      case '-':
-      case '.':
-      case 'e':
-      case 'E':
-        *to++ = c;
-        break;
       case 'm':
       case 'M':
-        *to++ = 'E';
-        *to++ = '6';
+        number += "E6";
         break;
       case 't':
       case 'T':
-        *to++ = 'E';
-        *to++ = '3';
+        number += "E3";
         break;
       default:
-        if (cfIsDigit(c)) *to++ = c;
+        if (cfIsDigit(c) || c == '-' || c == '.' || c == 'e' || c == 'E') number += c;
     }
   }
-  return std::strtod(number.data(), nullptr);
+  return parseDouble(number.c_str());
 }
 
 std::int32_t LumString::match(const char* needle) const {
-  const char* hit = needle == nullptr ? nullptr : std::strstr(buffer_, needle);
-  return hit == nullptr ? -1 : static_cast<std::int32_t>(hit - buffer_);
+  const char* text = getCharPointer();
+  const char* hit = needle == nullptr ? nullptr : std::strstr(text, needle);
+  return hit == nullptr ? -1 : static_cast<std::int32_t>(hit - text);
 }
 
-int LumString::strcmp(const char* text) const { return std::strcmp(buffer_, text); }
+int LumString::strcmp(const char* text) const { return std::strcmp(getCharPointer(), text); }
 
-std::int32_t LumString::stricmp(const char* text) const { return cfStricmp(buffer_, text); }
+std::int32_t LumString::stricmp(const char* text) const {
+  return cfStricmp(getCharPointer(), text);
+}
 
 std::int32_t LumString::compare(const LumObject& other) const {
-  const int difference = std::strcmp(buffer_, static_cast<const LumString&>(other).buffer_);
+  const int difference = strcmp(static_cast<const LumString&>(other).getCharPointer());
   return (difference > 0) - (difference < 0);
 }
 
 char* LumString::copyString(char* out, std::int32_t count) const {
   if (out == nullptr) return nullptr;
-  const std::int32_t all = textLength();
-  const std::int32_t copied = count == -1 || length_ <= count ? all : std::max(count, 0);
-  // A NUL within the bytes is copied as one.
-  std::memcpy(out, buffer_, static_cast<std::size_t>(copied));
+  const std::size_t copied = count == -1 || getLength() <= count
+                                 ? view().size()
+                                 : static_cast<std::size_t>(std::max(count, 0));
+  std::memcpy(out, getCharPointer(), copied);
   out[copied] = '\0';
   return out;
 }
 
 char* LumString::copyString() const {
-  auto* copy = new char[static_cast<std::size_t>(length_) + 1]();
-  std::memcpy(copy, buffer_, static_cast<std::size_t>(textLength()));
+  auto* copy = new char[static_cast<std::size_t>(getLength()) + 1]();
+  std::memcpy(copy, getCharPointer(), view().size());
   return copy;
 }

@@ -8,13 +8,15 @@
 #include <memory>
 #include <string>
 
+#include "foundation/testing/comma_locale.h"
+
 namespace {
 
 std::string text(const LumString& string) {
   return {string.getCharPointer(), static_cast<std::size_t>(string.getLength())};
 }
 
-// Holds after every operation but asString.
+// The invariant after every operation except asString.
 void expectsSound(const LumString& string) {
   EXPECT_LT(string.getLength(), string.getCapacity());
   EXPECT_EQ(string.getCharPointer()[string.getLength()], '\0');
@@ -36,7 +38,7 @@ std::string hexOf(const char* of) {
 
 // --- Construction ---
 
-TEST(LumString, IsEmptyAtFirstWith33Bytes) {
+TEST(LumString, ANewStringIsEmptyWithACapacityOf33) {
   const LumString string;
   EXPECT_TRUE(string.isEmpty());
   EXPECT_EQ(string.getCapacity(), 33);
@@ -44,13 +46,13 @@ TEST(LumString, IsEmptyAtFirstWith33Bytes) {
   EXPECT_EQ(string.getReferences(), 0);
 }
 
-TEST(LumString, MadeOfATextHas33BytesMore) {
+TEST(LumString, AStringMadeFromATextHasACapacityOf33More) {
   const LumString string("abc");
   EXPECT_EQ(text(string), "abc");
   EXPECT_EQ(string.getCapacity(), 36);
 }
 
-TEST(LumString, MadeOfNullIsEmpty) {
+TEST(LumString, AStringMadeFromNullIsEmpty) {
   const LumString string(nullptr);
   EXPECT_TRUE(string.isEmpty());
   EXPECT_EQ(string.getCapacity(), 33);
@@ -65,7 +67,7 @@ TEST(LumString, ACopyHasACapacityOfItsOwn) {
   EXPECT_EQ(text(copy), "abc");
 }
 
-TEST(LumString, IsMadeOfRepeatedCharacters) {
+TEST(LumString, RepeatedCharactersGiveTheirTextAndCapacity) {
   const LumString string('x', 40);
   EXPECT_EQ(text(string), std::string(40, 'x'));
   EXPECT_EQ(string.getCapacity(), 73);
@@ -73,51 +75,48 @@ TEST(LumString, IsMadeOfRepeatedCharacters) {
   EXPECT_EQ(LumString('x', -3).getCapacity(), 33);
 }
 
-TEST(LumString, OfRepeatedNulsOnlyTheCapacityIsThere) {
+TEST(LumString, RepeatedNulsGiveAnEmptyStringWithTheCapacity) {
   const LumString string('\0', 40);
   EXPECT_TRUE(string.isEmpty());
   EXPECT_EQ(string.getCapacity(), 73);
 }
 
-TEST(LumString, ABorrowedTextReadsAsACopyAndIsNeverWrittenTo) {
-  std::array<char, 9> kept = {"a b\0rest"};
-  LumString string(LumString::Borrowed{kept.data(), 3});
-  EXPECT_EQ(text(string), "a b");
-  EXPECT_EQ(string.getCapacity(), 36);
-  EXPECT_EQ(string.getCharPointer(), kept.data());
-  const LumString copy(string);
-  for (int i = 0; i < 5; ++i) {
-    LumString changed(LumString::Borrowed{kept.data(), 3});
-    switch (i) {
-      case 0:
-        changed.setLength(1);
-        break;
-      case 1:
-        changed.uppercase();
-        break;
-      case 2:
-        changed += 'c';
-        break;
-      case 3:
-        changed.assign("xyz");
-        break;
-      default:
-        changed.clear();
-    }
-    expectsSound(changed);
-    EXPECT_EQ(std::memcmp(kept.data(), "a b\0rest", kept.size()), 0) << i;
-  }
-  LumString token;
-  EXPECT_TRUE(string.getToken(" ", token));
-  kept.fill('#');
-  EXPECT_EQ(text(string), "b");
-  EXPECT_EQ(text(token), "a");
-  EXPECT_EQ(text(copy), "a b");
-}
-
 // --- Storage ---
 
-TEST(LumString, AssigningWhatFitsKeepsTheBuffer) {
+TEST(LumString, ACopyAfterGetTokenHoldsTheRest) {
+  LumString string("a,bcdefgh");
+  LumString token;
+  string.getToken(",", token);
+  EXPECT_EQ(text(LumString(string)), "bcdefgh");
+  EXPECT_EQ(text(LumString(string)), string.view());
+}
+
+TEST(LumString, OverwritingKeepsTheLengthUntilItIsCounted) {
+  LumString string("abcdef");
+  string.overwrite("xyz");
+  EXPECT_EQ(string.getLength(), 6);
+  EXPECT_EQ(string.view(), "xyz");
+  EXPECT_EQ(string.countLength(), 3);
+}
+
+TEST(LumString, TakeTextMovesTheTextOutAndSetTextMovesItIn) {
+  LumString string("a,bc");
+  LumString token;
+  string.getToken(",", token);
+  string += '\0';
+  std::string taken = string.takeText();
+  EXPECT_EQ(taken, "bc");
+  EXPECT_EQ(text(string), "");
+  expectsSound(string);
+  string.setText(taken + std::string(100, 'x'));
+  EXPECT_EQ(text(string), "bc" + std::string(100, 'x'));
+  EXPECT_EQ(string.getCapacity(), 103);
+  string.setText("d");
+  EXPECT_EQ(text(string), "d");
+  EXPECT_EQ(string.getCapacity(), 103);
+}
+
+TEST(LumString, AssigningATextThatFitsKeepsTheBuffer) {
   LumString string;
   const char* buffer = string;
   string.assign(ofLength(32));
@@ -126,7 +125,7 @@ TEST(LumString, AssigningWhatFitsKeepsTheBuffer) {
   EXPECT_EQ(string.getLength(), 32);
 }
 
-TEST(LumString, AssigningOneByteMoreTakesAFreshBuffer) {
+TEST(LumString, AssigningOneByteMoreRaisesTheCapacity) {
   LumString string;
   string.assign(ofLength(33));
   EXPECT_EQ(string.getLength(), 33);
@@ -264,7 +263,7 @@ TEST(LumString, GrowingCountsTheLength) {
   EXPECT_EQ(string.getCapacity(), 65);
 }
 
-TEST(LumString, WhatWouldBeTooLongChangesNothing) {
+TEST(LumString, AChangeThatWouldBeTooLongChangesNothing) {
   LumString string("abc");
   string.setLength(LumString::kMaxLength + 1);
   string.setSize(0x7fffffff);
@@ -298,7 +297,7 @@ TEST(LumString, PrintfReplacesTheText) {
   EXPECT_EQ(text(string), std::string(2047, ' '));
 }
 
-TEST(LumString, TokensAreTakenOffOneByOne) {
+TEST(LumString, GetTokenPopsOneTokenAtATime) {
   LumString string("a,b");
   LumString token("before");
   EXPECT_TRUE(string.getToken(",", token));
@@ -311,7 +310,7 @@ TEST(LumString, TokensAreTakenOffOneByOne) {
   EXPECT_EQ(text(token), "");
 }
 
-TEST(LumString, OnlyOneDelimiterBehindATokenIsTakenOff) {
+TEST(LumString, GetTokenDropsOnlyOneDelimiterAfterTheToken) {
   LumString string(" ;a;; b ");
   LumString token;
   EXPECT_TRUE(string.getToken("; ", token));
@@ -323,7 +322,7 @@ TEST(LumString, OnlyOneDelimiterBehindATokenIsTakenOff) {
   expectsSound(string);
 }
 
-TEST(LumString, NothingButDelimitersIsNoTokenAndStays) {
+TEST(LumString, GetTokenWithoutATokenLeavesTheStringUnchanged) {
   LumString string(",,,");
   LumString token("before");
   EXPECT_FALSE(string.getToken(",", token));
@@ -331,7 +330,7 @@ TEST(LumString, NothingButDelimitersIsNoTokenAndStays) {
   EXPECT_EQ(text(token), "");
 }
 
-TEST(LumString, ATokenBehindDelimitersAtTheEndLeavesNothing) {
+TEST(LumString, GetTokenAtTheEndLeavesAnEmptyString) {
   LumString string(",abc");
   LumString token;
   EXPECT_TRUE(string.getToken(",", token));
@@ -340,7 +339,7 @@ TEST(LumString, ATokenBehindDelimitersAtTheEndLeavesNothing) {
   EXPECT_EQ(string.getCapacity(), 37);
 }
 
-TEST(LumString, AStringWithoutItsFirstTokensTakesMoreText) {
+TEST(LumString, TextIsAppendedAndAssignedAfterGetToken) {
   LumString string("first,second");
   LumString token;
   string.getToken(",", token);
@@ -362,7 +361,7 @@ TEST(LumString, ReplacedTextIsNotSearchedAgain) {
   EXPECT_EQ(text(string), "");
 }
 
-TEST(LumString, ReplacingNothingOrWhatIsNotThereChangesNothing) {
+TEST(LumString, ReplacingAnEmptyNullOrMissingTextChangesNothing) {
   LumString string("abc");
   string.replace("", "x").replace(nullptr, "x").replace("d", "x");
   EXPECT_EQ(text(string), "abc");
@@ -435,9 +434,9 @@ TEST(LumString, BytesAreWrittenAsHexDigits) {
   EXPECT_EQ(text(string), "4A");
 }
 
-TEST(LumString, TheFirstHexDigitOfAnUpperByteIsNone) { EXPECT_EQ(hexOf("\x80\xff"), "(0/F"); }
+TEST(LumString, AByteAbove7fGetsAnInvalidFirstHexDigit) { EXPECT_EQ(hexOf("\x80\xff"), "(0/F"); }
 
-TEST(LumString, ALongTextLeaves253CharactersBehindItsLength) {
+TEST(LumString, ToStr255Writes253CharactersOfALongText) {
   unsigned char out[256];
   std::memset(out, 0xee, sizeof out);
   ofLength(300).toStr255(out);
@@ -448,7 +447,7 @@ TEST(LumString, ALongTextLeaves253CharactersBehindItsLength) {
   EXPECT_EQ(out[255], 0xee);
 }
 
-TEST(LumString, AShortTextStandsBehindItsLength) {
+TEST(LumString, ToStr255WritesTheLengthBeforeAShortText) {
   unsigned char out[256];
   std::memset(out, 0xee, sizeof out);
   LumString("abc").toStr255(out);
@@ -456,7 +455,7 @@ TEST(LumString, AShortTextStandsBehindItsLength) {
   EXPECT_EQ(out[254], 0);
 }
 
-TEST(LumString, ATextBehindItsLengthIsReadButNotCounted) {
+TEST(LumString, AsStringReadsTheTextAndLeavesTheLengthAt256) {
   unsigned char in[256] = "\3abcdef";
   LumString string("before");
   string.asString(in);
@@ -471,7 +470,7 @@ TEST(LumString, ATextBehindItsLengthIsReadButNotCounted) {
   EXPECT_EQ(longer.countLength(), 255);
 }
 
-TEST(LumString, TheFirstIntegerIsScanned) {
+TEST(LumString, ScanIntReadsTheNumberAtTheStart) {
   EXPECT_EQ(LumString(" -12x").scanInt(), -12);
   EXPECT_EQ(LumString("+7").scanInt(), 7);
   EXPECT_EQ(LumString("99999999999999999999").scanInt(), 2147483647);
@@ -520,7 +519,7 @@ TEST(LumString, TheOrderIsExactlyMinusOneZeroOrOne) {
   EXPECT_TRUE(LumString("b") == object);
 }
 
-TEST(LumString, CopiesItsBytesOut) {
+TEST(LumString, CopyStringCopiesTheBytes) {
   const LumString string("abc");
   std::array<char, 8> out;
   out.fill('#');
@@ -538,7 +537,7 @@ TEST(LumString, CopiesItsBytesOut) {
   EXPECT_STREQ(copy.get(), "abc");
 }
 
-TEST(LumString, HoldsEveryByteButNul) {
+TEST(LumString, EveryByteButNulIsStored) {
   std::string all;
   for (int byte = 1; byte < 256; ++byte) all += static_cast<char>(byte);
   LumString string;
@@ -547,7 +546,7 @@ TEST(LumString, HoldsEveryByteButNul) {
   EXPECT_EQ(text(LumString(string)), all);
 }
 
-// With one pass over the text for each step this would take an hour.
+// A pass over the text in each step would take an hour.
 TEST(LumString, LongTextsAreBuiltTakenApartAndCutInLinearTime) {
   constexpr std::int32_t kLength = 4'000'000;
   LumString string;
@@ -571,7 +570,7 @@ TEST(LumString, ManyOccurrencesAreReplaced) {
   EXPECT_EQ(string.getLength(), kOccurrences * 3);
 }
 
-TEST(LumString, ItsOwnTailFromBehindAnInnerNulIsAppendedWhole) {
+TEST(LumString, AppendingItsOwnTailAfterAnInnerNulAppendsAllOfIt) {
   LumString string("x,ab");
   LumString token;
   string.getToken(",", token);
@@ -579,6 +578,24 @@ TEST(LumString, ItsOwnTailFromBehindAnInnerNulIsAppendedWhole) {
   for (int i = 0; i < 30; ++i) string += 'c';
   string += string.getCharPointer() + 3;
   EXPECT_EQ(std::string(string.getCharPointer()), "ab" + std::string(30, 'c'));
+}
+
+// --- Locale ---
+
+using LumStringInALocaleWithAComma = CommaLocale;
+
+TEST_F(LumStringInALocaleWithAComma, NumbersAreReadWithAPoint) {
+  EXPECT_EQ(LumString("1.5t").asNumeric(), 1500);
+  EXPECT_EQ(LumString("1,5").asNumeric(), 15);
+  EXPECT_EQ(LumString("-12,5").scanInt(), -12);
+}
+
+TEST_F(LumStringInALocaleWithAComma, NumbersAreWrittenWithAPointAndTheLocaleStays) {
+  LumString string;
+  string.printf("%.1f %e", 1.5, -0.25);
+  EXPECT_EQ(text(string), "1.5 -2.500000e-01");
+  EXPECT_STREQ(std::setlocale(LC_NUMERIC, nullptr), "comma");
+  EXPECT_EQ(std::strtod("1,5", nullptr), 1.5);
 }
 
 }  // namespace

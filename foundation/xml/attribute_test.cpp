@@ -3,7 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <limits>
+#include <cstdint>
+#include <string>
+
+#include "foundation/testing/comma_locale.h"
 
 namespace {
 
@@ -16,7 +19,7 @@ std::string valueOf(Value value) {
   return attribute.getValue();
 }
 
-TEST(XmlAttribute, IsEmptyUntilItHasAValue) {
+TEST(XmlAttribute, TheValueIsEmptyAtFirst) {
   const Attribute attribute("name");
   EXPECT_STREQ(attribute.getName(), "name");
   EXPECT_STREQ(attribute.getValue(), "");
@@ -68,7 +71,7 @@ TEST(XmlAttribute, NumbersAreReadFromTheStartOfTheValue) {
   EXPECT_EQ(Attribute("n", "none").getValueLong(), 0);
 }
 
-TEST(XmlAttribute, NumbersOf32BitsEndAtTheirLimits) {
+TEST(XmlAttribute, NumbersAreClampedTo32Bits) {
   EXPECT_EQ(Attribute("n", "3000000000").getValueLong(), 2147483647);
   EXPECT_EQ(Attribute("n", "-3000000000").getValueLong(), -2147483647 - 1);
   EXPECT_EQ(Attribute("n", "3000000000").getValueULong(), 3000000000u);
@@ -87,11 +90,20 @@ TEST(XmlAttribute, OnlyANumberOtherThan0IsTrue) {
   EXPECT_TRUE(Attribute("n", "-1").getValueBool());
 }
 
-TEST(XmlAttribute, IsReferencedAsAnyObject) {
+TEST(XmlAttribute, TheLastReleaseDestroysTheAttribute) {
   auto* attribute = new Attribute("n");
   EXPECT_EQ(attribute->getReferences(), 0);
   attribute->incReferences();
   attribute->decReferences();
+}
+
+using XmlAttributeInALocaleWithAComma = CommaLocale;
+
+TEST_F(XmlAttributeInALocaleWithAComma, NumbersAreReadAndWrittenWithAPoint) {
+  EXPECT_STREQ(Attribute("n", 1.5f).getValue(), "1.500000e+00");
+  EXPECT_EQ(Attribute("n", "1.5e2").getValueFloat(), 150.0f);
+  EXPECT_EQ(Attribute("n", "1,5").getValueFloat(), 1.0f);
+  EXPECT_EQ(Attribute("n", "-12.5").getValueLong(), -12);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Nothing needs call stack for the depth of a document.
+// Operations on deep documents run on a small stack.
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -63,8 +63,8 @@ TEST(XmlDepth, AMillionLevelsAreReadCountedClearedAndDestroyed) {
   });
 }
 
-// A million levels with their tabs would be a million times a million bytes. Far below level 0
-// there are no tabs, and the levels are the same.
+// A million levels with their tabs would need 10^12 bytes; negative levels are written without
+// tabs.
 TEST(XmlDepth, AMillionLevelsAreWrittenAndReadAgain) {
   onASmallStack([] {
     Doc doc(nested(kDepth));
@@ -87,7 +87,7 @@ TEST(XmlDepth, ThousandsOfLevelsAreWrittenWithTheirTabs) {
   });
 }
 
-TEST(XmlDepth, ANodeHeldElsewhereSurvivesWithWhatIsBelowIt) {
+TEST(XmlDepth, AHeldNodeSurvivesWithItsDescendants) {
   onASmallStack([] {
     Node* kept = nullptr;
     {
@@ -125,7 +125,7 @@ TEST(XmlDepth, NodesThatWereMadeOneByOneAreAllDestroyed) {
   });
 }
 
-TEST(XmlDepth, LevelsThatTheirParentRefusesAreDroppedToo) {
+TEST(XmlDepth, ADeepElementThatItsParentRefusesIsDestroyed) {
   onASmallStack([] {
     LumString text;
     for (int i = 0; i < 40960; ++i) text += "<b/>";

@@ -1,15 +1,11 @@
 // SPDX-License-Identifier: MIT
-// A document: the unnamed node above the top-level elements, its reader and its writer.
+// A document: the unnamed node above the top-level elements, with reader and writer.
 //
-// The reader knows nested elements with double-quoted attributes, and at the top a header, comments
-// and a document type line. What it takes and what it refuses is that of the files it was made for,
-// not of the XML standard: names are letters, digits and '_'; blanks after '>' are dropped wherever
-// it stands; of an element's text the last run is kept, undecoded; the end of the text closes what
-// is open, but for a tag, a value or an element's text that it cuts: that is refused. Text of any
-// bytes up to the first NUL is read to its end or refused.
-//
-// Nodes that were read refer to the text until they are changed: as long as one of them lives, so
-// does the memory of all that was read with it.
+// The reader accepts nested elements with double-quoted attributes, and at the top level a header,
+// comments and a document type line. It follows the files that it was made for, not the XML
+// standard: names consist of letters, digits and '_'; blanks after '>' are dropped, even inside a
+// value; an element keeps only its last text run, entities undecoded; the end of input closes open
+// elements, but inside a tag, a value or a text run it is an error. Input ends at its first NUL.
 #pragma once
 
 #include "foundation/lum_string.h"
@@ -23,20 +19,19 @@ class Doc : public Node {
   // Loads the text.
   explicit Doc(const LumString& xml);
 
-  // Takes any header.
+  // Accepts any header.
   bool onTagHeader(char* content) override;
 
-  // Appends the elements of the text to those that are here. Whatever is wrong with the text, what
-  // stands before is read and nothing is reported.
+  // Appends the elements of the text. Reading stops at the first fault, and nothing is reported.
   void load(const LumString& xml);
-  // The same, but drops blanks in the text's own place: xml has its former length until its
-  // countLength() is called. Null when the text is malformed.
+  // As load(), but also drops the skipped blanks from `xml` itself, whose length stays until its
+  // countLength() is called. Null for malformed text.
   const char* parse(const LumString& xml);
-  // Whatever the class derived from this one put there; load and parse empty it.
+  // For derived classes to set; load() and parse() empty it.
   const LumString& getDocBase() const { return docBase_; }
 
-  // Replaces `out` by a header and the elements, one a line, in the form that load() reads. A
-  // text longer than a string can be leaves `out` empty instead.
+  // Replaces `out` by a header and the elements, one a line, in the form that load() reads. `out`
+  // is cleared when it would become longer than a string can be.
   void buildXML(LumString& out) const;
 
  protected:

@@ -25,7 +25,7 @@ bool isTaken(const char* text) {
   return doc.parse(string) != nullptr;
 }
 
-// Notes what it is asked, and takes it or not.
+// Records headers and comments, and accepts or refuses them.
 class Asking : public Doc {
  public:
   bool onTagHeader(char* content) override { return note("?", content); }
@@ -119,14 +119,14 @@ TEST(XmlDoc, ReadingEmptiesTheBase) {
   EXPECT_STREQ(doc.getDocBase(), "");
 }
 
-TEST(XmlDoc, ATextThatWasReadIsParsedItself) {
+TEST(XmlDoc, ATextOrNameOfTheDocumentCanBeParsed) {
   Doc doc("<a> <b/></a>");
   EXPECT_NE(doc.parse(doc.getNode("a")->getText()), nullptr);
   EXPECT_NE(doc.parse(doc.getNode("a")->getName()), nullptr);
   EXPECT_EQ(treeOf(doc), "a{b{}}");
 }
 
-TEST(XmlDoc, BlanksAreDroppedAtTheStartAndBehindEachBracket) {
+TEST(XmlDoc, BlanksAreDroppedAtTheStartAndAfterEachBracket) {
   EXPECT_EQ(read(" \n <a \t x = \"1\"\x81 > text > more </a >"), "a(x=1)[text >more ]{}");
   EXPECT_EQ(read("<a x=\"1 > 2 >  3\"/>"), "a(x=1 >2 >3){}");
 }
@@ -172,7 +172,7 @@ TEST(XmlDoc, ValuesAreDecodedAndTextsAreNot) {
   EXPECT_EQ(read("<a x=\"&lt;x&gt; &amp;lt; &\">&lt;</a>"), "a(x=<x> &lt; &)[&lt;]{}");
 }
 
-TEST(XmlDoc, OfMixedTextTheLastRunIsKept) {
+TEST(XmlDoc, OnlyTheLastTextRunIsKept) {
   EXPECT_EQ(read("<a>first<b/>second<c/></a>"), "a[second]{b{}c{}}");
 }
 
@@ -180,14 +180,14 @@ TEST(XmlDoc, EqualAttributesAreAllKept) {
   EXPECT_EQ(read("<a x=\"1\" x=\"2\" y=\"\"/>"), "a(x=1 x=2 y=){}");
 }
 
-TEST(XmlDoc, WhatIsOpenAtTheEndIsKept) {
+TEST(XmlDoc, ElementsOpenAtTheEndAreKept) {
   EXPECT_TRUE(isTaken("<a>"));
   EXPECT_TRUE(isTaken("<a"));
   EXPECT_TRUE(isTaken("<a><b x=\"1\""));
   EXPECT_EQ(read("<a><b x=\"1\""), "a{b(x=1){}}");
 }
 
-TEST(XmlDoc, AnElementInAStartTagIsAChildAndTheTagGoesOn) {
+TEST(XmlDoc, AnElementInsideAStartTagBecomesAChild) {
   EXPECT_EQ(read("<a <b y=\"2\"/> x=\"1\"/>"), "a(x=1){b(y=2){}}");
 }
 
@@ -201,11 +201,11 @@ TEST(XmlDoc, ADocumentTypeLineIsSkipped) {
   EXPECT_FALSE(isTaken("<!>"));
 }
 
-TEST(XmlDoc, TextBesideTheTopElementsIsSkipped) {
+TEST(XmlDoc, TextBetweenTopLevelElementsIsSkipped) {
   EXPECT_EQ(read("before <a/> between <b/> behind"), "a{}b{}");
 }
 
-TEST(XmlDoc, HeadersAndCommentsAreAskedFor) {
+TEST(XmlDoc, HeadersAndCommentsReachTheirHandlers) {
   Asking doc;
   doc.load("<?xml version=\"1.0\"?><!-- a --><a/><!----><?b?>");
   EXPECT_EQ(doc.asked, "?xml version=\"1.0\";! a ;!;?b;");
@@ -232,7 +232,7 @@ TEST(XmlDoc, APlainNodeReadsInTheCallersTextAndRefusesHeaders) {
   EXPECT_EQ(node.doParse(header), nullptr);
 }
 
-TEST(XmlDoc, AnElementIsReadFromBehindItsName) {
+TEST(XmlDoc, ParseNodeReadsFromTheEndOfTheName) {
   Doc doc;
   Node node(&doc, "n");
   char text[] = " x=\"1\"><b/></n>rest";
@@ -243,7 +243,7 @@ TEST(XmlDoc, AnElementIsReadFromBehindItsName) {
 
 // --- What is refused ---
 
-TEST(XmlDoc, MalformedTextIsRefusedAndWhatStandsBeforeIsKept) {
+TEST(XmlDoc, MalformedTextIsRefusedAndTheTreeReadSoFarIsKept) {
   const std::vector<std::pair<const char*, const char*>> texts = {
       {"<a></A>", "a{}"},         {"<a><b></a>", "a{b{}}"},
       {"<a></>", "a{}"},          {"<a></a", "a{}"},
@@ -265,7 +265,7 @@ TEST(XmlDoc, MalformedTextIsRefusedAndWhatStandsBeforeIsKept) {
   }
 }
 
-TEST(XmlDoc, AFileCutAtAnyByteGivesNoMoreThanTheWhole) {
+TEST(XmlDoc, AFileCutAtAnyByteGivesAPartOfTheWhole) {
   const std::string whole = kSettings;
   std::int32_t last = 0;
   for (std::size_t size = 0; size <= whole.size(); ++size) {
@@ -300,7 +300,7 @@ TEST(XmlDoc, ATagWithMoreAttributesThanACollectionHoldsKeepsTheFirst) {
   EXPECT_EQ(doc.getCountNodes(), 2);
 }
 
-TEST(XmlDoc, ChildrenThatACollectionDoesNotTakeAreReadAndDropped) {
+TEST(XmlDoc, ChildrenBeyondTheCollectionsLimitAreReadAndDropped) {
   std::string text = "<a>";
   for (int i = 0; i < 50'000; ++i) text += "<b x=\"1\"><c/></b>";
   Doc doc;

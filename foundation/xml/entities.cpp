@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "foundation/xml/entities.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
-#include <string_view>
-
-#include "foundation/xml/writer.h"
 
 namespace XML {
 
@@ -19,51 +17,64 @@ struct Entity {
 constexpr std::array<Entity, 5> kEntities = {
     {{'&', "&amp;"}, {'\'', "&apos;"}, {'>', "&gt;"}, {'<', "&lt;"}, {'"', "&quot;"}}};
 
+constexpr std::array<bool, 256> kIsNamed = [] {
+  std::array<bool, 256> named = {};
+  for (const Entity& entity : kEntities) named[static_cast<unsigned char>(entity.character)] = true;
+  return named;
+}();
+
 // The entity at the start of `text`, or null.
-const Entity* entityAt(std::string_view text) {
+const Entity* entityAt(const char* text) {
   for (const Entity& entity : kEntities) {
-    if (text.starts_with(entity.name)) return &entity;
+    if (std::strncmp(text, entity.name.data(), entity.name.size()) == 0) return &entity;
   }
   return nullptr;
 }
 
-}  // namespace
-
-std::string_view entityOf(char c) {
+std::string_view nameOf(char c) {
   for (const Entity& entity : kEntities) {
     if (entity.character == c) return entity.name;
   }
   return {};
 }
 
-char* decodeInPlace(char* first, char* end) {
-  char* to = first;
-  while (first != end) {
-    const Entity* entity =
-        *first == '&' ? entityAt({first, static_cast<std::size_t>(end - first)}) : nullptr;
-    if (entity != nullptr) {
-      *to++ = entity->character;
-      first += entity->name.size();
-    } else {
-      *to++ = *first++;
-    }
+}  // namespace
+
+void appendEncoded(std::string& out, std::string_view text) {
+  const auto isNamed = [](char c) { return kIsNamed[static_cast<unsigned char>(c)]; };
+  const char* from = text.data();
+  const char* end = from + text.size();
+  for (;;) {
+    const char* named = std::find_if(from, end, isNamed);
+    out.append(from, static_cast<std::size_t>(named - from));
+    if (named == end) return;
+    out.append(nameOf(*named));
+    from = named + 1;
+  }
+}
+
+void decodeInPlace(char* text) {
+  const char* from = std::strchr(text, '&');
+  if (from == nullptr) return;
+  char* to = text + (from - text);
+  while (*from != '\0') {
+    const Entity* entity = *from == '&' ? entityAt(from) : nullptr;
+    *to++ = entity != nullptr ? entity->character : *from;
+    from += entity != nullptr ? entity->name.size() : 1;
   }
   *to = '\0';
-  return to;
 }
 
 void preStreaming(LumString& text) {
-  LumString coded;
-  Writer(coded).appendCoded(text);
-  if (!coded.isEmpty()) text = coded;
+  std::string encoded;
+  appendEncoded(encoded, text.view());
+  text = encoded.c_str();
 }
 
 void postStreaming(LumString& text) {
-  if (std::strchr(text, '&') == nullptr) return;
-  char* copy = text.copyString();
-  decodeInPlace(copy, copy + std::strlen(copy));
-  text = copy;
-  delete[] copy;
+  std::string decoded(text.view());
+  decodeInPlace(decoded.data());
+  text = decoded.c_str();
 }
 
 }  // namespace XML

@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: MIT
-// The five characters that stand in a document under a name.
+// Encodes and decodes the five characters that a document names: & ' > < "
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "foundation/lum_string.h"
 
 namespace XML {
 
-// Puts "&amp;", "&apos;", "&gt;", "&lt;" and "&quot;" for the characters they name.
+// Replaces the five characters by "&amp;", "&apos;", "&gt;", "&lt;" and "&quot;".
 void preStreaming(LumString& text);
-// Puts the characters back; "&amp;lt;" gives "&lt;". Numbers in place of names are left alone.
+// Replaces the names by the characters; "&amp;lt;" becomes "&lt;". Numeric references stay.
 void postStreaming(LumString& text);
 
-// What stands for `c` in a document; empty for a character that stands for itself.
-std::string_view entityOf(char c);
-// postStreaming in place for the text from `first` up to the NUL at `end`; the new end, where a NUL
-// stands again.
-char* decodeInPlace(char* first, char* end);
+// As preStreaming, appended to `out`.
+void appendEncoded(std::string& out, std::string_view text);
+// As postStreaming, in place.
+void decodeInPlace(char* text);
 
 }  // namespace XML

@@ -29,7 +29,7 @@ TEST(XmlEntities, TheirNamesAreDecoded) {
   EXPECT_EQ(decoded("a &amp; &apos;b&apos; &lt;c&gt; &quot;d&quot;"), "a & 'b' <c> \"d\"");
 }
 
-TEST(XmlEntities, WhatDecodingGivesIsNotDecodedAgain) {
+TEST(XmlEntities, DecodedTextIsNotDecodedAgain) {
   EXPECT_EQ(decoded("&amp;lt;"), "&lt;");
   EXPECT_EQ(decoded("&amp;amp;"), "&amp;");
   EXPECT_EQ(decoded("&am&lt;p;"), "&am<p;");

@@ -1,45 +1,35 @@
 // SPDX-License-Identifier: MIT
 #include "foundation/xml/node.h"
 
+#include <memory>
 #include <vector>
 
 #include "foundation/character_class.h"
-#include "foundation/xml/parser.h"
-#include "foundation/xml/writer.h"
 
 namespace XML {
 
 namespace {
 
-constexpr LumString::Borrowed kNoText = {"", 0};
-
-// The nodes that the outermost destructor on this thread has still to drop.
+// The nodes that the outermost destructor on this thread still has to release.
 thread_local std::vector<LumObject*>* pending = nullptr;
 
-Attribute* addNewAttribute(Node& node, Attribute* attribute) {
-  if (node.addAttribute(attribute) != nullptr) return attribute;
-  delete attribute;
-  return nullptr;
+Attribute* addNewAttribute(Node& node, std::unique_ptr<Attribute> attribute) {
+  return node.addAttribute(attribute.get()) != nullptr ? attribute.release() : nullptr;
 }
 
 }  // namespace
 
-Node::Node(Doc* doc) : doc_(doc), text_(kNoText) {}
+Node::Node(Doc* doc, const char* name) : doc_(doc), name_(name), text_("") {}
 
-Node::Node(Doc* doc, const char* name) : doc_(doc), name_(name), text_(kNoText) {}
-
-Node::Node(Doc* doc, const LumString& name) : doc_(doc), name_(name), text_(kNoText) {}
-
-Node::Node(Doc* doc, LumString::Borrowed name) : doc_(doc), name_(name), text_(kNoText) {}
-
+// The outermost destructor releases all descendants in a loop: the destructor of each of them only
+// queues its children, before the siblings that are still waiting.
 Node::~Node() {
-  if (nodes_.count_ == 0) return;
-  // The children are not dropped by this node's collection but by the outermost destructor, in the
-  // same order: dropping one adds its own children in front of its next sibling.
+  const std::vector<LumObject*> children = nodes_.takeAll();
+  if (children.empty()) return;
   std::vector<LumObject*> own;
   const bool isOutermost = pending == nullptr;
   if (isOutermost) pending = &own;
-  for (; nodes_.count_ > 0; --nodes_.count_) pending->push_back(nodes_.items_[nodes_.count_ - 1]);
+  pending->insert(pending->end(), children.rbegin(), children.rend());
   if (!isOutermost) return;
   while (!own.empty()) {
     LumObject* node = own.back();
@@ -81,7 +71,7 @@ Node* Node::getOrCreateNode(const LumString& name) {
 
 Node* Node::addNode(Node* node) {
   if (node == nullptr) return nullptr;
-  // A node that nobody refers to is no child yet; looking for it would cost a step for each child.
+  // A node without references is no child yet; skipping the search keeps adding linear.
   if (node->getReferences() != 0 && nodes_.findSame(node)) return nullptr;
   if (!nodes_.add(node)) return nullptr;
   node->doc_ = doc_;
@@ -89,10 +79,8 @@ Node* Node::addNode(Node* node) {
 }
 
 Node* Node::addNode(const char* name) {
-  auto* node = new Node(doc_, name);
-  if (addNode(node) != nullptr) return node;
-  delete node;
-  return nullptr;
+  auto node = std::make_unique<Node>(doc_, name);
+  return addNode(node.get()) != nullptr ? node.release() : nullptr;
 }
 
 Node* Node::addNode(const LumString& name) { return addNode(name.getCharPointer()); }
@@ -117,15 +105,15 @@ Attribute* Node::addAttribute(Attribute* attribute) {
 }
 
 Attribute* Node::addAttribute(const LumString& name, const LumString& value) {
-  return addNewAttribute(*this, new Attribute(name, value.getCharPointer()));
+  return addNewAttribute(*this, std::make_unique<Attribute>(name, value.getCharPointer()));
 }
 
 Attribute* Node::addAttribute(const LumString& name, std::int32_t value) {
-  return addNewAttribute(*this, new Attribute(name, value));
+  return addNewAttribute(*this, std::make_unique<Attribute>(name, value));
 }
 
 Attribute* Node::addAttribute(const LumString& name, float value) {
-  return addNewAttribute(*this, new Attribute(name, value));
+  return addNewAttribute(*this, std::make_unique<Attribute>(name, value));
 }
 
 const char* Node::getAttributeValue(const char* name) const {
@@ -175,13 +163,5 @@ void Node::countNodesAndAttributes(std::int32_t& nodes, std::int32_t& attributes
     }
   }
 }
-
-void Node::buildXML(LumString& out, int level) const { Writer(out).write(*this, level); }
-
-void Node::addLevelString(LumString& out, int level) const { Writer(out).indent(level); }
-
-char* Node::doParse(char* text) { return Parser(nullptr).parseDocument(*this, text); }
-
-char* Node::parseNode(char* text) { return Parser(nullptr).parseElement(*this, text); }
 
 }  // namespace XML

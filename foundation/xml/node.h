@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 // An element of a document: a name, a text, child elements and attributes, in document order.
 //
-// One thread at a time. A node holds a reference on each child and attribute and drops it when they
-// are released or the node is destroyed; what nobody else refers to is then destroyed. Nodes and
-// attributes that are returned are borrowed; texts that are returned are good until the next
-// change.
+// One thread at a time. A node holds a reference on each child and attribute, and drops it when
+// they are released or the node is destroyed. Returned nodes and attributes are borrowed; returned
+// texts are valid until the next change.
 //
-// However deep a tree is, nothing here needs more call stack for it.
+// No operation is recursive: a deep tree needs no more call stack than a flat one.
 #pragma once
 
 #include <cstdint>
@@ -14,26 +13,23 @@
 #include "foundation/lum_collection.h"
 #include "foundation/lum_object.h"
 #include "foundation/lum_string.h"
-#include "foundation/xml/arena.h"
 #include "foundation/xml/attribute.h"
 
 namespace XML {
 
 class Doc;
 
-class Node : public LumObject, public ArenaObject {
+class Node : public LumObject {
  public:
-  explicit Node(Doc* doc);
+  explicit Node(Doc* doc) : Node(doc, "") {}
   Node(Doc* doc, const char* name);
-  Node(Doc* doc, const LumString& name);
-  // Refers to the name until it is changed; the arena that keeps the name keeps the node too.
-  Node(Doc* doc, LumString::Borrowed name);
+  Node(Doc* doc, const LumString& name) : Node(doc, name.getCharPointer()) {}
   ~Node() override;
   Node(const Node&) = delete;
   Node& operator=(const Node&) = delete;
 
-  // What the reader asks at the top of a document, with the text between "<?" and "?>", and with
-  // that of a comment. False refuses the document.
+  // Called while parsing, at the top of a document, with the text between "<?" and "?>" or "<!--"
+  // and "-->". False refuses the document.
   virtual bool onTagHeader(char* content);
   virtual bool onTagComment(char* content);
 
@@ -43,17 +39,17 @@ class Node : public LumObject, public ArenaObject {
 
   // --- Children ---
 
-  // Null when there is none.
+  // Null when `index` is out of range.
   Node* getNode(std::int32_t index) const { return static_cast<Node*>(nodes_.atPos(index)); }
   std::int32_t getCountNodes() const { return nodes_.count(); }
-  // The first child of that name: whatever the case, and in this case exactly.
+  // The first child of this name, or null. A `const char*` ignores case, a LumString does not.
   Node* getNode(const char* name) const;
   Node* getNode(const LumString& name) const;
-  // The same, or a new child. Null when there is no room for one.
+  // Same search; a missing child is added. Null when the collection is full.
   Node* getOrCreateNode(const char* name);
   Node* getOrCreateNode(const LumString& name);
-  // Puts `node` last and in this node's document. Null, and nothing changed, when it is null or a
-  // child already or there is no room for one more.
+  // Appends `node` and moves it to this node's document. Null, and no change, when `node` is null
+  // or already a child, or the collection is full.
   Node* addNode(Node* node);
   Node* addNode(const char* name);
   Node* addNode(const LumString& name);
@@ -62,24 +58,25 @@ class Node : public LumObject, public ArenaObject {
 
   // --- Attributes ---
 
-  // Null when there is none.
+  // Null when `index` is out of range.
   Attribute* getAttribute(std::int32_t index) const {
     return static_cast<Attribute*>(attributes_.atPos(index));
   }
   std::int32_t getCountAttributes() const { return attributes_.count(); }
-  // The first of that name, whatever the case; if there is none, a new empty one on `create`, else
-  // null.
+  // The first attribute of this name, ignoring case. A missing one is added with an empty value
+  // if `create` is set; otherwise the result is null.
   Attribute* getAttribute(const char* name, bool create);
-  // Puts it last; null when it is null or here already or there is no room.
+  // Appends the attribute; null, and no change, when it is null or already held, or the collection
+  // is full.
   Attribute* addAttribute(Attribute* attribute);
-  // A new attribute, also when there is one of that name; null when there is no room.
+  // Append a new attribute, even if the name is taken; null when the collection is full.
   Attribute* addAttribute(const LumString& name, const LumString& value);
   Attribute* addAttribute(const LumString& name, std::int32_t value);
   Attribute* addAttribute(const LumString& name, float value);
   void releaseAttribute(Attribute* attribute) { attributes_.remove(attribute); }
   void removeAttributes() { attributes_.removeAll(); }
 
-  // Of the first attribute of that name, whatever the case; "" or `def` when there is none.
+  // The value of the first attribute of this name, ignoring case; "" or `def` when it is missing.
   const char* getAttributeValue(const char* name) const;
   void getAttributeValue(const char* name, LumString& out, const char* def) const;
   void getAttributeValue(const char* name, std::int32_t& out, std::int32_t def) const;
@@ -87,30 +84,31 @@ class Node : public LumObject, public ArenaObject {
   void getAttributeValue(const char* name, bool& out, bool def) const;
   void getAttributeValue(const char* name, float& out, float def) const;
 
-  // --- The whole ---
+  // --- The subtree ---
 
-  // Drops children and attributes.
+  // Releases children and attributes.
   void clear();
-  // Adds the number of nodes below this one, and of attributes here and below.
+  // Adds the number of descendants to `nodes`, and of this node's and their attributes to
+  // `attributes`.
   void countNodesAndAttributes(std::int32_t& nodes, std::int32_t& attributes) const;
 
-  // Appends the element, `level` tabs deep, with all that is below it. On level -1 only the
-  // children are written, on level 0. Nodes without a name are left out with all below them; texts
-  // are never written. A text longer than a string can be leaves `out` empty instead.
+  // Appends the element and its descendants, indented by `level` tabs. At level -1 only the
+  // children are written, at level 0. A node without a name is left out with its descendants;
+  // texts are never written. `out` is cleared when it would become longer than a string can be.
   void buildXML(LumString& out, int level) const;
+  // Appends `level` tabs.
   void addLevelString(LumString& out, int level) const;
 
-  // Reads a whole document, or an element from behind its name to its end, into this node. Works in
-  // the text, which ends with NUL, and leaves it in pieces; keeps no pointer into it. The position
-  // behind what was read; null when the text is malformed, with what was read until then in the
-  // tree.
+  // doParse() reads a document into this node; parseNode() reads the rest of an element, from the
+  // end of its name on. Both write into `text`, which ends with NUL, and keep no pointer into it.
+  // Return the position after the last byte read, or null for malformed text; what was read before
+  // the fault stays in the tree.
   char* doParse(char* text);
   char* parseNode(char* text);
 
  private:
-  friend class Parser;
-
   Attribute* findAttribute(const char* name) const;
+  char* parseText(char* text);
 
   Doc* doc_;
   LumString name_;

@@ -15,7 +15,7 @@ using XML::Attribute;
 using XML::Doc;
 using XML::Node;
 
-TEST(XmlNode, HasTheNameItWasMadeWithAndNothingElse) {
+TEST(XmlNode, ANewNodeHasItsNameAndNothingElse) {
   Doc doc;
   const Node node(&doc, "name");
   EXPECT_STREQ(node.getName(), "name");
@@ -27,7 +27,7 @@ TEST(XmlNode, HasTheNameItWasMadeWithAndNothingElse) {
   EXPECT_STREQ(Node(&doc, LumString("other")).getName(), "other");
 }
 
-TEST(XmlNode, ADocumentIsItsOwn) {
+TEST(XmlNode, ADocumentIsItsOwnDocument) {
   const Doc doc;
   EXPECT_EQ(doc.getDoc(), &doc);
   EXPECT_STREQ(doc.getName(), "");
@@ -45,7 +45,7 @@ TEST(XmlNode, ChildrenAreFoundByPosition) {
   EXPECT_EQ(a->getReferences(), 1);
 }
 
-TEST(XmlNode, ANameAsCharactersIsFoundWhateverTheCase) {
+TEST(XmlNode, ACharPointerNameIsFoundIgnoringCase) {
   Doc doc;
   doc.addNode("a");
   Node* b = doc.addNode("b");
@@ -55,14 +55,14 @@ TEST(XmlNode, ANameAsCharactersIsFoundWhateverTheCase) {
   EXPECT_EQ(doc.getNode("bb"), nullptr);
 }
 
-TEST(XmlNode, ANameAsAStringIsFoundExactly) {
+TEST(XmlNode, ALumStringNameIsFoundExactly) {
   Doc doc;
   Node* b = doc.addNode("b");
   EXPECT_EQ(doc.getNode(LumString("b")), b);
   EXPECT_EQ(doc.getNode(LumString("B")), nullptr);
 }
 
-TEST(XmlNode, AMissingChildIsMadeOnDemand) {
+TEST(XmlNode, GetOrCreateNodeAddsAMissingChild) {
   Doc doc;
   Node* b = doc.addNode("b");
   EXPECT_EQ(doc.getOrCreateNode("B"), b);
@@ -132,7 +132,7 @@ TEST(XmlNode, AttributesMayHaveTheSameName) {
   EXPECT_EQ(doc.getAttribute(3), nullptr);
 }
 
-TEST(XmlNode, AMissingAttributeIsMadeOnDemand) {
+TEST(XmlNode, GetAttributeWithCreateAddsAMissingAttribute) {
   Doc doc;
   EXPECT_EQ(doc.getAttribute("x", false), nullptr);
   EXPECT_EQ(doc.getCountAttributes(), 0);
@@ -201,7 +201,7 @@ TEST(XmlNode, ReleasedChildrenAndAttributesAreGone) {
   EXPECT_EQ(doc.getCountNodes(), 0);
 }
 
-TEST(XmlNode, WhatSomebodyElseHoldsOutlivesItsDocument) {
+TEST(XmlNode, AHeldNodeOrAttributeOutlivesItsDocument) {
   Node* kept = nullptr;
   Attribute* value = nullptr;
   {
@@ -221,7 +221,7 @@ TEST(XmlNode, WhatSomebodyElseHoldsOutlivesItsDocument) {
   value->decReferences();
 }
 
-TEST(XmlNode, NodesOfOneDocumentMayGoOnSeveralThreads) {
+TEST(XmlNode, NodesOfOneDocumentMayBeReleasedOnSeveralThreads) {
   std::string text;
   for (int i = 0; i < 2000; ++i) text += "<a x=\"1\"/>";
   std::vector<Node*> kept;
@@ -240,7 +240,7 @@ TEST(XmlNode, NodesOfOneDocumentMayGoOnSeveralThreads) {
   other.join();
 }
 
-TEST(XmlNode, CountingAddsWhatIsBelow) {
+TEST(XmlNode, CountingAddsAllDescendants) {
   const Doc doc("<a x=\"1\"><b y=\"\" z=\"\"/><c><d w=\"\"/></c></a><e/>");
   std::int32_t nodes = 100;
   std::int32_t attributes = 1000;
@@ -249,7 +249,7 @@ TEST(XmlNode, CountingAddsWhatIsBelow) {
   EXPECT_EQ(attributes, 1004);
 }
 
-// Adds a letter to a list as it goes.
+// Appends its name and its children's names to a list in its destructor.
 class Noting : public Node {
  public:
   Noting(Doc* doc, const char* name, std::string& gone) : Node(doc, name), gone_(gone) {}
@@ -265,7 +265,7 @@ class Noting : public Node {
   std::string& gone_;
 };
 
-TEST(XmlNode, AParentGoesWithItsChildrenInPlaceAndBeforeThem) {
+TEST(XmlNode, AParentIsDestroyedBeforeItsChildrenAndStillHoldsThem) {
   std::string gone;
   {
     Doc doc;

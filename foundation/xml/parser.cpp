@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include "foundation/xml/parser.h"
-
-#include <array>
+// Reads documents in place: names, values and texts are cut out of the caller's text with NULs and
+// copied into nodes. doc.h says which documents are accepted.
 #include <cstring>
+#include <memory>
+#include <vector>
 
 #include "foundation/character_class.h"
 #include "foundation/xml/entities.h"
+#include "foundation/xml/node.h"
 
 namespace XML {
 
@@ -13,12 +15,6 @@ namespace {
 
 constexpr int kNameStart = character_class::kAlpha | character_class::kDigit;
 constexpr int kNameClass = character_class::kSymbol | character_class::kDigit;
-
-constexpr std::array<bool, 256> kValueStops = [] {
-  std::array<bool, 256> stops = {};
-  stops[0] = stops['"'] = stops['&'] = true;
-  return stops;
-}();
 
 bool startsElement(const char* p) {
   return *p == '<' && character_class::isOneOf(p[1], kNameStart);
@@ -34,57 +30,88 @@ char* skipName(char* p) {
   return p;
 }
 
-// To the end of a value or to the first '&' in it; or to the NUL.
-char* skipPlainValue(char* p) {
-  while (!kValueStops[static_cast<unsigned char>(*p)]) ++p;
-  return p;
-}
-
-LumString::Borrowed slice(const char* begin, const char* end) {
-  return {begin, static_cast<std::int32_t>(end - begin)};
-}
-
-// Moves the name behind `p` one place to the left, which makes room for the NUL that ends it, and
-// steps over it.
-LumString::Borrowed takeName(char*& p) {
+// Moves the name after `p` one byte to the left, which makes room for its NUL, returns it and sets
+// `p` to its former end.
+const char* takeName(char*& p) {
   char* name = p;
-  char* end = skipName(p + 1);
-  const auto length = static_cast<std::size_t>(end - name - 1);
+  p = skipName(name + 1);
+  const auto length = static_cast<std::size_t>(p - name - 1);
   std::memmove(name, name + 1, length);
   name[length] = '\0';
-  p = end;
-  return slice(name, name + length);
+  return name;
 }
 
-// Cuts the text from `p` to `end` off; it and the position behind `end`.
-char* cut(char* end, std::size_t size) {
+// Ends the text at the first `mark` from `p` on; returns the position after the mark, or null when
+// there is none.
+char* cutAt(char* p, const char* mark) {
+  char* end = std::strstr(p, mark);
+  if (end == nullptr) return nullptr;
   *end = '\0';
-  return end + size;
+  return end + std::strlen(mark);
+}
+
+char* parseDeclaration(Node& document, char* p) {
+  if (std::strncmp(p, "<!--", 4) == 0) {
+    char* comment = p + 4;
+    p = cutAt(comment, "-->");
+    return p != nullptr && document.onTagComment(comment) ? p : nullptr;
+  }
+  return cfStrnicmp(p + 2, "doctype", 7) == 0 ? cutAt(p, ">") : nullptr;
+}
+
+char* parseHeader(Node& document, char* p) {
+  char* content = p + 2;
+  p = cutAt(content, "?>");
+  return p != nullptr && document.onTagHeader(content) ? p : nullptr;
+}
+
+char* parseEndTag(const Node& node, char* p) {
+  ++p;
+  const char* name = takeName(p);
+  p = skipSpace(p);
+  return node.getName().strcmp(name) == 0 && *p == '>' ? p + 1 : nullptr;
+}
+
+// Appends the child whose name follows `p`. A child that `parent` has no room for goes to `refused`
+// instead: it is parsed as well, and then dropped.
+Node* startChild(Node& parent, char*& p, std::vector<std::unique_ptr<Node>>& refused) {
+  auto* child = new Node(parent.getDoc(), takeName(p));
+  if (parent.addNode(child) == nullptr) refused.emplace_back(child);
+  return child;
+}
+
+char* parseAttribute(Node& node, char* p) {
+  const char* name = p;
+  char* nameEnd = skipName(p);
+  p = skipSpace(nameEnd);
+  if (*p != '=') return nullptr;
+  p = skipSpace(p + 1);
+  if (*p != '"') return nullptr;
+  char* value = p + 1;
+  p = std::strchr(value, '"');
+  if (p == nullptr) return nullptr;
+  *nameEnd = '\0';
+  *p = '\0';
+  decodeInPlace(value);
+  auto* attribute = new Attribute(name, value);
+  if (node.addAttribute(attribute) == nullptr) delete attribute;
+  return p + 1;
 }
 
 }  // namespace
 
-Parser::~Parser() {
-  for (Node* node : refused_) delete node;
-}
-
-void Parser::lendSlots(LumCollection& collection) {
-  if (arena_ == nullptr || collection.items_ != nullptr) return;
-  constexpr std::size_t kSize = sizeof(std::array<LumObject*, LumCollection::kFirstCapacity>);
-  collection.lend(static_cast<LumObject**>(arena_->allocate(kSize)));
-}
-
-char* Parser::parseDocument(Node& document, char* p) {
-  while (p != nullptr && *p != '\0') {
+char* Node::doParse(char* p) {
+  std::vector<std::unique_ptr<Node>> refused;
+  while (p != nullptr) {
     p += std::strcspn(p, "<");
     if (*p == '\0') break;
     if (startsElement(p)) {
-      Node* child = startChild(document, p);
-      p = parseElement(*child, p);
+      Node* child = startChild(*this, p, refused);
+      p = child->parseNode(p);
     } else if (p[1] == '!') {
-      p = parseDeclaration(document, p);
+      p = parseDeclaration(*this, p);
     } else if (p[1] == '?') {
-      p = parseHeader(document, p);
+      p = parseHeader(*this, p);
     } else {
       return nullptr;
     }
@@ -92,44 +119,16 @@ char* Parser::parseDocument(Node& document, char* p) {
   return p;
 }
 
-char* Parser::parseDeclaration(Node& document, char* p) {
-  if (std::strncmp(p, "<!--", 4) == 0) {
-    char* comment = p + 4;
-    char* end = std::strstr(comment, "-->");
-    if (end == nullptr) return nullptr;
-    p = cut(end, 3);
-    return document.onTagComment(comment) ? p : nullptr;
-  }
-  if (cfStrnicmp(p + 2, "doctype", 7) != 0) return nullptr;
-  char* end = std::strchr(p, '>');
-  return end == nullptr ? nullptr : end + 1;
-}
-
-char* Parser::parseHeader(Node& document, char* p) {
-  char* content = p + 2;
-  char* end = std::strstr(content, "?>");
-  if (end == nullptr) return nullptr;
-  p = cut(end, 2);
-  return document.onTagHeader(content) ? p : nullptr;
-}
-
-Node* Parser::startChild(Node& parent, char*& p) {
-  const LumString::Borrowed name = takeName(p);
-  Node* child =
-      arena_ != nullptr ? new (*arena_) Node(parent.doc_, name) : new Node(parent.doc_, name.text);
-  if (!parent.nodes_.addNew(*child)) refused_.push_back(child);
-  return child;
-}
-
-char* Parser::parseElement(Node& top, char* p) {
+char* Node::parseNode(char* p) {
   struct Open {
     Node* node;
     bool isInStartTag;
   };
-  if (p == nullptr) return nullptr;
-  std::vector<Open> open = {{&top, true}};
+  std::vector<std::unique_ptr<Node>> refused;
+  std::vector<Open> open = {{this, true}};
   while (p != nullptr && !open.empty()) {
     Open& current = open.back();
+    Node& node = *current.node;
     p = skipSpace(p);
     if (*p == '\0') return p;
     if (*p == '>') {
@@ -139,56 +138,26 @@ char* Parser::parseElement(Node& top, char* p) {
       open.pop_back();
       p += 2;
     } else if (startsElement(p)) {
-      lendSlots(current.node->nodes_);
-      Node* child = startChild(*current.node, p);
-      open.push_back({child, true});
+      open.push_back({startChild(node, p, refused), true});
     } else if (current.isInStartTag && cfIsAlpha(*p)) {
-      p = parseAttribute(*current.node, p);
-    } else if (*p == '<') {
-      // Anything but a closing tag cannot stand inside of an element.
-      p = p[1] == '/' ? endElement(*current.node, p) : nullptr;
+      p = parseAttribute(node, p);
+    } else if (*p != '<') {
+      p = node.parseText(p);
+    } else if (p[1] == '/') {
+      p = parseEndTag(node, p);
       open.pop_back();
     } else {
-      p = parseText(*current.node, p);
+      return nullptr;
     }
   }
   return p;
 }
 
-char* Parser::endElement(const Node& node, char* p) {
-  ++p;
-  const LumString::Borrowed name = takeName(p);
-  p = skipSpace(p);
-  return node.name_.strcmp(name.text) == 0 && *p == '>' ? p + 1 : nullptr;
-}
-
-char* Parser::parseAttribute(Node& node, char* p) {
-  char* name = p;
-  char* nameEnd = skipName(p);
-  p = skipSpace(nameEnd);
-  if (*p != '=') return nullptr;
-  p = skipSpace(p + 1);
-  if (*p != '"') return nullptr;
-  char* value = p + 1;
-  char* valueEnd = skipPlainValue(value);
-  char* firstEntity = valueEnd;
-  if (*valueEnd == '&') valueEnd = std::strchr(valueEnd, '"');
-  if (valueEnd == nullptr || *valueEnd == '\0') return nullptr;
-  *nameEnd = '\0';
-  p = cut(valueEnd, 1);
-  if (firstEntity != valueEnd) decodeInPlace(firstEntity, valueEnd);
-  auto* attribute = arena_ != nullptr ? new (*arena_) Attribute(Attribute::Borrowed{name, value})
-                                      : new Attribute(name, static_cast<const char*>(value));
-  lendSlots(node.attributes_);
-  if (!node.attributes_.addNew(*attribute)) delete attribute;
-  return p;
-}
-
-char* Parser::parseText(Node& node, char* p) {
+char* Node::parseText(char* p) {
   char* end = std::strchr(p, '<');
   if (end == nullptr) return nullptr;
   *end = '\0';
-  node.text_.assign(p);
+  text_.assign(p);
   *end = '<';
   return end;
 }

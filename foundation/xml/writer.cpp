@@ -1,107 +1,42 @@
 // SPDX-License-Identifier: MIT
-#include "foundation/xml/writer.h"
-
+// Writes documents. LumString::setText() clears `out` when the text has become too long for it.
 #include <algorithm>
-#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
-#include "foundation/xml/attribute.h"
+#include "foundation/xml/doc.h"
 #include "foundation/xml/entities.h"
-#include "foundation/xml/node.h"
 
 namespace XML {
 
 namespace {
 
-// The bytes that are not written as they are, NUL among them.
-constexpr std::array<bool, 256> kSpecial = [] {
-  std::array<bool, 256> special = {};
-  special[0] = true;
-  for (const char c : {'&', '\'', '>', '<', '"'}) special[static_cast<unsigned char>(c)] = true;
-  return special;
-}();
+constexpr std::int32_t kBytesPerObject = 32;
 
-// Asks for a node before it is needed, with what lies behind it: the attributes, when it was read.
-// Waiting for a large tree's memory would take longer than writing it.
-void prefetch(const Node* node) {
-  constexpr std::ptrdiff_t kCacheLine = 64;
-  constexpr int kLines = 6;
-  if (node == nullptr) return;
-  const auto* bytes = reinterpret_cast<const char*>(node);
-  for (int line = 0; line < kLines; ++line) __builtin_prefetch(bytes + line * kCacheLine);
+bool isTooLong(std::size_t length) {
+  return length > static_cast<std::size_t>(LumString::kMaxLength);
 }
 
-}  // namespace
+std::size_t tabs(int level) { return static_cast<std::size_t>(std::max(level, 0)); }
 
-Writer::Writer(LumString& out) : out_(out) {
-  // What stands behind a NUL would not be read.
-  out_.countLength();
-  to_ = out_.room(0);
-  end_ = out_.endOfRoom();
-}
-
-Writer::~Writer() {
-  if (fits_) {
-    out_.setEnd(to_);
-  } else {
-    out_.clear();
+void writeStartTag(std::string& out, const Node& node, int level) {
+  out.append(tabs(level), '\t') += '<';
+  out.append(node.getName().view());
+  for (std::int32_t i = 0; const Attribute* attribute = node.getAttribute(i); ++i) {
+    attribute->buildXML(out);
   }
+  out.append(node.getCountNodes() > 0 ? ">\n" : "/>\n");
 }
 
-bool Writer::takeRoom(std::size_t size) {
-  if (!fits_) return false;
-  out_.setEnd(to_);
-  char* to = size > LumString::kMaxLength ? nullptr : out_.room(static_cast<std::int32_t>(size));
-  fits_ = to != nullptr;
-  if (!fits_) return false;
-  to_ = to;
-  end_ = out_.endOfRoom();
-  return true;
+void writeEndTag(std::string& out, const Node& node, int level) {
+  out.append(tabs(level), '\t').append("</").append(node.getName().view()).append(">\n");
 }
 
-void Writer::appendCoded(const char* value) {
-  for (;;) {
-    const char* end = value;
-    while (!kSpecial[static_cast<unsigned char>(*end)]) ++end;
-    append({value, static_cast<std::size_t>(end - value)});
-    if (*end == '\0') return;
-    append(entityOf(*end));
-    value = end + 1;
-  }
-}
-
-void Writer::indent(int level) {
-  if (level <= 0 || !hasRoom(static_cast<std::size_t>(level))) return;
-  to_ = std::fill_n(to_, level, '\t');
-}
-
-void Writer::write(const Attribute& attribute) {
-  const std::string_view name = attribute.getName();
-  if (name.empty()) return;
-  if (!hasRoom(name.size() + 3)) return;
-  put(" ");
-  put(name);
-  put("=\"");
-  appendCoded(attribute.getValue());
-  append("\"");
-}
-
-void Writer::startTag(const Node& node, int level) {
-  indent(level);
-  append("<");
-  append(node.getName().view());
-  for (std::int32_t i = 0; i < node.getCountAttributes(); ++i) write(*node.getAttribute(i));
-  append(node.getCountNodes() > 0 ? ">\n" : "/>\n");
-}
-
-void Writer::endTag(const Node& node, int level) {
-  indent(level);
-  append("</");
-  append(node.getName().view());
-  append(">\n");
-}
-
-void Writer::write(const Node& top, int level) {
+// Stops early when the text has become too long. Level -1 writes no tag.
+void write(std::string& out, const Node& top, int level) {
   struct Open {
     const Node* node;
     std::int32_t next;
@@ -111,24 +46,61 @@ void Writer::write(const Node& top, int level) {
     const int depth = level + static_cast<int>(open.size());
     if (depth != -1) {
       if (node.getName().view().empty()) return;
-      startTag(node, depth);
+      writeStartTag(out, node, depth);
     }
     if (node.getCountNodes() > 0) open.push_back({&node, 0});
   };
   enter(top);
-  while (!open.empty() && fits_) {
-    Open& last = open.back();
-    const Node* child = last.node->getNode(last.next++);
-    prefetch(last.node->getNode(last.next + 1));
-    if (child != nullptr) {
+  while (!open.empty() && !isTooLong(out.size())) {
+    const Node& node = *open.back().node;
+    if (const Node* child = node.getNode(open.back().next++)) {
       enter(*child);
       continue;
     }
-    const Node& done = *last.node;
     open.pop_back();
     const int depth = level + static_cast<int>(open.size());
-    if (depth != -1) endTag(done, depth);
+    if (depth != -1) writeEndTag(out, node, depth);
   }
+}
+
+}  // namespace
+
+void Attribute::buildXML(LumString& out) const {
+  std::string text = out.takeText();
+  buildXML(text);
+  out.setText(std::move(text));
+}
+
+void Attribute::buildXML(std::string& out) const {
+  if (name_.isEmpty()) return;
+  out += ' ';
+  out.append(name_.view()).append("=\"");
+  appendEncoded(out, value_.view());
+  out += '"';
+}
+
+void Node::addLevelString(LumString& out, int level) const {
+  if (isTooLong(tabs(level))) return out.clear();
+  std::string text = out.takeText();
+  text.append(tabs(level), '\t');
+  out.setText(std::move(text));
+}
+
+void Node::buildXML(LumString& out, int level) const {
+  if (isTooLong(tabs(level))) return out.clear();
+  std::string text = out.takeText();
+  write(text, *this, level);
+  out.setText(std::move(text));
+}
+
+void Doc::buildXML(LumString& out) const {
+  std::int32_t nodes = 0;
+  std::int32_t attributes = 0;
+  countNodesAndAttributes(nodes, attributes);
+  const std::int64_t size = (std::int64_t{nodes} + attributes) * kBytesPerObject;
+  out.setSize(static_cast<std::int32_t>(std::min(size, std::int64_t{LumString::kMaxLength})));
+  out = "<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?>\n";
+  Node::buildXML(out, -1);
 }
 
 }  // namespace XML

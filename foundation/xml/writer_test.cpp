@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "foundation/xml/writer.h"
-
 #include <gtest/gtest.h>
 
 #include <limits>
@@ -55,7 +53,7 @@ TEST(XmlWriter, TextsAreNotWritten) {
   EXPECT_EQ(written(Doc("<a>text</a><b>text<c/></b>")), kHeader + "<a/>\n<b>\n\t<c/>\n</b>\n");
 }
 
-TEST(XmlWriter, WhatHasNoNameIsLeftOut) {
+TEST(XmlWriter, NodesAndAttributesWithoutANameAreLeftOut) {
   Doc doc;
   doc.addNode("")->addNode("inside");
   Node* a = doc.addNode("a");
@@ -65,7 +63,7 @@ TEST(XmlWriter, WhatHasNoNameIsLeftOut) {
   EXPECT_EQ(written(doc), kHeader + "<a kept=\"1\">\n</a>\n");
 }
 
-TEST(XmlWriter, ANodeIsAppendedAtTheLevelAskedFor) {
+TEST(XmlWriter, ANodeIsAppendedAtItsLevel) {
   const Doc doc("<a><b/></a>");
   LumString out("before ");
   doc.getNode(0)->buildXML(out, 2);
@@ -85,7 +83,7 @@ TEST(XmlWriter, AnAttributeIsAppended) {
   EXPECT_STREQ(out, "<a x=\"1\"");
 }
 
-TEST(XmlWriter, ALevelIsSoManyTabs) {
+TEST(XmlWriter, AddLevelStringAppendsTabs) {
   const Doc doc;
   LumString out("a");
   doc.addLevelString(out, 2);
@@ -94,7 +92,7 @@ TEST(XmlWriter, ALevelIsSoManyTabs) {
   EXPECT_STREQ(out, "a\t\t");
 }
 
-TEST(XmlWriter, WhatStandsBehindANulIsReplaced) {
+TEST(XmlWriter, TextAfterANulIsOverwritten) {
   LumString out("<a");
   out += '\0';
   Attribute("x", "1").buildXML(out);
@@ -121,7 +119,7 @@ TEST(XmlWriter, ReadingAgainGivesTheSameTree) {
   EXPECT_EQ(XML::testing::treeOf(again), XML::testing::treeOf(doc));
 }
 
-TEST(XmlWriter, ATextThatCannotBecomeSoLongLeavesNothing) {
+TEST(XmlWriter, ATextThatWouldBeTooLongClearsTheString) {
   const Doc doc("<a><b/></a>");
   LumString out("before");
   doc.getNode(0)->buildXML(out, std::numeric_limits<int>::max());

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What tests see of a document.
+// Prints a document for tests.
 #pragma once
 
 #include <cstdint>
