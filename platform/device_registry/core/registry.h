@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The registry as every back end has it: which services are present, what clients hold, and whom to
-// notify. A back end reports what its drivers do and supplies the services; the operations of the
-// contract forward to the functions of the same meaning here.
+// The registry of this process: which services are present, what clients hold, and whom to notify.
+//
+// A back end derives its registry from Registry, publishes services in it and reports what their
+// drivers do; operations.cpp defines the operations of the contract on it.
 //
 // One thread, as the contract says.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <span>
@@ -24,87 +24,70 @@ struct IONotificationPort {
 
 namespace device_registry {
 
+// The operations that a back end can refuse.
+enum class Operation {
+  kMasterPort,
+  kNotificationPortCreate,
+  kGetRunLoopSource,
+  kAddPublishNotification,
+  kAddTerminateNotification,
+  kAddInterestNotification,
+  kGetMatchingServices,
+  kCreateProperties,
+  kServiceOpen,
+  kConnectMethod,
+};
+
 class Registry {
  public:
-  // `receive` takes in what has come from the drivers by now, without waiting and without calling a
-  // client; empty where everything is reported at once.
-  explicit Registry(std::function<void()> receive = {}) : receive_(std::move(receive)) {}
+  virtual ~Registry() = default;
 
-  // What the back end reports.
+  // --- Hooks for the back end ---
 
-  const std::shared_ptr<Numbers>& numbers() const { return numbers_; }
+  // Publishes the services that are present. IOMasterPort calls it while no master port is held,
+  // and returns its failure.
+  virtual IOReturn connect() = 0;
+  // Undoes connect(), also a failed one. All services are forgotten before.
+  virtual void disconnect() = 0;
+  // Takes in what the drivers have sent by now, without waiting and without calling a client.
+  virtual void receive() {}
+  // A descriptor that reads as ready when receive() has something to take in; -1 for none.
+  virtual int incoming() const { return -1; }
+  // The failure that `operation` returns at once; kIOReturnSuccess lets it go on.
+  virtual IOReturn refusal(Operation) { return kIOReturnSuccess; }
+
+  // --- Reports of the back end ---
+
   void publish(const std::shared_ptr<Service>& service);
   void terminate(const std::shared_ptr<Service>& service);
   void terminateAll();
   void sendMessage(const Service& service, natural_t type, std::span<const std::uint8_t> argument);
-  // There is more to receive than was taken in.
+  // receive() left something to take in: the ports' sources become ready.
   void wakePorts();
-  // The services are out of reach and nobody is told; the handles of theirs that clients still hold
-  // name terminated services.
-  void forgetServices();
-  // Nothing that a client holds names anything any more.
+
+  // --- Clients ---
+
+  // Whether a client holds a master port. Without one, operations only give things back.
+  bool isOpen() const { return !masterPorts.empty(); }
+  // Terminates all services without notifying anyone, and disconnects.
+  void close();
+  // Closes what clients hold; their handles name nothing afterwards.
   void forgetClients();
 
-  // What clients ask for. All of it fails without a master port, apart from giving things back.
-
-  bool isOpen() const { return !masterPorts_.empty(); }
-  mach_port_t addMasterPort();
-  void removeMasterPort(mach_port_t port) { masterPorts_.erase(port); }
-
-  // `incoming` is a descriptor that reads as ready when there is something to receive, -1 for none.
-  IONotificationPortRef createPort(mach_port_t masterPort, int incoming = -1);
-  void destroyPort(IONotificationPortRef port);
-  CFRunLoopSourceRef runLoopSource(IONotificationPortRef port) const;
-
-  IOReturn addMatchingNotification(IONotificationPortRef port, const char* kind,
-                                   const CFDictionary& matching, IOServiceMatchingCallback callback,
-                                   void* refcon, io_iterator_t* iterator);
-  IOReturn addInterestNotification(IONotificationPortRef port, io_service_t service,
-                                   const char* kind, IOServiceInterestCallback callback,
-                                   void* refcon, io_object_t* notification);
-  IOReturn matchingServices(mach_port_t masterPort, const CFDictionary& matching,
-                            io_iterator_t* iterator);
-  io_object_t next(io_iterator_t iterator);
-  void retain(io_object_t object) { objects_->retain(object); }
-  void release(io_object_t object) { objects_->release(object); }
-
-  IOReturn readProperties(io_service_t service, CFDictionary* properties) const;
-  IOReturn open(io_service_t service, std::uint32_t type, io_connect_t* connection);
-  IOReturn close(io_connect_t connection);
-  IOReturn call(io_connect_t connection, std::uint32_t selector,
-                std::span<const std::uint8_t> input, std::span<std::uint8_t> output,
-                std::size_t* outputSize);
-
-  // What clients hold.
-  std::size_t objectReferences() const { return objects_->references(); }
-  std::size_t connectionCount() const { return connections_.size(); }
-  std::size_t portCount() const { return ports_.size(); }
-  std::size_t masterPortCount() const { return masterPorts_.size(); }
-
- private:
   struct OpenConnection {
     std::shared_ptr<Connection> connection;
     std::shared_ptr<Service> service;
   };
 
-  void receive() const {
-    if (receive_) receive_();
-  }
-  PortSource* sourceOf(IONotificationPortRef port) const;
-  void addPresentServices(Iterator& iterator) const;
-  IOReturn findPresent(io_service_t handle, std::shared_ptr<Service>* service) const;
-
-  std::function<void()> receive_;
-  std::shared_ptr<Numbers> numbers_ = std::make_shared<Numbers>();
-  std::shared_ptr<ObjectTable> objects_ = std::make_shared<ObjectTable>();
-  std::vector<std::shared_ptr<Service>> services_;  // present, in the order of their coming
-  std::map<io_connect_t, OpenConnection> connections_;
-  std::map<mach_port_t, std::shared_ptr<Object>> masterPorts_;
-  std::vector<std::unique_ptr<IONotificationPort>> ports_;
+  std::shared_ptr<Numbers> numbers = std::make_shared<Numbers>();
+  std::shared_ptr<ObjectTable> objects = std::make_shared<ObjectTable>();
+  std::vector<std::shared_ptr<Service>> services;  // present, in the order of publication
+  std::map<io_connect_t, OpenConnection> connections;
+  std::map<mach_port_t, std::shared_ptr<Object>> masterPorts;
+  std::vector<std::unique_ptr<IONotificationPort>> ports;
 };
 
-// The registry of this process, which the back end defines. The operations of the contract that
-// work the same everywhere are defined on it.
+// The registry of this process. The back end defines it.
 Registry& registry();
 
 }  // namespace device_registry

@@ -189,7 +189,7 @@ bool DriverBus::isFromOwner(sd_bus_message* message) const {
 // Nothing as the class name stands for an object that is no service.
 void DriverBus::addService(const std::string& path, const std::optional<std::string>& className) {
   if (!className || !isServicePath(path) || services_.contains(path)) return;
-  auto service = std::make_shared<DriverService>(registry_.numbers(), *className, path, calls_);
+  auto service = std::make_shared<DriverService>(registry_.numbers, *className, path, calls_);
   services_.emplace(path, service);
   registry_.publish(service);
 }

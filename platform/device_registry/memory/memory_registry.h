@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/device_registry/core/registry.h"
 #include "platform/device_registry/device_registry.h"
 
 namespace memory_registry {
@@ -41,18 +42,7 @@ void sendMessage(DeviceId device, natural_t messageType, std::vector<std::uint8_
 // The published device, to change its properties or script while it is there.
 Device& device(DeviceId device);
 
-enum class Operation {
-  kMasterPort,
-  kNotificationPortCreate,
-  kGetRunLoopSource,
-  kAddPublishNotification,
-  kAddTerminateNotification,
-  kAddInterestNotification,
-  kGetMatchingServices,
-  kCreateProperties,
-  kServiceOpen,
-  kConnectMethod,
-};
+using device_registry::Operation;
 // Lets the next `count` calls of `operation` fail: with `result` where the operation has a result,
 // with null otherwise.
 void failNext(Operation operation, IOReturn result = kIOReturnError, int count = 1);
