@@ -15,14 +15,18 @@ namespace {
 
 constexpr std::size_t kNone = static_cast<std::size_t>(-1);
 
-// The size of allocation that fails.
+// Allocations of this size fail.
 std::size_t refusedSize = kNone;
 
 }  // namespace
 
-// Not inlined: where the compiler sees into one of them alone, it takes the pair for a mismatch.
+// Every operator that the replaced delete frees for is replaced, so that allocator and deallocator
+// match. Not inlined: a compiler that inlines only one of a pair warns of a mismatch.
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+  return size == refusedSize ? nullptr : std::malloc(size);
+}
 [[gnu::noinline]] void* operator new(std::size_t size) {
-  void* memory = size == refusedSize ? nullptr : std::malloc(size);
+  void* memory = operator new(size, std::nothrow);
   if (!memory) throw std::bad_alloc();
   return memory;
 }
