@@ -72,6 +72,26 @@ TEST(PropertyList, EveryTypeOfValueIsParsed) {
   EXPECT_EQ(*list, CFValue(expected));
 }
 
+// Newer releases of libplist parse such a dictionary as a UID.
+TEST(PropertyList, AReferenceInXmlIsADictionary) {
+  const CFValue reference = CFDictionary{{"CF$UID", 5}};
+  EXPECT_EQ(parsePropertyList(xml("<dict><key>CF$UID</key><integer>5</integer></dict>")),
+            reference);
+  const auto list = xmlPropertyList(CFArray{reference});
+  ASSERT_TRUE(list);
+  EXPECT_EQ(parsePropertyList(*list), CFValue(CFArray{reference}));
+}
+
+TEST(PropertyList, ADictionaryWithAReferencesKeyAmongOthersKeepsItsEntries) {
+  EXPECT_EQ(parsePropertyList(xml("<dict><key>CF$UID</key><integer>5</integer>"
+                                  "<key>other</key><string>text</string></dict>")),
+            CFValue(CFDictionary{{"CF$UID", 5}, {"other", "text"}}));
+  EXPECT_EQ(parsePropertyList(xml("<dict><key>CF$UID</key><string>text</string></dict>")),
+            CFValue(CFDictionary{{"CF$UID", "text"}}));
+  EXPECT_EQ(parsePropertyList(xml("<dict><key>CF$UID</key><integer>-5</integer></dict>")),
+            CFValue(CFDictionary{{"CF$UID", -5}}));
+}
+
 TEST(PropertyList, TextsAndKeysThatXmlForbidsAreParsedAsTextForXmlReturnsThem) {
   EXPECT_EQ(parsePropertyList(xml("<dict><key>\xE9</key><string>\xE9&#1;</string></dict>")),
             CFValue(CFDictionary{{"\xEF\xBF\xBD", "\xEF\xBF\xBD\xEF\xBF\xBD"}}));
