@@ -2,8 +2,8 @@
 // Preferences seam: values under a key of an application identifier, shared between processes.
 //
 // Set values are visible to this process at once and to other processes after a synchronise. Main
-// thread only. Texts and keys are UTF-8; what is not, and control characters other than tab, line
-// feed and carriage return, may come back as U+FFFD.
+// thread only. Texts and keys are UTF-8; bytes that are no UTF-8, and control characters other than
+// tab, line feed and carriage return, may be read back as U+FFFD.
 //
 // Back ends: plist/ (a property-list file per identifier), memory/ (for tests).
 #pragma once
@@ -14,23 +14,23 @@
 
 #include "platform/values/values.h"
 
-// A copy of the value under `key`; nothing when there is none.
+// A copy of the value under `key`; nullopt when the key is missing.
 std::optional<CFValue> CFPreferencesCopyAppValue(std::string_view key,
                                                  std::string_view applicationId);
 
-// Sets the value under `key`; nothing removes the key. Cannot fail; whether it lasts is said by the
-// next synchronise.
+// Sets the value under `key`; nullopt removes the key. Cannot fail; the next synchronise returns
+// whether the value was stored.
 void CFPreferencesSetAppValue(std::string_view key, std::optional<CFValue> value,
                               std::string_view applicationId);
 
-// Makes all values set so far durable and takes in what other processes stored, of which only the
-// keys that were set here are replaced. False when either could not be done; the values set stay
-// visible here and are tried again at the next call.
+// Stores all values set so far durably, and reads the values that other processes stored; only keys
+// set here are overwritten. False when either failed; the set values stay visible here and the next
+// call tries again.
 bool CFPreferencesAppSynchronize(std::string_view applicationId);
 
-// Puts the synchronises of one identifier together: while one of these lives they return true and
-// do nothing, and the end of the last one synchronises once. What is set meanwhile lasts wholly or
-// not at all. For an import, whose many synchronises would each store all that came before.
+// Combines the synchronises of one identifier: while an update exists they do nothing and return
+// true; the destructor of the last update synchronises once. All values set meanwhile are stored,
+// or none. For an import, whose many synchronises would each rewrite all values.
 class PreferencesUpdate {
  public:
   explicit PreferencesUpdate(std::string_view applicationId);
@@ -42,5 +42,5 @@ class PreferencesUpdate {
   std::string applicationId_;
 };
 
-// The identifier of the running application, under which its own preferences lie.
+// The running application's identifier, which is also the identifier of its own preferences.
 std::string CFBundleGetIdentifier();

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the contract tests need around the back end under test: another process beside this one.
-// Each back end's test program defines the operations.
+// Another process beside the contract tests. Each back end's test program defines the operations.
 #pragma once
 
 #include <optional>
@@ -16,11 +15,11 @@ class Fixture {
   Fixture();
   ~Fixture();
 
-  // The other process sets a value, nothing removing it, and synchronises.
+  // The other process sets a value, or with nullopt removes the key, and synchronises.
   void setElsewhere(std::string_view key, const std::optional<CFValue>& value,
                     std::string_view applicationId);
 
-  // What a process that starts now sees.
+  // The values that a new process reads.
   CFDictionary stored(std::string_view applicationId);
 };
 

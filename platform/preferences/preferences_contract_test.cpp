@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the preferences of every back end do. Compiled once against each.
+// The contract of the preferences. Compiled against each back end.
 #include "platform/preferences/preferences.h"
 
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ TEST_F(Preferences, ASetValueIsSeenAtOnce) {
   EXPECT_EQ(copy("ClockSource"), CFValue("1"));
 }
 
-TEST_F(Preferences, ASetValueIsStoredByASynchroniseAndNotBefore) {
+TEST_F(Preferences, ASetValueIsStoredOnlyByASynchronise) {
   set("ClockSource", "1");
   EXPECT_EQ(fixture.stored(kId), CFDictionary());
   EXPECT_TRUE(synchronize());
@@ -75,7 +75,7 @@ TEST_F(Preferences, AValueIsReplacedByTheNext) {
   EXPECT_EQ(fixture.stored(kId), (CFDictionary{{"ClockSource", CFData{2}}}));
 }
 
-TEST_F(Preferences, NothingRemovesAKeyHereAtOnceAndForOthersByASynchronise) {
+TEST_F(Preferences, ARemovalIsSeenHereAtOnceAndByOthersAfterASynchronise) {
   set("ClockSource", "1");
   EXPECT_TRUE(synchronize());
   set("ClockSource", std::nullopt);
@@ -86,7 +86,7 @@ TEST_F(Preferences, NothingRemovesAKeyHereAtOnceAndForOthersByASynchronise) {
   EXPECT_EQ(copy("ClockSource"), std::nullopt);
 }
 
-TEST_F(Preferences, RemovingAKeyThatIsNotThereSucceeds) {
+TEST_F(Preferences, RemovingAMissingKeySucceeds) {
   set("ClockSource", std::nullopt);
   EXPECT_TRUE(synchronize());
   EXPECT_EQ(copy("ClockSource"), std::nullopt);
@@ -99,12 +99,12 @@ TEST_F(Preferences, IdentifiersShareNothing) {
   EXPECT_EQ(fixture.stored(kId), CFDictionary());
 }
 
-TEST_F(Preferences, WhatIsStoredBeforeTheFirstUseIsSeen) {
+TEST_F(Preferences, AValueStoredBeforeTheFirstUseIsSeen) {
   fixture.setElsewhere("ClockSource", "1", kId);
   EXPECT_EQ(copy("ClockSource"), CFValue("1"));
 }
 
-TEST_F(Preferences, WhatAnotherProcessStoresIsSeenAfterASynchronise) {
+TEST_F(Preferences, AValueOfAnotherProcessIsSeenAfterASynchronise) {
   EXPECT_EQ(copy("ClockSource"), std::nullopt);
   fixture.setElsewhere("ClockSource", "1", kId);
   EXPECT_EQ(copy("ClockSource"), std::nullopt);
@@ -112,7 +112,7 @@ TEST_F(Preferences, WhatAnotherProcessStoresIsSeenAfterASynchronise) {
   EXPECT_EQ(copy("ClockSource"), CFValue("1"));
 }
 
-TEST_F(Preferences, WhatAnotherProcessRemovesIsGoneAfterASynchronise) {
+TEST_F(Preferences, ARemovalOfAnotherProcessIsSeenAfterASynchronise) {
   set("ClockSource", "1");
   EXPECT_TRUE(synchronize());
   fixture.setElsewhere("ClockSource", std::nullopt, kId);
@@ -140,7 +140,7 @@ TEST_F(Preferences, AKeyThatWasNotSetHereIsNotWrittenBack) {
   EXPECT_EQ(fixture.stored(kId), (CFDictionary{{"ClockSource", "2"}, {"Other", "3"}}));
 }
 
-TEST_F(Preferences, OfWritersOfOneKeyTheLastToSynchroniseWins) {
+TEST_F(Preferences, TheLastSynchroniseOfAKeyWins) {
   set("ClockSource", "1");
   fixture.setElsewhere("ClockSource", "2", kId);
   EXPECT_EQ(copy("ClockSource"), CFValue("1"));
@@ -148,7 +148,7 @@ TEST_F(Preferences, OfWritersOfOneKeyTheLastToSynchroniseWins) {
   EXPECT_EQ(fixture.stored(kId), (CFDictionary{{"ClockSource", "1"}}));
 }
 
-TEST_F(Preferences, AnUpdateStoresAtItsEndAndNotBefore) {
+TEST_F(Preferences, AnUpdateStoresOnlyAtItsEnd) {
   {
     const PreferencesUpdate update(kId);
     set("ClockSource", "1");
@@ -161,7 +161,7 @@ TEST_F(Preferences, AnUpdateStoresAtItsEndAndNotBefore) {
   EXPECT_EQ(fixture.stored(kId), (CFDictionary{{"ClockSource", "1"}, {"DigitalOutMode", "2"}}));
 }
 
-TEST_F(Preferences, AnUpdateInAnotherStoresAtTheEndOfBoth) {
+TEST_F(Preferences, NestedUpdatesStoreAtTheEndOfTheOuter) {
   {
     const PreferencesUpdate outer(kId);
     {
@@ -173,7 +173,7 @@ TEST_F(Preferences, AnUpdateInAnotherStoresAtTheEndOfBoth) {
   EXPECT_EQ(fixture.stored(kId), (CFDictionary{{"ClockSource", "1"}}));
 }
 
-TEST_F(Preferences, AnUpdateIsOfOneIdentifier) {
+TEST_F(Preferences, AnUpdateAffectsOnlyItsIdentifier) {
   const PreferencesUpdate update(kId);
   CFPreferencesSetAppValue("ClockSource", CFValue("1"), kOtherId);
   EXPECT_TRUE(CFPreferencesAppSynchronize(kOtherId));

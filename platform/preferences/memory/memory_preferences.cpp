@@ -16,7 +16,7 @@ void apply(CFDictionary& values, std::string_view key, const std::optional<CFVal
 
 struct Domain {
   CFDictionary stored;
-  CFDictionary seen;  // what was stored at the first use and then at the last synchronise
+  CFDictionary seen;  // `stored` at the first use, then at the last synchronise
   bool used = false;
   std::map<std::string, std::optional<CFValue>, std::less<>> changes;
   int updates = 0;

@@ -2,10 +2,13 @@
 #include "platform/preferences/plist/preferences_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <thread>
 
 #include "platform/log/log.h"
 #include "platform/property_list/property_list.h"
@@ -14,6 +17,7 @@ namespace {
 
 // A writer holds the lock for two fsyncs, which take far less than this even on a slow disk.
 constexpr std::chrono::seconds kLockLimit{2};
+constexpr std::chrono::milliseconds kBetweenTries{1};  // flock() itself has no limit
 
 bool isSameTime(const timespec& a, const timespec& b) {
   return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
@@ -29,7 +33,60 @@ bool exists(const std::string& path) {
   return ::lstat(path.c_str(), &status) == 0;
 }
 
+bool writeWhole(const FileDescriptor& file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(file.get(), bytes.data(), bytes.size());
+    if (count > 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// O_EXCL: never writes to a file or through a link that something else put there.
+FileDescriptor createFile(const std::string& path) {
+  constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
+  FileDescriptor file(::open(path.c_str(), kFlags, S_IRUSR | S_IWUSR));
+  if (!file && errno == EEXIST && ::unlink(path.c_str()) == 0) {
+    file = FileDescriptor(::open(path.c_str(), kFlags, S_IRUSR | S_IWUSR));
+  }
+  return file;
+}
+
 }  // namespace
+
+// --- Files and locks ---
+
+FileDescriptor writeNewFile(const std::string& path, std::string_view bytes) {
+  FileDescriptor file = createFile(path);
+  if (file && !(writeWhole(file, bytes) && ::fsync(file.get()) == 0)) {
+    const int reason = errno;
+    file.reset();
+    ::unlink(path.c_str());
+    errno = reason;
+  }
+  return file;
+}
+
+FileDescriptor lockFile(const std::string& path, std::chrono::milliseconds limit) {
+  FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
+                             S_IRUSR | S_IWUSR));
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (file && ::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+    if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= end) {
+      const int reason = errno;
+      file.reset();
+      errno = reason;
+    } else {
+      std::this_thread::sleep_for(kBetweenTries);
+    }
+  }
+  return file;
+}
+
+// --- Values ---
 
 std::optional<CFDictionary> parsePreferences(std::string_view bytes) {
   const auto list = parsePropertyList(bytes);
