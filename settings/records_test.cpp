@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The records that the store keeps.
+// The per-interface records in the store.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -13,10 +13,10 @@
 
 namespace {
 
-constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+constexpr std::size_t kRefusesNone = static_cast<std::size_t>(-1);
 
 // Allocations of this size fail.
-std::size_t refusedSize = kNone;
+std::size_t refusedSize = kRefusesNone;
 
 }  // namespace
 
@@ -75,7 +75,7 @@ class OrbekRecords : public testing::Test {
   }
   CFDictionary stored() { return memory_preferences::storedValues(store.getApplicationId()); }
 
-  // The parts of an id, as its bytes lie in memory.
+  // The bytes of an id in memory.
   struct Uid {
     explicit Uid(std::uint64_t id) { std::memcpy(bytes, &id, sizeof id); }
     char bytes[8];
@@ -94,7 +94,7 @@ TEST_F(OrbekRecords, AnIdOf16DigitsIsNotPaddedAndHasCapitalLetters) {
   EXPECT_TRUE(stored().contains("ORBEK_FEDCBA9876543210"));
 }
 
-TEST_F(OrbekRecords, AStoredRecordIsReadBackAndTheReadingIsLogged) {
+TEST_F(OrbekRecords, AStoredRecordIsReadAndTheCallIsLogged) {
   put(kKey, bytesOf(countingRecord()));
   VQ_Orbek_ConfigAndMap record;
   EXPECT_TRUE(store.getOrbekConfigAndMapping(record, uid.bytes));
@@ -102,7 +102,7 @@ TEST_F(OrbekRecords, AStoredRecordIsReadBackAndTheReadingIsLogged) {
   EXPECT_EQ(memory_log::lines(), (Lines{{LogPriority::kNotice, std::string(kGet) + "\n"}}));
 }
 
-TEST_F(OrbekRecords, AMissingRecordIsLoggedAndLeavesTheCallersAlone) {
+TEST_F(OrbekRecords, AMissingRecordIsLoggedAndLeavesTheCallersUntouched) {
   VQ_Orbek_ConfigAndMap record = countingRecord();
   EXPECT_FALSE(store.getOrbekConfigAndMapping(record, uid.bytes));
   EXPECT_EQ(record, countingRecord());
@@ -112,7 +112,7 @@ TEST_F(OrbekRecords, AMissingRecordIsLoggedAndLeavesTheCallersAlone) {
              {LogPriority::kError, std::string(kGet) + " No prefs for device         12345678"}}));
 }
 
-TEST_F(OrbekRecords, AShortBlockReplacesTheBytesThatItHas) {
+TEST_F(OrbekRecords, AShortBlockReplacesOnlyItsBytes) {
   put(kKey, CFData{1, 0, 0, 0, 2});
   VQ_Orbek_ConfigAndMap record = countingRecord();
   EXPECT_TRUE(store.getOrbekConfigAndMapping(record, uid.bytes));
@@ -125,7 +125,7 @@ TEST_F(OrbekRecords, AShortBlockReplacesTheBytesThatItHas) {
   EXPECT_EQ(record, expected);
 }
 
-TEST_F(OrbekRecords, ALongBlockFillsTheRecordAndNothingBehindIt) {
+TEST_F(OrbekRecords, ALongBlockFillsOnlyTheRecord) {
   CFData block = bytesOf(countingRecord());
   block.resize(100, 0xee);
   put(kKey, block);
@@ -145,17 +145,17 @@ TEST_F(OrbekRecords, ATextInPlaceOfABlockCountsAsMissing) {
   EXPECT_EQ(record, countingRecord());
 }
 
-TEST_F(OrbekRecords, ARecordThatThereIsNoMemoryForIsLoggedAndNotStored) {
+TEST_F(OrbekRecords, ARecordWithoutMemoryForItIsLoggedAndNotStored) {
   refusedSize = VQ_Orbek_ConfigAndMap::kSize;
   const bool isStored = store.setOrbekConfigAndMapping(countingRecord(), uid.bytes);
-  refusedSize = kNone;
+  refusedSize = kRefusesNone;
   EXPECT_FALSE(isStored);
   EXPECT_EQ(stored(), CFDictionary{});
   EXPECT_EQ(memory_log::lines(),
             (Lines{{LogPriority::kError, std::string(kSet) + " Could not create data ref\n"}}));
 }
 
-TEST_F(OrbekRecords, WithNoKeysTheRecordOfAllDevicesIsTheDefault) {
+TEST_F(OrbekRecords, WithoutKeysTheRecordOfAllDevicesIsTheDefault) {
   VQ_Orbek_ConfigAndMap record = countingRecord();
   EXPECT_TRUE(store.getOrbekConfigAndMapping(record));
   VQ_Orbek_ConfigAndMap expected;
@@ -174,7 +174,7 @@ TEST_F(OrbekRecords, TheWidthOfTheInputsIsReadForTheOutputsToo) {
   EXPECT_EQ(record, expected);
 }
 
-TEST_F(OrbekRecords, AMissingKeyAmongOthersHasItsDefault) {
+TEST_F(OrbekRecords, AMissingKeyGetsItsDefault) {
   store.setOrbekConfigAndMapping(countingRecord());
   store.setStringValue(std::nullopt, "Orbek_InputBits");
   store.setStringValue(std::nullopt, "Orbek_OutputMap_7");

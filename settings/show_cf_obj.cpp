@@ -43,7 +43,7 @@ struct Describe {
   }
 };
 
-// "%@" becomes "%s"; "%%@" is a percent sign.
+// Replaces "%@" by "%s"; "%%@" is a percent sign and "@".
 std::string withTexts(std::string_view format) {
   std::string result;
   for (std::size_t i = 0; i < format.size(); ++i) {
@@ -65,7 +65,7 @@ std::string representable(std::string_view text) {
   return result;
 }
 
-// The caller of showCFObj() answers for the format.
+// The caller of showCFObj() is responsible for the format.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 std::string print(const std::string& format, va_list arguments) {

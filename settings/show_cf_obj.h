@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A look at property values for whoever hunts a fault: nothing calls it.
+// Logs property values, for debugging. No program calls this.
 #pragma once
 
 #include <string>
@@ -24,14 +24,13 @@ struct Argument<CFValue> {
   std::string text;
 };
 
-// As showCFObj(), with a description's characters for each "%@".
+// As showCFObj(); the argument of each "%@" is a C string.
 void log(const char* format, ...);
 
 }  // namespace show_cf_obj
 
-// Writes a text to the system log, formatted as printf does with "%@" for a CFValue beside it. What
-// is not UTF-8 is written as '?'. The caller sees to it that the arguments fit the format. Any
-// thread.
+// Logs a text as a warning. `format` is printf's, with "%@" for a CFValue; the arguments must match
+// it. Bytes that are no UTF-8 are written as '?'. Any thread.
 template <typename... Arguments>
 void showCFObj(const char* format, Arguments... arguments) {
   show_cf_obj::log(format, show_cf_obj::Argument<Arguments>{arguments}.get()...);

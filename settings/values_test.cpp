@@ -18,7 +18,7 @@ using Getter = bool (OSXAsioRegistry::*)(std::uint32_t&) const;
 using Setter = void (OSXAsioRegistry::*)(std::uint32_t);
 using Id = std::optional<std::string_view>;
 
-// Comes before the store.
+// A member before the store, so that the store finds an empty platform.
 struct EmptyPlatform {
   EmptyPlatform() {
     memory_preferences::reset();
@@ -49,11 +49,11 @@ TEST_F(Store, AnIdentifierIsFollowedByHal) {
   EXPECT_EQ(OSXAsioRegistry(Id("")).getApplicationId(), ".hal");
 }
 
-TEST_F(Store, WithoutAnIdentifierItIsTheVendors) {
+TEST_F(Store, WithoutAnIdentifierItIsTheVendorsStore) {
   EXPECT_EQ(OSXAsioRegistry(std::nullopt).getApplicationId(), VENDOR_HAL_DOMAIN);
 }
 
-TEST_F(Store, AStoreByNameIsTheInterfaces) {
+TEST_F(Store, AStoreByNameIsTheInterfacesStore) {
   EXPECT_EQ(OSXAsioRegistry("Test").getApplicationId(), DEVICE_HAL_DOMAIN);
 }
 
@@ -63,7 +63,7 @@ TEST_F(Store, BothIdentifiersEndInHal) {
   EXPECT_NE(DEVICE_HAL_DOMAIN, VENDOR_HAL_DOMAIN);
 }
 
-TEST_F(Store, AStoreByIdentifierKnowsTheMarkOfThisVersion) {
+TEST_F(Store, AStoreByIdentifierRecognisesThisVersion) {
   EXPECT_FALSE(store.getVersionCurrent());
   for (const auto& [mark, isCurrent] :
        {std::pair<CFValue, bool>("1.0", true), {"1.00", false}, {"", false}, {1.0, false}}) {
@@ -73,25 +73,25 @@ TEST_F(Store, AStoreByIdentifierKnowsTheMarkOfThisVersion) {
   }
 }
 
-TEST_F(Store, AStoreByIdentifierTakesNoFileOver) {
+TEST_F(Store, AStoreByIdentifierImportsNoFile) {
   EXPECT_EQ(memory_files::operations(), Operations{});
   EXPECT_TRUE(store.getStorageName().isEmpty());
 }
 
-TEST_F(Store, ADestroyedStoreMarksItsIdentifierAndSynchronises) {
+TEST_F(Store, ADestroyedStoreStoresTheVersion) {
   { const OSXAsioRegistry other(Id("other")); }
   EXPECT_EQ(memory_preferences::storedValues("other.hal"), (CFDictionary{{"Version", "1.0"}}));
   EXPECT_EQ(memory_preferences::operations(), (Operations{"set Version", "synchronize"}));
 }
 
-TEST_F(Store, StoringSynchronisesAndReturnsItsResult) {
+TEST_F(Store, StoreSynchronisesAndReturnsTheResult) {
   EXPECT_TRUE(store.store());
   EXPECT_EQ(memory_preferences::operations(), (Operations{"synchronize"}));
   memory_preferences::failNextSynchronize();
   EXPECT_FALSE(store.store());
 }
 
-TEST_F(Store, AFailedSynchroniseIsNotTestedAndTheValueComesWithTheNext) {
+TEST_F(Store, AfterAFailedSynchroniseTheNextStoresTheValue) {
   memory_preferences::failNextSynchronize();
   store.setClockSource(1);
   EXPECT_EQ(stored("ClockSource"), std::nullopt);
@@ -99,7 +99,7 @@ TEST_F(Store, AFailedSynchroniseIsNotTestedAndTheValueComesWithTheNext) {
   EXPECT_EQ(stored("ClockSource"), CFValue("1"));
 }
 
-TEST_F(Store, ThereIsNoSettingNode) {
+TEST_F(Store, GetSettingNodeReturnsNull) {
   store.getOrCreateNode("Settings");
   EXPECT_EQ(store.getSettingNode("Settings", false), nullptr);
   EXPECT_EQ(store.getSettingNode("Other", true), nullptr);
@@ -114,7 +114,7 @@ struct Number {
   Setter set;
 };
 
-TEST_F(Store, EveryNumberIsStoredAtOnceUnderItsKeyAndReadFromThere) {
+TEST_F(Store, EveryNumberIsStoredAtOnceAndReadUnderItsKey) {
   for (const Number& number : {
            Number{"SampleRate", &OSXAsioRegistry::getSampleRate, &OSXAsioRegistry::setSampleRate},
            Number{"FootSwitchProtocol", &OSXAsioRegistry::getFootSwitchProtocol,
@@ -179,14 +179,14 @@ TEST_F(Store, TheClockSourceAndDigitalOutModeAreZeroWhenMissing) {
   EXPECT_EQ(mode, 4u);
 }
 
-TEST_F(Store, AForcedInternalClockIsStoredAsTheDigitalOutMode) {
+TEST_F(Store, SetForceInternalWritesTheDigitalOutMode) {
   put("ForceInternal", "5");
   store.setForceInternal(1);
   EXPECT_EQ(stored("DigitalOutMode"), CFValue("1"));
   EXPECT_EQ(stored("ForceInternal"), CFValue("5"));
 }
 
-TEST_F(Store, ANumberWithIndicesHasBothInItsKeyInTheirOrder) {
+TEST_F(Store, ANumbersIndicesAreInItsKeyInOrder) {
   store.setRouting(0, 1, 5);
   store.setWolfsonRegister(12, 0xffffffff, 6);
   EXPECT_EQ(stored("Routing_0_1"), CFValue("5"));
@@ -210,7 +210,7 @@ TEST_F(Store, TheLargestNumberIsStoredAsMinusOneAndReadBack) {
   EXPECT_EQ(value, 4294967295u);
 }
 
-TEST_F(Store, ATextIsReadAsTheNumberThatItStartsWith) {
+TEST_F(Store, TheNumberAtTheStartOfATextIsParsed) {
   for (const auto& [text, number] : {std::pair<const char*, std::int32_t>(" 12abc", 12),
                                      {"-7", -7},
                                      {"", 0},
@@ -225,7 +225,7 @@ TEST_F(Store, ATextIsReadAsTheNumberThatItStartsWith) {
   }
 }
 
-TEST_F(Store, ANumberIsCutToTheWidthOfItsVariable) {
+TEST_F(Store, ANumberIsTruncatedToTheWidthOfItsVariable) {
   put("Key", "74565");  // 0x12345
   std::uint16_t half = 0;
   std::uint8_t byte = 0;
@@ -265,7 +265,7 @@ TEST_F(Store, ABoolIsStoredAsZeroOrOne) {
   EXPECT_EQ(stored("No"), CFValue("0"));
 }
 
-TEST_F(Store, AnythingButTextCountsAsAMissingNumber) {
+TEST_F(Store, AValueThatIsNoTextCountsAsAMissingNumber) {
   for (const CFValue& other : {CFValue(CFData{'7'}), CFValue(7), CFValue(CFDictionary{})}) {
     put("Key", other);
     std::uint32_t value = 9;
@@ -276,7 +276,7 @@ TEST_F(Store, AnythingButTextCountsAsAMissingNumber) {
 
 // --- Texts ---
 
-TEST_F(Store, AValueIsReadAsItIsAndTheReadingIsAlwaysTrue) {
+TEST_F(Store, GetStringValueReturnsAnyValueAndTrue) {
   std::optional<CFValue> value = 9;
   EXPECT_TRUE(store.getStringValue(value, "Key"));
   EXPECT_EQ(value, std::nullopt);
@@ -287,7 +287,7 @@ TEST_F(Store, AValueIsReadAsItIsAndTheReadingIsAlwaysTrue) {
   }
 }
 
-TEST_F(Store, ATextIsStoredAtOnceAndNothingRemovesIt) {
+TEST_F(Store, ATextIsStoredAtOnceAndNulloptRemovesIt) {
   EXPECT_TRUE(store.setStringValue("text", "Key"));
   EXPECT_EQ(stored("Key"), CFValue("text"));
   EXPECT_TRUE(store.setStringValue(std::nullopt, "Key"));
@@ -323,7 +323,7 @@ CFData countingBytes(std::size_t size) {
   return bytes;
 }
 
-TEST_F(Store, EveryBlockIsStoredAtOnceAsItsNumberOfBytes) {
+TEST_F(Store, EveryBlockIsStoredAtOnceWithItsSize) {
   for (const Block& block : kBlocks) {
     memory_preferences::reset();
     const CFData bytes = countingBytes(block.size);
@@ -334,7 +334,7 @@ TEST_F(Store, EveryBlockIsStoredAtOnceAsItsNumberOfBytes) {
   }
 }
 
-TEST_F(Store, AMissingBlockLeavesTheBufferAsItWas) {
+TEST_F(Store, AMissingBlockLeavesTheBufferUntouched) {
   for (const Block& block : kBlocks) {
     CFData buffer = countingBytes(block.size);
     EXPECT_FALSE((store.*block.get)(buffer.data()));
@@ -343,7 +343,7 @@ TEST_F(Store, AMissingBlockLeavesTheBufferAsItWas) {
   }
 }
 
-TEST_F(Store, AllBytesOfABlockAreCopiedWhateverTheirNumber) {
+TEST_F(Store, AllStoredBytesAreCopiedToAPointer) {
   for (const Block& block : kBlocks) {
     for (const std::size_t size : {std::size_t{0}, block.size - 1, block.size + 1}) {
       put(block.key, countingBytes(size));
@@ -356,7 +356,7 @@ TEST_F(Store, AllBytesOfABlockAreCopiedWhateverTheirNumber) {
   }
 }
 
-TEST_F(Store, IntoASpanNoMoreOfABlockIsCopiedThanFits) {
+TEST_F(Store, OnlyTheBytesThatFitAreCopiedToASpan) {
   for (const Block& block : kBlocks) {
     put(block.key, countingBytes(block.size + 1));
     CFData buffer(block.size + 1, 0);
@@ -367,7 +367,7 @@ TEST_F(Store, IntoASpanNoMoreOfABlockIsCopiedThanFits) {
   }
 }
 
-TEST_F(Store, NoBytesAreNoBlockAndNothingIsStored) {
+TEST_F(Store, NullStoresNoBlock) {
   for (const Block& block : kBlocks) (store.*block.set)(nullptr);
   EXPECT_EQ(memory_preferences::operations(), Operations{});
 }
@@ -391,13 +391,13 @@ TEST_F(Store, A64BitNumberIsABlockOf8BytesInHostOrder) {
   EXPECT_EQ(value, kNumber);
 }
 
-TEST_F(Store, AMissing64BitNumberLeavesTheVariableAsItWas) {
+TEST_F(Store, AMissing64BitNumberLeavesTheVariableUntouched) {
   std::uint64_t value = 9;
   EXPECT_FALSE(store.getUInt64Value(value, "Key"));
   EXPECT_EQ(value, 9u);
 }
 
-TEST_F(Store, A64BitNumberTakesTheBytesThatAreThereAndFit) {
+TEST_F(Store, A64BitNumberTakesTheStoredBytesThatFit) {
   std::uint64_t value = std::numeric_limits<std::uint64_t>::max();
   put("Key", CFData(4, 0));
   EXPECT_TRUE(store.getUInt64Value(value, "Key"));

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How the contract tests put a file where the back end under test finds it. Each back end's test
-// program defines the operations.
+// Makes files for the contract tests. Each back end's test program defines the operations.
 #pragma once
 
 #include <optional>
@@ -17,7 +16,7 @@ class Fixture {
 
   void put(const std::string& path, const CFValue& content);
 
-  // A file in the Preferences folder, which is not there before.
+  // Writes a file in the Preferences folder, which is missing before the first one.
   void putPreferencesFile(const std::string& name, const std::string& bytes);
   std::optional<std::string> preferencesFile(const std::string& name);
 };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the files of every back end do. Compiled once against each.
+// The contract of the files. Compiled against each back end.
 #include "platform/files/files.h"
 
 #include <gtest/gtest.h>
@@ -15,33 +15,33 @@ class Files : public testing::Test {
   files_contract::Fixture fixture;
 };
 
-TEST_F(Files, ADictionaryIsReadAsItIs) {
+TEST_F(Files, ADictionaryIsRead) {
   const CFDictionary dictionary{
       {"VQModuleVersionString", "1.2.3"}, {"Count", 3}, {"Nested", CFDictionary{{"Flag", true}}}};
   fixture.put(kPath, dictionary);
   EXPECT_EQ(dictionaryWithContentsOfFile(kPath), dictionary);
 }
 
-TEST_F(Files, AMissingFileGivesNothing) {
+TEST_F(Files, AMissingFileIsRefused) {
   EXPECT_EQ(dictionaryWithContentsOfFile(kPath), std::nullopt);
 }
 
-TEST_F(Files, AnotherPathGivesNothing) {
+TEST_F(Files, AnotherPathIsRefused) {
   fixture.put(kPath, CFDictionary{});
   EXPECT_EQ(dictionaryWithContentsOfFile("/Info.plist"), std::nullopt);
 }
 
-TEST_F(Files, AnEmptyDictionaryIsADictionary) {
+TEST_F(Files, AnEmptyDictionaryIsRead) {
   fixture.put(kPath, CFDictionary{});
   EXPECT_EQ(dictionaryWithContentsOfFile(kPath), CFDictionary{});
 }
 
-TEST_F(Files, APropertyListOfAnotherKindGivesNothing) {
+TEST_F(Files, APropertyListOfAnotherTypeIsRefused) {
   fixture.put(kPath, CFArray{"VQModuleVersionString"});
   EXPECT_EQ(dictionaryWithContentsOfFile(kPath), std::nullopt);
 }
 
-TEST_F(Files, AChangedFileIsReadAnew) {
+TEST_F(Files, AChangedFileIsReadAgain) {
   fixture.put(kPath, CFDictionary{{"Count", 1}});
   EXPECT_TRUE(dictionaryWithContentsOfFile(kPath));
   fixture.put(kPath, CFDictionary{{"Count", 2}});
@@ -75,7 +75,7 @@ TEST_F(Files, OnlyThePreferencesFolderOfTheSystemDiskIsFound) {
   EXPECT_EQ(folder.path, "as before");
 }
 
-TEST_F(Files, AReferenceIsMadeOnlyToAFileThatIsThere) {
+TEST_F(Files, AReferenceIsMadeOnlyToAnExistingFile) {
   FSRef file{"as before"};
   EXPECT_EQ(FSMakeFSRefUnicode(preferencesFolder(), "a.xml", file), fnfErr);
   EXPECT_EQ(file.path, "as before");
@@ -84,7 +84,7 @@ TEST_F(Files, AReferenceIsMadeOnlyToAFileThatIsThere) {
   EXPECT_NE(file.path, "as before");
 }
 
-TEST_F(Files, ANameThatNoFileCanHaveIsRefused) {
+TEST_F(Files, AnInvalidNameIsRefused) {
   using std::string_view_literals::operator""sv;
   const std::string tooLong(256, 'a');
   for (const std::string_view name :
@@ -95,7 +95,7 @@ TEST_F(Files, ANameThatNoFileCanHaveIsRefused) {
   }
 }
 
-TEST_F(Files, ANameOf255BytesIsAName) {
+TEST_F(Files, ANameOf255BytesIsValid) {
   const std::string name(255, 'a');
   FSRef file;
   EXPECT_EQ(FSCreateFileUnicode(preferencesFolder(), name, file), noErr);
@@ -111,14 +111,14 @@ TEST_F(Files, ACreatedFileIsEmptyAndCanBeOpened) {
   EXPECT_EQ(FSCloseFork(fork), noErr);
 }
 
-TEST_F(Files, CreatingDoesNotTouchAFileThatIsThere) {
+TEST_F(Files, CreatingLeavesAnExistingFileUntouched) {
   fixture.putPreferencesFile("a.xml", "content");
   FSRef file;
   EXPECT_EQ(FSCreateFileUnicode(preferencesFolder(), "a.xml", file), dupFNErr);
   EXPECT_EQ(fixture.preferencesFile("a.xml"), "content");
 }
 
-TEST_F(Files, NothingIsFoundMadeOrOpenedBelowNoReference) {
+TEST_F(Files, OperationsOnAnEmptyReferenceReturnNotFound) {
   FSRef file;
   FSForkRef fork = -1;
   EXPECT_EQ(FSMakeFSRefUnicode({}, "a.xml", file), fnfErr);
@@ -127,7 +127,7 @@ TEST_F(Files, NothingIsFoundMadeOrOpenedBelowNoReference) {
   EXPECT_EQ(fork, -1);
 }
 
-TEST_F(Files, TheDataForkHasTheEmptyNameAndIsTheOnlyOne) {
+TEST_F(Files, TheDataForkHasTheEmptyNameAndIsTheOnlyFork) {
   fixture.putPreferencesFile("a.xml", "content");
   std::string name = "as before";
   EXPECT_EQ(FSGetDataForkName(name), noErr);
@@ -138,7 +138,7 @@ TEST_F(Files, TheDataForkHasTheEmptyNameAndIsTheOnlyOne) {
   EXPECT_EQ(FSOpenFork(file, "RESOURCE_FORK", fsRdPerm, fork), errFSForkNotFound);
 }
 
-TEST_F(Files, AForkIsReadOnFromWhereItWasReadLast) {
+TEST_F(Files, AReadContinuesAfterTheLastRead) {
   fixture.putPreferencesFile("a.xml", std::string("abc\0def", 7));
   FSRef file;
   ASSERT_EQ(FSMakeFSRefUnicode(preferencesFolder(), "a.xml", file), noErr);
@@ -153,7 +153,7 @@ TEST_F(Files, AForkIsReadOnFromWhereItWasReadLast) {
   EXPECT_EQ(FSCloseFork(second), noErr);
 }
 
-TEST_F(Files, AClosedForkGivesNothing) {
+TEST_F(Files, AClosedForkIsRefused) {
   fixture.putPreferencesFile("a.xml", "content");
   FSRef file;
   ASSERT_EQ(FSMakeFSRefUnicode(preferencesFolder(), "a.xml", file), noErr);

@@ -28,7 +28,7 @@ std::map<FSForkRef, OpenFork> forks;
 std::optional<std::size_t> reportedRead;
 std::vector<std::string> asked;
 
-// Notes an operation; what it is to return when it shall fail.
+// Logs an operation. Returns its requested failure.
 std::optional<OSStatus> note(std::string_view operation, const std::string& detail = {}) {
   asked.push_back(std::string(operation) + (detail.empty() ? "" : " ") + detail);
   const auto failure = failures.find(operation);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What tests do to the in-memory files: say what is there and what fails, and see what was asked.
+// Controls of the in-memory files, for tests.
 #pragma once
 
 #include <cstddef>
@@ -12,27 +12,26 @@
 
 namespace memory_files {
 
-// Makes `path` a property list that holds `content`.
+// Writes `content` as a property list at `path`.
 void put(std::string path, CFValue content);
 
-// Makes `name` in the Preferences folder a file of those bytes.
+// Writes the file `name` in the Preferences folder.
 void putPreferencesFile(std::string_view name, std::string bytes);
 
-// The bytes of that file; nothing when there is none.
+// The bytes of that file; nullopt when it is missing.
 std::optional<std::string> preferencesFile(std::string_view name);
 
-// Lets the operation of that name return `status`, in place of what it does, the next `times`
-// times.
+// Makes the next `times` calls of the named operation do nothing but return `status`.
 void fail(std::string operation, OSStatus status, int times = 1);
 
-// Lets the next read say that this many bytes arrived, of which it gives none.
+// Makes the next read report `count` bytes and store none.
 void reportRead(std::size_t count);
 
 // The fork operations since the last reset, in order: "FSOpenFork NAME 1" with the permission,
-// "FSReadFork 1024" with the bytes asked for; else the operation and the file's name, if any.
+// "FSReadFork 1024" with the requested size; the others with the file's name, if any.
 const std::vector<std::string>& operations();
 
-// Leaves no file.
+// Removes all files, requested failures and logged operations.
 void reset();
 
 }  // namespace memory_files

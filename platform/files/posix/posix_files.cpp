@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Property lists below the system root, the folder that the paths of the driver package start at.
+// Property lists below the system root, the folder to which the paths of the driver package belong.
 #include <fcntl.h>
 
 #include <cstdlib>
