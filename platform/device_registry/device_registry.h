@@ -2,20 +2,20 @@
 // Device registry seam: the services that drivers publish, notifications about them, their
 // properties, and connections that carry request records to their driver.
 //
-// Handles are 32-bit numbers. 0 names nothing; every operation takes it and fails or does nothing.
-// An object that an operation hands out carries one reference for the caller, who gives it back
-// with IOObjectRelease. Two handles of one published service are equal for as long as anyone holds
-// one. A service that terminated keeps its handle until the last reference is gone; its operations
-// fail.
+// Handles are 32-bit numbers. 0 is no handle; every operation accepts it and fails or does nothing.
+// An object that an operation returns carries one reference for the caller, who releases it with
+// IOObjectRelease. While a client holds a handle of a published service, further handles of the
+// service are equal to it. A terminated service keeps its handle until the last reference is
+// released; its operations fail.
 //
-// All operations run on one thread, the one whose run loop carries the notifications, and every
-// callback runs there, from inside CFRunLoopSource::perform of the notification port's source.
+// All operations run on one thread, the thread of the run loop that has the notification port's
+// source. Callbacks run there, from inside CFRunLoopSource::perform of that source.
 //
-// No operation waits on a driver for longer than kRegistryCallLimitMs. A connection whose answer
-// was late is dropped inside (a late answer could be taken for the next one's) and opened again by
-// the next call on it. When that call fails too, those that follow it without a break of
-// kRegistryBreakMs fail at once, for at most kRegistryPauseMs: of the many that a panel makes one
-// after the other, a hung driver delays two, and the next that the user causes finds it again.
+// No operation waits on a driver for longer than kRegistryCallLimitMs. After a timeout the
+// connection's channel is closed, since a late answer could be taken for the next request's, and
+// the next call opens another. When that call fails too, further calls fail at once until the
+// caller has made no call for kRegistryBreakMs, or for kRegistryPauseMs. So a hung driver delays
+// only two of the many calls that a panel makes in a row, and the user's next action tries again.
 //
 // Back ends: dbus/ (driver services on the session bus), memory/ (scripted devices).
 #pragma once
@@ -57,19 +57,19 @@ inline constexpr const char* kIOProviderClassKey = "IOProviderClass";
 struct IONotificationPort;
 using IONotificationPortRef = IONotificationPort*;
 
-// Called when services came into an iterator that had been drained. The callee drains it again,
+// Called when services were added to an iterator that had been drained. The callee drains it again,
 // which arms the next call.
 using IOServiceMatchingCallback = void (*)(void* refcon, io_iterator_t iterator);
 
-// Called for each message of a driver about one service. `argument` holds the bytes that came with
-// the message, none for a message without argument, and lives until the callback returns.
+// Called for each message of a driver about one service. `argument` holds the message's bytes, is
+// empty for a message without argument, and lives until the callback returns.
 using IOServiceInterestCallback = void (*)(void* refcon, io_service_t service,
                                            natural_t messageType,
                                            std::span<const std::uint8_t> argument);
 
-// Opens the registry. Success stores a non-zero port, which the caller gives back with
-// mach_port_deallocate; every other operation needs one port to be held. Failure: no registry can
-// be reached; the port becomes 0.
+// Opens the registry. Success stores a non-zero port, which the caller releases with
+// mach_port_deallocate; all other operations but releases fail while no port is held. Failure: the
+// registry cannot be reached; the port becomes 0.
 IOReturn IOMasterPort(mach_port_t* port);
 void mach_port_deallocate(mach_port_t port);
 
@@ -84,20 +84,21 @@ void IONotificationPortDestroy(IONotificationPortRef port);
 // The source that performs the port's callbacks; null on failure. The same source at every call.
 CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port);
 
-// Asks for publish or terminate notifications (`kind`) of the services that `matching` matches. On
-// success *iterator receives, for publish, the services present now, for terminate none. The
-// notification is armed when the iterator has been drained once and lasts until the iterator is
-// released. Services that come while an iterator is being drained are returned by that same drain,
-// except that no iterator of a port returns a service before the ones that another of its armed
-// iterators received earlier have been taken: what happened first is seen first. The same holds
-// between iterators that are drained for the first time.
+// Requests publish or terminate notifications (`kind`) of the services that `matching` matches. On
+// success *iterator is an iterator over the services present now (publish) or an empty iterator
+// (terminate). The notification is armed when the iterator has been drained once, and ends when the
+// iterator is released. A service that arrives while the iterator is being drained is returned by
+// the same drain, unless another armed iterator of the port holds an earlier event: iterators of
+// one port return events in the order in which they happened. The same holds between iterators that
+// are drained for the first time.
 IOReturn IOServiceAddMatchingNotification(IONotificationPortRef port, const char* kind,
                                           const CFDictionary& matching,
                                           IOServiceMatchingCallback callback, void* refcon,
                                           io_iterator_t* iterator);
 
-// Asks for the messages of `service`'s driver; `kind` is kIOGeneralInterest. On success
-// *notification receives an object whose release ends it; the callback is never called after that.
+// Requests the messages of `service`'s driver; `kind` is kIOGeneralInterest. On success
+// *notification is an object whose release ends the notification; the callback is never called
+// after that.
 IOReturn IOServiceAddInterestNotification(IONotificationPortRef port, io_service_t service,
                                           const char* kind, IOServiceInterestCallback callback,
                                           void* refcon, io_object_t* notification);
@@ -106,7 +107,7 @@ IOReturn IOServiceAddInterestNotification(IONotificationPortRef port, io_service
 IOReturn IOServiceGetMatchingServices(mach_port_t masterPort, const CFDictionary& matching,
                                       io_iterator_t* iterator);
 
-// The next service, with a reference for the caller; 0 when none is left.
+// The next service, with a reference for the caller; 0 at the end.
 io_object_t IOIteratorNext(io_iterator_t iterator);
 
 void IOObjectRetain(io_object_t object);
@@ -116,14 +117,14 @@ void IOObjectRelease(io_object_t object);
 IOReturn IORegistryEntryCreateCFProperties(io_service_t service, CFDictionary* properties);
 
 // Opens a connection of `type` to the service's driver. Success stores a non-zero connection, which
-// the caller gives back with IOServiceClose; failure stores 0.
+// the caller closes with IOServiceClose; failure stores 0.
 IOReturn IOServiceOpen(io_service_t service, std::uint32_t type, io_connect_t* connection);
 IOReturn IOServiceClose(io_connect_t connection);
 
 // Sends `input` with method `selector` and stores the answer at the start of `output`, whose other
-// bytes keep what they held; *outputSize receives the number of bytes answered. Both spans may be
-// the same memory. An answer larger than `output` fails with kIOReturnOverrun and stores nothing;
-// no answer in time fails with kIOReturnTimeout.
+// bytes are left alone; *outputSize is the answer's size in bytes. Both spans may be the same
+// memory. An answer larger than `output` fails with kIOReturnOverrun and stores nothing; no answer
+// in time fails with kIOReturnTimeout.
 IOReturn IOConnectMethodStructureIStructureO(io_connect_t connection, std::uint32_t selector,
                                              std::span<const std::uint8_t> input,
                                              std::span<std::uint8_t> output,

@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
-// What the handles of every device registry name, and for how long.
+// The handles of every device registry: their objects and lifetimes.
 #include <array>
 
 #include "platform/device_registry/contract_client.h"
+#include "protocol/dispatch.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST_F(DeviceRegistry, ZeroNamesNothing) {
+TEST_F(DeviceRegistry, OperationsAcceptZeroAndFailOrDoNothing) {
   CFDictionary properties;
   io_object_t object = 1;
   std::size_t size = 0;
@@ -23,7 +24,7 @@ TEST_F(DeviceRegistry, ZeroNamesNothing) {
                                              &object),
             kIOReturnSuccess);
   EXPECT_NE(IORegistryEntryCreateCFProperties(0, &properties), kIOReturnSuccess);
-  EXPECT_NE(IOServiceOpen(0, 2, &object), kIOReturnSuccess);
+  EXPECT_NE(IOServiceOpen(0, kDispatchConnectionType, &object), kIOReturnSuccess);
   EXPECT_EQ(object, 0u);
   EXPECT_NE(IOServiceClose(0), kIOReturnSuccess);
   EXPECT_NE(IOConnectMethodStructureIStructureO(0, 0, {}, {}, &size), kIOReturnSuccess);
@@ -34,18 +35,19 @@ TEST_F(DeviceRegistry, ZeroNamesNothing) {
   mach_port_deallocate(0);
 }
 
-TEST_F(DeviceRegistry, AnObjectOfAnotherKindIsTakenForNothing) {
+TEST_F(DeviceRegistry, AHandleOfAnotherKindOfObjectIsRefused) {
   publish();
   arrive();
   const io_service_t service = find();
   io_object_t object = 0;
   EXPECT_EQ(IOIteratorNext(service), 0u);
-  EXPECT_NE(IOServiceOpen(client_.add(kIOPublishNotification), 2, &object), kIOReturnSuccess);
+  EXPECT_NE(IOServiceOpen(client_.add(kIOPublishNotification), kDispatchConnectionType, &object),
+            kIOReturnSuccess);
   EXPECT_NE(IOServiceClose(service), kIOReturnSuccess);
   EXPECT_EQ(IONotificationPortCreate(service), nullptr);
 }
 
-TEST_F(DeviceRegistry, AnEmptyClassNameMatchesNothingAndIsRefused) {
+TEST_F(DeviceRegistry, AnEmptyClassNameIsRefused) {
   io_iterator_t iterator = 1;
   EXPECT_THAT(IOServiceMatching(""), IsEmpty());
   EXPECT_NE(IOServiceGetMatchingServices(client_.master, IOServiceMatching(""), &iterator),
@@ -70,12 +72,12 @@ TEST_F(DeviceRegistry, AnUnknownKindOfNotificationIsRefused) {
   EXPECT_EQ(object, 0u);
 }
 
-TEST_F(DeviceRegistry, ThereMayBeSeveralMasterPortsAndTheLastOneEndsAllButGivingBack) {
+TEST_F(DeviceRegistry, AfterTheLastMasterPortIsReleasedOnlyReleasesSucceed) {
   publish();
   arrive();
   const io_service_t service = find();
   io_connect_t connection = 0;
-  ASSERT_EQ(IOServiceOpen(service, 2, &connection), kIOReturnSuccess);
+  ASSERT_EQ(IOServiceOpen(service, kDispatchConnectionType, &connection), kIOReturnSuccess);
   mach_port_t second = 0;
   ASSERT_EQ(IOMasterPort(&second), kIOReturnSuccess);
   mach_port_deallocate(client_.master);
@@ -87,7 +89,7 @@ TEST_F(DeviceRegistry, ThereMayBeSeveralMasterPortsAndTheLastOneEndsAllButGiving
   io_object_t object = 1;
   std::size_t size = 0;
   EXPECT_NE(IORegistryEntryCreateCFProperties(service, &properties), kIOReturnSuccess);
-  EXPECT_NE(IOServiceOpen(service, 2, &object), kIOReturnSuccess);
+  EXPECT_NE(IOServiceOpen(service, kDispatchConnectionType, &object), kIOReturnSuccess);
   EXPECT_NE(IOServiceGetMatchingServices(second, IOServiceMatching(kClass), &object),
             kIOReturnSuccess);
   EXPECT_NE(IOServiceAddMatchingNotification(client_.port, kIOPublishNotification,
@@ -97,7 +99,7 @@ TEST_F(DeviceRegistry, ThereMayBeSeveralMasterPortsAndTheLastOneEndsAllButGiving
   EXPECT_EQ(IOServiceClose(connection), kIOReturnSuccess);
 }
 
-TEST_F(DeviceRegistry, ItCanBeOpenedAgainAndListsTheServicesThatAreThere) {
+TEST_F(DeviceRegistry, AReopenedRegistryListsThePresentServices) {
   publish();
   arrive();
   mach_port_deallocate(client_.master);
@@ -106,7 +108,7 @@ TEST_F(DeviceRegistry, ItCanBeOpenedAgainAndListsTheServicesThatAreThere) {
   EXPECT_NE(find(), 0u);
 }
 
-TEST_F(DeviceRegistry, MatchingListsThePresentServicesOfTheClassAndNoOthers) {
+TEST_F(DeviceRegistry, MatchingListsOnlyThePresentServicesOfTheClass) {
   publish();
   publish(kOtherClass);
   const int gone = publish();
@@ -121,7 +123,7 @@ TEST_F(DeviceRegistry, MatchingListsThePresentServicesOfTheClassAndNoOthers) {
   EXPECT_THAT(client_.log, ElementsAre("1"));
 }
 
-TEST_F(DeviceRegistry, MatchingNothingIsAnEmptyIteratorAndNoFailure) {
+TEST_F(DeviceRegistry, WithoutMatchingServicesTheIteratorIsEmpty) {
   io_iterator_t iterator = 0;
   EXPECT_EQ(IOServiceGetMatchingServices(client_.master, IOServiceMatching(kClass), &iterator),
             kIOReturnSuccess);
@@ -130,7 +132,7 @@ TEST_F(DeviceRegistry, MatchingNothingIsAnEmptyIteratorAndNoFailure) {
   client_.owned.push_back(iterator);
 }
 
-TEST_F(DeviceRegistry, EveryIteratorNamesAServiceByTheSameHandle) {
+TEST_F(DeviceRegistry, EveryIteratorReturnsTheSameHandleForAService) {
   publish();
   arrive();
   const io_service_t service = find();
@@ -139,7 +141,7 @@ TEST_F(DeviceRegistry, EveryIteratorNamesAServiceByTheSameHandle) {
   EXPECT_EQ(find(), service);
 }
 
-TEST_F(DeviceRegistry, AHandleThatIsHeldIsNotUsedForAnotherService) {
+TEST_F(DeviceRegistry, AHandleInUseIsNotReusedForAnotherService) {
   client_.follow();
   for (int i = 0; i < 3; ++i) {
     world_->terminate(publish());
@@ -148,7 +150,7 @@ TEST_F(DeviceRegistry, AHandleThatIsHeldIsNotUsedForAnotherService) {
   EXPECT_THAT(client_.log, ElementsAre("+1", "-1", "+2", "-2", "+3", "-3"));
 }
 
-TEST_F(DeviceRegistry, AReferenceMoreKeepsAHandleAfterOneIsReleased) {
+TEST_F(DeviceRegistry, ARetainedHandleSurvivesOneRelease) {
   publish();
   arrive();
   const io_service_t service = find();
@@ -165,7 +167,7 @@ TEST_F(DeviceRegistry, ATerminatedServiceKeepsItsHandleAndItsOperationsFail) {
   arrive();
   const io_service_t service = find();
   io_connect_t connection = 0;
-  ASSERT_EQ(IOServiceOpen(service, 2, &connection), kIOReturnSuccess);
+  ASSERT_EQ(IOServiceOpen(service, kDispatchConnectionType, &connection), kIOReturnSuccess);
   world_->terminate(device);
   perform();
   CFDictionary properties{{"kept", 1}};
@@ -174,7 +176,7 @@ TEST_F(DeviceRegistry, ATerminatedServiceKeepsItsHandleAndItsOperationsFail) {
   std::size_t size = 9;
   EXPECT_EQ(IORegistryEntryCreateCFProperties(service, &properties), kIOReturnNoDevice);
   EXPECT_EQ(properties, (CFDictionary{{"kept", 1}}));
-  EXPECT_EQ(IOServiceOpen(service, 2, &object), kIOReturnNoDevice);
+  EXPECT_EQ(IOServiceOpen(service, kDispatchConnectionType, &object), kIOReturnNoDevice);
   EXPECT_EQ(object, 0u);
   EXPECT_EQ(IOConnectMethodStructureIStructureO(connection, 0, output, output, &size),
             kIOReturnNoDevice);

@@ -1,18 +1,20 @@
 // SPDX-License-Identifier: MIT
-// What every device registry tells its clients, in which order, and when.
+// Notifications of every device registry: when they arrive, and in which order.
 #include <poll.h>
 
 #include <string>
 #include <utility>
 
 #include "platform/device_registry/contract_client.h"
+#include "protocol/dispatch.h"
+#include "protocol/services.h"
 
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST_F(DeviceRegistry, APublishNotificationBeginsWithTheServicesPresentATerminateOneWithNone) {
+TEST_F(DeviceRegistry, APublishIteratorStartsWithThePresentServicesAndATerminateIteratorEmpty) {
   publish();
   publish();
   publish(kOtherClass);
@@ -30,7 +32,7 @@ TEST_F(DeviceRegistry, ANotificationThatWasNeverDrainedMakesNoCallback) {
   EXPECT_THAT(client_.log, ElementsAre("+1"));
 }
 
-TEST_F(DeviceRegistry, AServiceThatComesMakesOneCallbackAndIsInItsIterator) {
+TEST_F(DeviceRegistry, APublishedServiceMakesOneCallbackAndIsInItsIterator) {
   client_.follow();
   publish();
   perform();
@@ -38,7 +40,7 @@ TEST_F(DeviceRegistry, AServiceThatComesMakesOneCallbackAndIsInItsIterator) {
   EXPECT_THAT(client_.log, ElementsAre("+1"));
 }
 
-TEST_F(DeviceRegistry, ServicesThatCameTogetherShareOneCallback) {
+TEST_F(DeviceRegistry, ServicesPublishedTogetherShareOneCallback) {
   client_.follow();
   publish();
   publish();
@@ -47,7 +49,7 @@ TEST_F(DeviceRegistry, ServicesThatCameTogetherShareOneCallback) {
   EXPECT_THAT(client_.log, ElementsAre("+1", "+2"));
 }
 
-TEST_F(DeviceRegistry, UntilItIsDrainedAgainANotificationMakesNoFurtherCallback) {
+TEST_F(DeviceRegistry, AnIteratorThatIsNotDrainedMakesNoFurtherCallback) {
   client_.follow();
   client_.drains = false;
   publish();
@@ -64,7 +66,7 @@ TEST_F(DeviceRegistry, UntilItIsDrainedAgainANotificationMakesNoFurtherCallback)
   EXPECT_THAT(client_.log, ElementsAre("+1", "+2", "+3"));
 }
 
-TEST_F(DeviceRegistry, AServiceThatComesBeforeTheDrainEndsIsReturnedByIt) {
+TEST_F(DeviceRegistry, AServicePublishedDuringADrainIsReturnedByIt) {
   client_.follow();
   client_.beforeDrain = [this] {
     publish();
@@ -84,7 +86,7 @@ TEST_F(DeviceRegistry, ServicesOfAnotherClassMakeNoCallback) {
   EXPECT_EQ(client_.callbacks, 0);
 }
 
-TEST_F(DeviceRegistry, ATerminationBringsTheSameHandleAsThePublication) {
+TEST_F(DeviceRegistry, ATerminationHasTheHandleOfThePublication) {
   client_.follow();
   const int device = publish();
   publish();
@@ -94,7 +96,7 @@ TEST_F(DeviceRegistry, ATerminationBringsTheSameHandleAsThePublication) {
   EXPECT_THAT(client_.log, ElementsAre("+1", "+2", "-1"));
 }
 
-TEST_F(DeviceRegistry, WhatHappenedFirstIsSeenFirstAlsoAcrossIterators) {
+TEST_F(DeviceRegistry, EventsComeInOrderEvenAcrossIterators) {
   client_.follow();
   world_->terminate(publish());
   world_->terminate(publish());
@@ -103,7 +105,7 @@ TEST_F(DeviceRegistry, WhatHappenedFirstIsSeenFirstAlsoAcrossIterators) {
   EXPECT_THAT(client_.log, ElementsAre("+1", "-1", "+2", "-2", "+3"));
 }
 
-TEST_F(DeviceRegistry, ADeviceThatIsReplacedDuringADrainGoesBeforeItsSuccessorComes) {
+TEST_F(DeviceRegistry, ADeviceReplacedDuringADrainTerminatesBeforeItsSuccessorIsPublished) {
   client_.follow();
   const int device = publish();
   client_.beforeDrain = [this, device] {
@@ -118,7 +120,7 @@ TEST_F(DeviceRegistry, ADeviceThatIsReplacedDuringADrainGoesBeforeItsSuccessorCo
   EXPECT_THAT(client_.log, ElementsAre("+1", "-1", "+2"));
 }
 
-TEST_F(DeviceRegistry, ADeviceThatIsReplacedBeforeTheFirstDrainGoesBeforeItsSuccessorComes) {
+TEST_F(DeviceRegistry, ADeviceReplacedBeforeTheFirstDrainTerminatesBeforeItsSuccessorIsPublished) {
   const int device = publish();
   arrive();
   const io_iterator_t come = client_.add(kIOPublishNotification);
@@ -132,7 +134,7 @@ TEST_F(DeviceRegistry, ADeviceThatIsReplacedBeforeTheFirstDrainGoesBeforeItsSucc
   EXPECT_THAT(client_.log, ElementsAre("+1", "-1", "+2"));
 }
 
-TEST_F(DeviceRegistry, AnIteratorThatIsLeftAloneDoesNotHoldBackTheOthers) {
+TEST_F(DeviceRegistry, AnIteratorThatIsNeverDrainedDoesNotHoldBackTheOthers) {
   const io_iterator_t come = client_.add(kIOPublishNotification);
   client_.add(kIOTerminatedNotification);
   client_.drain(come, "+");
@@ -143,7 +145,7 @@ TEST_F(DeviceRegistry, AnIteratorThatIsLeftAloneDoesNotHoldBackTheOthers) {
   EXPECT_FALSE(client_.isReady());
 }
 
-TEST_F(DeviceRegistry, TwoPortsAreToldEachOnItsOwn) {
+TEST_F(DeviceRegistry, EachPortIsNotifiedByItsOwnSource) {
   client_.follow();
   ContractClient other;
   other.follow();
@@ -157,7 +159,7 @@ TEST_F(DeviceRegistry, TwoPortsAreToldEachOnItsOwn) {
   EXPECT_EQ(other.services, client_.services);
 }
 
-TEST_F(DeviceRegistry, ASourceIsReadyWhileSomethingIsQueuedAndNotAfterItWasPerformed) {
+TEST_F(DeviceRegistry, ASourceIsReadyFromAnEventUntilItIsPerformed) {
   client_.follow();
   arrive();
   client_.source->perform();
@@ -169,15 +171,15 @@ TEST_F(DeviceRegistry, ASourceIsReadyWhileSomethingIsQueuedAndNotAfterItWasPerfo
   EXPECT_FALSE(client_.isReady());
 }
 
-TEST_F(DeviceRegistry, ThePortsSourceIsTheSameAtEveryCall) {
+TEST_F(DeviceRegistry, APortHasOneSource) {
   EXPECT_EQ(IONotificationPortGetRunLoopSource(client_.port), client_.source);
 }
 
-TEST_F(DeviceRegistry, CallbacksRunFromThePortsSourceOnly) {
+TEST_F(DeviceRegistry, CallbacksRunOnlyFromThePortsSource) {
   client_.follow();
   const io_service_t service = findPublished({.className = kClass});
   io_connect_t connection = 0;
-  ASSERT_EQ(IOServiceOpen(service, 2, &connection), kIOReturnSuccess);
+  ASSERT_EQ(IOServiceOpen(service, kDispatchConnectionType, &connection), kIOReturnSuccess);
   world_->terminate(publish());
   CFDictionary properties;
   std::array<std::uint8_t, 4> output{};
@@ -214,7 +216,7 @@ TEST_F(DeviceRegistry, ACallbackMayReleaseTheIteratorWhoseTurnIsNext) {
   EXPECT_FALSE(client_.isReady());
 }
 
-TEST_F(DeviceRegistry, ACallbackMayDestroyThePortAndLetGoOfTheSource) {
+TEST_F(DeviceRegistry, ACallbackMayDestroyThePortAndReleaseTheSource) {
   client_.follow();
   client_.afterDrain = [this] {
     IONotificationPortDestroy(std::exchange(client_.port, nullptr));
@@ -227,7 +229,7 @@ TEST_F(DeviceRegistry, ACallbackMayDestroyThePortAndLetGoOfTheSource) {
   EXPECT_THAT(client_.log, ElementsAre("+1"));
 }
 
-TEST_F(DeviceRegistry, ADestroyedPortsSourceAndIteratorsAreQuiet) {
+TEST_F(DeviceRegistry, ADestroyedPortMakesNoCallbacksAndItsIteratorsAreEmpty) {
   client_.follow();
   publish();
   arrive();
@@ -246,27 +248,27 @@ TEST_F(DeviceRegistry, ACallbackMayCloseConnections) {
   client_.follow();
   const io_service_t service = findPublished({.className = kClass});
   io_connect_t connection = 0;
-  ASSERT_EQ(IOServiceOpen(service, 2, &connection), kIOReturnSuccess);
+  ASSERT_EQ(IOServiceOpen(service, kDispatchConnectionType, &connection), kIOReturnSuccess);
   IOReturn closed = kIOReturnError;
   client_.afterDrain = [&] { closed = IOServiceClose(connection); };
   perform();
   EXPECT_EQ(closed, kIOReturnSuccess);
 }
 
-TEST_F(DeviceRegistry, AMessageComesWithItsServiceTypeAndArgument) {
+TEST_F(DeviceRegistry, AMessageHasItsServiceTypeAndArgument) {
   const int device = publish();
   arrive();
   const io_service_t service = find();
   const io_object_t interest = client_.addInterest(service);
-  world_->sendMessage(device, 0xe0000130, {36, 0, 0, 0, 49});
+  world_->sendMessage(device, kDriverMessage, {36, 0, 0, 0, kDigitalInputChanged});
   perform();
-  EXPECT_THAT(client_.log, ElementsAre("m3758096688"));
+  EXPECT_THAT(client_.log, ElementsAre("m" + std::to_string(kDriverMessage)));
   EXPECT_EQ(client_.lastService, service);
-  EXPECT_THAT(client_.lastArgument, ElementsAre(36, 0, 0, 0, 49));
+  EXPECT_THAT(client_.lastArgument, ElementsAre(36, 0, 0, 0, kDigitalInputChanged));
   client_.release(interest);
 }
 
-TEST_F(DeviceRegistry, AMessageWithoutArgumentComesWithoutArgument) {
+TEST_F(DeviceRegistry, AMessageWithoutArgumentHasAnEmptyArgument) {
   const int device = publish();
   arrive();
   const io_object_t interest = client_.addInterest(find());
@@ -278,7 +280,7 @@ TEST_F(DeviceRegistry, AMessageWithoutArgumentComesWithoutArgument) {
   client_.release(interest);
 }
 
-TEST_F(DeviceRegistry, MessagesComeInOrderAndFromTheServiceAskedForOnly) {
+TEST_F(DeviceRegistry, MessagesComeInOrderAndOnlyFromTheInterestsService) {
   const int device = publish();
   const int other = publish(kOtherClass);
   arrive();
@@ -291,7 +293,7 @@ TEST_F(DeviceRegistry, MessagesComeInOrderAndFromTheServiceAskedForOnly) {
   client_.release(interest);
 }
 
-TEST_F(DeviceRegistry, MessagesAndNotificationsComeInTheOrderInWhichTheyHappened) {
+TEST_F(DeviceRegistry, MessagesAndNotificationsComeInTheOrderOfTheirEvents) {
   client_.follow();
   const int device = publish();
   perform();
@@ -318,7 +320,7 @@ TEST_F(DeviceRegistry, EveryInterestInAServiceGetsItsMessages) {
   client_.release(second);
 }
 
-TEST_F(DeviceRegistry, AfterAnInterestIsReleasedItsMessagesAreNotToldNotEvenThoseQueued) {
+TEST_F(DeviceRegistry, AReleasedInterestGetsNoMessagesNotEvenQueuedOnes) {
   const int device = publish();
   arrive();
   const io_object_t interest = client_.addInterest(find());
@@ -332,7 +334,7 @@ TEST_F(DeviceRegistry, AfterAnInterestIsReleasedItsMessagesAreNotToldNotEvenThos
   EXPECT_FALSE(client_.isReady());
 }
 
-TEST_F(DeviceRegistry, AnInterestKeepsItsServicesHandleAliveForTheCallback) {
+TEST_F(DeviceRegistry, AServiceHandleIsValidInAnInterestsCallback) {
   const int device = publish();
   arrive();
   const io_service_t service = find();

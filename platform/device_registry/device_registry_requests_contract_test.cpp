@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How every device registry carries requests to a driver.
+// Requests to a driver through every device registry.
 #include <poll.h>
 
 #include <array>
@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/device_registry/contract_client.h"
+#include "protocol/dispatch.h"
 
 namespace {
 
@@ -21,7 +22,7 @@ class DeviceRegistryRequests : public DeviceRegistry {
 
   void connect(std::function<Answer(std::uint32_t, const Bytes&)> respond) {
     const io_service_t service = findPublished({.className = kClass, .respond = respond});
-    ASSERT_EQ(IOServiceOpen(service, 2, &connection_), kIOReturnSuccess);
+    ASSERT_EQ(IOServiceOpen(service, kDispatchConnectionType, &connection_), kIOReturnSuccess);
     ASSERT_NE(connection_, 0u);
   }
   void connectAnswering(Answer answer) {
@@ -52,7 +53,7 @@ TEST_F(DeviceRegistryRequests, ARequestReachesTheDriverWithItsSelector) {
   EXPECT_EQ(size_, 4u);
 }
 
-TEST_F(DeviceRegistryRequests, AShorterAnswerLeavesTheRestOfTheOutputAsItWas) {
+TEST_F(DeviceRegistryRequests, AShorterAnswerLeavesTheRestOfTheOutputUntouched) {
   connectAnswering(Bytes{5});
   EXPECT_EQ(send({1}), kIOReturnSuccess);
   EXPECT_EQ(size_, 1u);
@@ -66,7 +67,7 @@ TEST_F(DeviceRegistryRequests, AnEmptyAnswerHasNoBytes) {
   EXPECT_THAT(output_, ElementsAre(9, 9, 9, 9));
 }
 
-TEST_F(DeviceRegistryRequests, ALongerAnswerIsAnOverrunStoresNothingAndSpoilsNothing) {
+TEST_F(DeviceRegistryRequests, ALongerAnswerIsAnOverrunAndTheNextCallSucceeds) {
   bool isLong = true;
   connect([&](auto, const Bytes& request) {
     return std::exchange(isLong, false) ? Bytes(5, 1) : request;
@@ -77,7 +78,7 @@ TEST_F(DeviceRegistryRequests, ALongerAnswerIsAnOverrunStoresNothingAndSpoilsNot
   EXPECT_THAT(output_, ElementsAre(2, 9, 9, 9));
 }
 
-TEST_F(DeviceRegistryRequests, WithoutAnAnswerTheCallTimesOutAndTheNextIsAnsweredForItself) {
+TEST_F(DeviceRegistryRequests, WithoutAnAnswerTheCallTimesOutAndTheNextGetsItsOwnAnswer) {
   bool silent = true;
   connect([&](auto, const Bytes& request) {
     return std::exchange(silent, false) ? Answer() : Answer(request);
@@ -105,27 +106,27 @@ TEST_F(DeviceRegistryRequests, ARequestAndAnAnswerMayBeEmpty) {
 TEST_F(DeviceRegistryRequests, ConnectionsOfOneServiceAreIndependent) {
   connect({});
   io_connect_t second = 0;
-  ASSERT_EQ(IOServiceOpen(find(), 2, &second), kIOReturnSuccess);
+  ASSERT_EQ(IOServiceOpen(find(), kDispatchConnectionType, &second), kIOReturnSuccess);
   EXPECT_NE(second, connection_);
   EXPECT_EQ(IOServiceClose(second), kIOReturnSuccess);
   EXPECT_EQ(send({1}), kIOReturnSuccess);
 }
 
-TEST_F(DeviceRegistryRequests, AClosedConnectionNamesNothing) {
+TEST_F(DeviceRegistryRequests, AClosedConnectionIsRefused) {
   connect({});
   EXPECT_EQ(IOServiceClose(connection_), kIOReturnSuccess);
   EXPECT_NE(IOServiceClose(connection_), kIOReturnSuccess);
   EXPECT_EQ(send({1}), kIOReturnNotOpen);
 }
 
-TEST_F(DeviceRegistryRequests, AConnectionOutlivesTheClientsServiceHandle) {
+TEST_F(DeviceRegistryRequests, AConnectionOutlivesTheServiceHandle) {
   connect({});
   client_.release(find());
   for (const io_object_t object : std::exchange(client_.owned, {})) IOObjectRelease(object);
   EXPECT_EQ(send({1}), kIOReturnSuccess);
 }
 
-TEST_F(DeviceRegistryRequests, WhatComesDuringACallIsQueuedAndTheSourceIsReady) {
+TEST_F(DeviceRegistryRequests, AServicePublishedDuringACallIsQueuedAndMakesTheSourceReady) {
   client_.follow();
   connect({});
   perform();

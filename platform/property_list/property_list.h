@@ -25,8 +25,8 @@ inline constexpr std::size_t kMostPropertyListObjects = 10000;
 //   with more than kMostPropertyListObjects objects of any type,
 // - a list nested deeper than kDeepestPropertyList,
 // - a list that holds a type CFValue cannot hold, or a date before 1933 or after 2068.
-// A UID of a binary list becomes the dictionary {"CF$UID": number}, as in an XML list. Integers
-// that need 64 bits unsigned become negative.
+// A UID becomes the dictionary {"CF$UID": number}, which is how XML lists write UIDs. Integers that
+// need 64 bits unsigned become negative.
 std::optional<CFValue> parsePropertyList(std::string_view bytes);
 
 // Writes `value` as an XML list, from which parsePropertyList() reads the same value; texts and

@@ -41,11 +41,11 @@ PortSource::PortSource(Surroundings surroundings, FileDescriptor event, FileDesc
       descriptor_(std::move(descriptor)) {}
 
 void PortSource::perform() {
-  const std::shared_ptr<PortSource> self = shared_from_this();  // a callback may let go of it
+  const std::shared_ptr<PortSource> self = shared_from_this();  // a callback may release it
   woken_ = false;
   if (surroundings_.receive) surroundings_.receive();
-  // What comes while the callbacks run is left to the next call, so that a driver that never stops
-  // talking cannot keep the run loop from its other sources.
+  // Events that arrive during the callbacks are left to the next call, so that a driver that never
+  // stops sending cannot keep the run loop from its other sources.
   const std::uint64_t lastPlace = lastPlace_;
   while (performEarliest(lastPlace)) {
   }
@@ -85,10 +85,10 @@ std::shared_ptr<Service> PortSource::next(Iterator& iterator) {
   return service;
 }
 
-// Only an iterator that is sure to be drained can hold back another: one whose callback is due, or,
-// while a client drains its new iterators one after the other, one that has yet to be drained for
-// the first time. Otherwise a client that leaves one iterator alone would never see the others'
-// services.
+// Only an iterator that is sure to be drained can hold back another: an iterator whose callback is
+// due, or, while a client drains its new iterators one after the other, an iterator that has yet to
+// be drained for the first time. Otherwise a client that never drains an iterator would never see
+// the services of the others.
 bool PortSource::wouldOvertake(const Iterator& iterator) const {
   const std::uint64_t place = iterator.items.front().place;
   return std::any_of(iterators_.begin(), iterators_.end(), [&](const auto& entry) {
@@ -137,7 +137,7 @@ std::shared_ptr<Iterator> PortSource::earliestArmed() const {
   return earliest;
 }
 
-// Makes the callback of what happened first, if that is not after `lastPlace`.
+// Makes the callback of the earliest event. False when there is no event up to `lastPlace`.
 bool PortSource::performEarliest(std::uint64_t lastPlace) {
   const std::shared_ptr<Iterator> iterator = earliestArmed();
   if (!messages_.empty() &&
@@ -157,7 +157,7 @@ void PortSource::performMessage() {
   messages_.pop_front();
   const auto interest = message.interest.lock();
   if (!interest || !interest->callback) return;
-  // The client may have released the service; it has a reference for as long as the callback runs.
+  // The client may have released the service, so it gets a reference for the callback.
   const io_service_t service = surroundings_.objects->give(interest->service);
   interest->callback(interest->refcon, service, message.type, message.argument);
   surroundings_.objects->release(service);

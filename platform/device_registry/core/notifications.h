@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Iterators, interest notifications, and the run loop source of a notification port, in which what
-// happened waits until the run loop performs it.
+// Iterators, interest notifications, and the run loop source of a notification port, which queues
+// events until the run loop performs it.
 //
-// Everything that happens is put in its place of a queue at once, whoever notices it, and told to
-// the client only from inside perform(). So a call that waits on a driver never runs a callback.
+// Events are queued as soon as they are received, also during a call that waits on a driver.
+// Callbacks run only inside perform().
 #pragma once
 
 #include <cstdint>
@@ -21,29 +21,29 @@ namespace device_registry {
 
 class PortSource;
 
-// The services that a client has still to take: those present at one time, or those that a matching
-// notification collects.
+// The services that IOIteratorNext has yet to return: those present at one moment, or those that a
+// matching notification collects.
 class Iterator : public Object {
  public:
   using Object::Object;
 
-  // A service and its place among all that happened on the port; 0 for a service that was there
-  // before the iterator.
+  // A service and its place in the order of the port's events; 0 for a service that was present
+  // when the iterator was made.
   struct Item {
     std::uint64_t place;
     std::shared_ptr<Service> service;
   };
   std::deque<Item> items;
 
-  // The rest is for an iterator of a matching notification.
+  // Of an iterator of a matching notification only.
   std::weak_ptr<PortSource> port;
   std::string kind;
   std::string className;
   IOServiceMatchingCallback callback = nullptr;
   void* refcon = nullptr;
-  // Has returned 0 once.
+  // IOIteratorNext has returned 0 once.
   bool drained = false;
-  // The next service that comes makes a callback. Stays so until that callback begins.
+  // The next service added makes a callback. Cleared when that callback begins.
   bool armed = false;
 };
 
@@ -59,14 +59,13 @@ class Interest : public Object {
 
 class PortSource : public CFRunLoopSource, public std::enable_shared_from_this<PortSource> {
  public:
-  // What the source needs of the registry around it.
+  // The parts of the registry that the source uses.
   struct Surroundings {
-    // Takes in what has come from the drivers by now; may be empty.
+    // As Registry::receive().
     std::function<void()> receive;
-    // A descriptor that reads as ready when receive() has something to take in; -1 for none. When
-    // it is closed it is watched no more.
+    // As Registry::incoming(). Closing the descriptor ends its watching.
     int incoming = -1;
-    // Where the client's references are kept.
+    // The clients' references.
     std::shared_ptr<ObjectTable> objects;
   };
 
@@ -76,21 +75,21 @@ class PortSource : public CFRunLoopSource, public std::enable_shared_from_this<P
   int descriptor() const override { return descriptor_.get(); }
   void perform() override;
 
-  // Ends all notifications. The source itself stays as long as a run loop keeps it.
+  // Ends all notifications. A run loop may keep the source itself longer.
   void close();
 
   void add(const std::shared_ptr<Iterator>& iterator);
-  // The next service of an iterator of this port, null when there is none or when it would overtake
-  // what happened earlier. Null arms the iterator.
+  // Takes the next service of an iterator of this port. Returns null, and arms the iterator, when
+  // the iterator is empty or its next service would overtake an earlier event.
   std::shared_ptr<Service> next(Iterator& iterator);
 
-  // Puts `service` into the iterators of `kind` that match it.
+  // Adds `service` to the iterators of `kind` that match it.
   void queueService(const char* kind, const std::shared_ptr<Service>& service);
-  // Puts a message into the queue of every interest in `service`.
+  // Queues a message for every interest in `service`.
   void queueMessage(const Service& service, natural_t type, std::span<const std::uint8_t> argument);
   void add(const std::shared_ptr<Interest>& interest);
 
-  // Makes the run loop perform the source though nothing is queued: there is more to receive.
+  // Makes the source ready though nothing is queued: there is more to receive.
   void wake();
 
  private:

@@ -28,7 +28,7 @@ void ObjectTable::retain(std::uint32_t handle) {
 void ObjectTable::release(std::uint32_t handle) {
   const auto entry = entries_.find(handle);
   if (entry == entries_.end() || --entry->second.references > 0) return;
-  // The object goes after its entry: what its destructor releases may come back in here.
+  // Erase the entry first: the object's destructor may call release().
   const std::shared_ptr<Object> last = std::move(entry->second.object);
   entries_.erase(entry);
 }

@@ -19,7 +19,7 @@ using device_registry::Registry;
 using device_registry::registry;
 using device_registry::Service;
 
-// The class that `matching` asks for; empty when it asks for none.
+// The class name in `matching`; empty when it is missing.
 std::string classNameOf(const CFDictionary& matching) {
   const auto* name = CFDictionaryGet<std::string>(matching, kIOProviderClassKey);
   return name ? *name : std::string();

@@ -36,12 +36,4 @@ void Registry::close() {
   disconnect();
 }
 
-void Registry::forgetClients() {
-  for (const auto& port : ports) port->source->close();
-  ports.clear();
-  connections.clear();
-  masterPorts.clear();
-  objects->clear();
-}
-
 }  // namespace device_registry

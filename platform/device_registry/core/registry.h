@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The registry of this process: which services are present, what clients hold, and whom to notify.
+// The registry of this process: the present services, the objects of clients and their ports.
 //
 // A back end derives its registry from Registry, publishes services in it and reports what their
 // drivers do; operations.cpp defines the operations of the contract on it.
@@ -49,11 +49,11 @@ class Registry {
   virtual IOReturn connect() = 0;
   // Undoes connect(), also a failed one. All services are forgotten before.
   virtual void disconnect() = 0;
-  // Takes in what the drivers have sent by now, without waiting and without calling a client.
+  // Handles everything that the drivers have sent so far. Does not wait and makes no callbacks.
   virtual void receive() {}
-  // A descriptor that reads as ready when receive() has something to take in; -1 for none.
+  // A descriptor that reads as ready when there is something to receive; -1 without a descriptor.
   virtual int incoming() const { return -1; }
-  // The failure that `operation` returns at once; kIOReturnSuccess lets it go on.
+  // The failure with which `operation` returns at once; kIOReturnSuccess lets it proceed.
   virtual IOReturn refusal(Operation) { return kIOReturnSuccess; }
 
   // --- Reports of the back end ---
@@ -62,7 +62,7 @@ class Registry {
   void terminate(const std::shared_ptr<Service>& service);
   void terminateAll();
   void sendMessage(const Service& service, natural_t type, std::span<const std::uint8_t> argument);
-  // receive() left something to take in: the ports' sources become ready.
+  // Makes the ports' sources ready, because receive() left something to receive.
   void wakePorts();
 
   // --- Clients ---
@@ -71,8 +71,6 @@ class Registry {
   bool isOpen() const { return !masterPorts.empty(); }
   // Terminates all services without notifying anyone, and disconnects.
   void close();
-  // Closes what clients hold; their handles name nothing afterwards.
-  void forgetClients();
 
   struct OpenConnection {
     std::shared_ptr<Connection> connection;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Published services and the connections to their drivers, as the back ends supply them.
+// Interfaces of published services and of connections to their drivers, implemented by the back
+// ends.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +15,7 @@
 
 namespace device_registry {
 
-// An open connection to a driver. It goes with the last pointer to it.
+// An open connection to a driver. The destructor closes it.
 class Connection : public Object {
  public:
   using Object::Object;
@@ -26,14 +27,13 @@ class Connection : public Object {
 
 class Service : public Object {
  public:
-  // A service with an empty class name is matched by nothing.
+  // An empty class name matches no dictionary.
   Service(std::shared_ptr<Numbers> numbers, std::string className)
       : Object(std::move(numbers)), className_(std::move(className)) {}
 
   const std::string& className() const { return className_; }
 
-  // False before it was published and from its termination on. Only a present service is asked for
-  // properties or connections.
+  // True from publication to termination. readProperties() and open() are only called then.
   bool isPresent() const { return present_; }
   void setPresent(bool present) { present_ = present; }
 

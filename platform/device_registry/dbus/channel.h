@@ -21,16 +21,16 @@ using session_bus::Deadline;
 
 class Channel {
  public:
-  // Takes a copy of what a driver handed out, which a program started later does not inherit.
-  // Nothing when it is no socket of the right type.
+  // Duplicates the descriptor that a driver returned, closed on exec. nullopt when it is no
+  // SOCK_SEQPACKET socket.
   static std::optional<Channel> fromDriver(int descriptor);
 
-  // Nothing waits to be read and the driver has not closed its end. A channel that is not quiet
-  // before a request is out of step: what waits would be taken for the answer.
+  // Whether no packet is queued and the driver's end is open. Before a request, a queued packet is
+  // a late answer, which would be taken for the answer to the request.
   bool isQuiet() const;
 
-  // As IOConnectMethodStructureIStructureO. After any failure but kIOReturnOverrun the channel is
-  // of no more use: a late answer could be taken for the next one's.
+  // As IOConnectMethodStructureIStructureO. After any failure but kIOReturnOverrun the channel must
+  // be closed: a late answer could be taken for the next request's.
   IOReturn exchange(std::uint32_t selector, std::span<const std::uint8_t> input,
                     std::span<std::uint8_t> output, std::size_t* outputSize,
                     const Deadline& deadline);
@@ -42,7 +42,7 @@ class Channel {
                 const Deadline& deadline);
   IOReturn receive(std::span<std::uint8_t> output, std::size_t* outputSize,
                    const Deadline& deadline);
-  // Success also when the wait was interrupted: the caller tries and comes back.
+  // Success also when a signal interrupted the wait: the caller retries.
   IOReturn wait(short events, const Deadline& deadline) const;
 
   FileDescriptor socket_;

@@ -25,7 +25,7 @@ class ChannelTest : public testing::Test {
     channel_ = Channel::fromDriver(handedOut.get());
   }
 
-  // Sends an answer before the request is made; it waits in the channel.
+  // Queues an answer before the request is sent.
   void answer(const Bytes& packet) {
     EXPECT_EQ(::send(driver_.get(), packet.data(), packet.size(), 0),
               static_cast<ssize_t>(packet.size()));
@@ -40,7 +40,7 @@ class ChannelTest : public testing::Test {
   std::size_t size_ = 77;
 };
 
-TEST_F(ChannelTest, ARequestIsTheSelectorLowestByteFirstAndTheRecord) {
+TEST_F(ChannelTest, ARequestIsTheSelectorInLittleEndianAndTheRecord) {
   answer({1});
   ASSERT_EQ(exchange(), kIOReturnSuccess);
   Bytes packet(16);
@@ -48,14 +48,14 @@ TEST_F(ChannelTest, ARequestIsTheSelectorLowestByteFirstAndTheRecord) {
   EXPECT_THAT(packet, ElementsAre(1, 2, 3, 4, 5, 6));
 }
 
-TEST_F(ChannelTest, AnAnswerOfExactlyTheOutputsSizeFits) {
+TEST_F(ChannelTest, AnAnswerOfTheOutputsSizeFits) {
   answer({1, 2});
   EXPECT_EQ(exchange(), kIOReturnSuccess);
   EXPECT_THAT(output_, ElementsAre(1, 2));
   EXPECT_EQ(size_, 2u);
 }
 
-TEST_F(ChannelTest, AnEmptyAnswerIsNotTakenForTheEnd) {
+TEST_F(ChannelTest, AnEmptyAnswerIsNotTheEndOfTheChannel) {
   answer({});
   EXPECT_EQ(exchange(), kIOReturnSuccess);
   EXPECT_EQ(size_, 0u);
@@ -69,7 +69,7 @@ TEST_F(ChannelTest, ALongerAnswerStoresNothing) {
 }
 
 TEST_F(ChannelTest, AClosedEndFailsWithoutASignal) {
-  signal(SIGPIPE, SIG_DFL);  // whoever runs the tests may have it ignored
+  signal(SIGPIPE, SIG_DFL);  // the parent process may have ignored it
   driver_ = FileDescriptor();
   EXPECT_FALSE(channel_->isQuiet());
   EXPECT_EQ(exchange(), kIOReturnError);
@@ -80,7 +80,7 @@ TEST_F(ChannelTest, AnEndClosedAfterTheRequestFails) {
   EXPECT_EQ(exchange(), kIOReturnError);
 }
 
-TEST_F(ChannelTest, NothingInTimeIsATimeout) { EXPECT_EQ(exchange(1), kIOReturnTimeout); }
+TEST_F(ChannelTest, NoAnswerWithinTheLimitIsATimeout) { EXPECT_EQ(exchange(1), kIOReturnTimeout); }
 
 TEST_F(ChannelTest, ADriverThatReadsNothingIsATimeoutOnceTheChannelIsFull) {
   IOReturn result = kIOReturnTimeout;
@@ -88,13 +88,13 @@ TEST_F(ChannelTest, ADriverThatReadsNothingIsATimeoutOnceTheChannelIsFull) {
   EXPECT_EQ(result, kIOReturnTimeout);
 }
 
-TEST_F(ChannelTest, IsQuietUntilSomethingComesUnasked) {
+TEST_F(ChannelTest, IsQuietUntilAPacketIsQueued) {
   EXPECT_TRUE(channel_->isQuiet());
   answer({1});
   EXPECT_FALSE(channel_->isQuiet());
 }
 
-TEST_F(ChannelTest, WhatIsNoPacketSocketIsRefused) {
+TEST_F(ChannelTest, OtherDescriptorsThanPacketSocketsAreRefused) {
   const FileDescriptor stream(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   EXPECT_FALSE(Channel::fromDriver(stream.get()));
   EXPECT_FALSE(Channel::fromDriver(-1));

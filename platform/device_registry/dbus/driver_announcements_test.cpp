@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How the comings and goings of drivers and services on the bus become notifications.
+// Drivers and services that appear and disappear on the bus, as notifications.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -8,6 +8,8 @@
 
 #include "platform/device_registry/dbus/testing/dbus_fixture.h"
 #include "platform/posix/posix.h"
+#include "protocol/dispatch.h"
+#include "protocol/services.h"
 #include "tests/support/silent_bus.h"
 
 namespace {
@@ -15,19 +17,15 @@ namespace {
 using testing::ElementsAre;
 using testing::Pair;
 
-constexpr const char* kManagerPath = "/com/vantrel/Driver1";
-constexpr const char* kManagerInterface = "org.freedesktop.DBus.ObjectManager";
-constexpr const char* kServiceInterface = "com.vantrel.Driver1.Service";
-
 // The interfaces of a service of the test class ("a{sa{sv}}").
 int appendService(sd_bus_message* m) {
-  return sd_bus_message_append(m, "a{sa{sv}}", 1, kServiceInterface, 1, "ClassName", "s",
+  return sd_bus_message_append(m, "a{sa{sv}}", 1, kServiceInterface, 1, kClassNameProperty, "s",
                                kTestClass);
 }
 
 class DriverAnnouncements : public DbusTest {
  protected:
-  // Nothing that the driver has sent so far was told to the client.
+  // The client's counts after it received everything the driver has sent.
   void expectQuiet(int come, int gone) {
     ASSERT_TRUE(arriveFrom(driver_));
     client_.source().perform();
@@ -37,14 +35,14 @@ class DriverAnnouncements : public DbusTest {
   }
 };
 
-TEST(SessionBus, ThatDoesNotExistFailsTheRegistry) {
+TEST(SessionBus, AMissingBusFailsTheRegistry) {
   setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
   mach_port_t port = 1;
   EXPECT_NE(IOMasterPort(&port), kIOReturnSuccess);
   EXPECT_EQ(port, 0u);
 }
 
-TEST(SessionBus, ThatNeverAnswersFailsTheRegistryWithinTheLimit) {
+TEST(SessionBus, ABusThatNeverAnswersFailsTheRegistryWithinTheLimit) {
   const test_support::SilentBus bus;
   bus.enter();
   mach_port_t port = 1;
@@ -54,7 +52,7 @@ TEST(SessionBus, ThatNeverAnswersFailsTheRegistryWithinTheLimit) {
   EXPECT_EQ(port, 0u);
 }
 
-TEST_F(DriverAnnouncements, WithoutADriverTheRegistryOpensAtOnceAndSeesItComeLater) {
+TEST_F(DriverAnnouncements, WithoutADriverTheRegistryOpensAtOnceAndFindsItLater) {
   EXPECT_LE(millisecondsOf([this] { EXPECT_EQ(client_.open(), kIOReturnSuccess); }),
             kRegistryCallLimitMs);
   EXPECT_EQ(client_.come, 0);
@@ -66,7 +64,7 @@ TEST_F(DriverAnnouncements, AnInstalledDriverIsStarted) {
   const std::string started = bus_.folder() + "/started";
   ASSERT_EQ(mkfifo(started.c_str(), 0600), 0);
   const FileDescriptor reader(open(started.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  bus_.makeActivatable("com.vantrel.Driver1", "/bin/sh -c \"echo > " + started + "\"");
+  bus_.makeActivatable(kDriverName, "/bin/sh -c \"echo > " + started + "\"");
   EXPECT_LE(millisecondsOf([this] { EXPECT_EQ(client_.open(), kIOReturnSuccess); }), kCallBoundMs);
   pollfd watched{reader.get(), POLLIN, 0};
   EXPECT_EQ(poll(&watched, 1, kArrivalLimitMs), 1);
@@ -81,7 +79,7 @@ TEST_F(DriverAnnouncements, ADriverThatIsSlowAtFirstIsListedWhenItAnswers) {
   EXPECT_TRUE(client_.waitUntil([this] { return client_.come == 1; }));
 }
 
-TEST_F(DriverAnnouncements, TheLossOfTheNameTerminatesAllAndItsReturnListsThemAnew) {
+TEST_F(DriverAnnouncements, LosingTheNameTerminatesAllServicesAndClaimingItListsThemAgain) {
   startAll();
   driver_.perform([](Driver& driver) { driver.dropName(); });
   EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
@@ -93,7 +91,7 @@ TEST_F(DriverAnnouncements, TheLossOfTheNameTerminatesAllAndItsReturnListsThemAn
             kIOReturnSuccess);
 }
 
-TEST_F(DriverAnnouncements, ANewDriverIsNotTakenForHungBecauseTheOneBeforeWas) {
+TEST_F(DriverAnnouncements, ANewDriverIsAskedThoughThePreviousDriverHung) {
   startAll();
   std::promise<void> release = hang();
   CFDictionary properties;
@@ -108,21 +106,22 @@ TEST_F(DriverAnnouncements, ANewDriverIsNotTakenForHungBecauseTheOneBeforeWas) {
             kIOReturnSuccess);
 }
 
-TEST_F(DriverAnnouncements, TheLossOfTheBusTerminatesAllAndLeavesTheLoopQuiet) {
+TEST_F(DriverAnnouncements, LosingTheBusTerminatesAllServicesAndTheSourceIsNotReadyAgain) {
   startAll();
   io_connect_t connection = 0;
-  ASSERT_EQ(IOServiceOpen(client_.service(), 2, &connection), kIOReturnSuccess);
+  ASSERT_EQ(IOServiceOpen(client_.service(), kDispatchConnectionType, &connection),
+            kIOReturnSuccess);
   bus_.stop();
   EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
   EXPECT_FALSE(client_.isReady());
   io_connect_t second = 0;
   std::size_t size = 0;
-  EXPECT_EQ(IOServiceOpen(client_.service(), 2, &second), kIOReturnNoDevice);
+  EXPECT_EQ(IOServiceOpen(client_.service(), kDispatchConnectionType, &second), kIOReturnNoDevice);
   EXPECT_EQ(IOConnectMethodStructureIStructureO(connection, 0, {}, {}, &size), kIOReturnNoDevice);
   EXPECT_EQ(IOServiceClose(connection), kIOReturnSuccess);
 }
 
-TEST_F(DriverAnnouncements, ALossOfTheBusThatIsNotYetNoticedFailsCallsWithoutDelay) {
+TEST_F(DriverAnnouncements, CallsFailAtOnceWhenTheBusIsLostButNotYetReceived) {
   startAll();
   bus_.stop();
   CFDictionary properties;
@@ -130,12 +129,13 @@ TEST_F(DriverAnnouncements, ALossOfTheBusThatIsNotYetNoticedFailsCallsWithoutDel
   EXPECT_LE(millisecondsOf([&] {
               EXPECT_NE(IORegistryEntryCreateCFProperties(client_.service(), &properties),
                         kIOReturnSuccess);
-              EXPECT_NE(IOServiceOpen(client_.service(), 2, &connection), kIOReturnSuccess);
+              EXPECT_NE(IOServiceOpen(client_.service(), kDispatchConnectionType, &connection),
+                        kIOReturnSuccess);
             }),
             kAtOnceMs);
 }
 
-TEST_F(DriverAnnouncements, AfterTheLossOfTheBusTheRegistryCanBeOpenedOnAnother) {
+TEST_F(DriverAnnouncements, AfterLosingTheBusTheRegistryOpensOnAnother) {
   startAll();
   bus_.stop();
   EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
@@ -146,17 +146,16 @@ TEST_F(DriverAnnouncements, AfterTheLossOfTheBusTheRegistryCanBeOpenedOnAnother)
 
 TEST_F(DriverAnnouncements, AServiceAnnouncedTwiceIsPublishedOnce) {
   startAll();
-  driver_.perform([](Driver& driver) {
-    driver.announce(std::string(kManagerPath) + "/Device", appendService);
-  });
+  driver_.perform(
+      [](Driver& driver) { driver.announce(std::string(kDriverPath) + "/Device", appendService); });
   expectQuiet(1, 0);
 }
 
-TEST_F(DriverAnnouncements, TheRemovalOfAnUnknownServiceOrOfAnotherInterfaceIsIgnored) {
+TEST_F(DriverAnnouncements, RemovalsOfUnknownServicesAndOtherInterfacesAreIgnored) {
   startAll();
   driver_.perform([](Driver& driver) {
-    driver.announceRemoval(std::string(kManagerPath) + "/Unknown", kServiceInterface);
-    driver.announceRemoval(std::string(kManagerPath) + "/Device", "com.example.Other");
+    driver.announceRemoval(std::string(kDriverPath) + "/Unknown", kServiceInterface);
+    driver.announceRemoval(std::string(kDriverPath) + "/Device", "com.example.Other");
   });
   expectQuiet(1, 0);
 }
@@ -164,15 +163,15 @@ TEST_F(DriverAnnouncements, TheRemovalOfAnUnknownServiceOrOfAnotherInterfaceIsIg
 TEST_F(DriverAnnouncements, ObjectsThatAreNoServicesAreIgnored) {
   startAll();
   driver_.perform([](Driver& driver) {
-    const std::string below = std::string(kManagerPath) + "/";
+    const std::string below = std::string(kDriverPath) + "/";
     driver.announce(below + "A", [](sd_bus_message* m) {
-      return sd_bus_message_append(m, "a{sa{sv}}", 1, "com.example.Other", 1, "ClassName", "s",
-                                   kTestClass);
+      return sd_bus_message_append(m, "a{sa{sv}}", 1, "com.example.Other", 1, kClassNameProperty,
+                                   "s", kTestClass);
     });
     driver.announce(below + "B",
                     [](sd_bus_message* m) { return sd_bus_message_append(m, "a{sa{sv}}", 0); });
     driver.announce("/com/vantrel/Driver10/C", appendService);
-    driver.announce(kManagerPath, appendService);
+    driver.announce(kDriverPath, appendService);
   });
   expectQuiet(1, 0);
 }
@@ -180,10 +179,10 @@ TEST_F(DriverAnnouncements, ObjectsThatAreNoServicesAreIgnored) {
 TEST_F(DriverAnnouncements, AServiceAmongOtherInterfacesIsFound) {
   startAll();
   driver_.perform([](Driver& driver) {
-    driver.announce(std::string(kManagerPath) + "/Second", [](sd_bus_message* m) {
+    driver.announce(std::string(kDriverPath) + "/Second", [](sd_bus_message* m) {
       return sd_bus_message_append(m, "a{sa{sv}}", 3, "a.Before", 1, "X", "(ii)", 1, 2,
-                                   kServiceInterface, 2, "Properties", "a{sv}", 0, "ClassName", "s",
-                                   kTestClass, "z.After", 0);
+                                   kServiceInterface, 2, "Properties", "a{sv}", 0,
+                                   kClassNameProperty, "s", kTestClass, "z.After", 0);
     });
   });
   expectQuiet(2, 0);
@@ -201,11 +200,11 @@ TEST_F(DriverAnnouncements, AServiceWithoutAUsableClassNameMatchesNothing) {
                    }));
     driver.publish("Number", withClassName([](sd_bus_message* m) {
                      return sd_bus_message_append(m, "a{sa{sv}}", 1, kServiceInterface, 1,
-                                                  "ClassName", "u", 5);
+                                                  kClassNameProperty, "u", 5);
                    }));
     driver.publish("Empty", withClassName([](sd_bus_message* m) {
                      return sd_bus_message_append(m, "a{sa{sv}}", 1, kServiceInterface, 1,
-                                                  "ClassName", "s", "");
+                                                  kClassNameProperty, "s", "");
                    }));
   });
   startAll();
@@ -219,16 +218,17 @@ TEST_F(DriverAnnouncements, AnnouncementsOfTheWrongShapeAreIgnored) {
     const auto text = [](sd_bus_message* m) { return sd_bus_message_append(m, "s", "x"); };
     const auto nothing = [](sd_bus_message*) { return 0; };
     for (const char* member : {"InterfacesAdded", "InterfacesRemoved"}) {
-      driver.sendSignal(kManagerPath, kManagerInterface, member, text);
-      driver.sendSignal(kManagerPath, kManagerInterface, member, nothing);
-      driver.sendSignal(kManagerPath, kManagerInterface, member, [](sd_bus_message* m) {
-        return sd_bus_message_append(m, "os", "/com/vantrel/Driver1/Device", kServiceInterface);
+      driver.sendSignal(kDriverPath, kObjectManagerInterface, member, text);
+      driver.sendSignal(kDriverPath, kObjectManagerInterface, member, nothing);
+      driver.sendSignal(kDriverPath, kObjectManagerInterface, member, [](sd_bus_message* m) {
+        return sd_bus_message_append(m, "os", (std::string(kDriverPath) + "/Device").c_str(),
+                                     kServiceInterface);
       });
     }
-    const std::string device = std::string(kManagerPath) + "/Device";
-    driver.sendSignal(device, kServiceInterface, "Message", text);
-    driver.sendSignal(device, kServiceInterface, "Message", nothing);
-    driver.sendSignal(device, kServiceInterface, "Message",
+    const std::string device = std::string(kDriverPath) + "/Device";
+    driver.sendSignal(device, kServiceInterface, kMessageSignal, text);
+    driver.sendSignal(device, kServiceInterface, kMessageSignal, nothing);
+    driver.sendSignal(device, kServiceInterface, kMessageSignal,
                       [](sd_bus_message* m) { return sd_bus_message_append(m, "u", 5); });
     driver.sendMessage("Unknown", 6, Bytes{});
   });
@@ -236,7 +236,7 @@ TEST_F(DriverAnnouncements, AnnouncementsOfTheWrongShapeAreIgnored) {
   EXPECT_THAT(client_.messages, testing::IsEmpty());
 }
 
-TEST_F(DriverAnnouncements, AListOfTheWrongShapeOrNoneIsTakenForEmpty) {
+TEST_F(DriverAnnouncements, AMissingListOrAListOfTheWrongShapeCountsAsEmpty) {
   const std::vector<std::function<int(sd_bus_message*)>> listings{
       [](sd_bus_message* m) { return sd_bus_message_append(m, "s", "x"); },
       [](sd_bus_message*) { return 0; }, [](sd_bus_message*) { return -1; }};
@@ -250,20 +250,20 @@ TEST_F(DriverAnnouncements, AListOfTheWrongShapeOrNoneIsTakenForEmpty) {
   }
 }
 
-TEST_F(DriverAnnouncements, AMessagesArgumentPassesAsItIsHoweverShort) {
+TEST_F(DriverAnnouncements, AMessagesArgumentIsPassedOnUnchangedHoweverShort) {
   startAll();
   ASSERT_EQ(client_.addInterest(client_.service()), kIOReturnSuccess);
   driver_.perform([](Driver& driver) {
-    driver.sendMessage("Device", 0xe0000130, Bytes{});
-    driver.sendMessage("Device", 0xe0000130, Bytes{36, 0, 0});
+    driver.sendMessage("Device", kDriverMessage, Bytes{});
+    driver.sendMessage("Device", kDriverMessage, Bytes{36, 0, 0});
   });
   EXPECT_TRUE(client_.waitUntil([this] { return client_.messages.size() == 2; }));
   EXPECT_THAT(client_.messages,
-              ElementsAre(Pair(0xe0000130, Bytes{}), Pair(0xe0000130, Bytes{36, 0, 0})));
+              ElementsAre(Pair(kDriverMessage, Bytes{}), Pair(kDriverMessage, Bytes{36, 0, 0})));
 }
 
 // Signals can be addressed to one connection, past all matches.
-TEST_F(DriverAnnouncements, WhatAnotherSenderAnnouncesIsIgnored) {
+TEST_F(DriverAnnouncements, AnnouncementsOfAnotherSenderAreIgnored) {
   startAll();
   ASSERT_EQ(client_.addInterest(client_.service()), kIOReturnSuccess);
   const auto sendToAll = [](sd_bus* bus, const char* path, const char* interface,
@@ -278,19 +278,20 @@ TEST_F(DriverAnnouncements, WhatAnotherSenderAnnouncesIsIgnored) {
     }
     sd_bus_flush(bus);
   };
-  const std::string device = std::string(kManagerPath) + "/Device";
-  const std::string forged = std::string(kManagerPath) + "/Forged";
+  const std::string device = std::string(kDriverPath) + "/Device";
+  const std::string forged = std::string(kDriverPath) + "/Forged";
   const auto forge = [&](sd_bus* bus) {
-    sendToAll(bus, kManagerPath, kManagerInterface, "InterfacesAdded", [&](sd_bus_message* m) {
+    sendToAll(bus, kDriverPath, kObjectManagerInterface, "InterfacesAdded", [&](sd_bus_message* m) {
       sd_bus_message_append(m, "o", forged.c_str());
       appendService(m);
     });
-    sendToAll(bus, device.c_str(), kServiceInterface, "Message",
+    sendToAll(bus, device.c_str(), kServiceInterface, kMessageSignal,
               [](sd_bus_message* m) { sd_bus_message_append(m, "uay", 1, 1, 5); });
-    sendToAll(bus, kManagerPath, kManagerInterface, "InterfacesRemoved", [&](sd_bus_message* m) {
-      sd_bus_message_append(m, "oas", device.c_str(), 1, kServiceInterface);
-    });
-    // The bus has passed all of it on once it answers this.
+    sendToAll(bus, kDriverPath, kObjectManagerInterface, "InterfacesRemoved",
+              [&](sd_bus_message* m) {
+                sd_bus_message_append(m, "oas", device.c_str(), 1, kServiceInterface);
+              });
+    // Once the bus answers this, it has delivered all of the above.
     ASSERT_GE(sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
                                  "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""),
               0);
@@ -299,14 +300,14 @@ TEST_F(DriverAnnouncements, WhatAnotherSenderAnnouncesIsIgnored) {
   other.perform([&](Driver& driver) { forge(driver.bus()); });
   expectQuiet(1, 0);
   EXPECT_THAT(client_.messages, testing::IsEmpty());
-  // The same from the driver counts, so the forgery was one that could have worked.
+  // Sent by the driver, the same announcements take effect: the forgery was a valid one.
   driver_.perform([&](Driver& driver) { forge(driver.bus()); });
   EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
   EXPECT_EQ(client_.come, 2);
   EXPECT_EQ(client_.messages.size(), 1u);
 }
 
-TEST_F(DriverAnnouncements, ServicesThatAreThereAtFirstComeInTheOrderOfTheirNumbers) {
+TEST_F(DriverAnnouncements, ServicesPresentAtFirstAreListedInTheOrderOfTheirNumbers) {
   const std::vector<std::string> names{"Device0",   "Device2",    "Device09",
                                        "Device9",   "Device10",   "Device010x",
                                        "Device100", "Device100a", "Devicf"};
@@ -333,7 +334,7 @@ TEST_F(DriverAnnouncements, TwoHundredServicesAreListedWithoutACallForEach) {
   driver_.perform([](Driver& driver) {
     for (int i = 0; i < kMany; ++i) {
       Service service = sane();
-      service.properties = {{"idVendor", 0x7f21}, {"idProduct", i}};
+      service.properties = {{kVendorIdKey, kVX310VendorId}, {kProductIdKey, i}};
       driver.publish("Device" + std::to_string(i), service);
     }
     driver.claimName();
@@ -346,7 +347,8 @@ TEST_F(DriverAnnouncements, TwoHundredServicesAreListedWithoutACallForEach) {
   for (const io_service_t service : client_.services) {
     CFDictionary properties;
     ASSERT_EQ(IORegistryEntryCreateCFProperties(service, &properties), kIOReturnSuccess);
-    ASSERT_EQ(IOServiceOpen(service, 2, &connections.emplace_back()), kIOReturnSuccess);
+    ASSERT_EQ(IOServiceOpen(service, kDispatchConnectionType, &connections.emplace_back()),
+              kIOReturnSuccess);
   }
   for (const io_connect_t connection : connections) {
     std::array<std::uint8_t, 4> record{1, 2, 3, 4};
@@ -359,7 +361,7 @@ TEST_F(DriverAnnouncements, TwoHundredServicesAreListedWithoutACallForEach) {
   EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == kMany; }));
 }
 
-TEST_F(DriverAnnouncements, AFloodOfMessagesIsTakenInTurnsAndInOrder) {
+TEST_F(DriverAnnouncements, AFloodOfMessagesArrivesInSeveralTurnsAndInOrder) {
   constexpr std::uint32_t kMany = 3000;
   startAll();
   ASSERT_EQ(client_.addInterest(client_.service()), kIOReturnSuccess);

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "platform/device_registry/dbus/driver_service.h"
-#include "platform/device_registry/dbus/property_values.h"
 #include "protocol/services.h"
 
 namespace device_registry {
@@ -17,11 +16,11 @@ namespace {
 constexpr const char* kBusName = "org.freedesktop.DBus";
 constexpr const char* kBusPath = "/org/freedesktop/DBus";
 
-// How much is taken in at once; the run loop comes back for the rest.
+// Messages processed in one turn; the run loop calls again for the rest.
 constexpr int kReceiveLimit = 1000;
 
-// Processes what `bus` has received, as far as the limit. Negative when the bus is gone, 1 when
-// there may be more, 0 when that was all.
+// Processes up to kReceiveLimit received messages. Negative when the bus is lost, 1 when messages
+// may be left, 0 when none are.
 int processReceived(sd_bus* bus) {
   for (int i = 0; i < kReceiveLimit; ++i) {
     const int result = sd_bus_process(bus, nullptr);
@@ -30,8 +29,8 @@ int processReceived(sd_bus* bus) {
   return 1;
 }
 
-// Reads the interfaces of one object ("a{sa{sv}}") and moves behind them. The class name of the
-// service that they make, empty when it has none; nothing when the object is no service.
+// Reads the interfaces of one object ("a{sa{sv}}") and moves behind them. Returns the service's
+// class name, empty when it has none; nullopt when the object is no service.
 std::optional<std::string> readClassName(sd_bus_message* message) {
   std::optional<std::string> className;
   if (sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{sa{sv}}") <= 0) return {};
@@ -52,9 +51,8 @@ std::optional<std::string> readClassName(sd_bus_message* message) {
 
 bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
-// Takes the text's beginning away, as far as it is one number or one other character. Of a number
-// what counts is left: no leading zeros.
-std::string_view takePart(std::string_view& text) {
+// Pops the next token: a run of digits (leading zeros stripped) or one other character.
+std::string_view takeToken(std::string_view& text) {
   std::size_t size = 0;
   while (size < text.size() && isDigit(text[size])) ++size;
   std::string_view part = text.substr(0, std::max<std::size_t>(size, 1));
@@ -63,14 +61,14 @@ std::string_view takePart(std::string_view& text) {
   return part;
 }
 
-// Orders texts as people do: "service9" before "service10".
+// Natural order: "service9" before "service10".
 struct NaturalOrder {
   bool operator()(std::string_view left, std::string_view right) const {
     const std::pair whole(left, right);
     while (!left.empty() && !right.empty()) {
-      const std::string_view a = takePart(left);
-      const std::string_view b = takePart(right);
-      // Of two numbers the one with more digits is the larger.
+      const std::string_view a = takeToken(left);
+      const std::string_view b = takeToken(right);
+      // A number with more digits is larger.
       if (a.size() != b.size() && isDigit(a[0]) && isDigit(b[0])) return a.size() < b.size();
       if (a != b) return a < b;
     }
@@ -79,7 +77,7 @@ struct NaturalOrder {
   }
 };
 
-// Whether an object is one of those below the object manager.
+// Whether the path is below the object manager's.
 bool isServicePath(std::string_view path) {
   const std::string folder = std::string(kDriverPath) + "/";
   return path.size() > folder.size() && path.starts_with(folder);
@@ -110,8 +108,8 @@ bool DriverBus::isReady() const {
   return sd_bus_is_ready(bus_.get()) > 0 && sd_bus_is_ready(calls_.bus()) > 0;
 }
 
-// Requests on one connection are carried out in order: the matches are in place before the owner is
-// asked for, and the owner is known before the list is, so that nothing falls between.
+// The bus handles requests of one connection in order: the matches are in place before it looks up
+// the owner, and the owner is known before the services are listed, so no announcement is missed.
 bool DriverBus::addMatches() {
   const std::string fromDriver = std::string("type='signal',sender='") + kDriverName + "',";
   const std::string manager =
@@ -158,7 +156,7 @@ void DriverBus::setOwner(const std::string& owner) {
   if (!owner.empty()) listServices();
 }
 
-// Has the bus start the driver service where it is installed; its coming shows as a new owner.
+// Asks the bus to start an installed driver service, which then appears as a new owner.
 void DriverBus::startDriver() {
   if (sd_bus_call_method_async(bus_.get(), nullptr, kBusName, kBusPath, kBusName,
                                "StartServiceByName", driverStarted, this, "su", kDriverName,
@@ -167,7 +165,7 @@ void DriverBus::startDriver() {
   }
 }
 
-// However late the answer, it is taken in when it comes.
+// The call has no timeout: a late answer still lists the services.
 void DriverBus::listServices() {
   sd_bus_message* request = nullptr;
   sd_bus_slot* slot = nullptr;
@@ -186,7 +184,7 @@ bool DriverBus::isFromOwner(sd_bus_message* message) const {
   return sender && !owner_.empty() && owner_ == sender;
 }
 
-// Nothing as the class name stands for an object that is no service.
+// Ignores an object that is no service (nullopt).
 void DriverBus::addService(const std::string& path, const std::optional<std::string>& className) {
   if (!className || !isServicePath(path) || services_.contains(path)) return;
   auto service = std::make_shared<DriverService>(registry_.numbers, *className, path, calls_);
@@ -213,7 +211,7 @@ int DriverBus::ownerKnown(sd_bus_message* message, void* self, sd_bus_error*) no
   return 0;
 }
 
-// Success needs nothing done here: the new owner shows itself before.
+// On success the new owner has been announced before this reply.
 int DriverBus::driverStarted(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
   if (sd_bus_message_is_method_error(message, nullptr)) {
     static_cast<DriverBus*>(self)->settled_ = true;
@@ -239,7 +237,7 @@ int DriverBus::servicesListed(sd_bus_message* message, void* self, sd_bus_error*
       sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{oa{sa{sv}}}") <= 0) {
     return 0;
   }
-  // The list has no order of its own, but drivers number what they publish.
+  // The list is unordered, but drivers number their services.
   std::map<std::string, std::optional<std::string>, NaturalOrder> listed;
   while (sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "oa{sa{sv}}") > 0) {
     const char* path = nullptr;

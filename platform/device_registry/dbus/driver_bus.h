@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The driver service as seen on the session bus: who owns its name, which services it publishes,
-// and what it says about them.
+// The driver service on the session bus: the owner of its name, its services and their messages.
 //
-// Announcements arrive on a connection of their own and are turned into publications, terminations
-// and messages of the registry in the order of their coming. Only what the tracked owner of the
-// driver name sends counts.
+// Announcements arrive on a connection of their own, in order, and become publications,
+// terminations and messages of the registry. Announcements of any sender but the owner of the
+// driver name are ignored.
 #pragma once
 
 #include <map>
@@ -21,14 +20,14 @@ class DriverBus {
  public:
   explicit DriverBus(Registry& registry) : registry_(registry) {}
 
-  // Connects and lists the services that are there. A driver that takes longer than the limit for
-  // one call is listed whenever it answers. Failure: the bus cannot be reached.
+  // Connects and publishes the present services. The services of a driver that takes longer than
+  // kRegistryCallLimitMs are published when it answers. Failure: the bus cannot be reached.
   IOReturn connect();
 
-  // Takes in what has come by now. Without a bus any more all services are gone.
+  // Handles the announcements received by now. Terminates all services when the bus is lost.
   void receive();
 
-  // Reads as ready when there is something to receive; negative when there is no bus any more.
+  // Reads as ready when there is something to receive; negative after the bus was lost.
   int descriptor() const;
 
  private:
@@ -55,10 +54,10 @@ class DriverBus {
   Registry& registry_;
   DriverCalls calls_;
   Bus bus_;
-  BusSlot listing_;  // the call for the services of the present owner
+  BusSlot listing_;  // the pending call that lists the owner's services
   std::string owner_;
   std::map<std::string, std::shared_ptr<Service>> services_;  // by object path
-  bool settled_ = false;  // the services that are there at first are listed, or there are none
+  bool settled_ = false;  // the services present at first are listed, or there is no driver
 };
 
 }  // namespace device_registry

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Calls to the driver service that wait for the reply.
 //
-// They have a bus connection of their own, on which nothing but replies arrives. So waiting for one
-// neither swallows nor reorders what the drivers announce meanwhile on the other connection.
+// They have a bus connection of their own, on which only replies arrive. So waiting for a reply
+// neither consumes nor reorders the announcements on the other connection.
 #pragma once
 
 #include <chrono>
@@ -20,8 +20,9 @@ using session_bus::Bus;
 using session_bus::BusMessage;
 using session_bus::BusSlot;
 
-// Runs from its start for kRegistryPauseMs, or until nobody asks for kRegistryBreakMs: whoever asks
-// after that is not the one whose calls failed, and deserves a new attempt. Not running at first.
+// A timer that ends kRegistryPauseMs after its start, or when isRunning() has not been called for
+// kRegistryBreakMs: a caller after such a break is a new user action, not the series of calls that
+// failed. Not running at first.
 class Pause {
  public:
   void start() {
@@ -41,16 +42,22 @@ class Pause {
   Clock::time_point asked_{};
 };
 
+// Reads the dictionary of texts to variants ("a{sv}") that comes next in `message` and moves behind
+// it. Integers of every width become numbers, paths and signatures texts, byte arrays data,
+// dictionaries with text keys dictionaries and other arrays arrays. Entries of other types are left
+// out. nullopt when the message holds no such dictionary or is damaged.
+std::optional<CFDictionary> readDictionary(sd_bus_message* message);
+
 class DriverCalls {
  public:
-  // Begins to connect; false when there is no bus. The connection has to be processed until it is
-  // ready before the first call. If the bus drops it alone, a later call makes another, at most
-  // once in a while; see Pause.
+  // Starts to connect; false when there is no bus. The connection has to be processed until it is
+  // ready before the first call. When the bus drops it, a later call reconnects, at most once per
+  // Pause.
   bool connect();
   sd_bus* bus() const { return bus_.get(); }
 
-  // The unique name of the driver service, to which all calls go; empty for none. A new owner is
-  // not taken for hung because the one before was.
+  // Sets the unique name of the driver service, to which all calls go; empty for no driver. Ends
+  // the pause after a call to the previous owner timed out.
   void setOwner(std::string owner);
 
   // Failure leaves `properties` untouched.
@@ -62,8 +69,7 @@ class DriverCalls {
  private:
   IOReturn makeSureOfBus(const Deadline& deadline);
   BusMessage newCall(const std::string& path, const char* interface, const char* member) const;
-  // Sends `request` and waits for the reply. Once a driver has let the time pass, calls fail at
-  // once for a while; see Pause.
+  // Sends `request` and waits for the reply. After a timeout, calls fail at once during a Pause.
   IOReturn call(sd_bus_message* request, const Deadline& deadline, BusMessage* reply);
 
   Bus bus_;

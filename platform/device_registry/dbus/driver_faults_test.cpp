@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a driver can do wrong with a connection, and how soon its caller is free again.
+// Faults of drivers on a connection, and the time until their caller's call returns.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -13,6 +13,7 @@
 #include "platform/device_registry/dbus/testing/dbus_fixture.h"
 #include "platform/posix/posix.h"
 #include "platform/session_bus/session_bus.h"
+#include "protocol/dispatch.h"
 
 namespace {
 
@@ -28,15 +29,16 @@ std::set<int> openDescriptors() {
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
     numbers.insert(std::stoi(entry.path().filename()));
   }
-  // The one that read the folder is closed by now.
+  // The iterator's own descriptor is closed by now.
   std::erase_if(numbers, [](int number) { return fcntl(number, F_GETFD) < 0; });
   return numbers;
 }
 
-// The bounds of a call that waits out its limit.
+// The bounds of a call that waits for its full limit.
 auto fullLimit() { return AllOf(Ge(kRegistryCallLimitMs - 1), Le(kCallBoundMs)); }
 
-// A driver that closes the connection at each request until it is mended. Two have failed.
+// A driver that closes the connection at each request until `broken_` is false. Two requests have
+// failed.
 class BrokenDriver : public DbusRequestTest {
  protected:
   void SetUp() override {
@@ -45,7 +47,7 @@ class BrokenDriver : public DbusRequestTest {
     service.handle = [this](int socket, const Bytes& request) {
       ++requests_;
       const bool answers = !broken_;
-      if (answers) sendPacket(socket, request);  // the test may end with the answer
+      if (answers) sendPacket(socket, request);  // the last access: the test may end with it
       return answers;
     };
     connect(service);
@@ -66,7 +68,7 @@ TEST_F(DriverFaults, AMissingAnswerTimesOutWithinTheLimit) {
   EXPECT_EQ(result, kIOReturnTimeout);
 }
 
-TEST_F(DriverFaults, SignalsDoNotStretchTheLimit) {
+TEST_F(DriverFaults, SignalsDoNotExtendTheLimit) {
   struct sigaction action {};
   action.sa_handler = [](int) {};
   struct sigaction before {};
@@ -84,7 +86,7 @@ TEST_F(DriverFaults, SignalsDoNotStretchTheLimit) {
   EXPECT_EQ(result, kIOReturnTimeout);
 }
 
-TEST_F(DriverFaults, ALateAnswerIsNotTakenForTheNextCalls) {
+TEST_F(DriverFaults, ALateAnswerIsNotTheNextCallsAnswer) {
   FileDescriptor late;  // the driver's end of the channel on which it owes an answer
   Service service = sane();
   service.handle = [&](int socket, const Bytes& request) {
@@ -102,7 +104,7 @@ TEST_F(DriverFaults, ALateAnswerIsNotTakenForTheNextCalls) {
   EXPECT_EQ(output_[0], 2);
 }
 
-TEST_F(DriverFaults, AnAnswerTooManyIsNotTakenForTheNextCalls) {
+TEST_F(DriverFaults, ASecondAnswerIsNotTheNextCallsAnswer) {
   Service service = sane();
   service.handle = [](int socket, const Bytes& request) {
     sendPacket(socket, request);
@@ -112,12 +114,12 @@ TEST_F(DriverFaults, AnAnswerTooManyIsNotTakenForTheNextCalls) {
   connect(service);
   EXPECT_EQ(send(1), kIOReturnSuccess);
   EXPECT_EQ(output_[0], 1);
-  driver_.perform([](Driver&) {});  // until both are sent
+  driver_.perform([](Driver&) {});  // waits until both are sent
   EXPECT_EQ(send(2), kIOReturnSuccess);
   EXPECT_EQ(output_[0], 2);
 }
 
-TEST_F(DriverFaults, AChannelClosedInMidRequestFailsAtOnceAndTheNextCallOpensAnother) {
+TEST_F(DriverFaults, AChannelClosedDuringARequestFailsAtOnceAndTheNextCallOpensAnother) {
   Service service = sane();
   service.handle = [](int socket, const Bytes& request) {
     if (request == Bytes{1}) return false;
@@ -132,7 +134,7 @@ TEST_F(DriverFaults, AChannelClosedInMidRequestFailsAtOnceAndTheNextCallOpensAno
   EXPECT_EQ(output_[0], 2);
 }
 
-TEST_F(DriverFaults, AChannelClosedWhileNothingIsAskedIsOpenedAgainAsTheSameType) {
+TEST_F(DriverFaults, AChannelClosedBetweenRequestsIsReopenedWithTheSameType) {
   std::vector<std::uint32_t> types;
   connect();
   driver_.perform([&](Driver& driver) {
@@ -147,7 +149,7 @@ TEST_F(DriverFaults, AChannelClosedWhileNothingIsAskedIsOpenedAgainAsTheSameType
   EXPECT_THAT(types, testing::ElementsAre(2));
 }
 
-TEST_F(BrokenDriver, FailsCallsAtOnceAfterTwoFailuresInARowUntilABreakIsTaken) {
+TEST_F(BrokenDriver, FailsCallsAtOnceAfterTwoFailuresInARowUntilABreak) {
   broken_ = false;
   EXPECT_LE(millisecondsOf([&] { EXPECT_EQ(send(1), kIOReturnNotOpen); }), kAtOnceMs);
   EXPECT_EQ(requests_, 2);
@@ -156,21 +158,22 @@ TEST_F(BrokenDriver, FailsCallsAtOnceAfterTwoFailuresInARowUntilABreakIsTaken) {
   EXPECT_EQ(output_[0], 4);
 }
 
-TEST_F(DriverFaults, AHungDriverCostsALimitedTimeAndWorksAgainWithoutANewOpen) {
+TEST_F(DriverFaults, AHungDriverDelaysTwoCallsAndAnswersLaterWithoutAnotherOpen) {
   connect();
   std::promise<void> release = hang();
   CFDictionary properties{{"kept", 1}};
   io_connect_t second = 0;
   const auto request = [&] { EXPECT_EQ(send(1), kIOReturnTimeout); };
   EXPECT_THAT(millisecondsOf(request), fullLimit());
-  // The one new attempt, which asks the driver for a channel in vain.
+  // The second attempt, which waits for a new channel.
   EXPECT_THAT(millisecondsOf(request), fullLimit());
   EXPECT_LE(millisecondsOf([&] {
               for (int i = 0; i < 100; ++i) {
                 EXPECT_NE(send(1), kIOReturnSuccess);
                 EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties),
                           kIOReturnTimeout);
-                EXPECT_EQ(IOServiceOpen(client_.service(), 2, &second), kIOReturnTimeout);
+                EXPECT_EQ(IOServiceOpen(client_.service(), kDispatchConnectionType, &second),
+                          kIOReturnTimeout);
               }
             }),
             kAtOnceMs);
@@ -182,7 +185,7 @@ TEST_F(DriverFaults, AHungDriverCostsALimitedTimeAndWorksAgainWithoutANewOpen) {
   EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnSuccess);
 }
 
-TEST_F(BrokenDriver, IsFoundAgainAfterAPauseByACallerThatNeverTakesABreak) {
+TEST_F(BrokenDriver, IsAskedAgainAfterThePauseEvenWithoutABreak) {
   broken_ = false;
   const session_bus::Deadline patience(kArrivalLimitMs);
   IOReturn result = send(1);
@@ -190,7 +193,7 @@ TEST_F(BrokenDriver, IsFoundAgainAfterAPauseByACallerThatNeverTakesABreak) {
   EXPECT_EQ(result, kIOReturnSuccess);
 }
 
-TEST_F(DriverFaults, AHungDriversPropertiesFailWithinTheLimitThenAtOnce) {
+TEST_F(DriverFaults, PropertiesOfAHungDriverFailWithinTheLimitThenAtOnce) {
   startAll();
   std::promise<void> release = hang();
   CFDictionary properties;
@@ -207,7 +210,9 @@ TEST_F(DriverFaults, AnUnansweredOpenTimesOutAndItsLateChannelIsClosed) {
   std::promise<void> release = hang();
   io_connect_t connection = 1;
   IOReturn result = kIOReturnSuccess;
-  EXPECT_THAT(millisecondsOf([&] { result = IOServiceOpen(client_.service(), 2, &connection); }),
+  EXPECT_THAT(millisecondsOf([&] {
+                result = IOServiceOpen(client_.service(), kDispatchConnectionType, &connection);
+              }),
               fullLimit());
   EXPECT_EQ(result, kIOReturnTimeout);
   EXPECT_EQ(connection, 0u);
@@ -237,37 +242,39 @@ TEST_F(DriverFaults, ARequestTooLargeForTheChannelFails) {
   EXPECT_NE(result, kIOReturnSuccess);
 }
 
-// What Open may hand out that is no channel.
-class DriverHandsOut : public DbusTest {
+// Open returns something that is no channel.
+class OpenReturns : public DbusTest {
  protected:
   void expectRefused(std::function<int(std::uint32_t)> open) {
     Service service = sane();
     service.open = std::move(open);
     startAll(service);
     io_connect_t connection = 1;
-    EXPECT_EQ(IOServiceOpen(client_.service(), 2, &connection), kIOReturnError);
+    EXPECT_EQ(IOServiceOpen(client_.service(), kDispatchConnectionType, &connection),
+              kIOReturnError);
     EXPECT_EQ(connection, 0u);
   }
 };
 
-TEST_F(DriverHandsOut, AnErrorWhichIsAFailure) {
+TEST_F(OpenReturns, AnErrorAndFails) {
   expectRefused([](auto) { return -1; });
 }
 
-TEST_F(DriverHandsOut, AFileWhichIsNoChannel) {
+TEST_F(OpenReturns, AFileAndFails) {
   expectRefused([](auto) { return open("/dev/null", O_RDWR | O_CLOEXEC); });
 }
 
-TEST_F(DriverHandsOut, AStreamWhichIsNoChannel) {
+TEST_F(OpenReturns, AStreamSocketAndFails) {
   expectRefused([](auto) { return socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0); });
 }
 
-TEST_F(DriverHandsOut, AnUnconnectedSocketOnWhichRequestsFail) {
+TEST_F(OpenReturns, AnUnconnectedSocketAndRequestsFail) {
   Service service = sane();
   service.open = [](auto) { return socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0); };
   startAll(service);
   io_connect_t connection = 0;
-  ASSERT_EQ(IOServiceOpen(client_.service(), 2, &connection), kIOReturnSuccess);
+  ASSERT_EQ(IOServiceOpen(client_.service(), kDispatchConnectionType, &connection),
+            kIOReturnSuccess);
   std::size_t size = 0;
   EXPECT_LE(millisecondsOf([&] {
               EXPECT_NE(IOConnectMethodStructureIStructureO(connection, 0, {}, {}, &size),
@@ -277,7 +284,7 @@ TEST_F(DriverHandsOut, AnUnconnectedSocketOnWhichRequestsFail) {
   IOServiceClose(connection);
 }
 
-TEST(DriverDescriptors, NoneIsInheritedByProgramsStartedLater) {
+TEST(DriverDescriptors, AreClosedOnExec) {
   const std::set<int> before = openDescriptors();
   test_support::PrivateBus bus;
   scripted_driver::DriverThread driver(bus.address());
@@ -290,7 +297,8 @@ TEST(DriverDescriptors, NoneIsInheritedByProgramsStartedLater) {
   DbusClient client;
   ASSERT_EQ(client.open(), kIOReturnSuccess);
   io_connect_t connection = 0;
-  ASSERT_EQ(IOServiceOpen(client.service(), 2, &connection), kIOReturnSuccess);
+  ASSERT_EQ(IOServiceOpen(client.service(), kDispatchConnectionType, &connection),
+            kIOReturnSuccess);
   int checked = 0;
   for (const int number : openDescriptors()) {
     if (before.contains(number)) continue;
@@ -301,7 +309,7 @@ TEST(DriverDescriptors, NoneIsInheritedByProgramsStartedLater) {
   IOServiceClose(connection);
 }
 
-// The bus drops a client that breaks its limits, which may be one of the registry's two.
+// The bus disconnects clients that exceed its limits, here the registry's connection for calls.
 class BusDropsTheCalls : public DbusTest {
  protected:
   void start() {
@@ -311,7 +319,7 @@ class BusDropsTheCalls : public DbusTest {
     ASSERT_EQ(client_.come, 1);
     const auto opened = newStreams();
     ASSERT_EQ(opened.size(), 2u);
-    known_.insert(opened.front());  // that of the announcements is opened first
+    known_.insert(opened.front());  // the connection for announcements is opened first
   }
 
   void drop() {
@@ -342,17 +350,18 @@ class BusDropsTheCalls : public DbusTest {
   std::set<int> known_;
 };
 
-TEST_F(BusDropsTheCalls, AndTheNextCallConnectsAnew) {
+TEST_F(BusDropsTheCalls, AndTheNextCallReconnects) {
   start();
   drop();
   EXPECT_EQ(read(), kIOReturnSuccess);
   io_connect_t connection = 0;
-  EXPECT_EQ(IOServiceOpen(client_.service(), 2, &connection), kIOReturnSuccess);
+  EXPECT_EQ(IOServiceOpen(client_.service(), kDispatchConnectionType, &connection),
+            kIOReturnSuccess);
   IOServiceClose(connection);
   EXPECT_EQ(client_.gone, 0);
 }
 
-TEST_F(BusDropsTheCalls, AgainAndAgainAndItConnectsOnceInTheInterval) {
+TEST_F(BusDropsTheCalls, TwiceAndTheSecondTimeCallsFailUntilABreak) {
   start();
   drop();
   ASSERT_EQ(read(), kIOReturnSuccess);
@@ -365,7 +374,7 @@ TEST_F(BusDropsTheCalls, AgainAndAgainAndItConnectsOnceInTheInterval) {
   EXPECT_EQ(read(), kIOReturnSuccess);
 }
 
-// A service that goes away while it is being used.
+// A service that terminates during a call.
 using DriverVanishes = DbusTest;
 
 TEST_F(DriverVanishes, WhileItsServiceIsBeingOpened) {
@@ -378,7 +387,9 @@ TEST_F(DriverVanishes, WhileItsServiceIsBeingOpened) {
   });
   io_connect_t connection = 1;
   IOReturn result = kIOReturnSuccess;
-  EXPECT_LE(millisecondsOf([&] { result = IOServiceOpen(client_.service(), 2, &connection); }),
+  EXPECT_LE(millisecondsOf([&] {
+              result = IOServiceOpen(client_.service(), kDispatchConnectionType, &connection);
+            }),
             kCallBoundMs);
   EXPECT_NE(result, kIOReturnSuccess);
   EXPECT_EQ(connection, 0u);
@@ -399,7 +410,7 @@ TEST_F(DriverVanishes, WhileItsPropertiesAreBeingRead) {
   EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnNoDevice);
 }
 
-// A driver in a process of its own, which dies.
+// A driver in another process, which is killed.
 class DriverDies : public testing::Test {
  protected:
   void start(scripted_driver::Service service) {
@@ -410,7 +421,7 @@ class DriverDies : public testing::Test {
     ASSERT_EQ(client_.open(), kIOReturnSuccess);
     ASSERT_EQ(client_.come, 1);
   }
-  // The call fails well within its limit, and the service is known to be gone soon after.
+  // `call` fails within its limit, and the service terminates.
   void expectFailure(const std::function<IOReturn()>& call) {
     IOReturn result = kIOReturnSuccess;
     EXPECT_LE(millisecondsOf([&] { result = call(); }), kCallBoundMs);
@@ -418,7 +429,7 @@ class DriverDies : public testing::Test {
     EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
   }
   IOReturn open(io_connect_t* connection) {
-    return IOServiceOpen(client_.service(), 2, connection);
+    return IOServiceOpen(client_.service(), kDispatchConnectionType, connection);
   }
 
   test_support::PrivateBus bus_;
@@ -426,7 +437,7 @@ class DriverDies : public testing::Test {
   DbusClient client_;
 };
 
-TEST_F(DriverDies, InMidRequest) {
+TEST_F(DriverDies, DuringARequest) {
   scripted_driver::Service service;
   service.respond = [](auto, const auto& request) {
     raise(SIGKILL);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// One service that the driver publishes, and connections to it.
+// A service of the driver, and connections to it.
 #pragma once
 
 #include <memory>
@@ -14,7 +14,7 @@ namespace device_registry {
 
 class DriverService : public Service {
  public:
-  // `calls` outlives the service's presence.
+  // `calls` is used only while the service is present.
   DriverService(std::shared_ptr<Numbers> numbers, std::string className, std::string path,
                 DriverCalls& calls)
       : Service(numbers, std::move(className)),
@@ -22,7 +22,7 @@ class DriverService : public Service {
         path_(std::move(path)),
         calls_(calls) {}
 
-  // Asks the driver each time, so that the answer is never stale.
+  // Asks the driver at each call, so that the properties are never stale.
   IOReturn readProperties(CFDictionary* properties) override;
   IOReturn open(std::uint32_t type, std::shared_ptr<Connection>* connection) override;
 
@@ -52,7 +52,7 @@ class DriverConnection : public Connection {
   std::string path_;
   std::uint32_t type_;
   DriverCalls& calls_;
-  std::optional<Channel> channel_;  // nothing after a failure
+  std::optional<Channel> channel_;  // nullopt after a failure
   bool lastFailed_ = false;
   Pause pause_;  // after two failures in a row
 };

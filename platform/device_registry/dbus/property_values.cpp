@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "platform/device_registry/dbus/property_values.h"
+// Bus values as property values.
+#include "platform/device_registry/dbus/driver_calls.h"
 
 #include <cerrno>
 #include <string>
@@ -10,8 +11,8 @@ namespace device_registry {
 
 namespace {
 
-// Every reader here moves behind one whole value and returns a negative number when the message is
-// damaged. A value that has no counterpart is passed over and stores nothing.
+// Each reader moves behind one value and returns a negative number when the message is damaged. A
+// value of a type CFValue cannot hold is skipped and leaves `value` empty.
 int readValue(sd_bus_message* message, std::optional<CFValue>& value);
 
 template <typename Wire>
@@ -71,7 +72,7 @@ int readEntries(sd_bus_message* message, std::string_view entry, CFDictionary& d
   return result < 0 ? result : sd_bus_message_exit_container(message);
 }
 
-// An array is kept only when all of its elements are: leaving some out would move the others.
+// Skips an array with an element CFValue cannot hold: leaving it out would move the others.
 int readArray(sd_bus_message* message, const char* contents, std::optional<CFValue>& value) {
   int result = sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, contents);
   if (result < 0) return result;

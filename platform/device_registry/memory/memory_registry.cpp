@@ -51,7 +51,7 @@ class MemoryConnection : public device_registry::Connection {
                 std::span<std::uint8_t> output, std::size_t* outputSize) override {
     const std::vector<std::uint8_t> request(input.begin(), input.end());
     registry().requests.push_back({id_, type_, selector, request});
-    const auto respond = device_->respond;  // the script may replace itself
+    const auto respond = device_->respond;  // a copy: the script may replace itself
     const memory_registry::Answer answer = respond ? respond(selector, request) : request;
     if (!answer) return kIOReturnTimeout;
     if (answer->size() > output.size()) return kIOReturnOverrun;
@@ -151,7 +151,11 @@ const std::vector<Request>& requests() { return registry().requests; }
 
 void reset() {
   registry().close();
-  registry().forgetClients();
+  for (const auto& port : registry().ports) port->source->close();
+  registry().ports.clear();
+  registry().connections.clear();
+  registry().masterPorts.clear();
+  registry().objects->clear();
   registry().devices.clear();
   registry().refusals.clear();
   registry().requests.clear();

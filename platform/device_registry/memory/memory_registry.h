@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// What tests do to the in-memory device registry: publish scripted devices, take them away, let
-// their drivers send messages, make operations fail, and look at what was left behind.
+// Controls of the in-memory device registry, for tests: publish and terminate scripted devices,
+// send messages as their drivers, make operations fail, and see what clients still hold.
 //
-// One thread. Notifications are performed by the run loop source of the notification port, as with
-// every back end; nothing here calls a callback by itself.
+// One thread. As with every back end, callbacks run only from the notification port's run loop
+// source.
 #pragma once
 
 #include <cstddef>
@@ -19,36 +19,36 @@
 
 namespace memory_registry {
 
-// The bytes that the driver answers to one request; nothing makes the call fail with
-// kIOReturnTimeout, as a driver that does not answer does.
+// The driver's answer to one request; nullopt is no answer, the call fails with kIOReturnTimeout.
 using Answer = std::optional<std::vector<std::uint8_t>>;
 
 struct Device {
   std::string className;
-  CFDictionary properties;
-  // Called for every request that reaches the driver. Without one, requests come back unchanged.
-  std::function<Answer(std::uint32_t selector, std::span<const std::uint8_t> request)> respond;
-  // What opening a connection to it gives.
+  CFDictionary properties = {};
+  // Called for every request that reaches the driver. When empty, the request is the answer.
+  std::function<Answer(std::uint32_t selector, std::span<const std::uint8_t> request)> respond = {};
+  // The result of IOServiceOpen.
   IOReturn openResult = kIOReturnSuccess;
 };
 
-// Names a published device for the functions below; not a service handle.
+// Identifies a published device to the functions below; not a service handle.
 using DeviceId = std::uint32_t;
 
 DeviceId publish(Device device);
 void terminate(DeviceId device);
-// The driver of `device` sends a message.
+// Sends a message as the driver of `device`.
 void sendMessage(DeviceId device, natural_t messageType, std::vector<std::uint8_t> argument);
-// The published device, to change its properties or script while it is there.
+// The published device, whose properties and script can be changed.
 Device& device(DeviceId device);
 
 using device_registry::Operation;
-// Lets the next `count` calls of `operation` fail: with `result` where the operation has a result,
-// with null otherwise.
+
+// Makes the next `count` calls of `operation` fail: with `result`, or with null where the operation
+// returns a pointer.
 void failNext(Operation operation, IOReturn result = kIOReturnError, int count = 1);
 
-// What has not been given back: references to services, iterators and notifications, open
-// connections, notification ports, master ports. All zero when a program cleans up after itself.
+// What clients still hold: references to services, iterators and notifications, open connections,
+// notification ports, master ports. All zero after a program has released everything.
 struct Outstanding {
   std::size_t objects = 0;
   std::size_t connections = 0;
@@ -67,7 +67,7 @@ struct Request {
 };
 const std::vector<Request>& requests();
 
-// Back to an empty registry. Handles of before name nothing afterwards.
+// Empties the registry. Earlier handles are unknown afterwards.
 void reset();
 
 }  // namespace memory_registry

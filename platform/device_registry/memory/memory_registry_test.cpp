@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// What the in-memory registry adds to the contract: scripts, failures on demand, and the account of
-// what clients hold.
+// The in-memory registry's additions to the contract: scripts, requested failures, and the counts
+// of what clients hold.
 #include "platform/device_registry/memory/memory_registry.h"
+#include "protocol/dispatch.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -27,7 +28,7 @@ class MemoryRegistry : public testing::Test {
     return port;
   }
 
-  // The only service of the class there is.
+  // The class has one service.
   io_service_t service(mach_port_t port) {
     io_iterator_t iterator = 0;
     EXPECT_EQ(IOServiceGetMatchingServices(port, IOServiceMatching(kClass), &iterator),
@@ -37,7 +38,8 @@ class MemoryRegistry : public testing::Test {
     return found;
   }
 
-  io_connect_t connectTo(memory_registry::Device device, std::uint32_t type = 2) {
+  io_connect_t connectTo(memory_registry::Device device,
+                         std::uint32_t type = kDispatchConnectionType) {
     id_ = memory_registry::publish(std::move(device));
     io_connect_t connection = 0;
     EXPECT_EQ(IOServiceOpen(service(masterPort()), type, &connection), kIOReturnSuccess);
@@ -53,21 +55,20 @@ class MemoryRegistry : public testing::Test {
   std::size_t size_ = 0;
 };
 
-TEST_F(MemoryRegistry, ADevicePublishedBeforeTheRegistryIsOpenedIsThereWhenItIs) {
-  memory_registry::publish({.className = kClass, .properties = {}, .respond = {}});
+TEST_F(MemoryRegistry, ADevicePublishedBeforeTheRegistryIsOpenedIsListed) {
+  memory_registry::publish({.className = kClass});
   EXPECT_NE(service(masterPort()), 0u);
 }
 
-TEST_F(MemoryRegistry, WithoutAScriptARequestComesBackUnchanged) {
-  const io_connect_t connection = connectTo({.className = kClass, .properties = {}, .respond = {}});
+TEST_F(MemoryRegistry, WithoutAScriptTheRequestIsTheAnswer) {
+  const io_connect_t connection = connectTo({.className = kClass});
   EXPECT_EQ(send(connection, 0, {1, 2, 3}), kIOReturnSuccess);
   EXPECT_EQ(size_, 3u);
   EXPECT_THAT(output_, ElementsAre(1, 2, 3, 0));
 }
 
 TEST_F(MemoryRegistry, EveryRequestIsRecordedWithItsConnectionTypeAndSelector) {
-  const io_connect_t connection =
-      connectTo({.className = kClass, .properties = {}, .respond = {}}, 7);
+  const io_connect_t connection = connectTo({.className = kClass}, 7);
   send(connection, 3, {9});
   ASSERT_EQ(memory_registry::requests().size(), 1u);
   const memory_registry::Request& request = memory_registry::requests().front();
@@ -77,18 +78,17 @@ TEST_F(MemoryRegistry, EveryRequestIsRecordedWithItsConnectionTypeAndSelector) {
   EXPECT_THAT(request.bytes, ElementsAre(9));
 }
 
-TEST_F(MemoryRegistry, AScriptMayTakeItsOwnDeviceAway) {
-  const io_connect_t connection =
-      connectTo({.className = kClass, .properties = {}, .respond = [this](auto, auto) {
-                   memory_registry::terminate(id_);
-                   return Bytes{5};
-                 }});
+TEST_F(MemoryRegistry, AScriptMayTerminateItsOwnDevice) {
+  const io_connect_t connection = connectTo({.className = kClass, .respond = [this](auto, auto) {
+                                               memory_registry::terminate(id_);
+                                               return Bytes{5};
+                                             }});
   EXPECT_EQ(send(connection, 0, {1}), kIOReturnSuccess);
   EXPECT_EQ(send(connection, 0, {1}), kIOReturnNoDevice);
 }
 
-TEST_F(MemoryRegistry, TheScriptAndThePropertiesCanChangeWhileTheDeviceIsThere) {
-  const io_connect_t connection = connectTo({.className = kClass, .properties = {}, .respond = {}});
+TEST_F(MemoryRegistry, TheScriptAndPropertiesOfAPublishedDeviceCanChange) {
+  const io_connect_t connection = connectTo({.className = kClass});
   memory_registry::device(id_).respond = [](auto, auto) { return Bytes{8}; };
   memory_registry::device(id_).properties = {{"idVendor", 1}};
   send(connection, 0, {1});
@@ -99,15 +99,15 @@ TEST_F(MemoryRegistry, TheScriptAndThePropertiesCanChangeWhileTheDeviceIsThere) 
   EXPECT_EQ(properties, (CFDictionary{{"idVendor", 1}}));
 }
 
-TEST_F(MemoryRegistry, TheResultOfOpeningIsTheDevicesOwn) {
-  memory_registry::publish(
-      {.className = kClass, .properties = {}, .respond = {}, .openResult = kIOReturnTimeout});
+TEST_F(MemoryRegistry, OpeningReturnsTheDevicesResult) {
+  memory_registry::publish({.className = kClass, .openResult = kIOReturnTimeout});
   io_connect_t connection = 1;
-  EXPECT_EQ(IOServiceOpen(service(masterPort()), 2, &connection), kIOReturnTimeout);
+  EXPECT_EQ(IOServiceOpen(service(masterPort()), kDispatchConnectionType, &connection),
+            kIOReturnTimeout);
   EXPECT_EQ(connection, 0u);
 }
 
-TEST_F(MemoryRegistry, AFailureOnDemandLastsForItsCount) {
+TEST_F(MemoryRegistry, ARequestedFailureLastsForItsCount) {
   mach_port_t port = 1;
   memory_registry::failNext(Operation::kMasterPort, kIOReturnNoDevice, 2);
   EXPECT_EQ(IOMasterPort(&port), kIOReturnNoDevice);
@@ -117,7 +117,7 @@ TEST_F(MemoryRegistry, AFailureOnDemandLastsForItsCount) {
 }
 
 TEST_F(MemoryRegistry, EveryOperationCanBeMadeToFail) {
-  const io_connect_t open = connectTo({.className = kClass, .properties = {}, .respond = {}});
+  const io_connect_t open = connectTo({.className = kClass});
   const mach_port_t master = masterPort();
   const io_service_t device = service(master);
   const IONotificationPortRef port = IONotificationPortCreate(master);
@@ -143,13 +143,13 @@ TEST_F(MemoryRegistry, EveryOperationCanBeMadeToFail) {
   EXPECT_EQ(IOServiceGetMatchingServices(master, matching, &object), kIOReturnError);
   EXPECT_EQ(object, 0u);
   EXPECT_EQ(IORegistryEntryCreateCFProperties(device, &properties), kIOReturnError);
-  EXPECT_EQ(IOServiceOpen(device, 2, &object), kIOReturnError);
+  EXPECT_EQ(IOServiceOpen(device, kDispatchConnectionType, &object), kIOReturnError);
   EXPECT_EQ(send(open, 0, {1}), kIOReturnError);
   EXPECT_EQ(send(open, 0, {1}), kIOReturnSuccess);
 }
 
-TEST_F(MemoryRegistry, AllThatIsHeldIsCountedUntilItIsGivenBack) {
-  memory_registry::publish({.className = kClass, .properties = {}, .respond = {}});
+TEST_F(MemoryRegistry, ObjectsAreCountedUntilTheyAreReleased) {
+  memory_registry::publish({.className = kClass});
   const mach_port_t master = masterPort();
   const IONotificationPortRef port = IONotificationPortCreate(master);
   const io_service_t device = service(master);
@@ -160,7 +160,7 @@ TEST_F(MemoryRegistry, AllThatIsHeldIsCountedUntilItIsGivenBack) {
   IOServiceAddMatchingNotification(port, kIOPublishNotification, IOServiceMatching(kClass), nullptr,
                                    nullptr, &iterator);
   IOServiceAddInterestNotification(port, device, kIOGeneralInterest, nullptr, nullptr, &interest);
-  IOServiceOpen(device, 2, &connection);
+  IOServiceOpen(device, kDispatchConnectionType, &connection);
   EXPECT_EQ(memory_registry::outstanding(), (Outstanding{4, 1, 1, 1}));
 
   IOServiceClose(connection);
@@ -170,13 +170,13 @@ TEST_F(MemoryRegistry, AllThatIsHeldIsCountedUntilItIsGivenBack) {
   EXPECT_EQ(memory_registry::outstanding(), Outstanding{});
 }
 
-TEST_F(MemoryRegistry, AfterAResetHandlesOfBeforeNameNothing) {
-  memory_registry::publish({.className = kClass, .properties = {}, .respond = {}});
+TEST_F(MemoryRegistry, AfterAResetEarlierHandlesAreUnknown) {
+  memory_registry::publish({.className = kClass});
   const mach_port_t before = masterPort();
   const io_service_t old = service(before);
   memory_registry::reset();
   EXPECT_EQ(memory_registry::outstanding(), Outstanding{});
-  memory_registry::publish({.className = kClass, .properties = {}, .respond = {}});
+  memory_registry::publish({.className = kClass});
   const mach_port_t after = masterPort();
   EXPECT_NE(after, before);
   EXPECT_NE(service(after), old);

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/device_registry/contract_world.h"
-#include "platform/device_registry/dbus/testing/arrival.h"
+#include "platform/device_registry/dbus/testing/dbus_fixture.h"
 #include "platform/device_registry/dbus/testing/scripted_driver.h"
 #include "tests/support/private_bus.h"
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A registry client, a scripted driver and a bus of their own, for tests of what only the real
-// transport can do.
+// A registry client and a scripted driver on a private bus, for tests of the real transport.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -13,26 +12,36 @@
 #include <utility>
 #include <vector>
 
-#include "platform/device_registry/dbus/testing/arrival.h"
 #include "platform/device_registry/dbus/testing/scripted_driver.h"
 #include "platform/device_registry/device_registry.h"
+#include "platform/run_loop/run_loop.h"
 #include "tests/support/private_bus.h"
 
 inline constexpr const char* kTestClass = "TestInterface";
 
-// A call that has to be over in kRegistryCallLimitMs is over in this time; what is added is for a
-// busy machine, the figure is there to find calls that hang.
+// Limit of a test's waits.
+inline constexpr int kArrivalLimitMs = 5000;
+
+// The upper bound of a call with the limit kRegistryCallLimitMs: finds calls that hang, with a
+// margin for a busy machine.
 inline constexpr int kCallBoundMs = kRegistryCallLimitMs + 150;
-// A call that has to fail at once takes less than this.
+// The upper bound of a call that has to fail at once.
 inline constexpr int kAtOnceMs = 100;
 
-// How long `action` takes.
+// Performs `source` whenever it is ready until `done`; false after kArrivalLimitMs.
+bool performUntil(CFRunLoopSource& source, const std::function<bool()>& done);
+
+// Waits until the registry has received everything that `driver`, the owner of the name, has sent
+// so far; false after kArrivalLimitMs. Performs no callbacks but its own.
+bool arriveFrom(scripted_driver::DriverThread& driver);
+
+// The duration of `action` in milliseconds.
 int millisecondsOf(const std::function<void()>& action);
 
-// Returns after a break in which no pause of calls goes on.
+// Waits until a Pause after failed calls has ended.
 void takeABreak();
 
-// A client that counts what comes and goes, and keeps the services that are there.
+// A client that counts publications and terminations and keeps the services.
 class DbusClient {
  public:
   DbusClient() = default;
@@ -70,7 +79,7 @@ class DbusTest : public testing::Test {
   using Driver = scripted_driver::Driver;
   using Service = scripted_driver::Service;
 
-  // A service of the test class; the caller scripts the rest.
+  // A service of the test class without scripts.
   static Service sane() {
     Service service;
     service.className = kTestClass;
@@ -78,12 +87,12 @@ class DbusTest : public testing::Test {
   }
 
   void startDriver(Service service = sane());
-  // The above and a client that has found the service.
+  // Starts the driver, then opens the client, which finds the service.
   void startAll(Service service = sane());
 
-  // Makes the driver hang until the returned promise is kept.
+  // Makes the driver hang until the returned promise is set.
   std::promise<void> hang();
-  // The driver is asked until `done`; false when that takes too long.
+  // Calls `done` on the driver's thread until it is true; false after kArrivalLimitMs.
   bool driverReaches(const std::function<bool(Driver&)>& done);
 
   test_support::PrivateBus bus_;
@@ -91,7 +100,7 @@ class DbusTest : public testing::Test {
   DbusClient client_;
 };
 
-// One connection to the service, and requests of one byte on it.
+// A connection to the service that sends requests of one byte.
 class DbusRequestTest : public DbusTest {
  protected:
   ~DbusRequestTest() override { IOServiceClose(connection_); }
