@@ -11,11 +11,31 @@ target_compile_options(vx310_common INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wold-style-cast
   -Wcast-qual -Wformat=2 -Wundef $<$<BOOL:${VX310_WERROR}>:-Werror>)
 
+# What users run is hardened; docs/security.md says against what. The sanitizers' builds are left alone:
+# they find more without, and their build type is none of these.
+add_library(vx310_hardened INTERFACE)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT VX310_FUZZ)
+  target_compile_options(vx310_hardened INTERFACE
+    -fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
+  include(CheckCXXCompilerFlag)
+  foreach(flag IN ITEMS -fcf-protection=full -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER VX310_HAS${flag} has)
+    check_cxx_compiler_flag(${flag} ${has})  # the one is for x86, the other for ARM
+    if(${has})
+      target_compile_options(vx310_hardened INTERFACE ${flag})
+    endif()
+  endforeach()
+  target_link_options(vx310_hardened INTERFACE LINKER:-z,relro,-z,now,-z,noexecstack)
+endif()
+
 # vx310_library(NAME SOURCES file... [LINK library...])
 function(vx310_library name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
   add_library(${name} STATIC ${arg_SOURCES})
-  target_link_libraries(${name} PUBLIC vx310_common ${arg_LINK})
+  target_link_libraries(${name} PUBLIC vx310_common ${arg_LINK} PRIVATE vx310_hardened)
 endfunction()
 
 # vx310_program(NAME SOURCES file... [LINK library...]); the libraries of the logic come before the
@@ -23,7 +43,7 @@ endfunction()
 function(vx310_program name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;LINK")
   add_executable(${name} ${arg_SOURCES})
-  target_link_libraries(${name} PRIVATE vx310_common ${arg_LINK})
+  target_link_libraries(${name} PRIVATE vx310_common vx310_hardened ${arg_LINK})
 endfunction()
 
 include(GoogleTest)

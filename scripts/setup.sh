@@ -16,7 +16,7 @@ packages_picture="xvfb x11-utils imagemagick"
 packages_test="libgtest-dev libgmock-dev python3 at-spi2-core gir1.2-atspi-2.0 python3-gi
   libplist-utils locales xdotool"
 packages_bench="libbenchmark-dev libpugixml-dev libexpat1-dev libtinyxml2-dev python3"
-packages_full="clang libclang-rt-dev clang-format clang-tidy shellcheck desktop-file-utils debootstrap"
+packages_full="clang libclang-rt-dev clang-format clang-tidy shellcheck desktop-file-utils systemd debootstrap"
 }
 
 say() { printf '%s\n' "==> $*"; }
