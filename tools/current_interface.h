@@ -23,8 +23,7 @@ class CurrentInterface final : private PanelReceiver {
 
   // Finds the interface that is connected now. `infoShown` is called for each info in the order
   // that the panel would show them, `updated` after each round of them; both from within this
-  // constructor and from the run loop. What the device layer prints as it works is kept off
-  // standard output for as long as this lives. One at a time.
+  // constructor and from the run loop. One at a time.
   explicit CurrentInterface(std::function<void(const Info&)> infoShown = {},
                             std::function<void()> updated = {});
   ~CurrentInterface();
@@ -35,8 +34,6 @@ class CurrentInterface final : private PanelReceiver {
   // more.
   ExitStatus status();
 
-  Quiet& output() { return output_; }
-
  private:
   void Detach() override {}
   void Invalidate(bool flag) override;
@@ -44,7 +41,6 @@ class CurrentInterface final : private PanelReceiver {
   void ShowInfo(std::int32_t id, bool flag, std::int32_t value, const char* text) override;
   void FoundHardware(std::int32_t index) override;
 
-  Quiet output_;
   std::function<void(const Info&)> infoShown_;
   std::function<void()> updated_;
   CKorvelDlg bridge_{this};

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/device_commands.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 
 #include "device/usb_device.h"
@@ -76,15 +74,11 @@ ExitStatus runShow(const std::vector<std::string>& words) {
     return kNoInterface;
   }
   USBDevice& device = *interfaces.all()[options.index];
-  Report report;
-  {
-    const Quiet quiet(STDOUT_FILENO);
-    if (!device.open(false)) {
-      std::fprintf(stderr, "vx310ctl: interface %u does not answer\n", options.index);
-      return kFailed;
-    }
-    report = reportOf(device);
+  if (!device.open(false)) {
+    std::fprintf(stderr, "vx310ctl: interface %u does not answer\n", options.index);
+    return kFailed;
   }
+  const Report report = reportOf(device);
   options.json ? printJson(report) : print(report);
   return kDone;
 }

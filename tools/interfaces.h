@@ -2,8 +2,6 @@
 // The connected interfaces, found by the same discovery as the panel's.
 #pragma once
 
-#include <cstddef>
-#include <string>
 #include <vector>
 
 #include "tools/exit_status.h"
@@ -35,24 +33,5 @@ class Interfaces {
 // kDone when a driver service is on the bus and answers; otherwise what is missing is explained on
 // standard error.
 ExitStatus driverStatus();
-
-// Keeps what the device layer prints as it works off standard output, which is for results, or off
-// standard error, which is for explanations.
-class Quiet {
- public:
-  // STDOUT_FILENO or STDERR_FILENO.
-  explicit Quiet(int descriptor);
-  ~Quiet();
-  Quiet(const Quiet&) = delete;
-  Quiet& operator=(const Quiet&) = delete;
-
-  // Writes a result to where the descriptor leads otherwise, at once. Ends the program when it
-  // cannot be written.
-  void print(const std::string& text);
-
- private:
-  int descriptor_;
-  int kept_;
-};
 
 }  // namespace vx310ctl

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/watch_command.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -109,7 +107,9 @@ class Watch {
         line += std::exchange(separator, "; ") + name + ": " + text;
       }
     }
-    interface_.output().print(line + (json_ ? "}\n" : "\n"));
+    line += json_ ? "}\n" : "\n";
+    std::fputs(line.c_str(), stdout);
+    if (std::fflush(stdout) != 0) CFRunLoopStop(CFRunLoopGetCurrent());
   }
 
   bool json_;
@@ -131,12 +131,12 @@ ExitStatus runWatch(const std::vector<std::string>& words) {
     const Watch watch(json);
     const auto busEnd = std::make_shared<BusEnd>(std::move(bus));
     CFRunLoopAddSource(CFRunLoopGetCurrent(), busEnd, kCFRunLoopDefaultMode);
-    const Quiet errors(STDERR_FILENO);  // an audio server's coming and going is not watched
-    while (!CFRunLoopRunInMode(kCFRunLoopDefaultMode, kOneHour)) {
+    // Output that cannot be written ends it, too; main() explains that.
+    while (std::ferror(stdout) == 0 && !CFRunLoopRunInMode(kCFRunLoopDefaultMode, kOneHour)) {
     }
     CFRunLoopRemoveSource(CFRunLoopGetCurrent(), busEnd, kCFRunLoopDefaultMode);
   }
-  std::fputs("vx310ctl: the session bus has gone\n", stderr);
+  if (std::ferror(stdout) == 0) std::fputs("vx310ctl: the session bus has gone\n", stderr);
   return kFailed;
 }
 

@@ -9,7 +9,8 @@
 
 namespace vx310ctl {
 
-// Runs until it is ended from outside; kFailed when the session bus cannot be reached or goes away.
+// Runs until it is ended from outside; kFailed when the session bus cannot be reached or goes
+// away, or the output cannot be written.
 ExitStatus runWatch(const std::vector<std::string>& words);
 
 }  // namespace vx310ctl
