@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "driver/command_line.h"
 
-#include "driver/simulator/simulator.h"
-#include "driver/simulator/words.h"
+#include "driver/virtual_control/virtual_interfaces.h"
+#include "driver/virtual_control/words.h"
 
 namespace driver {
 
@@ -18,7 +18,7 @@ bool parseCommandLine(const std::vector<std::string>& words, CommandLine& line,
       line.interfaces = 0;
     } else if (word == "--count") {
       const auto count = i + 1 < words.size()
-                             ? parseNumber(words[++i], Simulator::kMaximumInterfaces)
+                             ? parseNumber(words[++i], VirtualInterfaces::kMaximumInterfaces)
                              : std::nullopt;
       if (!count) {
         *problem = "--count takes a number of interfaces";

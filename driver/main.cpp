@@ -11,7 +11,7 @@
 #include <string>
 
 #include "driver/command_line.h"
-#include "driver/simulator/simulator.h"
+#include "driver/virtual_control/virtual_interfaces.h"
 #include "protocol/services.h"
 
 namespace {
@@ -98,14 +98,14 @@ int serve(const CommandLine& line) {
     return failed("cannot reach the session bus", result);
   }
   driver::ServiceContext context{event.get(), bus.get()};
-  driver::Simulator simulator(context);
+  driver::VirtualInterfaces virtuals(context);
   result = sd_bus_add_object_manager(bus.get(), nullptr, kDriverPath);
-  if (result >= 0) result = simulator.start();
+  if (result >= 0) result = virtuals.start();
   if (result < 0) return failed("cannot publish on the session bus", result);
 
   NameOwner name(event.get(), bus.get(), line.interfaces);
   for (unsigned i = 0; i < line.interfaces; ++i) {
-    simulator.add().port().plug([&name](bool) { name.appeared(); });
+    virtuals.add().port().plug([&name](bool) { name.appeared(); });
   }
   if (line.interfaces == 0) name.take();
 

@@ -18,7 +18,7 @@ BELOW = {
     "foundation": set(),
     "platform": {"protocol"},
     "driver": {"settings", "foundation", "protocol"},
-    "tools": {"driver", "io", "device", "settings", "foundation", "protocol"},
+    "tools": {"io", "device", "settings", "foundation", "protocol"},
     "protocol": set(),
 }
 

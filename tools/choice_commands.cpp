@@ -3,9 +3,9 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <optional>
 
-#include "driver/simulator/json.h"
 #include "io/audio_device.h"
 #include "protocol/services.h"
 #include "tools/choices.h"
@@ -37,11 +37,6 @@ ExitStatus noAnswer(const Choice& choice) {
   return kFailed;
 }
 
-std::string jsonOf(const Choice& choice, std::int32_t index) {
-  return "{\"index\": " + std::to_string(index) +
-         ", \"item\": " + driver::jsonText(itemText(choice.items, index)) + "}";
-}
-
 }  // namespace
 
 ExitStatus runGet(const std::vector<std::string>& words) {
@@ -59,27 +54,19 @@ ExitStatus runGet(const std::vector<std::string>& words) {
   const Choice* wanted = name ? findChoice(*name) : nullptr;
   if (name && !wanted) return wrongName(*name);
 
-  std::string output;
-  {
-    CurrentInterface interface;
-    if (const ExitStatus status = interface.status(); status != kDone) return status;
-    for (const Choice& choice : choices()) {
-      if (wanted && &choice != wanted) continue;
-      const std::int32_t index = choice.query();
-      if (index == kNoAnswer) return noAnswer(choice);
-      const std::string choiceName(choice.name);
-      if (json) {
-        output += (output.empty() ? "{" : ", ") + driver::jsonText(choiceName) + ": " +
-                  jsonOf(choice, index);
-      } else if (wanted) {
-        output = itemText(choice.items, index) + "\n";
-      } else {
-        output += lineOf(choiceName, itemText(choice.items, index));
-      }
-    }
+  CurrentInterface interface;
+  if (const ExitStatus status = interface.status(); status != kDone) return status;
+  nlohmann::ordered_json object;
+  std::string lines;
+  for (const Choice& choice : choices()) {
+    if (wanted && &choice != wanted) continue;
+    const std::int32_t index = choice.query();
+    if (index == kNoAnswer) return noAnswer(choice);
+    const std::string text = itemText(choice.items, index);
+    object[std::string(choice.name)] = {{"index", index}, {"item", text}};
+    lines += wanted ? text + "\n" : lineOf(choice.name, text);
   }
-  std::fputs(output.c_str(), stdout);
-  if (json) std::puts("}");
+  std::fputs((json ? lineOf(object) : lines).c_str(), stdout);
   return kDone;
 }
 

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "device/usb_device.h"
-#include "driver/simulator/words.h"
+#include "protocol/services.h"
 #include "tools/interface_report.h"
 #include "tools/interfaces.h"
 #include "tools/messages.h"
@@ -20,12 +20,9 @@ void print(const Report& report) {
 }
 
 void printJson(const Report& report) {
-  const char* separator = "{";
-  for (const auto& line : report) {
-    std::printf("%s\"%s\": %s", separator, line.key.c_str(), line.json.c_str());
-    separator = ", ";
-  }
-  std::puts("}");
+  nlohmann::ordered_json json;
+  for (const auto& line : report) json[line.key] = line.json;
+  std::fputs(lineOf(json).c_str(), stdout);
 }
 
 struct ShowOptions {
@@ -36,7 +33,7 @@ struct ShowOptions {
 bool parse(const std::vector<std::string>& words, ShowOptions& options) {
   bool indexGiven = false;
   for (const auto& word : words) {
-    const auto number = driver::parseNumber(word, 0xFFFFFFFF);
+    const auto number = parseNumber(word, 0xFFFFFFFF);
     if (word == "--json") {
       options.json = true;
     } else if (number && !indexGiven) {

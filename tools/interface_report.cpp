@@ -6,7 +6,6 @@
 #include <string>
 
 #include "device/usb_device.h"
-#include "driver/simulator/json.h"
 #include "io/menu_items.h"
 #include "io/status_texts.h"
 #include "tools/choices.h"
@@ -21,18 +20,18 @@ std::string clockChoiceText(std::int32_t source) {
 }
 
 void addText(Report& report, const char* key, const char* name, const std::string& text) {
-  report.push_back({key, name, text, driver::jsonText(text)});
+  report.push_back({key, name, text, text});
 }
 
 void addNumber(Report& report, const char* key, const char* name, std::uint32_t number) {
-  report.push_back({key, name, std::to_string(number), driver::jsonNumber(number)});
+  report.push_back({key, name, std::to_string(number), number});
 }
 
 void addId(Report& report, const char* key, const char* name, std::int16_t id) {
   std::array<char, 8> text{};
   const auto number = static_cast<std::uint16_t>(id);
   std::snprintf(text.data(), text.size(), "0x%04X", static_cast<unsigned>(number));
-  report.push_back({key, name, text.data(), driver::jsonNumber(number)});
+  report.push_back({key, name, text.data(), number});
 }
 
 void addIdentity(Report& report, USBDevice& device) {

@@ -2,6 +2,7 @@
 // All that can be read from one interface, as names and values.
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,7 @@ struct ReportLine {
   std::string key;   // for programs; stays the same from version to version
   std::string name;  // for people
   std::string text;
-  std::string json;  // the value as a JSON text
+  nlohmann::ordered_json json;
 };
 using Report = std::vector<ReportLine>;
 

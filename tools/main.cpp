@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// vx310ctl: looks at connected interfaces, and moves simulated ones, from a shell.
+// vx310ctl: looks at connected interfaces, and moves virtual ones, from a shell.
 #include <cstdio>
 
 #include "tools/choice_commands.h"
@@ -14,14 +14,14 @@ using namespace vx310ctl;
 
 constexpr const char* kUsageText =
     "Usage: vx310ctl COMMAND\n"
-    "Looks at the VX-310 interfaces that driver services publish, and moves simulated ones.\n"
+    "Looks at the VX-310 interfaces that driver services publish, and moves virtual ones.\n"
     "\n"
     "  list                     list the connected interfaces with their indexes\n"
     "  show [--json] [INDEX]    show all that the interface with this index (default 0) reports\n"
     "  get [--json] [SETTING]   show one setting, or all, of the interface that the panel shows\n"
     "  set SETTING ITEM         set it, as a pick in the panel does, to an item's text or number\n"
     "  watch [--json]           show what happens to that interface, a line an event\n"
-    "  sim COMMAND              move a simulated interface; see 'vx310ctl sim --help'\n"
+    "  sim COMMAND              move a virtual interface; see 'vx310ctl sim --help'\n"
     "  --help                   show this help and exit\n"
     "  --version                show the version and exit\n"
     "\n"
@@ -44,7 +44,7 @@ constexpr const char* kUsageText =
     "  3  no driver service is running\n"
     "  4  there is no such interface\n";
 
-ExitStatus run(const Words& words) {
+ExitStatus run(const std::vector<std::string>& words) {
   const std::string command = words.empty() ? "" : words[0];
   if (command == "list") return runList({words.begin() + 1, words.end()});
   if (command == "show") return runShow({words.begin() + 1, words.end()});

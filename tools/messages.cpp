@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace vx310ctl {
 
@@ -16,6 +17,10 @@ std::string lineOf(std::string_view name, std::string_view text) {
   std::string line = std::string(name) + ':';
   line.resize(std::max(line.size(), kTextColumn), ' ');
   return line.append(text) + '\n';
+}
+
+std::string lineOf(const nlohmann::ordered_json& value) {
+  return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
 }
 
 }  // namespace vx310ctl

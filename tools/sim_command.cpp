@@ -2,163 +2,113 @@
 #include "tools/sim_command.h"
 
 #include <cstdio>
-#include <optional>
+#include <cstring>
+#include <span>
 
-#include "driver/simulator/fault.h"
-#include "driver/simulator/json.h"
-#include "driver/simulator/settings.h"
-#include "driver/simulator/words.h"
 #include "protocol/services.h"
 #include "tools/sim_usage.h"
+#include "tools/tool_bus.h"
 
 namespace vx310ctl {
 
 namespace {
 
-constexpr std::uint32_t kAny32 = 0xFFFFFFFF;
+using session_bus::BusMessage;
+using Words = std::span<const std::string>;
 
-ExitStatus wrong(const std::string& problem) {
-  std::fprintf(stderr, "vx310ctl: %s\nTry 'vx310ctl sim --help'.\n", problem.c_str());
+ExitStatus wrong(const char* problem) {
+  std::fprintf(stderr, "vx310ctl: %s\nTry 'vx310ctl sim --help'.\n", problem);
   return kUsage;
 }
 
-// The number that follows an option; nothing when none follows. `next` stands at the option.
-std::optional<std::uint32_t> optionValue(const Words& words, std::size_t& next) {
-  ++next;
-  return next < words.size() ? driver::parseNumber(words[next], kAny32) : std::nullopt;
+ExitStatus explain(const char* what) {
+  std::fprintf(stderr, "vx310ctl: %s\n", what);
+  return kFailed;
 }
 
-// Does `action` with a connected client.
-template <typename Action>
-ExitStatus withClient(const Action& action) {
-  SimulatorClient client;
-  const ExitStatus status = client.connect();
-  return status == kDone ? action(client) : status;
+ExitStatus explainFailure(const char* what, int result) {
+  std::fprintf(stderr, "vx310ctl: %s: %s\n", what, std::strerror(-result));
+  return kFailed;
 }
 
-ExitStatus plug(std::uint32_t interface, const Words& words) {
-  const bool another = words.size() == 2 && words[1] == "--second";
-  if (words.size() > 1 && !another) return wrong("'plug' takes nothing but --second");
-  return withClient([&](SimulatorClient& client) {
-    if (!another) return client.plug(interface);
-    std::uint32_t number = 0;
-    const ExitStatus status = client.add(&number);
-    if (status == kDone) std::printf("%u\n", number);
-    return status;
-  });
-}
-
-ExitStatus unplug(std::uint32_t interface, const Words& words) {
-  if (words.size() > 1) return wrong("'unplug' takes nothing");
-  return withClient([&](SimulatorClient& client) { return client.unplug(interface); });
-}
-
-ExitStatus notify(std::uint32_t interface, const Words& words) {
-  const auto number = words.size() > 1 ? driver::parseNumber(words[1], kAny32) : std::nullopt;
-  std::optional<std::uint32_t> type = kDriverMessage;
-  std::optional<std::uint32_t> size = kDriverMessageSize;
-  bool understood = number.has_value();
-  for (std::size_t i = 2; understood && i < words.size(); ++i) {
-    if (words[i] == "--type") {
-      type = optionValue(words, i);
-    } else if (words[i] == "--size") {
-      size = optionValue(words, i);
-    } else {
-      understood = false;
-    }
-    understood = understood && type && size;
+ExitStatus explainError(const sd_bus_error& error) {
+  const auto is = [&error](const char* name) { return sd_bus_error_has_name(&error, name) != 0; };
+  if (is(SD_BUS_ERROR_SERVICE_UNKNOWN) || is(SD_BUS_ERROR_NAME_HAS_NO_OWNER)) {
+    explain("no driver service is running (start vx310-driver)");
+    return kNoDriver;
   }
-  if (!understood) return wrong("'notify' takes NUMBER [--type TYPE] [--size SIZE]");
-  return withClient(
-      [&](SimulatorClient& client) { return client.notify(interface, *number, *type, *size); });
+  if (is(SD_BUS_ERROR_UNKNOWN_OBJECT) || is(SD_BUS_ERROR_UNKNOWN_METHOD) ||
+      is(SD_BUS_ERROR_UNKNOWN_INTERFACE)) {
+    return explain("the running driver service has no virtual interfaces");
+  }
+  if (is(SD_BUS_ERROR_NO_REPLY) || is(SD_BUS_ERROR_TIMEOUT)) {
+    return explain("the driver service does not answer");
+  }
+  const char* message = error.message ? error.message : error.name;
+  if (is(SD_BUS_ERROR_INVALID_ARGS)) return wrong(message);
+  explain(message);
+  return is(kNoInterfaceError) ? kNoInterface : kFailed;
 }
 
-ExitStatus stall(std::uint32_t interface, const Words& fault) {
-  const auto limit = fault.size() == 2 ? driver::parseNumber(fault[1], kAny32) : std::nullopt;
-  if (fault.size() > 2 || (fault.size() == 2 && !limit)) {
-    return wrong("'fault stall' takes a number of milliseconds, or nothing");
+// Makes the call of Run. Negative errno on failure.
+int makeCall(sd_bus* bus, std::uint32_t interface, Words words, BusMessage* call) {
+  sd_bus_message* message = nullptr;
+  int result = sd_bus_message_new_method_call(bus, &message, kDriverName, kVirtualInterfacesPath,
+                                              kVirtualInterfacesInterface, kRunMethod);
+  call->reset(message);
+  // No auto-start: the user means the driver that is already running.
+  if (result >= 0) result = sd_bus_message_set_auto_start(message, 0);
+  if (result >= 0) result = sd_bus_message_append(message, "u", interface);
+  if (result >= 0) result = sd_bus_message_open_container(message, 'a', "s");
+  for (const auto& word : words) {
+    if (result >= 0) result = sd_bus_message_append(message, "s", word.c_str());
   }
-  return withClient(
-      [&](SimulatorClient& client) { return client.stall(interface, limit.value_or(0)); });
+  return result < 0 ? result : sd_bus_message_close_container(message);
 }
 
-ExitStatus fault(std::uint32_t interface, const Words& words) {
-  const Words fault(words.begin() + 1, words.end());
-  if (!fault.empty() && fault[0] == "stall") return stall(interface, fault);
-  if (fault.size() == 1 && fault[0] == "none") {
-    return withClient([&](SimulatorClient& client) { return client.clearFaults(interface); });
-  }
-  std::string problem;
-  if (!driver::parseFault(fault, &problem)) return wrong(problem);
-  return withClient([&](SimulatorClient& client) { return client.addFault(interface, fault); });
-}
+ExitStatus sendToDriver(std::uint32_t interface, Words words) {
+  session_bus::Bus bus;
+  if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
+  BusMessage call;
+  int result = makeCall(bus.get(), interface, words, &call);
+  if (result < 0) return explainFailure("cannot ask the driver service", result);
 
-ExitStatus state(std::uint32_t interface, const Words& words) {
-  const bool json = words.size() == 2 && words[1] == "--json";
-  if (words.size() > 1 && !json) return wrong("'state' takes nothing but --json");
-  std::vector<std::pair<std::string, std::string>> state;
-  const ExitStatus status =
-      withClient([&](SimulatorClient& client) { return client.state(interface, &state); });
-  if (status != kDone) return status;
-  const char* separator = "{";
-  for (const auto& [name, value] : state) {
-    if (json) {
-      std::printf("%s\"%s\": %s", separator, name.c_str(), value.c_str());
-      separator = ", ";
-    } else {
-      std::printf("%s: %s\n", name.c_str(), driver::readableJson(value).c_str());
-    }
+  sd_bus_error error{};
+  sd_bus_message* answer = nullptr;
+  result = sd_bus_call(bus.get(), call.get(), 0, &error, &answer);
+  const BusMessage reply(answer);
+  const char* output = nullptr;
+  ExitStatus status = kDone;
+  if (sd_bus_error_is_set(&error)) {
+    status = explainError(error);
+  } else if (result < 0) {
+    status = explainFailure("cannot reach the driver service", result);
+  } else if (sd_bus_message_read(answer, "s", &output) < 0) {
+    status = explain("the driver service answers something else");
+  } else {
+    std::fputs(output, stdout);
   }
-  if (json) std::puts("}");
-  return kDone;
-}
-
-ExitStatus list(const Words& words) {
-  if (words.size() > 1) return wrong("'list' takes nothing");
-  std::vector<SimulatorClient::Listed> interfaces;
-  const ExitStatus status =
-      withClient([&](SimulatorClient& client) { return client.list(&interfaces); });
-  for (std::size_t i = 0; i < interfaces.size(); ++i) {
-    std::printf("%zu  %s  %s\n", i, interfaces[i].plugged ? "plugged  " : "unplugged",
-                interfaces[i].productName.c_str());
-  }
+  sd_bus_error_free(&error);
   return status;
-}
-
-ExitStatus set(std::uint32_t interface, const Words& words) {
-  // Whether the words are right does not depend on the interface.
-  driver::Model scratch;
-  std::string problem;
-  if (driver::applySetting(scratch, words, &problem) == driver::SettingResult::wrongArguments) {
-    return wrong(problem);
-  }
-  return withClient([&](SimulatorClient& client) { return client.set(interface, words); });
 }
 
 }  // namespace
 
-ExitStatus runSim(const Words& given) {
+ExitStatus runSim(const std::vector<std::string>& given) {
   Words words = given;
   std::uint32_t interface = 0;
   if (!words.empty() && words[0] == "--interface") {
-    const auto number = words.size() > 1 ? driver::parseNumber(words[1], kAny32) : std::nullopt;
+    const auto number = words.size() > 1 ? parseNumber(words[1], 0xFFFFFFFF) : std::nullopt;
     if (!number) return wrong("--interface takes a number");
     interface = *number;
-    words.erase(words.begin(), words.begin() + 2);
+    words = words.subspan(2);
   }
   if (words.empty()) return wrong("'sim' needs a command");
-  const std::string& command = words[0];
-  if (command == "--help") {
+  if (words[0] == "--help") {
     printSimUsage();
     return kDone;
   }
-  if (command == "plug") return plug(interface, words);
-  if (command == "unplug") return unplug(interface, words);
-  if (command == "notify") return notify(interface, words);
-  if (command == "fault") return fault(interface, words);
-  if (command == "state") return state(interface, words);
-  if (command == "list") return list(words);
-  return set(interface, words);
+  return sendToDriver(interface, words);
 }
 
 }  // namespace vx310ctl

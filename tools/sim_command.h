@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
-// vx310ctl sim: plugs and moves the simulated interfaces of the driver service.
+// `vx310ctl sim`: plugs and changes the virtual interfaces of the driver service.
 #pragma once
 
-#include "tools/simulator_client.h"
+#include <string>
+#include <vector>
+
+#include "tools/exit_status.h"
 
 namespace vx310ctl {
 
-// `words` follow "sim".
-ExitStatus runSim(const Words& words);
+// `words` follow "sim". The driver parses all but "--interface N" and "--help", and what it replies
+// is printed.
+ExitStatus runSim(const std::vector<std::string>& words);
 
 }  // namespace vx310ctl

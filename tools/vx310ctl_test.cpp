@@ -4,8 +4,10 @@
 
 #include <chrono>
 #include <csignal>
+#include <sstream>
 
 #include "driver/testing/driver_session.h"
+#include "driver/virtual_control/settings.h"
 #include "tests/support/silent_bus.h"
 
 namespace vx310ctl {
@@ -41,7 +43,7 @@ class ControlTool : public DriverSession {
     EXPECT_EQ(errors_, "");
   }
 
-  // The state of a simulated interface, as JSON.
+  // The state of a virtual interface, as JSON.
   std::string state(const std::string& interface = "0") {
     EXPECT_EQ(run({"sim", "--interface", interface, "state", "--json"}), 0) << errors_;
     return output_;
@@ -74,6 +76,20 @@ TEST_F(ControlTool, HelpOfSimNamesCommandsFaultsAndSettings) {
   }
 }
 
+TEST_F(ControlTool, HelpOfSimHasAllOfTheDriversSettings) {
+  std::string names;
+  for (const driver::SettingUsage& setting : driver::settingUsages()) {
+    names += "  " + std::string(setting.name) + " " + std::string(setting.arguments) + "\n";
+  }
+  EXPECT_EQ(run({"sim", "--help"}), 0);
+  std::string shown;
+  std::istringstream settings(output_.substr(output_.find("Settings:\n") + 10));
+  for (std::string line; std::getline(settings, line) && !line.empty();) {
+    if (!line.starts_with("   ")) shown += line + "\n";
+  }
+  EXPECT_EQ(shown, names);
+}
+
 TEST_F(ControlTool, TheVersionIsShown) {
   EXPECT_EQ(run({"--version"}), 0);
   EXPECT_THAT(output_, StartsWith("vx310ctl 1."));
@@ -97,9 +113,14 @@ TEST_F(ControlTool, WrongCommandLinesAreStatus2WithoutADriver) {
   expectUsageError({"set", "clock-source", "1", "now"});
   expectUsageError({"watch", "all"});
   expectUsageError({"sim"});
-  expectUsageError({"sim", "dance"});
   expectUsageError({"sim", "--interface"});
   expectUsageError({"sim", "--interface", "x", "plug"});
+}
+
+// The driver parses the words after "sim".
+TEST_F(ControlTool, WordsThatAreNoSimCommandAreStatus2) {
+  startDriver();
+  expectUsageError({"sim", "dance"});
   expectUsageError({"sim", "plug", "--third"});
   expectUsageError({"sim", "unplug", "now"});
   expectUsageError({"sim", "notify"});
@@ -111,6 +132,8 @@ TEST_F(ControlTool, WrongCommandLinesAreStatus2WithoutADriver) {
   expectUsageError({"sim", "state", "--xml"});
   expectUsageError({"sim", "list", "all"});
   expectUsageError({"sim", "sample-rate", "32000"});
+  expectUsageError({"sim", "--interface", "7", "dance"});
+  EXPECT_EQ(errors_, "vx310ctl: there is no setting 'dance'\nTry 'vx310ctl sim --help'.\n");
 }
 
 TEST_F(ControlTool, WithoutADriverTheStatusIs3) {
@@ -152,16 +175,16 @@ TEST_F(ControlTool, ShowHasAllValuesOfTheInterface) {
   startDriver();
   EXPECT_EQ(run({"show", "--json"}), 0);
   EXPECT_EQ(output_,
-            "{\"product_name\": \"VX-310\", \"vendor_id\": 32545, \"product_id\": 23826, "
-            "\"unit\": \"5D12000000000001\", \"connection\": \"USB 2.0\", "
-            "\"driver_version\": \"2.05\", \"firmware_version\": \"1.7.0\", "
-            "\"firmware_date\": \"Mar 14 2009 1.7\", \"sample_width\": \"24 bits\", "
-            "\"sample_rate\": \"48 kHz\", \"buffer_size\": 256, \"clock_source\": \"internal\", "
-            "\"clock_choice\": \"automatic\", \"digital_input\": \"no signal\", "
-            "\"digital_output_format\": \"Consumer (S/PDIF)\", \"usb1_input\": \"Analog\", "
-            "\"inputs_1_2\": \"Analog 1/2\", \"inputs_3_4\": \"Analog 3/4\", "
-            "\"inputs_5_6\": \"Digital\", \"line_outputs\": \"Playback 1/2\", "
-            "\"digital_output\": \"Playback 3/4\"}\n");
+            "{\"product_name\":\"VX-310\",\"vendor_id\":32545,\"product_id\":23826,"
+            "\"unit\":\"5D12000000000001\",\"connection\":\"USB 2.0\","
+            "\"driver_version\":\"2.05\",\"firmware_version\":\"1.7.0\","
+            "\"firmware_date\":\"Mar 14 2009 1.7\",\"sample_width\":\"24 bits\","
+            "\"sample_rate\":\"48 kHz\",\"buffer_size\":256,\"clock_source\":\"internal\","
+            "\"clock_choice\":\"automatic\",\"digital_input\":\"no signal\","
+            "\"digital_output_format\":\"Consumer (S/PDIF)\",\"usb1_input\":\"Analog\","
+            "\"inputs_1_2\":\"Analog 1/2\",\"inputs_3_4\":\"Analog 3/4\","
+            "\"inputs_5_6\":\"Digital\",\"line_outputs\":\"Playback 1/2\","
+            "\"digital_output\":\"Playback 3/4\"}\n");
 }
 
 TEST_F(ControlTool, ShowForPeopleHasNamesAndTexts) {
@@ -179,18 +202,18 @@ TEST_F(ControlTool, ShowSaysWhatThePanelSays) {
     EXPECT_THAT(output_, HasSubstr(text));
   };
   sim({"digital-input", "invalid"});
-  shows("\"digital_input\": \"no valid signal\"");
+  shows("\"digital_input\":\"no valid signal\"");
   sim({"digital-input", "muted", "96000"});
-  shows("\"digital_input\": \"muted 96 kHz\"");
+  shows("\"digital_input\":\"muted 96 kHz\"");
   sim({"digital-input", "valid", "44150"});
-  shows("\"digital_input\": \"valid 44.1 kHz\"");
-  shows("\"clock_source\": \"digital input\"");
-  shows("\"sample_rate\": \"44.1 kHz\"");
+  shows("\"digital_input\":\"valid 44.1 kHz\"");
+  shows("\"clock_source\":\"digital input\"");
+  shows("\"sample_rate\":\"44.1 kHz\"");
   sim({"clock", "internal"});
-  shows("\"digital_input\": \"unavailable\"");
-  shows("\"clock_source\": \"internal\"");
+  shows("\"digital_input\":\"unavailable\"");
+  shows("\"clock_source\":\"internal\"");
   sim({"usb", "1.1"});
-  shows("\"connection\": \"USB 1.1 (unsupported) \"");
+  shows("\"connection\":\"USB 1.1 (unsupported) \"");
 }
 
 TEST_F(ControlTool, AnInterfaceThatDoesNotAnswerIsStatus1) {
@@ -235,7 +258,8 @@ TEST_F(ControlTool, GetShowsOneSettingOrAllOfThem) {
             "clock-source:           Automatic\n"
             "digital-output-format:  Consumer (S/PDIF)\n");
   EXPECT_EQ(run({"get", "--json", "line-output"}), 0);
-  EXPECT_EQ(output_, "{\"line-output\": {\"index\": 0, \"item\": \"Playback 1/2\"}}\n");
+  EXPECT_EQ(output_, R"({"line-output":{"index":0,"item":"Playback 1/2"}})"
+                     "\n");
 }
 
 TEST_F(ControlTool, SetTakesAnItemsTextInAnyCaseOrItsNumber) {
@@ -359,9 +383,9 @@ TEST_F(ControlTool, SettingsChangeTheState) {
   sim({"routing", "in", "0", "3"});
   sim({"driver-version", "0x01020300"});
   const std::string json = state();
-  EXPECT_THAT(json, HasSubstr("\"sampleRate\": 88200"));
-  EXPECT_THAT(json, HasSubstr("\"routingIn\": [3, 1, 2]"));
-  EXPECT_THAT(json, HasSubstr("\"driverVersion\": 16909056"));
+  EXPECT_THAT(json, HasSubstr("\"sampleRate\":88200"));
+  EXPECT_THAT(json, HasSubstr("\"routingIn\":[3,1,2]"));
+  EXPECT_THAT(json, HasSubstr("\"driverVersion\":16909056"));
 }
 
 TEST_F(ControlTool, StateForPeopleHasALineForEachValue) {
@@ -375,7 +399,7 @@ TEST_F(ControlTool, NamesAreShownAsTheyAre) {
   startDriver();
   sim({"product-name", "\"Gr\u00fcn\" \\ 310"});
   EXPECT_EQ(run({"show", "--json"}), 0) << errors_;
-  EXPECT_THAT(output_, HasSubstr("\"product_name\": \"\\\"Gr\u00fcn\\\" \\\\ 310\""));
+  EXPECT_THAT(output_, HasSubstr("\"product_name\":\"\\\"Gr\u00fcn\\\" \\\\ 310\""));
   EXPECT_EQ(run({"sim", "state"}), 0) << errors_;
   EXPECT_THAT(output_, HasSubstr("\nproductName: \"Gr\u00fcn\" \\ 310\n"));
 }

@@ -4,10 +4,10 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
-#include "driver/simulator/json.h"
 #include "io/driver_events.h"
 #include "platform/run_loop/run_loop.h"
 #include "tools/choices.h"
@@ -98,17 +98,14 @@ class Watch {
   }
 
   void print(const char* event, const Values& values) {
-    std::string line = json_ ? "{\"event\": " + driver::jsonText(event) : event;
+    nlohmann::ordered_json object = {{"event", event}};
+    std::string line = event;
     const char* separator = " ";
     for (const auto& [name, text] : values) {
-      if (json_) {
-        line += ", " + driver::jsonText(name) + ": " + driver::jsonText(text);
-      } else {
-        line += std::exchange(separator, "; ") + name + ": " + text;
-      }
+      object[name] = text;
+      line += std::exchange(separator, "; ") + name + ": " + text;
     }
-    line += json_ ? "}\n" : "\n";
-    std::fputs(line.c_str(), stdout);
+    std::fputs((json_ ? lineOf(object) : line + "\n").c_str(), stdout);
     if (std::fflush(stdout) != 0) CFRunLoopStop(CFRunLoopGetCurrent());
   }
 

@@ -127,7 +127,7 @@ TEST_F(DriverAudioDevice, EachInterfaceHasItsOwn) {
   startDriver({"--count", "2"});
   DeviceList list;
   EXPECT_THAT(list.waitFor("VX-310", 2), SizeIs(2));
-  simulate("Unplug", 0);
+  control({"unplug"});
   EXPECT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
 }
 
@@ -135,9 +135,9 @@ TEST_F(DriverAudioDevice, GoesWithTheInterface) {
   startDriver();
   DeviceList list;
   ASSERT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
-  simulate("Unplug", 0);
+  control({"unplug"});
   EXPECT_THAT(list.waitFor("VX-310", 0), IsEmpty());
-  simulate("Plug", 0);
+  control({"plug"});
   EXPECT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
 }
 
@@ -145,7 +145,7 @@ TEST_F(DriverAudioDevice, TheSiblingFamilyHasNone) {
   startDriver();
   DeviceList list;
   ASSERT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
-  set({"class", "orbek"});
+  control({"class", "orbek"});
   EXPECT_THAT(list.waitFor("VX-310", 0), IsEmpty());
   EXPECT_THAT(services(), SizeIs(1));
 }

@@ -157,7 +157,7 @@ TEST_F(ConnectionToDriver, DescriptorsSentWithARequestAreNotKept) {
 }
 
 TEST_F(ConnectionToDriver, UnpluggingClosesIt) {
-  simulate("Unplug", 0);
+  control({"unplug"});
   EXPECT_EQ(receive(connection_).kind, Answer::Kind::closed);
 }
 
@@ -180,8 +180,8 @@ TEST_F(ConnectionToDriver, ReplugAnswersAndThenTakesTheInterfaceAway) {
 TEST_F(ConnectionToDriver, UnpluggingAnInterfaceThatIsAwayKeepsItAway) {
   request(connection_, kReenumerateDevice);
   EXPECT_TRUE(waitUntil([this] { return !removed_.empty(); }));
-  EXPECT_EQ(simulate("Unplug", 0), "");
-  EXPECT_EQ(simulate("Plug", 0), "");
+  EXPECT_EQ(control({"unplug"}), "");
+  EXPECT_EQ(control({"plug"}), "");
   catchUp();
   EXPECT_THAT(added_, SizeIs(1));
   EXPECT_THAT(services(), SizeIs(1));

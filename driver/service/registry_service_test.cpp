@@ -65,11 +65,11 @@ TEST_F(RegistryService, UnpluggedItStartsWithoutAnInterface) {
 
 TEST_F(RegistryService, PluggingAddsAnObjectAndUnpluggingRemovesIt) {
   startDriver({"--unplugged"});
-  EXPECT_EQ(simulate("Plug", 0), "");
+  EXPECT_EQ(control({"plug"}), "");
   catchUp();
   const std::string path = onlyService();
   EXPECT_THAT(added_, ElementsAre(path));
-  EXPECT_EQ(simulate("Unplug", 0), "");
+  EXPECT_EQ(control({"unplug"}), "");
   catchUp();
   EXPECT_THAT(removed_, ElementsAre(path));
   EXPECT_THAT(services(), IsEmpty());
@@ -78,22 +78,22 @@ TEST_F(RegistryService, PluggingAddsAnObjectAndUnpluggingRemovesIt) {
 TEST_F(RegistryService, APathIsNotUsedTwice) {
   startDriver();
   const std::string first = onlyService();
-  simulate("Unplug", 0);
-  simulate("Plug", 0);
+  control({"unplug"});
+  control({"plug"});
   EXPECT_NE(onlyService(), first);
 }
 
 TEST_F(RegistryService, PluggingWhatIsPluggedInChangesNothing) {
   startDriver();
   const std::string path = onlyService();
-  EXPECT_EQ(simulate("Plug", 0), "");
+  EXPECT_EQ(control({"plug"}), "");
   EXPECT_EQ(onlyService(), path);
 }
 
 TEST_F(RegistryService, ASecondInterfaceStandsBesideTheFirst) {
   startDriver({"--count", "2"});
   EXPECT_THAT(services(), SizeIs(2));
-  EXPECT_EQ(simulate("Unplug", 1), "");
+  EXPECT_EQ(control({"unplug"}, 1), "");
   EXPECT_THAT(services(), SizeIs(1));
 }
 
@@ -111,7 +111,7 @@ TEST_F(RegistryService, TwoHundredInterfacesAllAnswer) {
 TEST_F(RegistryService, AChangeFromOutsideSendsADriverMessage) {
   startDriver();
   const std::string path = onlyService();
-  EXPECT_EQ(set({"digital-input", "invalid"}), "");
+  EXPECT_EQ(control({"digital-input", "invalid"}), "");
   catchUp();
   ASSERT_THAT(messages_, SizeIs(1));
   EXPECT_EQ(messages_[0].path, path);
@@ -121,10 +121,7 @@ TEST_F(RegistryService, AChangeFromOutsideSendsADriverMessage) {
 
 TEST_F(RegistryService, AnyNotificationNumberCanBeSent) {
   startDriver();
-  const std::string error = simulate("Notify", 0, [](sd_bus_message* message) {
-    sd_bus_message_append(message, "uuu", 35u, 0xe0000130u, 36u);
-  });
-  EXPECT_EQ(error, "");
+  EXPECT_EQ(control({"notify", "35"}), "");
   catchUp();
   ASSERT_THAT(messages_, SizeIs(1));
   EXPECT_EQ(messages_[0].argument, argument(35));
@@ -144,7 +141,7 @@ TEST_F(RegistryService, ARoutingSetByARecordChangesTheProperties) {
 
 TEST_F(RegistryService, AChangeThatIsNoPropertyLeavesThePropertiesAlone) {
   startDriver();
-  set({"sample-rate", "96000"});
+  control({"sample-rate", "96000"});
   catchUp();
   EXPECT_THAT(messages_, SizeIs(1));
   EXPECT_THAT(propertiesChanged_, IsEmpty());
@@ -153,7 +150,7 @@ TEST_F(RegistryService, AChangeThatIsNoPropertyLeavesThePropertiesAlone) {
 TEST_F(RegistryService, OtherIdsReconnectTheInterface) {
   startDriver();
   const std::string before = onlyService();
-  EXPECT_EQ(set({"ids", "0x7F21", "0x5D13"}), "");
+  EXPECT_EQ(control({"ids", "0x7F21", "0x5D13"}), "");
   catchUp();
   EXPECT_THAT(removed_, ElementsAre(before));
   const std::string after = onlyService();
@@ -164,10 +161,10 @@ TEST_F(RegistryService, OtherIdsReconnectTheInterface) {
 TEST_F(RegistryService, AnotherSpeedReconnectsTheInterfaceAndTheSameSpeedDoesNot) {
   startDriver();
   const std::string before = onlyService();
-  EXPECT_EQ(set({"usb", "2.0"}), "");
+  EXPECT_EQ(control({"usb", "2.0"}), "");
   catchUp();
   EXPECT_THAT(removed_, IsEmpty());
-  EXPECT_EQ(set({"usb", "1.1"}), "");
+  EXPECT_EQ(control({"usb", "1.1"}), "");
   catchUp();
   EXPECT_THAT(removed_, ElementsAre(before));
   EXPECT_NE(onlyService(), before);
@@ -175,16 +172,16 @@ TEST_F(RegistryService, AnotherSpeedReconnectsTheInterfaceAndTheSameSpeedDoesNot
 
 TEST_F(RegistryService, IdsOfAnUnpluggedInterfaceShowWhenItIsPluggedIn) {
   startDriver();
-  simulate("Unplug", 0);
-  set({"ids", "1", "2"});
+  control({"unplug"});
+  control({"ids", "1", "2"});
   EXPECT_THAT(services(), IsEmpty());
-  simulate("Plug", 0);
+  control({"plug"});
   EXPECT_EQ(services().begin()->second.numbers["idVendor"], 1);
 }
 
 TEST_F(RegistryService, TheSiblingFamilyPublishesItsClassIdsAndUid) {
   startDriver();
-  EXPECT_EQ(set({"class", "orbek"}), "");
+  EXPECT_EQ(control({"class", "orbek"}), "");
   const auto all = services();
   ASSERT_THAT(all, SizeIs(1));
   auto service = all.begin()->second;
@@ -196,17 +193,16 @@ TEST_F(RegistryService, TheSiblingFamilyPublishesItsClassIdsAndUid) {
 
 TEST_F(RegistryService, AnInterfaceThatIsNotThereCannotBeMoved) {
   startDriver();
-  EXPECT_EQ(simulate("Unplug", 1), "com.vantrel.Simulator1.Error.NoInterface");
-  simulate("Unplug", 0);
-  EXPECT_EQ(simulate("Stall", 0, [](sd_bus_message* m) { sd_bus_message_append(m, "u", 0u); }),
-            "com.vantrel.Simulator1.Error.NotPlugged");
+  EXPECT_EQ(control({"unplug"}, 1), "com.vantrel.VirtualInterfaces1.Error.NoInterface");
+  control({"unplug"});
+  EXPECT_EQ(control({"fault", "stall"}), "com.vantrel.VirtualInterfaces1.Error.NotPlugged");
 }
 
 TEST_F(RegistryService, WrongSettingsAndFaultsAreRefused) {
   startDriver();
-  EXPECT_EQ(set({"sample-rate", "32000"}), "org.freedesktop.DBus.Error.InvalidArgs");
-  EXPECT_EQ(set({"clock", "digital"}), "com.vantrel.Simulator1.Error.Refused");
-  EXPECT_EQ(fault({"sideways"}), "org.freedesktop.DBus.Error.InvalidArgs");
+  EXPECT_EQ(control({"sample-rate", "32000"}), "org.freedesktop.DBus.Error.InvalidArgs");
+  EXPECT_EQ(control({"clock", "digital"}), "com.vantrel.VirtualInterfaces1.Error.Refused");
+  EXPECT_EQ(control({"fault", "sideways"}), "org.freedesktop.DBus.Error.InvalidArgs");
 }
 
 TEST_F(RegistryService, ASecondDriverEndsBecauseTheNameIsTaken) {
@@ -255,7 +251,7 @@ TEST_F(RegistryService, AHungBusThatStillOwesItAnswersDoesNotKeepItFromEnding) {
   const auto connection = open(onlyService());
   // Each request changes the properties, which are told to the clients with the long name among
   // them: together several times what a socket holds.
-  ASSERT_EQ(set({"product-name", std::string(60'000, 'x')}), "");
+  ASSERT_EQ(control({"product-name", std::string(60'000, 'x')}), "");
   hangBus();
   for (std::uint32_t i = 0; i < 1000; ++i) {
     ASSERT_EQ(request(connection, kSetRouting, {0, 0, i % 2}).kind, testing::Answer::Kind::packet);

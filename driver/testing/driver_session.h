@@ -84,14 +84,8 @@ class DriverSession : public ::testing::Test {
                         std::chrono::milliseconds limit = kPatience);
   static std::vector<std::uint8_t> packetOf(const VQ_Dispatch& record, std::uint32_t selector = 0);
 
-  // Calls a method of the simulator with an interface number and what `append` adds; the error's
-  // name, empty on success.
-  std::string simulate(const char* method, std::uint32_t interface,
-                       const std::function<void(sd_bus_message*)>& append = nullptr);
-  // Plugs one more interface in.
-  std::string addInterface();
-  std::string set(const std::vector<std::string>& words, std::uint32_t interface = 0);
-  std::string fault(const std::vector<std::string>& words, std::uint32_t interface = 0);
+  // Sends the words of `vx310ctl sim` to the driver; the error's name, empty on success.
+  std::string control(const std::vector<std::string>& words, std::uint32_t interface = 0);
 
   // Environment entries by which programs find the audio server: none, not even the machine's own.
   std::vector<std::string> audioEnvironment_ = {"PIPEWIRE_RUNTIME_DIR=/nonexistent"};

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include "driver/simulator/fault.h"
+#include "driver/virtual_control/fault.h"
 
 #include <algorithm>
 #include <array>
 
-#include "driver/simulator/words.h"
+#include "protocol/services.h"
 
 namespace driver {
 

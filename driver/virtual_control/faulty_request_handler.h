@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "driver/service/request_handler.h"
-#include "driver/simulator/fault.h"
+#include "driver/virtual_control/fault.h"
 
 namespace driver {
 

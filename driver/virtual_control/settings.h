@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What can be set on a simulated interface from outside, by name: its cables, its identity, its
+// What can be set on a virtual interface from outside, by name: its cables, its identity, its
 // versions, and the settings that other programs could change.
-//
-// The driver and vx310ctl share this table: the tool checks its arguments against it, the driver
-// carries them out.
 #pragma once
 
 #include <span>
@@ -21,12 +18,11 @@ enum class SettingResult {
   refused          // nothing changed: the interface cannot take it in its present state
 };
 
-struct SettingHelp {
+struct SettingUsage {
   std::string_view name;
-  std::string_view arguments;  // as shown in a usage text
-  std::string_view effect;
+  std::string_view arguments;  // as the help of `vx310ctl sim` shows them
 };
-std::span<const SettingHelp> settingHelp();
+std::span<const SettingUsage> settingUsages();
 
 // words[0] is the setting's name. On failure *problem says what is wrong.
 SettingResult applySetting(Model& model, const std::vector<std::string>& words,

@@ -31,9 +31,7 @@ class FaultInjection : public DriverSession {
   void expectAnswers() { EXPECT_EQ(request(connection_, kGetCountConfigurations).word(0), 4u); }
 
   std::string stall(std::uint32_t milliseconds) {
-    return simulate("Stall", 0, [milliseconds](sd_bus_message* message) {
-      sd_bus_message_append(message, "u", milliseconds);
-    });
+    return control({"fault", "stall", std::to_string(milliseconds)});
   }
 
   std::string path_;
@@ -41,58 +39,58 @@ class FaultInjection : public DriverSession {
 };
 
 TEST_F(FaultInjection, AShortAnswer) {
-  EXPECT_EQ(fault({"short", "12"}), "");
+  EXPECT_EQ(control({"fault", "short", "12"}), "");
   EXPECT_THAT(request(connection_, kGetCountConfigurations).bytes, SizeIs(12));
   expectAnswers();
 }
 
 TEST_F(FaultInjection, ALongAnswer) {
-  EXPECT_EQ(fault({"long", "65536"}), "");
+  EXPECT_EQ(control({"fault", "long", "65536"}), "");
   EXPECT_THAT(request(connection_, kGetCountConfigurations).bytes, SizeIs(65536));
   expectAnswers();
 }
 
 TEST_F(FaultInjection, ALateAnswerComesAllTheSame) {
-  EXPECT_EQ(fault({"late", "150"}), "");
+  EXPECT_EQ(control({"fault", "late", "150"}), "");
   EXPECT_EQ(request(connection_, kGetCountConfigurations, {}, kShortly).kind, Answer::Kind::none);
   EXPECT_EQ(receive(connection_).word(0), 4u);
   expectAnswers();
 }
 
 TEST_F(FaultInjection, AMissingAnswerIsToARequestThatWasCarriedOut) {
-  EXPECT_EQ(fault({"missing"}), "");
+  EXPECT_EQ(control({"fault", "missing"}), "");
   EXPECT_EQ(request(connection_, kSetDigitalOutMode, {1}, kShortly).kind, Answer::Kind::none);
   EXPECT_EQ(request(connection_, kGetDigitalOutMode).word(0), 1u);
 }
 
 TEST_F(FaultInjection, AGarbledAnswer) {
-  EXPECT_EQ(fault({"garbled"}), "");
+  EXPECT_EQ(control({"fault", "garbled"}), "");
   EXPECT_EQ(request(connection_, kGetCountConfigurations).word(0), ~4u);
   expectAnswers();
 }
 
 TEST_F(FaultInjection, AnEmptyAnswerLeavesTheConnectionOpen) {
-  EXPECT_EQ(fault({"empty"}), "");
+  EXPECT_EQ(control({"fault", "empty"}), "");
   EXPECT_THAT(request(connection_, kGetCountConfigurations).bytes, IsEmpty());
   expectAnswers();
 }
 
 TEST_F(FaultInjection, AClosedConnection) {
-  EXPECT_EQ(fault({"close"}), "");
+  EXPECT_EQ(control({"fault", "close"}), "");
   EXPECT_EQ(request(connection_, kGetCountConfigurations).kind, Answer::Kind::closed);
   connection_ = open(path_);
   expectAnswers();
 }
 
 TEST_F(FaultInjection, DeathInMidRequestLosesNameAndConnection) {
-  EXPECT_EQ(fault({"die"}), "");
+  EXPECT_EQ(control({"fault", "die"}), "");
   EXPECT_EQ(request(connection_, kGetCountConfigurations).kind, Answer::Kind::closed);
   EXPECT_EQ(driver().wait(), 128 + SIGKILL);
   EXPECT_TRUE(waitUntil([this] { return !nameOwned_; }));
 }
 
 TEST_F(FaultInjection, AHangInMidRequestLastsUntilTheProcessIsContinued) {
-  EXPECT_EQ(fault({"hang"}), "");
+  EXPECT_EQ(control({"fault", "hang"}), "");
   EXPECT_EQ(request(connection_, kGetCountConfigurations, {}, kShortly).kind, Answer::Kind::none);
   siginfo_t stopped{};
   ASSERT_EQ(waitid(P_PID, static_cast<id_t>(driver().pid()), &stopped, WSTOPPED), 0);
@@ -103,36 +101,36 @@ TEST_F(FaultInjection, AHangInMidRequestLastsUntilTheProcessIsContinued) {
 }
 
 TEST_F(FaultInjection, RefusedSettingsFailAndReadingGoesOn) {
-  EXPECT_EQ(fault({"refuse", "always"}), "");
+  EXPECT_EQ(control({"fault", "refuse", "always"}), "");
   EXPECT_THAT(request(connection_, kSetDigitalOutMode, {1}).bytes, SizeIs(4));
   EXPECT_EQ(request(connection_, kGetDigitalOutMode).word(0), 0u);
 }
 
 TEST_F(FaultInjection, IgnoredSettingsAreAnsweredAndNotTaken) {
-  EXPECT_EQ(fault({"ignore"}), "");
+  EXPECT_EQ(control({"fault", "ignore"}), "");
   EXPECT_EQ(request(connection_, kSetDigitalOutMode, {1}).word(0), 1u);
   EXPECT_EQ(request(connection_, kGetDigitalOutMode).word(0), 0u);
 }
 
 TEST_F(FaultInjection, AFaultOfOneCommandWaitsForIt) {
-  EXPECT_EQ(fault({"short", "5", "command", "8"}), "");
+  EXPECT_EQ(control({"fault", "short", "5", "command", "8"}), "");
   expectAnswers();
   EXPECT_THAT(request(connection_, kGetCurrentConfiguration).bytes, SizeIs(5));
   EXPECT_THAT(request(connection_, kGetCurrentConfiguration).bytes, SizeIs(260));
 }
 
 TEST_F(FaultInjection, AFaultEndsWhenFaultsAreCleared) {
-  EXPECT_EQ(fault({"short", "always"}), "");
+  EXPECT_EQ(control({"fault", "short", "always"}), "");
   EXPECT_THAT(request(connection_, kGetCountConfigurations).bytes, SizeIs(100));
   EXPECT_THAT(request(connection_, kGetCountConfigurations).bytes, SizeIs(100));
-  EXPECT_EQ(simulate("ClearFaults", 0), "");
+  EXPECT_EQ(control({"fault", "none"}), "");
   expectAnswers();
 }
 
 TEST_F(FaultInjection, AStalledInterfaceAnswersWhenItIsReleased) {
   EXPECT_EQ(stall(0), "");
   EXPECT_EQ(request(connection_, kGetCountConfigurations, {}, kShortly).kind, Answer::Kind::none);
-  EXPECT_EQ(simulate("ClearFaults", 0), "");
+  EXPECT_EQ(control({"fault", "none"}), "");
   EXPECT_EQ(receive(connection_).word(0), 4u);
 }
 
@@ -152,7 +150,7 @@ TEST_F(FaultInjection, WhatClientsCloseDuringAStallDoesNotStay) {
   stall(0);
   // More than the connections that the driver keeps for one interface.
   for (int i = 0; i < 600; ++i) connection_ = open(path_);
-  simulate("ClearFaults", 0);
+  control({"fault", "none"});
   EXPECT_EQ(request(connection_, kGetCountConfigurations).word(0), 4u);
 }
 
@@ -161,13 +159,13 @@ TEST_F(FaultInjection, WhatAClientGaveUpDuringAStallIsNotCarriedOut) {
   stall(0);
   request(connection_, kSetDigitalOutMode, {1}, kShortly);
   connection_.reset();
-  simulate("ClearFaults", 0);
+  control({"fault", "none"});
   EXPECT_EQ(request(other, kGetDigitalOutMode).word(0), 0u);
 }
 
 TEST_F(FaultInjection, OtherInterfacesAreSpared) {
-  ASSERT_EQ(addInterface(), "");
-  fault({"close", "always"});
+  ASSERT_EQ(control({"plug", "--second"}), "");
+  control({"fault", "close", "always"});
   stall(0);
   for (const auto& [path, service] : services()) {
     if (path != path_) connection_ = open(path);

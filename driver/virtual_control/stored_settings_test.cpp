@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "driver/simulator/stored_settings.h"
+#include "driver/virtual_control/stored_settings.h"
 
 #include <gtest/gtest.h>
 

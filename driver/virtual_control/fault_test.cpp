@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "driver/simulator/fault.h"
+#include "driver/virtual_control/fault.h"
 
 #include <gmock/gmock.h>
 
-#include "driver/simulator/faulty_request_handler.h"
+#include "driver/virtual_control/faulty_request_handler.h"
 
 namespace driver {
 namespace {

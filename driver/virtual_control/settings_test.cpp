@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "driver/simulator/settings.h"
+#include "driver/virtual_control/settings.h"
 
 #include <gmock/gmock.h>
 
@@ -117,9 +117,9 @@ TEST_F(Settings, UnknownOnesAreNamed) {
 }
 
 TEST_F(Settings, EachSaysWhatItTakes) {
-  for (const SettingHelp& help : settingHelp()) {
-    expectWrong({std::string(help.name)});
-    EXPECT_THAT(problem_, HasSubstr(std::string(help.arguments)));
+  for (const SettingUsage& usage : settingUsages()) {
+    expectWrong({std::string(usage.name)});
+    EXPECT_THAT(problem_, HasSubstr(std::string(usage.arguments)));
   }
 }
 

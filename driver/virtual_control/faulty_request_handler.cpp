@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "driver/simulator/faulty_request_handler.h"
+#include "driver/virtual_control/faulty_request_handler.h"
 
 #include <signal.h>
 #include <unistd.h>

@@ -3,16 +3,16 @@
 #pragma once
 
 #include "driver/service/port.h"
-#include "driver/simulator/faulty_request_handler.h"
-#include "driver/simulator/settings.h"
-#include "driver/simulator/state.h"
+#include "driver/virtual_control/faulty_request_handler.h"
+#include "driver/virtual_control/settings.h"
+#include "driver/virtual_control/state.h"
 #include "driver/virtual_interface/virtual_interface.h"
 
 namespace driver {
 
-class SimulatedInterface {
+class PluggableInterface {
  public:
-  SimulatedInterface(ServiceContext& context, std::uint64_t uniqueId);
+  PluggableInterface(ServiceContext& context, std::uint64_t uniqueId);
 
   Port& port() { return port_; }
 
@@ -31,7 +31,7 @@ class SimulatedInterface {
   // No faults and no stall any more.
   void clearFaults();
 
-  State state();
+  nlohmann::ordered_json state();
 
  private:
   void endStall();

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "driver/simulator/simulated_interface.h"
+#include "driver/virtual_control/pluggable_interface.h"
 
-#include "driver/simulator/json.h"
-#include "driver/simulator/stored_settings.h"
+#include <nlohmann/json.hpp>
+
+#include "driver/virtual_control/stored_settings.h"
 
 namespace driver {
 
@@ -23,14 +24,14 @@ auto fixedWhileConnected(const VirtualInterface& interface) {
 
 }  // namespace
 
-SimulatedInterface::SimulatedInterface(ServiceContext& context, std::uint64_t uniqueId)
+PluggableInterface::PluggableInterface(ServiceContext& context, std::uint64_t uniqueId)
     : interface_(modelWithId(uniqueId)),
       handler_(interface_),
       faults_(handler_),
       port_(context, interface_, faults_),
       stallEnd_(context.event) {}
 
-SettingResult SimulatedInterface::set(const std::vector<std::string>& words, std::string* problem,
+SettingResult PluggableInterface::set(const std::vector<std::string>& words, std::string* problem,
                                       std::function<void()> done) {
   const auto before = fixedWhileConnected(interface_);
   SettingResult result = SettingResult::wrongArguments;
@@ -44,29 +45,29 @@ SettingResult SimulatedInterface::set(const std::vector<std::string>& words, std
   return result;
 }
 
-void SimulatedInterface::stall(std::optional<std::chrono::milliseconds> limit) {
+void PluggableInterface::stall(std::optional<std::chrono::milliseconds> limit) {
   stallEnd_.stop();
   if (Publication* publication = port_.publication()) publication->setPaused(true);
   if (limit) stallEnd_.start(*limit, [this] { endStall(); });
 }
 
-void SimulatedInterface::clearFaults() {
+void PluggableInterface::clearFaults() {
   faults_.clear();
   stallEnd_.stop();
   endStall();
 }
 
-void SimulatedInterface::endStall() {
+void PluggableInterface::endStall() {
   if (Publication* publication = port_.publication()) publication->setPaused(false);
 }
 
-State SimulatedInterface::state() {
+nlohmann::ordered_json PluggableInterface::state() {
   const Publication* publication = port_.publication();
-  State state = {{"plugged", jsonBool(publication != nullptr)},
-                 {"path", jsonText(publication ? publication->path() : "")},
-                 {"faults", jsonNumber(faults_.faults().size())}};
-  State model = stateOf(interface_.model());
-  state.insert(state.end(), model.begin(), model.end());
+  nlohmann::ordered_json state;
+  state["plugged"] = publication != nullptr;
+  state["path"] = publication ? publication->path() : "";
+  state["faults"] = faults_.faults().size();
+  state.update(stateOf(interface_.model()));
   return state;
 }
 
