@@ -118,7 +118,7 @@ int serve(const CommandLine& line) {
 int main(int count, char** words) {
   CommandLine line;
   std::string problem;
-  if (!driver::parseCommandLine({words + 1, words + count}, line, &problem)) {
+  if (!driver::parseCommandLine(count, words, line, &problem)) {
     std::fprintf(stderr, "vx310-driver: %s\nTry 'vx310-driver --help'.\n", problem.c_str());
     return driver::kExitUsage;
   }

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "tools/interfaces.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <string_view>
 
 #include "device/discovery.h"
 #include "device/usb_device.h"
 #include "protocol/services.h"
-#include "tools/tool_bus.h"
 
 namespace vx310ctl {
 
@@ -20,6 +21,17 @@ void collect(void* context, USBDevice* device, VQAPI_CBEvent event) {
 }
 
 }  // namespace
+
+ExitStatus connectToBus(session_bus::Bus* bus) {
+  const int result = session_bus::openSessionBus(kBusLimitMs, bus);
+  if (result >= 0) return kDone;
+  if (result == -ETIMEDOUT) {
+    std::fputs("vx310ctl: the session bus does not answer\n", stderr);
+  } else {
+    std::fprintf(stderr, "vx310ctl: cannot reach the session bus: %s\n", std::strerror(-result));
+  }
+  return kFailed;
+}
 
 ExitStatus driverStatus() {
   session_bus::Bus bus;

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
-// The connected interfaces, found by the same discovery as the panel's.
+// The session bus, and the connected interfaces as found by the same discovery as the panel's.
 #pragma once
 
 #include <vector>
 
-#include "tools/exit_status.h"
+#include "platform/session_bus/session_bus.h"
+#include "tools/commands.h"
 
 class USBDevice;
 
 namespace vx310ctl {
 
-// Finds the interfaces that are there at its making and holds them, closed, as long as it lives.
-// One at a time.
+// Collects the interfaces present at construction and keeps their handles, unopened. One at a time.
 class Interfaces {
  public:
   Interfaces();
@@ -29,6 +29,13 @@ class Interfaces {
  private:
   std::vector<USBDevice*> devices_;
 };
+
+// How long the bus, and one call on it, may take. Plugging in waits for the audio device to appear;
+// everything else is a matter of milliseconds.
+inline constexpr int kBusLimitMs = 2000;
+
+// Connects to the session bus. Failure is explained on standard error.
+ExitStatus connectToBus(session_bus::Bus* bus);
 
 // kDone when a driver service is on the bus and answers; otherwise what is missing is explained on
 // standard error.

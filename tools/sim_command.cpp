@@ -1,25 +1,17 @@
 // SPDX-License-Identifier: MIT
-#include "tools/sim_command.h"
-
+// `vx310ctl sim`: the driver's virtual interfaces, reached over the session bus.
 #include <cstdio>
 #include <cstring>
-#include <span>
 
 #include "protocol/services.h"
-#include "tools/sim_usage.h"
-#include "tools/tool_bus.h"
+#include "tools/commands.h"
+#include "tools/interfaces.h"
 
 namespace vx310ctl {
 
 namespace {
 
 using session_bus::BusMessage;
-using Words = std::span<const std::string>;
-
-ExitStatus wrong(const char* problem) {
-  std::fprintf(stderr, "vx310ctl: %s\nTry 'vx310ctl sim --help'.\n", problem);
-  return kUsage;
-}
 
 ExitStatus explain(const char* what) {
   std::fprintf(stderr, "vx310ctl: %s\n", what);
@@ -45,13 +37,14 @@ ExitStatus explainError(const sd_bus_error& error) {
     return explain("the driver service does not answer");
   }
   const char* message = error.message ? error.message : error.name;
-  if (is(SD_BUS_ERROR_INVALID_ARGS)) return wrong(message);
+  if (is(SD_BUS_ERROR_INVALID_ARGS)) return wrong(message, "vx310ctl sim");
   explain(message);
   return is(kNoInterfaceError) ? kNoInterface : kFailed;
 }
 
 // Makes the call of Run. Negative errno on failure.
-int makeCall(sd_bus* bus, std::uint32_t interface, Words words, BusMessage* call) {
+int makeCall(sd_bus* bus, std::uint32_t interface, const std::vector<std::string>& words,
+             BusMessage* call) {
   sd_bus_message* message = nullptr;
   int result = sd_bus_message_new_method_call(bus, &message, kDriverName, kVirtualInterfacesPath,
                                               kVirtualInterfacesInterface, kRunMethod);
@@ -66,7 +59,63 @@ int makeCall(sd_bus* bus, std::uint32_t interface, Words words, BusMessage* call
   return result < 0 ? result : sd_bus_message_close_container(message);
 }
 
-ExitStatus sendToDriver(std::uint32_t interface, Words words) {
+}  // namespace
+
+const char* const kSimUsage =
+    "Usage: vx310ctl sim [--interface N] COMMAND\n"
+    "Moves the virtual interfaces of the running driver service. Numbers may be decimal or,\n"
+    "after 0x, hexadecimal. Interface 0 is meant unless --interface names another.\n"
+    "\n"
+    "Commands:\n"
+    "  plug [--second]          plug the interface in; with --second add another one and print\n"
+    "                           its number\n"
+    "  unplug                   unplug it; it keeps its settings\n"
+    "  list                     list the virtual interfaces\n"
+    "  state [--json]           show all that the interface knows\n"
+    "  notify NUMBER [--type TYPE] [--size SIZE]\n"
+    "                           send a driver message with this notification number, and with\n"
+    "                           another type or size word than a driver's\n"
+    "  fault none               end all faults and a stall\n"
+    "  fault stall [MS]         answer no requests for MS milliseconds, or until 'fault none'\n"
+    "  fault KIND [AMOUNT] [command NUMBER] [times COUNT | always]\n"
+    "                           spoil the answers to the next request, or the next COUNT, or all;\n"
+    "                           only to those with that command number if one is given\n"
+    "\n"
+    "Fault kinds: short [BYTES], long [BYTES], late [MS], missing, garbled, empty, close (the\n"
+    "connection instead of answering), die (the driver service is killed instead of answering),\n"
+    "hang (it is stopped instead, until it gets SIGCONT), refuse and ignore (settings: they fail,\n"
+    "or are answered but not taken).\n"
+    "\n"
+    "Settings:\n"
+    "  digital-input none|invalid|valid RATE|muted RATE\n"
+    "        what the digital input carries, with the measured rate in Hz\n"
+    "  sample-rate RATE\n"
+    "        44100, 48000, 88200 or 96000, on the internal clock\n"
+    "  clock automatic|internal|digital\n"
+    "        the chosen clock source\n"
+    "  routing in|out PAIR SOURCE\n"
+    "        a routing, as another program would set it\n"
+    "  usb 2.0|1.1\n"
+    "        the speed of the connection; the interface reconnects\n"
+    "  ids VENDOR PRODUCT\n"
+    "        the USB ids; the interface reconnects\n"
+    "  class vx310|orbek\n"
+    "        the family, with its class name and ids; the interface reconnects\n"
+    "  product-name TEXT\n"
+    "        the product's name\n"
+    "  driver-version WORD\n"
+    "        the driver's version number, for example 0x02050400\n"
+    "  firmware-version WORD\n"
+    "        the firmware's version number, for example 0x01070002\n"
+    "  firmware-known yes|no\n"
+    "        whether the driver knows that number or leaves it to be asked of the interface\n"
+    "  firmware-date TEXT\n"
+    "        the firmware's date, at most 15 characters\n"
+    "\n"
+    "Every call waits at most 2 seconds for the driver service.\n"
+    "Exit status: as of vx310ctl; see 'vx310ctl --help'.\n";
+
+ExitStatus runSim(std::uint32_t interface, const std::vector<std::string>& words) {
   session_bus::Bus bus;
   if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
   BusMessage call;
@@ -90,25 +139,6 @@ ExitStatus sendToDriver(std::uint32_t interface, Words words) {
   }
   sd_bus_error_free(&error);
   return status;
-}
-
-}  // namespace
-
-ExitStatus runSim(const std::vector<std::string>& given) {
-  Words words = given;
-  std::uint32_t interface = 0;
-  if (!words.empty() && words[0] == "--interface") {
-    const auto number = words.size() > 1 ? parseNumber(words[1], 0xFFFFFFFF) : std::nullopt;
-    if (!number) return wrong("--interface takes a number");
-    interface = *number;
-    words = words.subspan(2);
-  }
-  if (words.empty()) return wrong("'sim' needs a command");
-  if (words[0] == "--help") {
-    printSimUsage();
-    return kDone;
-  }
-  return sendToDriver(interface, words);
 }
 
 }  // namespace vx310ctl

@@ -68,6 +68,31 @@ TEST_F(ControlTool, HelpNamesTheCommandsAndTheExitStatus) {
   EXPECT_EQ(errors_, "");
 }
 
+TEST_F(ControlTool, HelpIsShownAfterEachCommandToo) {
+  EXPECT_EQ(run({"--help"}), 0);
+  const std::string help = output_;
+  for (const Words& words : {Words{"-h"}, Words{"list", "--help"}, Words{"set", "-h"}}) {
+    EXPECT_EQ(run(words), 0) << ::testing::PrintToString(words);
+    EXPECT_EQ(output_, help);
+    EXPECT_EQ(errors_, "");
+  }
+  EXPECT_EQ(run({"sim", "--interface", "1", "-h"}), 0);
+  EXPECT_THAT(output_, StartsWith("Usage: vx310ctl sim "));
+}
+
+TEST_F(ControlTool, WhatIsWrongWithTheCommandLineIsNamed) {
+  run({"dance", "list"});
+  EXPECT_EQ(errors_, "vx310ctl: there is no command 'dance'\nTry 'vx310ctl --help'.\n");
+  run({"--dance"});
+  EXPECT_EQ(errors_, "vx310ctl: there is no command '--dance'\nTry 'vx310ctl --help'.\n");
+  run({});
+  EXPECT_EQ(errors_, "vx310ctl: a command is missing\nTry 'vx310ctl --help'.\n");
+  run({"show", "list"});
+  EXPECT_EQ(errors_, "vx310ctl: 'show' takes [--json] [INDEX]\nTry 'vx310ctl --help'.\n");
+  run({"sim", "--interface", "-1", "plug"});
+  EXPECT_EQ(errors_, "vx310ctl: --interface takes a number\nTry 'vx310ctl sim --help'.\n");
+}
+
 TEST_F(ControlTool, HelpOfSimNamesCommandsFaultsAndSettings) {
   EXPECT_EQ(run({"sim", "--help"}), 0);
   for (const char* word :
@@ -402,6 +427,24 @@ TEST_F(ControlTool, NamesAreShownAsTheyAre) {
   EXPECT_THAT(output_, HasSubstr("\"product_name\":\"\\\"Gr\u00fcn\\\" \\\\ 310\""));
   EXPECT_EQ(run({"sim", "state"}), 0) << errors_;
   EXPECT_THAT(output_, HasSubstr("\nproductName: \"Gr\u00fcn\" \\ 310\n"));
+}
+
+TEST_F(ControlTool, WordsAfterASimCommandReachTheDriverAsTheyAre) {
+  startDriver();
+  for (const char* word : {"--help", "-h", "--json", "--interface", "--", "-1", "list", ""}) {
+    sim({"product-name", word});
+    EXPECT_THAT(state(), HasSubstr("\"productName\":\"" + std::string(word) + "\""));
+  }
+}
+
+TEST_F(ControlTool, AnInterfaceOrIndexMayBeHexadecimal) {
+  startDriver({"--count", "2"});
+  EXPECT_EQ(run({"show", "0x1"}), 0) << errors_;
+  EXPECT_THAT(output_, HasSubstr("5D12000000000002"));
+  EXPECT_EQ(run({"show", "--json", "1"}), 0) << errors_;
+  EXPECT_THAT(output_, HasSubstr("5D12000000000002"));
+  sim({"--interface", "0x1", "unplug"});
+  EXPECT_THAT(services(), SizeIs(1));
 }
 
 TEST_F(ControlTool, IdsAndClassReconnectTheInterface) {

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/watch_command.h"
-
+// `vx310ctl watch`: what happens to the interface, a line an event.
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -11,9 +10,8 @@
 #include "io/driver_events.h"
 #include "platform/run_loop/run_loop.h"
 #include "tools/choices.h"
+#include "tools/commands.h"
 #include "tools/current_interface.h"
-#include "tools/messages.h"
-#include "tools/tool_bus.h"
 
 namespace vx310ctl {
 
@@ -119,9 +117,7 @@ class Watch {
 
 }  // namespace
 
-ExitStatus runWatch(const std::vector<std::string>& words) {
-  const bool json = words.size() == 1 && words[0] == "--json";
-  if (!words.empty() && !json) return wrong("'watch' takes [--json]");
+ExitStatus runWatch(bool json) {
   session_bus::Bus bus;
   if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
   {

@@ -97,6 +97,16 @@ TEST_F(RegistryService, ASecondInterfaceStandsBesideTheFirst) {
   EXPECT_THAT(services(), SizeIs(1));
 }
 
+TEST_F(RegistryService, OfCountAndUnpluggedTheLastHolds) {
+  startDriver({"--count", "1", "--unplugged", "--count", "2"});
+  EXPECT_THAT(services(), SizeIs(2));
+  driver().signal(SIGTERM);
+  EXPECT_EQ(driver().wait(), 0);
+  EXPECT_TRUE(waitUntil([this] { return !nameOwned_; }));
+  startDriver({"--count", "2", "--unplugged"});
+  EXPECT_THAT(services(), IsEmpty());
+}
+
 TEST_F(RegistryService, TwoHundredInterfacesAllAnswer) {
   startDriver({"--count", "200"});
   const auto all = services();
@@ -263,15 +273,20 @@ TEST_F(RegistryService, AHungBusThatStillOwesItAnswersDoesNotKeepItFromEnding) {
 TEST_F(RegistryService, HelpAndVersionAreShown) {
   EXPECT_EQ(statusOf({"--help"}), 0);
   EXPECT_THAT(output_, HasSubstr("Usage: vx310-driver"));
+  EXPECT_EQ(statusOf({"-h"}), 0);
+  EXPECT_THAT(output_, HasSubstr("Usage: vx310-driver"));
   EXPECT_EQ(statusOf({"--version"}), 0);
   EXPECT_THAT(output_, HasSubstr("vx310-driver 1."));
 }
 
 TEST_F(RegistryService, AWrongCommandLineIsStatus2) {
   EXPECT_EQ(statusOf({"--sideways"}), 2);
-  EXPECT_THAT(errors_, HasSubstr("'--sideways'"));
+  EXPECT_EQ(errors_, "vx310-driver: there is no option '--sideways'\nTry 'vx310-driver --help'.\n");
   EXPECT_EQ(statusOf({"--count"}), 2);
   EXPECT_EQ(statusOf({"--count", "many"}), 2);
+  EXPECT_EQ(statusOf({"--count", "-1"}), 2);
+  EXPECT_EQ(statusOf({"--count", "1025"}), 2);
+  EXPECT_THAT(errors_, HasSubstr("vx310-driver: --count takes a number of interfaces\n"));
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "tools/messages.h"
+#include "tools/commands.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -7,8 +7,8 @@
 
 namespace vx310ctl {
 
-ExitStatus wrong(const std::string& problem) {
-  std::fprintf(stderr, "vx310ctl: %s\nTry 'vx310ctl --help'.\n", problem.c_str());
+ExitStatus wrong(const std::string& problem, const char* command) {
+  std::fprintf(stderr, "vx310ctl: %s\nTry '%s --help'.\n", problem.c_str(), command);
   return kUsage;
 }
 
