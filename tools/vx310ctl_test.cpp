@@ -15,6 +15,7 @@ namespace {
 
 using driver::testing::ChildProcess;
 using driver::testing::DriverSession;
+using driver::testing::numberOf;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -254,10 +255,10 @@ TEST_F(ControlTool, AnInterfaceThatDoesNotAnswerIsStatus1) {
 
 TEST_F(ControlTool, ASettingThatTheInterfaceDoesNotReportIsStatus1AndUnknownToWatch) {
   startDriver();
-  for (const auto& [setting, command] :
-       {std::pair("clock-source", "15"), std::pair("digital-output-format", "27")}) {
+  for (const auto& [setting, command] : {std::pair("clock-source", kGetCurrentClockSource),
+                                         std::pair("digital-output-format", kGetDigitalOutMode)}) {
     sim({"fault", "none"});
-    sim({"fault", "missing", "command", command, "always"});
+    sim({"fault", "missing", "command", numberOf(command), "always"});
     EXPECT_EQ(run({"get", setting}), 1) << setting;
     EXPECT_EQ(run({"set", setting, "0"}), 1) << setting;
     EXPECT_EQ(output_, "");
@@ -366,7 +367,7 @@ TEST_F(ControlTool, WatchShowsASettingThatADriverDoesNotReportAsUnknown) {
   startDriver();
   ChildProcess watch({VX310_CTL, "watch"}, environment());
   EXPECT_THAT(watch.readLine(), StartsWith("connected"));
-  sim({"fault", "hang", "command", "27"});  // the output format, after which come the routings
+  sim({"fault", "hang", "command", numberOf(kGetDigitalOutMode)});  // then come the routings
   sim({"digital-input", "valid", "48000"});
   EXPECT_EQ(watch.readLine(),
             "changed clock: digital input; digital-input: valid 48 kHz; input-1-2: unknown; "

@@ -14,6 +14,7 @@ using testing::Answer;
 using testing::DriverSession;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using testing::numberOf;
 using ::testing::SizeIs;
 
 class ConnectionToDriver : public DriverSession {
@@ -36,24 +37,63 @@ class ConnectionToDriver : public DriverSession {
 };
 
 TEST_F(ConnectionToDriver, EveryCommandIsAnsweredWithAWholeRecord) {
-  for (const std::uint32_t command :
-       {2u,  3u,  4u,  5u,  6u,  7u,  8u,  9u,  10u, 11u, 12u, 14u, 15u, 16u, 17u,
-        18u, 19u, 20u, 21u, 22u, 23u, 24u, 25u, 26u, 27u, 28u, 33u, 35u, 37u, 38u,
-        40u, 41u, 42u, 48u, 49u, 65u, 66u, 67u, 68u, 69u, 70u, 71u, 72u}) {
-    const Answer answer = request(connection_, VQ_Command{command});
-    EXPECT_EQ(answer.kind, Answer::Kind::packet) << command;
-    ASSERT_THAT(answer.bytes, SizeIs(260)) << command;
-    EXPECT_EQ(answer.bytes[0], command);
+  for (const VQ_Command command : {kGetDigitalOutSelector,
+                                   kSetDigitalOutSelector,
+                                   kReadLogicChip,
+                                   kWriteLogicChip,
+                                   kGetCountConfigurations,
+                                   kGetConfiguration,
+                                   kGetCurrentConfiguration,
+                                   kSetConfiguration,
+                                   kGetCountBufferSizes,
+                                   kGetBufferSize,
+                                   kGetCurrentBufferSize,
+                                   kCanClockSource,
+                                   kGetCurrentClockSource,
+                                   kSetClockSource,
+                                   kGetDigitalStatus,
+                                   kGetString0,
+                                   kGetString1,
+                                   kGetUsbSpeed,
+                                   kGetDeviceDescriptor,
+                                   kGetDriverVersion,
+                                   kGetFirmwareVersion,
+                                   kGetFirmwareDate,
+                                   kGetUSB1Mode,
+                                   kSetUSB1Mode,
+                                   kGetDigitalOutMode,
+                                   kSetDigitalOutMode,
+                                   kPrepareFirmwareUpdate,
+                                   kReadLevelInfo,
+                                   kResumeStreaming,
+                                   kSuspendStreaming,
+                                   kSetRouting,
+                                   kGetWMRegister,
+                                   kSetWMRegister,
+                                   kControlCode56,
+                                   kGetOutLevels,
+                                   kGetChannelMap,
+                                   kSetChannelMap,
+                                   kGetValueAtOpen,
+                                   kSetConfigurationAndChannelMap,
+                                   kGetConfigurationAndChannelMap,
+                                   kGetDeviceName,
+                                   kSetDeviceName,
+                                   kGetInLevels}) {
+    const Answer answer = request(connection_, command);
+    EXPECT_EQ(answer.kind, Answer::Kind::packet) << numberOf(command);
+    ASSERT_THAT(answer.bytes, SizeIs(260)) << numberOf(command);
+    EXPECT_EQ(answer.bytes[0], static_cast<std::uint32_t>(command));
   }
 }
 
 TEST_F(ConnectionToDriver, ControlPortBytesAndUsbRequestsAreAnsweredToo) {
   EXPECT_THAT(request(connection_, kSendCPortBytes, {0x00004101}).bytes, SizeIs(260));
   auto firmware = VQ_Dispatch(kUsbRequest);
-  wire::store<std::uint32_t>(firmware.bytes, 132, 3);
-  wire::store<std::uint32_t>(firmware.bytes, 140, 128);
-  wire::store<std::uint32_t>(firmware.bytes, 144, 64);
-  firmware.bytes[152] = 0x56;
+  wire::store<std::uint32_t>(firmware.bytes, kNewUsbRequestLayout.length, 3);
+  wire::store<std::uint32_t>(firmware.bytes, kNewUsbRequestLayout.direction, EDIR_DeviceToHost);
+  wire::store<std::uint32_t>(firmware.bytes, kNewUsbRequestLayout.level, EDRQ_Vendor);
+  firmware.bytes[kNewUsbRequestLayout.request] = kFirmwareVersionRequest;
   EXPECT_THAT(request(connection_, firmware).bytes, SizeIs(260));
 }
 
@@ -170,8 +210,8 @@ TEST_F(ConnectionToDriver, ReenumerationTakesTheInterfaceAwayWithoutAnswer) {
 
 TEST_F(ConnectionToDriver, ReplugAnswersAndThenTakesTheInterfaceAway) {
   auto replug = VQ_Dispatch(kUsbRequest);
-  wire::store<std::uint32_t>(replug.bytes, 144, 64);
-  replug.bytes[152] = 0x52;
+  wire::store<std::uint32_t>(replug.bytes, kNewUsbRequestLayout.level, EDRQ_Vendor);
+  replug.bytes[kNewUsbRequestLayout.request] = kReplugRequest;
   EXPECT_THAT(request(connection_, replug).bytes, SizeIs(260));
   EXPECT_EQ(receive(connection_).kind, Answer::Kind::closed);
   EXPECT_TRUE(waitUntil([this] { return !added_.empty(); })) << "it does not come back";

@@ -5,6 +5,7 @@
 #include <csignal>
 
 #include "driver/testing/driver_session.h"
+#include "protocol/services.h"
 #include "tests/support/silent_bus.h"
 
 namespace driver {
@@ -24,8 +25,8 @@ class RegistryService : public DriverSession {
  protected:
   // A driver's own message with this notification number.
   static std::vector<std::uint8_t> argument(std::uint8_t notification) {
-    std::vector<std::uint8_t> bytes(36);
-    bytes[0] = 36;
+    std::vector<std::uint8_t> bytes(kDriverMessageSize);
+    bytes[0] = kDriverMessageSize;
     bytes[4] = notification;
     return bytes;
   }
@@ -126,7 +127,7 @@ TEST_F(RegistryService, AChangeFromOutsideSendsADriverMessage) {
   ASSERT_THAT(messages_, SizeIs(1));
   EXPECT_EQ(messages_[0].path, path);
   EXPECT_EQ(messages_[0].type, 0xe0000130u);
-  EXPECT_EQ(messages_[0].argument, argument(49));
+  EXPECT_EQ(messages_[0].argument, argument(kDigitalInputChanged));
 }
 
 TEST_F(RegistryService, AnyNotificationNumberCanBeSent) {
@@ -146,7 +147,7 @@ TEST_F(RegistryService, ARoutingSetByARecordChangesTheProperties) {
   EXPECT_THAT(propertiesChanged_, ElementsAre(path));
   EXPECT_EQ(services()[path].numbers["RoutingIn2"], 3);
   ASSERT_THAT(messages_, SizeIs(1));
-  EXPECT_EQ(messages_[0].argument, argument(56));
+  EXPECT_EQ(messages_[0].argument, argument(kOptionsChanged));
 }
 
 TEST_F(RegistryService, AChangeThatIsNoPropertyLeavesThePropertiesAlone) {

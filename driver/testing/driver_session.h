@@ -32,6 +32,11 @@ struct SeenMessage {
   std::vector<std::uint8_t> argument;
 };
 
+// A command's number as a word of `vx310ctl sim`.
+inline std::string numberOf(VQ_Command command) {
+  return std::to_string(static_cast<std::uint32_t>(command));
+}
+
 // An answer packet, or how the wait for one ended.
 struct Answer {
   enum class Kind { packet, closed, none };

@@ -13,6 +13,7 @@ namespace {
 using testing::Answer;
 using testing::DriverSession;
 using ::testing::IsEmpty;
+using testing::numberOf;
 using ::testing::SizeIs;
 
 // For what must not come. Longer would prove more, and take longer.
@@ -113,7 +114,7 @@ TEST_F(FaultInjection, IgnoredSettingsAreAnsweredAndNotTaken) {
 }
 
 TEST_F(FaultInjection, AFaultOfOneCommandWaitsForIt) {
-  EXPECT_EQ(control({"fault", "short", "5", "command", "8"}), "");
+  EXPECT_EQ(control({"fault", "short", "5", "command", numberOf(kGetCurrentConfiguration)}), "");
   expectAnswers();
   EXPECT_THAT(request(connection_, kGetCurrentConfiguration).bytes, SizeIs(5));
   EXPECT_THAT(request(connection_, kGetCurrentConfiguration).bytes, SizeIs(260));

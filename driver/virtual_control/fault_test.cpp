@@ -35,8 +35,10 @@ TEST(ParseFault, AnAmountFollowsTheKind) {
 }
 
 TEST(ParseFault, CommandAndTimesComeInAnyOrder) {
-  const Fault expected = {FaultKind::close, 0, 8, 3};
-  EXPECT_EQ(parsed({"close", "command", "8", "times", "3"}), expected);
+  constexpr auto kCommand = static_cast<std::uint32_t>(VQ_Command::kGetCurrentConfiguration);
+  const std::string number = std::to_string(kCommand);
+  const Fault expected = {FaultKind::close, 0, kCommand, 3};
+  EXPECT_EQ(parsed({"close", "command", number, "times", "3"}), expected);
   EXPECT_EQ(parsed({"close", "times", "3", "command", "0x8"}), expected);
 }
 
@@ -130,7 +132,8 @@ TEST_F(FaultyRequests, AClosedConnectionCarriesNothingOut) {
 TEST_F(FaultyRequests, RefusingConcernsSettingsOnly) {
   add({"refuse"});
   EXPECT_THAT(*ask(kGetCountConfigurations).packet, SizeIs(260));
-  EXPECT_THAT(*ask(kSetDigitalOutMode).packet, ElementsAre(28, 0, 0, 0));
+  EXPECT_THAT(*ask(kSetDigitalOutMode).packet,
+              ElementsAre(static_cast<std::uint32_t>(kSetDigitalOutMode), 0, 0, 0));
   EXPECT_EQ(handler_.count, 1u);
 }
 

@@ -3,8 +3,6 @@
 
 #include <nlohmann/json.hpp>
 
-#include "driver/virtual_control/stored_settings.h"
-
 namespace driver {
 
 namespace {

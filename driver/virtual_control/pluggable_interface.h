@@ -5,7 +5,6 @@
 #include "driver/service/port.h"
 #include "driver/virtual_control/faulty_request_handler.h"
 #include "driver/virtual_control/settings.h"
-#include "driver/virtual_control/state.h"
 #include "driver/virtual_interface/virtual_interface.h"
 
 namespace driver {

@@ -5,8 +5,6 @@
 #include <array>
 #include <optional>
 
-#include "driver/virtual_control/words.h"
-
 namespace driver {
 
 namespace {

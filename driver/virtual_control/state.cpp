@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "driver/virtual_control/state.h"
+#include "driver/virtual_control/settings.h"
 
 #include <array>
 #include <cstdio>
 #include <nlohmann/json.hpp>
-
-#include "driver/virtual_control/words.h"
 
 namespace driver {
 

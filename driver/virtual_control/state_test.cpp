@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "driver/virtual_control/state.h"
+#include "driver/virtual_control/settings.h"
 
 #include <gmock/gmock.h>
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "driver/virtual_control/stored_settings.h"
+#include "driver/virtual_control/settings.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <array>
 
-#include "driver/virtual_interface/command_groups.h"
+#include "driver/virtual_interface/commands.h"
 
 namespace driver {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "driver/service/audio_service.h"
+#include "driver/service/service_context.h"
 
 #include <sys/epoll.h>
 
