@@ -26,7 +26,7 @@ inline constexpr const char* kUsage =
     "Exit status: 0 after SIGTERM or SIGINT, 1 when the session bus cannot be used or its name\n"
     "com.vantrel.Driver1 is taken, 2 for a wrong command line.\n";
 
-// False for a wrong command line; *problem then says what is wrong with it.
+// False for a wrong command line; *problem then says what is wrong.
 bool parseCommandLine(int count, const char* const* words, CommandLine& line, std::string* problem);
 
 }  // namespace driver

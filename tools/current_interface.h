@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The interface that the panel would show, without a panel: the same code follows it, and what that
-// would show is told to a listener.
+// The interface that the panel would show, without a panel: the same code follows it and passes
+// what the panel would show to callbacks.
 #pragma once
 
 #include <functional>
@@ -30,8 +30,7 @@ class CurrentInterface final : private PanelReceiver {
   CurrentInterface(const CurrentInterface&) = delete;
   CurrentInterface& operator=(const CurrentInterface&) = delete;
 
-  // kDone; otherwise what is missing is explained on standard error, and nothing is followed any
-  // more.
+  // kDone; otherwise explains on standard error what is missing, and stops following.
   ExitStatus status();
 
  private:

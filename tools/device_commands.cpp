@@ -24,7 +24,7 @@ struct ReportLine {
 };
 using Report = std::vector<ReportLine>;
 
-// The source that was chosen, which is not always the one that the clock runs on.
+// The chosen source; the clock may run on another.
 std::string clockChoiceText(std::int32_t source) {
   return source == kClockAutomatic ? "automatic" : clockSourceText(source, false);
 }
@@ -91,7 +91,7 @@ void addOptions(Report& report, USBDevice& device) {
             device.getRouting(false, 1));
 }
 
-// Reads an open interface. What it does not answer is shown as the panel shows it. Texts are the
+// Reads an open interface. Unanswered requests show what the panel would show; all texts are the
 // panel's.
 Report reportOf(USBDevice& device) {
   Report report;

@@ -19,7 +19,7 @@ class Interfaces {
   Interfaces(const Interfaces&) = delete;
   Interfaces& operator=(const Interfaces&) = delete;
 
-  // In the order of their discovery.
+  // In the order of discovery.
   const std::vector<USBDevice*>& all() const { return devices_; }
 
   // kDone; or with an explanation on standard error kNoDriver when no driver service is running,
@@ -37,8 +37,8 @@ inline constexpr int kBusLimitMs = 2000;
 // Connects to the session bus. Failure is explained on standard error.
 ExitStatus connectToBus(session_bus::Bus* bus);
 
-// kDone when a driver service is on the bus and answers; otherwise what is missing is explained on
-// standard error.
+// kDone when a driver service is on the bus and answers; otherwise explains on standard error what
+// is missing.
 ExitStatus driverStatus();
 
 }  // namespace vx310ctl

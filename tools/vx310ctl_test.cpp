@@ -130,9 +130,11 @@ TEST_F(ControlTool, WrongCommandLinesAreStatus2WithoutADriver) {
   expectUsageError({"get", "volume"});
   expectUsageError({"get", "clock-source", "line-output"});
   expectUsageError({"get", "--xml"});
+  expectUsageError({"get", ""});
   expectUsageError({"set"});
   expectUsageError({"set", "clock-source"});
   expectUsageError({"set", "volume", "1"});
+  expectUsageError({"set", "", "1"});
   expectUsageError({"set", "clock-source", "Sundial"});
   expectUsageError({"set", "clock-source", "2"});
   expectUsageError({"set", "clock-source", "-1"});
@@ -253,7 +255,7 @@ TEST_F(ControlTool, AnInterfaceThatDoesNotAnswerIsStatus1) {
   EXPECT_EQ(run({"show"}), 0) << errors_;
 }
 
-TEST_F(ControlTool, ASettingThatTheInterfaceDoesNotReportIsStatus1AndUnknownToWatch) {
+TEST_F(ControlTool, AnUnreportedSettingIsStatus1AndShownAsUnknownByWatch) {
   startDriver();
   for (const auto& [setting, command] : {std::pair("clock-source", kGetCurrentClockSource),
                                          std::pair("digital-output-format", kGetDigitalOutMode)}) {
@@ -299,14 +301,14 @@ TEST_F(ControlTool, SetTakesAnItemsTextInAnyCaseOrItsNumber) {
   }
 }
 
-TEST_F(ControlTool, WrongSettingsAndItemsAreAnsweredWithTheRightOnes) {
+TEST_F(ControlTool, WrongSettingsAndItemsAreAnsweredWithTheValidOnes) {
   expectUsageError({"set", "volume", "1"});
   EXPECT_THAT(errors_, HasSubstr("\n  digital-output-format\n"));
   expectUsageError({"set", "digital-output-format", "optical"});
   EXPECT_THAT(errors_, HasSubstr("\n  0  Consumer (S/PDIF)\n  1  Professional (AES3)\n"));
 }
 
-TEST_F(ControlTool, ASettingThatTheInterfaceDoesNotTakeIsStatus1) {
+TEST_F(ControlTool, ASettingThatTheInterfaceIgnoresOrRefusesIsStatus1) {
   startDriver();
   sim({"fault", "ignore", "always"});
   EXPECT_EQ(run({"set", "digital-output-format", "1"}), 1);
@@ -363,7 +365,7 @@ TEST_F(ControlTool, WatchHasALineForEachEvent) {
   EXPECT_EQ(watch.readLine(), "disconnected");
 }
 
-TEST_F(ControlTool, WatchShowsASettingThatADriverDoesNotReportAsUnknown) {
+TEST_F(ControlTool, WatchShowsUnreportedSettingsAsUnknown) {
   startDriver();
   ChildProcess watch({VX310_CTL, "watch"}, environment());
   EXPECT_THAT(watch.readLine(), StartsWith("connected"));
@@ -393,7 +395,7 @@ TEST_F(ControlTool, PlugAndUnplug) {
   EXPECT_THAT(services(), IsEmpty());
 }
 
-TEST_F(ControlTool, ASecondInterfaceHasItsNumberPrinted) {
+TEST_F(ControlTool, PlugSecondPrintsTheNumberOfTheNewInterface) {
   startDriver();
   EXPECT_EQ(run({"sim", "plug", "--second"}), 0);
   EXPECT_EQ(output_, "1\n");
@@ -421,7 +423,7 @@ TEST_F(ControlTool, StateForPeopleHasALineForEachValue) {
   EXPECT_THAT(output_, StartsWith("plugged: true\n"));
 }
 
-TEST_F(ControlTool, NamesAreShownAsTheyAre) {
+TEST_F(ControlTool, NamesAreShownUnchanged) {
   startDriver();
   sim({"product-name", "\"Gr\u00fcn\" \\ 310"});
   EXPECT_EQ(run({"show", "--json"}), 0) << errors_;
@@ -430,7 +432,7 @@ TEST_F(ControlTool, NamesAreShownAsTheyAre) {
   EXPECT_THAT(output_, HasSubstr("\nproductName: \"Gr\u00fcn\" \\ 310\n"));
 }
 
-TEST_F(ControlTool, WordsAfterASimCommandReachTheDriverAsTheyAre) {
+TEST_F(ControlTool, WordsAfterASimCommandReachTheDriverUnchanged) {
   startDriver();
   for (const char* word : {"--help", "-h", "--json", "--interface", "--", "-1", "list", ""}) {
     sim({"product-name", word});

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// `vx310ctl watch`: what happens to the interface, a line an event.
+// `vx310ctl watch`: prints a line for each event of the interface.
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -17,10 +17,10 @@ namespace vx310ctl {
 
 namespace {
 
-// The longest that the run loop is asked to run in one go; it is asked again.
+// The run loop runs in slices of this length.
 constexpr double kOneHour = 3600;
 
-// What is watched of an interface: names and texts in the order in which they are printed.
+// The watched values of an interface: names and texts in printing order.
 using Values = std::vector<std::pair<std::string, std::string>>;
 
 struct Field {
@@ -35,7 +35,7 @@ constexpr Field kFields[] = {
     {kInfoDigitalInputStatus, "digital-input"},
 };
 
-// Stops the run loop when the session bus goes away, of which discovery says nothing.
+// Stops the run loop when the session bus goes away, which discovery does not report.
 class BusEnd final : public CFRunLoopSource {
  public:
   explicit BusEnd(session_bus::Bus bus) : bus_(std::move(bus)) {}

@@ -19,7 +19,7 @@ int appendRoutings(sd_bus_message* message, const Routings& routings) {
                                routingKey(true, 2).c_str(), "i", routings.inputs[2]);
 }
 
-// A data value of 8 bytes.
+// Appends the unique id as 8 bytes.
 int appendUid(sd_bus_message* message, std::uint64_t uid) {
   std::array<std::uint8_t, 8> bytes{};
   wire::store(bytes, 0, uid);
@@ -114,7 +114,7 @@ void Publication::setPaused(bool paused) {
   for (const auto& connection : connections_) connection->setPaused(paused);
 }
 
-void Publication::connectionClosed(Connection* connection) {
+void Publication::connectionClosed(ClientConnection* connection) {
   context_.connections -= std::erase_if(
       connections_, [connection](const auto& open) { return open.get() == connection; });
 }
@@ -132,7 +132,7 @@ int Publication::onOpen(sd_bus_message* call, void* self, sd_bus_error* error) {
   FileDescriptor client;
   auto connection =
       context.connections < ServiceContext::kMaximumConnections
-          ? Connection::open(context.event, publication->handler_, *publication, &client)
+          ? ClientConnection::open(context.event, publication->handler_, *publication, &client)
           : nullptr;
   if (!connection) {
     return sd_bus_error_set(error, SD_BUS_ERROR_LIMITS_EXCEEDED, "Too many open connections");

@@ -45,7 +45,7 @@ class RegistryService : public DriverSession {
   std::string errors_;
 };
 
-TEST_F(RegistryService, WhoFindsTheNameFindsTheInterface) {
+TEST_F(RegistryService, PublishesTheInterfaceBeforeItOwnsItsName) {
   startDriver();
   const auto all = services();
   ASSERT_THAT(all, SizeIs(1));
@@ -76,7 +76,7 @@ TEST_F(RegistryService, PluggingAddsAnObjectAndUnpluggingRemovesIt) {
   EXPECT_THAT(services(), IsEmpty());
 }
 
-TEST_F(RegistryService, APathIsNotUsedTwice) {
+TEST_F(RegistryService, APathIsNeverReused) {
   startDriver();
   const std::string first = onlyService();
   control({"unplug"});
@@ -84,7 +84,7 @@ TEST_F(RegistryService, APathIsNotUsedTwice) {
   EXPECT_NE(onlyService(), first);
 }
 
-TEST_F(RegistryService, PluggingWhatIsPluggedInChangesNothing) {
+TEST_F(RegistryService, PluggingInAPluggedInterfaceChangesNothing) {
   startDriver();
   const std::string path = onlyService();
   EXPECT_EQ(control({"plug"}), "");
@@ -98,7 +98,7 @@ TEST_F(RegistryService, ASecondInterfaceStandsBesideTheFirst) {
   EXPECT_THAT(services(), SizeIs(1));
 }
 
-TEST_F(RegistryService, OfCountAndUnpluggedTheLastHolds) {
+TEST_F(RegistryService, TheLastOfCountAndUnpluggedWins) {
   startDriver({"--count", "1", "--unplugged", "--count", "2"});
   EXPECT_THAT(services(), SizeIs(2));
   driver().signal(SIGTERM);
@@ -150,7 +150,7 @@ TEST_F(RegistryService, ARoutingSetByARecordChangesTheProperties) {
   EXPECT_EQ(messages_[0].argument, argument(kOptionsChanged));
 }
 
-TEST_F(RegistryService, AChangeThatIsNoPropertyLeavesThePropertiesAlone) {
+TEST_F(RegistryService, AChangedSampleRateIsNotAnnouncedAsAPropertyChange) {
   startDriver();
   control({"sample-rate", "96000"});
   catchUp();
@@ -202,7 +202,7 @@ TEST_F(RegistryService, TheSiblingFamilyPublishesItsClassIdsAndUid) {
   EXPECT_THAT(service.orbekUid, ElementsAre(1, 0, 0, 0, 0, 0, 0x12, 0x5D));
 }
 
-TEST_F(RegistryService, AnInterfaceThatIsNotThereCannotBeMoved) {
+TEST_F(RegistryService, CommandsForUnknownOrUnpluggedInterfacesFail) {
   startDriver();
   EXPECT_EQ(control({"unplug"}, 1), "com.vantrel.VirtualInterfaces1.Error.NoInterface");
   control({"unplug"});
@@ -236,19 +236,19 @@ TEST_F(RegistryService, SigintEndsItCleanly) {
   EXPECT_EQ(driver().wait(), 0);
 }
 
-TEST_F(RegistryService, ItEndsWithTheBus) {
+TEST_F(RegistryService, EndsWhenTheBusEnds) {
   startDriver();
   endBus();
   EXPECT_EQ(driver().wait(), 1);
 }
 
-TEST_F(RegistryService, WithoutABusItEndsAtOnce) {
+TEST_F(RegistryService, EndsAtOnceWithoutABus) {
   endBus();
   EXPECT_EQ(statusOf({}), 1);
   EXPECT_THAT(errors_, HasSubstr("vx310-driver: cannot"));
 }
 
-TEST_F(RegistryService, WithABusThatDoesNotAnswerItEndsWithinSeconds) {
+TEST_F(RegistryService, EndsWithinSecondsWhenTheBusDoesNotAnswer) {
   const test_support::SilentBus bus;
   bus.enter();
   const auto before = std::chrono::steady_clock::now();
@@ -257,7 +257,7 @@ TEST_F(RegistryService, WithABusThatDoesNotAnswerItEndsWithinSeconds) {
   EXPECT_THAT(errors_, HasSubstr("vx310-driver: cannot reach the session bus"));
 }
 
-TEST_F(RegistryService, AHungBusThatStillOwesItAnswersDoesNotKeepItFromEnding) {
+TEST_F(RegistryService, EndsWithUnsentMessagesOnAHungBus) {
   startDriver();
   const auto connection = open(onlyService());
   // Each request changes the properties, which are told to the clients with the long name among

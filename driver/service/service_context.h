@@ -15,7 +15,7 @@ class AudioService {
  public:
   explicit AudioService(sd_event* event);
 
-  // Where nothing can be set up, a graph in which no node ever appears.
+  // If the graph cannot be set up, no node ever appears in it.
   AudioGraph& graph() { return graph_; }
 
  private:

@@ -35,7 +35,7 @@ void appendWordArray(sd_bus_message* message, const std::vector<std::string>& wo
 
 void readDictionary(sd_bus_message* message, SeenService& service);
 
-// Reads the variant at the message's place.
+// Reads the next value, a variant.
 void readValue(sd_bus_message* message, const std::string& key, SeenService& service) {
   char type = 0;
   const char* contents = nullptr;

@@ -58,11 +58,11 @@ class DriverSession : public ::testing::Test {
   // do not count as added.
   void startDriver(const std::vector<std::string>& options = {});
   ChildProcess& driver() { return *driver_; }
-  // The bus takes nothing in any more.
+  // The bus stops reading.
   void hangBus() { session_.hang(); }
-  // The bus goes, and this client's connection to it.
+  // Ends the bus, and this client's connection to it.
   void endBus() { session_.stop(); }
-  // What is different in the environment of the programs that this session starts.
+  // Changes to the environment of the programs that this session starts.
   std::vector<std::string> environment() const;
 
   // The published services by their paths.
@@ -70,9 +70,9 @@ class DriverSession : public ::testing::Test {
   // The path of the only service.
   std::string onlyService();
 
-  // Handles bus traffic until `done`; false when that does not come about in time.
+  // Handles bus traffic until `done`; false on timeout.
   bool waitUntil(const std::function<bool()>& done);
-  // Everything that the driver sent before this call has been seen after it.
+  // Receives everything that the driver has sent so far.
   void catchUp();
 
   // Opens a connection; an empty descriptor, with the error's name in openError_, on failure.
@@ -95,7 +95,7 @@ class DriverSession : public ::testing::Test {
   // Environment entries by which programs find the audio server: none, not even the machine's own.
   std::vector<std::string> audioEnvironment_ = {"PIPEWIRE_RUNTIME_DIR=/nonexistent"};
 
-  // Seen since SetUp(), in the order of their coming.
+  // Seen since SetUp(), in the order of arrival.
   std::vector<std::string> added_;
   std::vector<std::string> removed_;
   std::vector<SeenMessage> messages_;

@@ -13,7 +13,7 @@ namespace {
 struct KindName {
   std::string_view name;
   FaultKind kind;
-  // The amount that goes without saying, and the largest; 0 for a fault without amount.
+  // Default and maximum amount; 0 for faults that take none.
   std::uint32_t usualAmount;
   std::uint32_t largestAmount;
 };

@@ -33,9 +33,9 @@ struct Fault {
   bool operator==(const Fault&) const = default;
 };
 
-// Reads a fault from words: "short 100", "late 400", "missing", …, followed by "command NUMBER",
-// "times NUMBER" or "always" in any order; without the last two it concerns one request. Nothing
-// when the words are wrong; *problem then says how.
+// Parses a fault: "short 100", "late 400", "missing", …, followed by "command NUMBER",
+// "times NUMBER" or "always" in any order; without the last two it applies to one request. nullopt
+// for wrong words; *problem then says what is wrong.
 std::optional<Fault> parseFault(const std::vector<std::string>& words, std::string* problem);
 
 }  // namespace driver

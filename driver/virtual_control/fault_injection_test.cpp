@@ -51,14 +51,14 @@ TEST_F(FaultInjection, ALongAnswer) {
   expectAnswers();
 }
 
-TEST_F(FaultInjection, ALateAnswerComesAllTheSame) {
+TEST_F(FaultInjection, ALateAnswerArrivesAfterTheDelay) {
   EXPECT_EQ(control({"fault", "late", "150"}), "");
   EXPECT_EQ(request(connection_, kGetCountConfigurations, {}, kShortly).kind, Answer::Kind::none);
   EXPECT_EQ(receive(connection_).word(0), 4u);
   expectAnswers();
 }
 
-TEST_F(FaultInjection, AMissingAnswerIsToARequestThatWasCarriedOut) {
+TEST_F(FaultInjection, ARequestWhoseAnswerIsMissingIsCarriedOut) {
   EXPECT_EQ(control({"fault", "missing"}), "");
   EXPECT_EQ(request(connection_, kSetDigitalOutMode, {1}, kShortly).kind, Answer::Kind::none);
   EXPECT_EQ(request(connection_, kGetDigitalOutMode).word(0), 1u);
@@ -147,7 +147,7 @@ TEST_F(FaultInjection, AConnectionOpenedDuringAStallStallsToo) {
   EXPECT_EQ(request(connection_, kGetCountConfigurations, {}, kShortly).kind, Answer::Kind::none);
 }
 
-TEST_F(FaultInjection, WhatClientsCloseDuringAStallDoesNotStay) {
+TEST_F(FaultInjection, ConnectionsClosedDuringAStallAreFreed) {
   stall(0);
   // More than the connections that the driver keeps for one interface.
   for (int i = 0; i < 600; ++i) connection_ = open(path_);
@@ -155,7 +155,7 @@ TEST_F(FaultInjection, WhatClientsCloseDuringAStallDoesNotStay) {
   EXPECT_EQ(request(connection_, kGetCountConfigurations).word(0), 4u);
 }
 
-TEST_F(FaultInjection, WhatAClientGaveUpDuringAStallIsNotCarriedOut) {
+TEST_F(FaultInjection, RequestsOfAConnectionClosedDuringAStallAreDropped) {
   const auto other = open(path_);
   stall(0);
   request(connection_, kSetDigitalOutMode, {1}, kShortly);
@@ -164,7 +164,7 @@ TEST_F(FaultInjection, WhatAClientGaveUpDuringAStallIsNotCarriedOut) {
   EXPECT_EQ(request(other, kGetDigitalOutMode).word(0), 0u);
 }
 
-TEST_F(FaultInjection, OtherInterfacesAreSpared) {
+TEST_F(FaultInjection, OtherInterfacesAreNotAffected) {
   ASSERT_EQ(control({"plug", "--second"}), "");
   control({"fault", "close", "always"});
   stall(0);

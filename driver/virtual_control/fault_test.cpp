@@ -19,11 +19,11 @@ std::optional<Fault> parsed(const std::vector<std::string>& words) {
   return fault;
 }
 
-TEST(ParseFault, AKindAloneConcernsOneRequest) {
+TEST(ParseFault, AKindAloneAppliesToOneRequest) {
   EXPECT_EQ(parsed({"missing"}), (Fault{FaultKind::missing, 0, std::nullopt, 1}));
 }
 
-TEST(ParseFault, AmountsThatGoWithoutSaying) {
+TEST(ParseFault, AmountsHaveDefaults) {
   EXPECT_EQ(parsed({"short"})->amount, 100u);
   EXPECT_EQ(parsed({"long"})->amount, 300u);
   EXPECT_EQ(parsed({"late"})->amount, 400u);
@@ -90,7 +90,7 @@ TEST_F(FaultyRequests, WithoutFaultsTheAnswerIsUntouched) {
   EXPECT_FALSE(reply.closeConnection);
 }
 
-TEST_F(FaultyRequests, AFaultIsUsedUp) {
+TEST_F(FaultyRequests, AFaultEndsAfterItsNumberOfRequests) {
   add({"short", "10", "times", "2"});
   EXPECT_THAT(*ask().packet, SizeIs(10));
   EXPECT_THAT(*ask().packet, SizeIs(10));
@@ -98,12 +98,12 @@ TEST_F(FaultyRequests, AFaultIsUsedUp) {
   EXPECT_THAT(faulty_.faults(), IsEmpty());
 }
 
-TEST_F(FaultyRequests, AFaultForAlwaysStays) {
+TEST_F(FaultyRequests, AnAlwaysFaultNeverEnds) {
   add({"empty", "always"});
   for (int i = 0; i < 5; ++i) EXPECT_THAT(*ask().packet, IsEmpty());
 }
 
-TEST_F(FaultyRequests, TheFirstOfTwoFaultsComesFirst) {
+TEST_F(FaultyRequests, TheFaultAddedFirstIsAppliedFirst) {
   add({"short", "10"});
   add({"short", "20"});
   EXPECT_THAT(*ask().packet, SizeIs(10));
@@ -117,19 +117,19 @@ TEST_F(FaultyRequests, ALateAnswerIsComplete) {
   EXPECT_THAT(*reply.packet, SizeIs(260));
 }
 
-TEST_F(FaultyRequests, AMissingAnswerIsToARequestThatWasCarriedOut) {
+TEST_F(FaultyRequests, ARequestWhoseAnswerIsMissingIsCarriedOut) {
   add({"missing"});
   EXPECT_FALSE(ask().packet);
   EXPECT_EQ(handler_.count, 1u);
 }
 
-TEST_F(FaultyRequests, AClosedConnectionCarriesNothingOut) {
+TEST_F(FaultyRequests, ARequestThatClosesTheConnectionIsNotCarriedOut) {
   add({"close"});
   EXPECT_TRUE(ask().closeConnection);
   EXPECT_EQ(handler_.count, 0u);
 }
 
-TEST_F(FaultyRequests, RefusingConcernsSettingsOnly) {
+TEST_F(FaultyRequests, RefuseAppliesToSettingsOnly) {
   add({"refuse"});
   EXPECT_THAT(*ask(kGetCountConfigurations).packet, SizeIs(260));
   EXPECT_THAT(*ask(kSetDigitalOutMode).packet,

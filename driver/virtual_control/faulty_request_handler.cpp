@@ -18,7 +18,7 @@ bool concernsSettingsOnly(FaultKind kind) {
 
 [[noreturn]] void die() {
   kill(getpid(), SIGKILL);
-  // The signal is on its way to this process; nothing may be answered meanwhile.
+  // Nothing may be answered until the signal arrives.
   for (;;) pause();
 }
 
@@ -32,7 +32,7 @@ void garble(std::vector<std::uint8_t>& packet) {
   for (auto& byte : packet) byte = static_cast<std::uint8_t>(~byte);
 }
 
-// Changes a reply that has an answer.
+// Changes a reply that has an answer packet.
 void spoil(Reply& reply, const Fault& fault) {
   switch (fault.kind) {
     case FaultKind::shortAnswer:
@@ -84,7 +84,7 @@ Reply FaultyRequestHandler::handle(const VQ_Dispatch& request) {
   }
 }
 
-// The first fault that concerns the command, used up by one request.
+// The first fault for the command; counts the request against it.
 std::optional<Fault> FaultyRequestHandler::take(VQ_Command command) {
   const auto found = std::find_if(faults_.begin(), faults_.end(), [command](const Fault& fault) {
     return (!fault.command || *fault.command == static_cast<std::uint32_t>(command)) &&

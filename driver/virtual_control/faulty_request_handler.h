@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Applies faults to what another handler replies.
+// Applies faults to the replies of another handler.
 #pragma once
 
 #include <vector>
@@ -9,8 +9,7 @@
 
 namespace driver {
 
-// Of several faults that concern a request, the one that
-// was added first is applied.
+// If several faults match a request, the one that was added first is applied.
 class FaultyRequestHandler final : public RequestHandler {
  public:
   explicit FaultyRequestHandler(RequestHandler& handler) : handler_(handler) {}

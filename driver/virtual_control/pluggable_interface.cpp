@@ -14,7 +14,7 @@ Model modelWithId(std::uint64_t uniqueId) {
   return model;
 }
 
-// What only changes when an interface leaves the bus and comes back: its class, its ids, its speed.
+// Class, ids and speed change only when an interface reconnects.
 auto fixedWhileConnected(const VirtualInterface& interface) {
   const RegistryEntry entry = interface.registryEntry();
   return std::tuple(entry.className, entry.vendorId, entry.productId, interface.model().usb2);
@@ -26,7 +26,7 @@ PluggableInterface::PluggableInterface(ServiceContext& context, std::uint64_t un
     : interface_(modelWithId(uniqueId)),
       handler_(interface_),
       faults_(handler_),
-      port_(context, interface_, faults_),
+      usbPort_(context, interface_, faults_),
       stallEnd_(context.event) {}
 
 SettingResult PluggableInterface::set(const std::vector<std::string>& words, std::string* problem,
@@ -36,7 +36,7 @@ SettingResult PluggableInterface::set(const std::vector<std::string>& words, std
   interface_.change([&](Model& model) { result = applySetting(model, words, problem); });
   if (result != SettingResult::done) return result;
   if (fixedWhileConnected(interface_) != before) {
-    port_.replug([done = std::move(done)](bool) { done(); });
+    usbPort_.replug([done = std::move(done)](bool) { done(); });
   } else {
     done();
   }
@@ -45,7 +45,7 @@ SettingResult PluggableInterface::set(const std::vector<std::string>& words, std
 
 void PluggableInterface::stall(std::optional<std::chrono::milliseconds> limit) {
   stallEnd_.stop();
-  if (Publication* publication = port_.publication()) publication->setPaused(true);
+  if (Publication* publication = usbPort_.publication()) publication->setPaused(true);
   if (limit) stallEnd_.start(*limit, [this] { endStall(); });
 }
 
@@ -56,11 +56,11 @@ void PluggableInterface::clearFaults() {
 }
 
 void PluggableInterface::endStall() {
-  if (Publication* publication = port_.publication()) publication->setPaused(false);
+  if (Publication* publication = usbPort_.publication()) publication->setPaused(false);
 }
 
 nlohmann::ordered_json PluggableInterface::state() {
-  const Publication* publication = port_.publication();
+  const Publication* publication = usbPort_.publication();
   nlohmann::ordered_json state;
   state["plugged"] = publication != nullptr;
   state["path"] = publication ? publication->path() : "";

@@ -2,7 +2,7 @@
 // One virtual interface with its port and its faults.
 #pragma once
 
-#include "driver/service/port.h"
+#include "driver/service/usb_port.h"
 #include "driver/virtual_control/faulty_request_handler.h"
 #include "driver/virtual_control/settings.h"
 #include "driver/virtual_interface/virtual_interface.h"
@@ -13,10 +13,10 @@ class PluggableInterface {
  public:
   PluggableInterface(ServiceContext& context, std::uint64_t uniqueId);
 
-  Port& port() { return port_; }
+  UsbPort& usbPort() { return usbPort_; }
 
-  // As applySetting, and calls `done` when it is done: an interface whose class, ids or speed
-  // become others reconnects first.
+  // As applySetting(). On success calls `done`, after the interface has reconnected if its class,
+  // ids or speed changed.
   SettingResult set(const std::vector<std::string>& words, std::string* problem,
                     std::function<void()> done);
 
@@ -24,10 +24,10 @@ class PluggableInterface {
 
   void addFault(const Fault& fault) { faults_.add(fault); }
 
-  // Stops answering requests for so long; without a limit until clearFaults(). Unplugging ends it.
+  // Stops answering requests until `limit`, clearFaults() or an unplug.
   void stall(std::optional<std::chrono::milliseconds> limit);
 
-  // No faults and no stall any more.
+  // Ends all faults and the stall.
   void clearFaults();
 
   nlohmann::ordered_json state();
@@ -38,7 +38,7 @@ class PluggableInterface {
   VirtualInterface interface_;
   InterfaceRequestHandler handler_;
   FaultyRequestHandler faults_;
-  Port port_;
+  UsbPort usbPort_;
   Timer stallEnd_;
 };
 

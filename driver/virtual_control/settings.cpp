@@ -22,7 +22,7 @@ struct Setting {
 
 constexpr std::uint32_t kAny32 = 0xFFFFFFFF;
 
-// The place of `word` among `words`.
+// The index of `word` in `words`.
 template <std::size_t size>
 std::optional<std::uint32_t> choice(const std::string& word,
                                     const std::array<std::string_view, size>& words) {
@@ -84,7 +84,7 @@ SettingResult ids(Model& model, Arguments arguments) {
   return SettingResult::done;
 }
 
-// A family brings its ids with it; they can be set to others afterwards.
+// Sets the family's ids, too; "ids" may change them afterwards.
 SettingResult family(Model& model, Arguments arguments) {
   const auto wanted = choice<2>(arguments[0], {"vx310", "orbek"});
   if (!wanted) return SettingResult::wrongArguments;

@@ -37,7 +37,7 @@ TEST_F(Settings, TheDigitalInputHasFourStates) {
   EXPECT_EQ(model_.clock.digitalInput(), VQ_DigitalStatus());
 }
 
-TEST_F(Settings, ADigitalInputHasARateWhenItHasASignal) {
+TEST_F(Settings, ADigitalInputTakesARateOnlyWithASignal) {
   expectWrong({"digital-input", "valid"});
   expectWrong({"digital-input", "none", "44100"});
   expectWrong({"digital-input", "valid", "fast"});
@@ -110,13 +110,13 @@ TEST_F(Settings, VersionsAndNames) {
   EXPECT_EQ(model_.identity.productName, "VX-310 Studio");
 }
 
-TEST_F(Settings, UnknownOnesAreNamed) {
+TEST_F(Settings, AnUnknownSettingIsNamedInTheProblem) {
   expectWrong({"volume", "11"});
   EXPECT_THAT(problem_, HasSubstr("'volume'"));
   expectWrong({});
 }
 
-TEST_F(Settings, EachSaysWhatItTakes) {
+TEST_F(Settings, WrongArgumentsAreAnsweredWithTheUsage) {
   for (const SettingUsage& usage : settingUsages()) {
     expectWrong({std::string(usage.name)});
     EXPECT_THAT(problem_, HasSubstr(std::string(usage.arguments)));

@@ -20,7 +20,7 @@ SimAction wrong(std::string* problem, const char* text) {
 
 // Fails the call and returns false when the interface is not plugged in.
 bool checkPlugged(PluggableInterface& interface, const SimCall& call) {
-  if (interface.port().publication()) return true;
+  if (interface.usbPort().publication()) return true;
   call.fail(kNotPluggedError, "The interface is not plugged in");
   return false;
 }
@@ -28,7 +28,7 @@ bool checkPlugged(PluggableInterface& interface, const SimCall& call) {
 SimAction parseUnplug(const Words& words, std::string* problem) {
   if (words.size() > 1) return wrong(problem, "'unplug' takes nothing");
   return [](PluggableInterface& interface, const SimCall& call) {
-    interface.port().unplug();
+    interface.usbPort().unplug();
     call.succeed();
   };
 }
@@ -54,7 +54,7 @@ SimAction parseNotify(const Words& words, std::string* problem) {
   }
   return [number = *number, type, size](PluggableInterface& interface, const SimCall& call) {
     if (!checkPlugged(interface, call)) return;
-    interface.port().publication()->sendMessage(type, size, number);
+    interface.usbPort().publication()->sendMessage(type, size, number);
     call.succeed();
   };
 }

@@ -25,7 +25,7 @@ TEST(VirtualState, ShowsWhatTheModelHolds) {
   EXPECT_EQ(state["streamingSuspended"], false);
 }
 
-TEST(VirtualState, StandsInTheOrderToShowItIn) {
+TEST(VirtualState, KeepsTheOrderOfItsMembers) {
   EXPECT_THAT(jsonOf(stateOf(Model())), StartsWith(R"({"className":"LumKernelDeviceVantrelVX310",)"
                                                    R"("vendorId":32545,"productId":23826,)"));
 }

@@ -26,7 +26,7 @@ class StoredSettings : public testing::Test {
   }
 };
 
-TEST_F(StoredSettings, AreTheInterfacesOptionsAtItsStart) {
+TEST_F(StoredSettings, BecomeTheOptionsOfANewInterface) {
   OSXAsioRegistry store(kVX310Settings);
   store.setClockSource(1);
   store.setDigitalOutMode(1);
@@ -39,13 +39,13 @@ TEST_F(StoredSettings, AreTheInterfacesOptionsAtItsStart) {
   EXPECT_EQ(model.options.usb1Mode, 1u);
 }
 
-TEST_F(StoredSettings, ThatAreMissingAreZero) {
+TEST_F(StoredSettings, DefaultToZero) {
   const Model model = applied();
   EXPECT_EQ(model.clock.chosen(), kClockAutomatic);
   EXPECT_EQ(model.options, Options{});
 }
 
-TEST_F(StoredSettings, ThatTheInterfaceDoesNotHaveCountAsZero) {
+TEST_F(StoredSettings, UnsupportedValuesBecomeZero) {
   OSXAsioRegistry store(kVX310Settings);
   store.setClockSource(2);
   store.setDigitalOutMode(7);

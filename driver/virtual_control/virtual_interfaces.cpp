@@ -77,7 +77,7 @@ void VirtualInterfaces::plug(std::uint32_t index, const Words& words, const SimC
   if (another || (index == 0 && interfaces_.empty())) add();
   if (index >= interfaces_.size()) return failWithoutInterface(call, index);
   const std::string output = another ? std::to_string(index) + "\n" : "";
-  interfaces_[index].port().plug([call, output](bool appeared) {
+  interfaces_[index].usbPort().plug([call, output](bool appeared) {
     if (appeared) {
       call.succeed(output);
     } else {
@@ -92,7 +92,7 @@ void VirtualInterfaces::list(const Words& words, const SimCall& call) {
   std::size_t index = 0;
   for (auto& interface : interfaces_) {
     output += std::to_string(index++) + "  " +
-              (interface.port().publication() ? "plugged    " : "unplugged  ") +
+              (interface.usbPort().publication() ? "plugged    " : "unplugged  ") +
               interface.productName() + "\n";
   }
   call.succeed(output);

@@ -13,7 +13,7 @@ namespace driver {
 
 class VirtualInterfaces {
  public:
-  // More can neither be plugged in by hand nor kept apart on a screen.
+  // Far more than anybody plugs in by hand.
   static constexpr std::size_t kMaximumInterfaces = 1024;
 
   explicit VirtualInterfaces(ServiceContext& context) : context_(context) {}

@@ -12,10 +12,10 @@
 
 namespace driver {
 
-// Carries out the record's command and answers in place. A refused record is left as it came.
+// Carries out the record's command and answers in place. A refused record is unchanged.
 Outcome answerCommand(Model& model, VQ_Dispatch& record);
 
-// True for commands that change a setting or the interface's doing, as opposed to reading.
+// True for commands that change a setting or the interface's activity, false for reading.
 bool isSettingCommand(VQ_Command command);
 
 // --- The commands by subject. Each group returns nullopt for a command of another group. ---

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The place where one interface is plugged in and out: makes it appear to clients, its audio device
-// first, makes both disappear, and brings them back when the interface leaves the bus of its own
-// accord.
+// The USB port of one interface. Plugging in publishes the audio device, then the interface;
+// unplugging removes both. Reconnects an interface that leaves the USB bus by itself.
 #pragma once
 
 #include <functional>
@@ -12,26 +11,25 @@
 
 namespace driver {
 
-class Port final : private InterfaceListener, private Publication::Owner {
+class UsbPort final : private InterfaceListener, private Publication::Owner {
  public:
   // All arguments must outlive the port.
-  Port(ServiceContext& context, Interface& interface, RequestHandler& handler);
-  ~Port();
-  Port(const Port&) = delete;
-  Port& operator=(const Port&) = delete;
+  UsbPort(ServiceContext& context, Interface& interface, RequestHandler& handler);
+  ~UsbPort();
+  UsbPort(const UsbPort&) = delete;
+  UsbPort& operator=(const UsbPort&) = delete;
 
-  // Makes the interface appear, and calls `done` once it has (true) or cannot (false). One that is
-  // there already is done at once.
+  // Publishes the interface and calls `done` with the result; at once if it is published already.
   void plug(std::function<void(bool appeared)> done);
 
-  // Makes the interface disappear, also one that is on its way in: that plug is done, with false.
+  // Unpublishes the interface. A plug() in progress is cancelled; its callback receives false.
   void unplug();
 
-  // Out and in again, as an interface does whose identity changes; `done` as for plug(). One that
-  // is out stays out and is done at once, with false.
+  // Unplugs and plugs in, as when the identity changes; `done` as for plug(). An unplugged
+  // interface stays unplugged, and `done` receives false at once.
   void replug(std::function<void(bool appeared)> done);
 
-  // What clients see of it now; null while it is not there.
+  // Null while the interface is not published.
   Publication* publication() { return publication_.get(); }
 
  private:

@@ -14,35 +14,35 @@
 
 namespace driver {
 
-class Connection;
+class ClientConnection;
 
-// Told what became of a connection. Both may destroy it.
+// Both functions may destroy the connection.
 class ConnectionOwner {
  public:
-  // It ended, from the client's side or by a reply.
-  virtual void connectionClosed(Connection* connection) = 0;
-  // A reply made the interface leave the bus.
+  // The client or a reply closed the connection.
+  virtual void connectionClosed(ClientConnection* connection) = 0;
+  // A reply made the interface leave the USB bus.
   virtual void interfaceLeft() = 0;
 
  protected:
   ~ConnectionOwner() = default;
 };
 
-class Connection {
+class ClientConnection {
  public:
   // Null when there are no descriptors left; otherwise *client receives the client's end. Handler
   // and owner must outlive the connection.
-  static std::unique_ptr<Connection> open(sd_event* event, RequestHandler& handler,
-                                          ConnectionOwner& owner, FileDescriptor* client);
-  Connection(const Connection&) = delete;
-  Connection& operator=(const Connection&) = delete;
+  static std::unique_ptr<ClientConnection> open(sd_event* event, RequestHandler& handler,
+                                                ConnectionOwner& owner, FileDescriptor* client);
+  ClientConnection(const ClientConnection&) = delete;
+  ClientConnection& operator=(const ClientConnection&) = delete;
 
   // While paused, requests stay unread.
   void setPaused(bool paused);
 
  private:
-  Connection(sd_event* event, FileDescriptor socket, RequestHandler& handler,
-             ConnectionOwner& owner);
+  ClientConnection(sd_event* event, FileDescriptor socket, RequestHandler& handler,
+                   ConnectionOwner& owner);
 
   static int ready(sd_event_source* source, int descriptor, std::uint32_t happened, void* self);
   void readRequest();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "driver/service/port.h"
+#include "driver/service/usb_port.h"
 
 namespace driver {
 
@@ -7,12 +7,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// How long an interface that left the bus stays away: about what a device takes to enumerate.
+// How long an interface that left the USB bus stays away: about what a device takes to enumerate.
 constexpr milliseconds kAwayTime{300};
 
 }  // namespace
 
-Port::Port(ServiceContext& context, Interface& interface, RequestHandler& handler)
+UsbPort::UsbPort(ServiceContext& context, Interface& interface, RequestHandler& handler)
     : context_(context),
       interface_(interface),
       handler_(handler),
@@ -21,10 +21,10 @@ Port::Port(ServiceContext& context, Interface& interface, RequestHandler& handle
   interface_.setListener(this);
 }
 
-Port::~Port() { interface_.setListener(nullptr); }
+UsbPort::~UsbPort() { interface_.setListener(nullptr); }
 
-void Port::plug(std::function<void(bool)> done) {
-  // An interface that is about to leave by itself leaves first.
+void UsbPort::plug(std::function<void(bool)> done) {
+  // An interface that is about to reconnect by itself disappears first.
   if (publication_ && away_.running()) disappear();
   away_.stop();
   if (done) waiting_.push_back(std::move(done));
@@ -35,13 +35,13 @@ void Port::plug(std::function<void(bool)> done) {
   audio_.publish([this] { appear(); });
 }
 
-void Port::unplug() {
+void UsbPort::unplug() {
   away_.stop();
   disappear();
   finishPlug(false);
 }
 
-void Port::replug(std::function<void(bool)> done) {
+void UsbPort::replug(std::function<void(bool)> done) {
   if (!publication_ && !appearing_) {
     done(false);
     return;
@@ -50,29 +50,29 @@ void Port::replug(std::function<void(bool)> done) {
   plug(std::move(done));
 }
 
-void Port::appear() {
+void UsbPort::appear() {
   appearing_ = false;
   publication_ = Publication::publish(context_, interface_, handler_, *this);
   finishPlug(publication_ != nullptr);
 }
 
-void Port::disappear() {
+void UsbPort::disappear() {
   appearing_ = false;
   publication_.reset();
   audio_.withdraw();
 }
 
-void Port::finishPlug(bool appeared) {
+void UsbPort::finishPlug(bool appeared) {
   for (const auto& done : std::exchange(waiting_, {})) done(appeared);
 }
 
-void Port::interfaceChanged(std::uint32_t notification) {
+void UsbPort::interfaceChanged(std::uint32_t notification) {
   audio_.update();
   if (publication_) publication_->announce(notification);
 }
 
-// Comes from inside the publication, which therefore goes only when the loop is back.
-void Port::interfaceLeft() {
+// The publication calls this, so it is destroyed only from the event loop.
+void UsbPort::interfaceLeft() {
   away_.start(milliseconds(0), [this] {
     disappear();
     away_.start(kAwayTime, [this] { plug(nullptr); });

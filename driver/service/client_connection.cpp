@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "driver/service/connection.h"
+#include "driver/service/client_connection.h"
 
 #include <fcntl.h>
 #include <sys/epoll.h>
@@ -21,20 +21,22 @@ bool makeNonBlocking(int descriptor) {
 
 }  // namespace
 
-std::unique_ptr<Connection> Connection::open(sd_event* event, RequestHandler& handler,
-                                             ConnectionOwner& owner, FileDescriptor* client) {
+std::unique_ptr<ClientConnection> ClientConnection::open(sd_event* event, RequestHandler& handler,
+                                                         ConnectionOwner& owner,
+                                                         FileDescriptor* client) {
   std::array<int, 2> ends{};
   if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) return nullptr;
   FileDescriptor own(ends[0]);
   FileDescriptor other(ends[1]);
-  // Only this end: whether the client waits is the client's affair.
+  // Non-blocking at this end only; the client chooses for its own.
   if (!makeNonBlocking(own.get())) return nullptr;
 
   const int descriptor = own.get();
-  std::unique_ptr<Connection> connection(new Connection(event, std::move(own), handler, owner));
+  std::unique_ptr<ClientConnection> connection(
+      new ClientConnection(event, std::move(own), handler, owner));
   sd_event_source* source = nullptr;
-  if (sd_event_add_io(event, &source, descriptor, EPOLLIN, &Connection::ready, connection.get()) <
-      0) {
+  if (sd_event_add_io(event, &source, descriptor, EPOLLIN, &ClientConnection::ready,
+                      connection.get()) < 0) {
     return nullptr;
   }
   connection->readable_.reset(source);
@@ -42,24 +44,24 @@ std::unique_ptr<Connection> Connection::open(sd_event* event, RequestHandler& ha
   return connection;
 }
 
-Connection::Connection(sd_event* event, FileDescriptor socket, RequestHandler& handler,
-                       ConnectionOwner& owner)
+ClientConnection::ClientConnection(sd_event* event, FileDescriptor socket, RequestHandler& handler,
+                                   ConnectionOwner& owner)
     : socket_(std::move(socket)), handler_(handler), owner_(owner), delay_(event) {}
 
-void Connection::setPaused(bool paused) {
+void ClientConnection::setPaused(bool paused) {
   paused_ = paused;
   updateReading();
 }
 
-void Connection::updateReading() {
+void ClientConnection::updateReading() {
   const bool reads = !paused_ && !delay_.running();
-  // A hang-up is told all the same, so that what a client closes never stays.
+  // epoll reports a hang-up even so: connections that clients close are dropped while paused.
   sd_event_source_set_io_events(readable_.get(), reads ? std::uint32_t{EPOLLIN} : 0U);
 }
 
-int Connection::ready(sd_event_source*, int, std::uint32_t happened, void* self) {
-  auto* connection = static_cast<Connection*>(self);
-  // What a client asked for before it closed its end is not carried out: it has given up on it.
+int ClientConnection::ready(sd_event_source*, int, std::uint32_t happened, void* self) {
+  auto* connection = static_cast<ClientConnection*>(self);
+  // Requests that a client sent before it closed its end are dropped: it has given up on them.
   if ((happened & (EPOLLHUP | EPOLLERR)) != 0) {
     connection->owner_.connectionClosed(connection);
   } else {
@@ -68,7 +70,7 @@ int Connection::ready(sd_event_source*, int, std::uint32_t happened, void* self)
   return 0;
 }
 
-void Connection::readRequest() {
+void ClientConnection::readRequest() {
   std::array<std::uint8_t, kRequestSize> packet{};
   // MSG_TRUNC gives the packet's whole size. Descriptors that came with it are closed by the
   // kernel.
@@ -84,7 +86,7 @@ void Connection::readRequest() {
   carryOut(handler_.handle(request));
 }
 
-void Connection::carryOut(Reply reply) {
+void ClientConnection::carryOut(Reply reply) {
   if (reply.delay.count() == 0) {
     finish(reply);
     return;
@@ -100,9 +102,8 @@ void Connection::carryOut(Reply reply) {
   updateReading();
 }
 
-// Calls at most one of the owner's functions, and as its last act, for they may destroy the
-// connection.
-void Connection::finish(const Reply& reply) {
+// Calls at most one of the owner's functions, and calls it last: it may destroy the connection.
+void ClientConnection::finish(const Reply& reply) {
   const bool sent = !reply.packet || send(*reply.packet);
   if (reply.leaveBus) {
     owner_.interfaceLeft();
@@ -111,7 +112,7 @@ void Connection::finish(const Reply& reply) {
   }
 }
 
-bool Connection::send(const std::vector<std::uint8_t>& packet) {
+bool ClientConnection::send(const std::vector<std::uint8_t>& packet) {
   return ::send(socket_.get(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_NOSIGNAL) ==
          static_cast<ssize_t>(packet.size());
 }
