@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/kv_controller.h"
 
-#include <cstdio>
 #include <iterator>
 #include <set>
 #include <string>
@@ -11,6 +10,7 @@
 #include "io/driver_events.h"
 #include "platform/clock/clock.h"
 #include "platform/files/files.h"
+#include "platform/log/log.h"
 
 namespace {
 
@@ -108,10 +108,10 @@ void KvController::doCloseButton(const NSControl&) { NSAppTerminate(); }
 
 OSStatus audioObjectPropertyListenerProc(AudioObjectID, std::span<const AudioObjectPropertyAddress>,
                                          void*) {
-  std::puts("device list has been changed");
+  platform::printOutput("device list has been changed\n");
   const std::string name = halDeviceName();
-  std::printf("Device name: %s\n", name.c_str());
+  platform::printOutput("Device name: %s\n", name.c_str());
   const AudioObjectID device = findHalDevice();
-  std::printf("Found matching device: 0x%2X for %s\n", device, name.c_str());
+  platform::printOutput("Found matching device: 0x%2X for %s\n", device, name.c_str());
   return kAudioHardwareNoError;
 }

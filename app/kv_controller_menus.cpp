@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdio>
 #include <string_view>
 
 #include "app/kv_controller.h"
@@ -11,6 +10,7 @@
 #include "io/audio_device.h"
 #include "io/menu_items.h"
 #include "io/option_commands.h"
+#include "platform/log/log.h"
 
 namespace {
 
@@ -179,8 +179,8 @@ void KvController::ShowRoutingValues() {
   const std::int32_t in56 = GetChannel5and6();
   const std::int32_t out12 = GetLineOut();
   const std::int32_t out34 = GetDigitalOut();
-  std::printf("Config In: %d %d %d, Out: %d %d Format: %d\n", in12, in34, in56, out12, out34,
-              GetDigitalOutFormat());
+  platform::printOutput("Config In: %d %d %d, Out: %d %d Format: %d\n", in12, in34, in56, out12,
+                        out34, GetDigitalOutFormat());
 }
 
 void KvController::doGetRoutingValues(const NSControl& /*sender*/) { ShowRoutingValues(); }

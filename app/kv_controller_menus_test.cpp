@@ -390,10 +390,9 @@ TEST_F(Menus, GetRoutingValuesStoresTheDevicesStateAndResetsThePerformance) {
   interface.digitalOutMode = 1;
   interface.clockSource = 1;
   interface.usb1Mode = 6;
-  testing::internal::CaptureStdout();
+  memory_log::takeOutput();
   controller->GetRoutingValues();
-  std::fflush(stdout);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+  EXPECT_EQ(memory_log::takeOutput(),
             "getRouting RoutingIn0 returns: 2\n"
             "getRouting RoutingIn1 returns: 1\n"
             "getRouting RoutingIn2 returns: 3\n"
@@ -431,10 +430,9 @@ TEST_F(Menus, DoGetRoutingValuesPrintsTheRoutings) {
                         {"RoutingIn2", 0}};
   connect();
   interface.digitalOutMode = 1;
-  testing::internal::CaptureStdout();
+  memory_log::takeOutput();
   controller->doGetRoutingValues(controller->Help);
-  std::fflush(stdout);
-  EXPECT_THAT(testing::internal::GetCapturedStdout(),
+  EXPECT_THAT(memory_log::takeOutput(),
               testing::EndsWith("Config In: 2 1 0, Out: 4 3 Format: 1\n"));
   EXPECT_THAT(operations(), IsEmpty());
 }

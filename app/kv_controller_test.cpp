@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "app/kv_controller.h"
 
-#include <cstdio>
-
 #include "app/testing/controller_test.h"
 
 namespace {
@@ -129,10 +127,9 @@ class DeviceListListener : public ControllerTest {
 
   // Delivers the server's notifications; returns what the listener prints.
   static std::string delivered() {
-    testing::internal::CaptureStdout();
+    memory_log::takeOutput();
     memory_audio_server::deliverNotifications();
-    std::fflush(stdout);
-    return testing::internal::GetCapturedStdout();
+    return memory_log::takeOutput();
   }
 };
 

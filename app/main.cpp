@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // vx310-panel: the control panel's window.
+#include <CLI/CLI.hpp>
 #include <cstdio>
-#include <string_view>
 
 #include "app/kv_panel_nib.h"
 #include "platform/toolkit/toolkit.h"
@@ -19,8 +19,20 @@ constexpr const char* kUsage =
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string_view word = argc == 2 ? argv[1] : "";
-  if (word == "--help") return std::fputs(kUsage, stdout) < 0;
-  if (word == "--version") return std::puts("vx310-panel " VX310_VERSION) < 0;
+  try {
+    CLI::App options;
+    options.set_version_flag("--version", "vx310-panel " VX310_VERSION);
+    // The toolkit parses all others and takes its own with one dash or two, so that a wrong one
+    // cannot be told from them here.
+    options.allow_extras();
+    options.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    return std::fputs(kUsage, stdout) < 0;
+  } catch (const CLI::CallForVersion& version) {
+    return std::puts(version.what()) < 0;
+  } catch (const CLI::Error& error) {
+    std::fprintf(stderr, "vx310-panel: %s\nTry 'vx310-panel --help'.\n", error.what());
+    return 2;
+  }
   return NSApplicationMain(argc, argv, loadPanelNib);
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include <cstdio>
-
 #include "device/usb_device.h"
+#include "platform/log/log.h"
 #include "protocol/services.h"
 
 std::int32_t USBDevice::setRouting(bool input, std::int32_t index, std::int32_t value) {
@@ -18,16 +17,16 @@ std::int32_t USBDevice::getRouting(bool input, std::int32_t index) {
   CFDictionary properties;
   const IOReturn result = IORegistryEntryCreateCFProperties(service_, &properties);
   if (result != kIOReturnSuccess) {
-    std::printf("Error %x\n", static_cast<std::uint32_t>(result));
+    platform::printOutput("Error %x\n", static_cast<std::uint32_t>(result));
     return -1;
   }
   const auto* published = CFDictionaryGet<CFDictionary>(properties, kRoutingsKey);
   if (!published) {
-    std::puts("Error No AjExtData");
+    platform::printOutput("Error No AjExtData\n");
     return -1;
   }
   const std::string key = routingKey(input, index);
   const std::int32_t value = CFNumberGetValue<std::int32_t>(*published, key).value_or(-1);
-  std::printf("getRouting %s returns: %d\n", key.c_str(), value);
+  platform::printOutput("getRouting %s returns: %d\n", key.c_str(), value);
   return value;
 }

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "device/testing/device_fixture.h"
+#include "platform/log/memory/memory_log.h"
 
 namespace {
 
@@ -21,9 +22,9 @@ class Routing : public DeviceTest {
   }
 
   std::int32_t read(USBDevice& device, bool input, std::int32_t index) {
-    testing::internal::CaptureStdout();
+    memory_log::takeOutput();
     const std::int32_t value = device.getRouting(input, index);
-    printed = testing::internal::GetCapturedStdout();
+    printed = memory_log::takeOutput();
     return value;
   }
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
-#include <cstdio>
 
 #include "device/usb_device.h"
+#include "platform/log/log.h"
 
 namespace {
 
@@ -44,9 +44,9 @@ bool USBDevice::getFirmwareVersion(VqVersion& version, bool askDevice) {
       return false;
     }
     number = firmwareNumberOf(answer);
-    std::printf("fwupdater %08X\n", number);
+    platform::printOutput("fwupdater %08X\n", number);
   }
-  std::printf("uFirmwareVersion %08X\n", number);
+  platform::printOutput("uFirmwareVersion %08X\n", number);
   version = _vqapiDecodeFirmwareVersion(number);
 
   VQ_Dispatch record(VQ_Command::kGetFirmwareDate);

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "device/testing/device_fixture.h"
+#include "platform/log/memory/memory_log.h"
 
 namespace {
 
@@ -38,9 +39,9 @@ class VersionReading : public OpenDeviceTest {
   }
 
   bool readFirmware(bool askDevice) {
-    testing::internal::CaptureStdout();
+    memory_log::takeOutput();
     const bool isRead = device->getFirmwareVersion(version, askDevice);
-    printed = testing::internal::GetCapturedStdout();
+    printed = memory_log::takeOutput();
     return isRead;
   }
 

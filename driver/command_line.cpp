@@ -1,35 +1,42 @@
 // SPDX-License-Identifier: MIT
 #include "driver/command_line.h"
 
-#include "driver/simulator/simulator.h"
-#include "driver/simulator/words.h"
+#include <CLI/CLI.hpp>
+
+#include "driver/virtual_control/virtual_interfaces.h"
+#include "protocol/services.h"
 
 namespace driver {
 
-bool parseCommandLine(const std::vector<std::string>& words, CommandLine& line,
+bool parseCommandLine(int count, const char* const* words, CommandLine& line,
                       std::string* problem) {
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    const std::string& word = words[i];
-    if (word == "--help") {
-      line.help = true;
-    } else if (word == "--version") {
-      line.version = true;
-    } else if (word == "--unplugged") {
-      line.interfaces = 0;
-    } else if (word == "--count") {
-      const auto count = i + 1 < words.size()
-                             ? parseNumber(words[++i], Simulator::kMaximumInterfaces)
-                             : std::nullopt;
-      if (!count) {
-        *problem = "--count takes a number of interfaces";
-        return false;
-      }
-      line.interfaces = *count;
-    } else {
-      *problem = "there is no option '" + word + "'";
-      return false;
-    }
+  CLI::App program;
+  program.allow_extras();  // named below
+  program.add_flag("--version", line.version);
+  const CLI::Option* unplugged = program.add_flag("--unplugged");
+  std::string interfaces = std::to_string(line.interfaces);
+  program.add_option("--count", interfaces)->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
+  try {
+    program.parse(count, words);
+  } catch (const CLI::CallForHelp&) {
+    line.help = true;
+    return true;
+  } catch (const CLI::Error& error) {
+    *problem = error.what();
+    return false;
   }
+  if (const auto extras = program.remaining(); !extras.empty()) {
+    *problem = "there is no option '" + extras[0] + "'";
+    return false;
+  }
+  const auto number = parseNumber(interfaces, VirtualInterfaces::kMaximumInterfaces);
+  if (!number) {
+    *problem = "--count takes a number of interfaces";
+    return false;
+  }
+  // The last of the two options holds.
+  const bool endsUnplugged = *unplugged && program.parse_order().back() == unplugged;
+  line.interfaces = endsUnplugged ? 0 : *number;
   return true;
 }
 

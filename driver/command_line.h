@@ -3,7 +3,6 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
 namespace driver {
 
@@ -21,14 +20,13 @@ inline constexpr const char* kUsage =
     "\n"
     "  --unplugged    start without an interface; 'vx310ctl sim plug' plugs it in\n"
     "  --count N      start with N interfaces (0 to 1024)\n"
-    "  --help         show this help and exit\n"
+    "  -h, --help     show this help and exit\n"
     "  --version      show the version and exit\n"
     "\n"
     "Exit status: 0 after SIGTERM or SIGINT, 1 when the session bus cannot be used or its name\n"
     "com.vantrel.Driver1 is taken, 2 for a wrong command line.\n";
 
-// False for a wrong command line; *problem then says what is wrong with it.
-bool parseCommandLine(const std::vector<std::string>& words, CommandLine& line,
-                      std::string* problem);
+// False for a wrong command line; *problem then says what is wrong.
+bool parseCommandLine(int count, const char* const* words, CommandLine& line, std::string* problem);
 
 }  // namespace driver

@@ -24,7 +24,7 @@ struct Routings {
   bool operator==(const Routings&) const = default;
 };
 
-// What the registry shows about a published interface.
+// A published interface's registry entry.
 struct RegistryEntry {
   std::string className;
   std::uint16_t vendorId = 0;
@@ -44,7 +44,7 @@ enum class Outcome {
   answeredAndLeft,  // the record holds the answer; after it the interface leaves and comes back
 };
 
-// Told about changes that clients must hear of. Not called from inside the constructor.
+// Receives the changes that clients must hear of. Not called from inside the constructor.
 class InterfaceListener {
  public:
   // `notification` is the number of the driver message to send. The registry entry may have
@@ -67,10 +67,10 @@ class Interface {
   // Answers one request in place, as the hardware's driver would.
   virtual Outcome answer(VQ_Dispatch& record) = 0;
 
-  // Sets one routing. False, and nothing changed, when it does not exist or cannot take the value.
+  // Sets one routing. False, and nothing changed, for an unknown routing or a value out of range.
   virtual bool setRouting(bool input, std::int32_t pair, std::int32_t value) = 0;
 
-  // The interface was connected to the bus: what does not survive that is back to its default.
+  // The interface was connected to the USB bus: resets what does not survive a reconnect.
   virtual void connected() = 0;
 
   // At most one listener, not owned; null for none.

@@ -11,7 +11,7 @@
 #include <string>
 
 #include "driver/command_line.h"
-#include "driver/simulator/simulator.h"
+#include "driver/virtual_control/virtual_interfaces.h"
 #include "protocol/services.h"
 
 namespace {
@@ -20,7 +20,7 @@ using driver::Bus;
 using driver::CommandLine;
 using driver::Event;
 
-// How long the bus may take to let the driver in, and to answer the few questions at the start.
+// Limit for connecting to the bus and for each call at the start.
 constexpr int kBusLimitMs = 5000;
 
 int failed(const char* what, int result) {
@@ -28,7 +28,7 @@ int failed(const char* what, int result) {
   return EXIT_FAILURE;
 }
 
-// Every connection and every audio device takes descriptors; the usual 1024 are soon used up.
+// Every client connection and audio device takes descriptors; the usual 1024 are soon used up.
 void allowManyDescriptors() {
   rlimit limit{};
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
@@ -51,14 +51,14 @@ int endOnSignals(sd_event* event) {
 int connect(sd_event* event, Bus& bus) {
   int result = session_bus::openSessionBus(kBusLimitMs, &bus);
   if (result >= 0) result = sd_bus_set_exit_on_disconnect(bus.get(), true);
-  // With the loop's end the library would wait, without a limit, for the bus to take all in.
+  // Closing would flush at the loop's end, and wait for the bus without a limit.
   if (result >= 0) result = sd_bus_set_close_on_exit(bus.get(), false);
   if (result >= 0) result = sd_bus_attach_event(bus.get(), event, SD_EVENT_PRIORITY_NORMAL);
   return result;
 }
 
-// Takes the name once the last of the interfaces has appeared, so that whoever finds the name finds
-// the interfaces. One that cannot appear keeps none of the others away.
+// Requests the bus name once every start-up interface is published or has failed, so a client that
+// sees the name sees them too.
 class NameOwner {
  public:
   NameOwner(sd_event* event, sd_bus* bus, unsigned awaited)
@@ -98,14 +98,14 @@ int serve(const CommandLine& line) {
     return failed("cannot reach the session bus", result);
   }
   driver::ServiceContext context{event.get(), bus.get()};
-  driver::Simulator simulator(context);
+  driver::VirtualInterfaces virtuals(context);
   result = sd_bus_add_object_manager(bus.get(), nullptr, kDriverPath);
-  if (result >= 0) result = simulator.start();
+  if (result >= 0) result = virtuals.start();
   if (result < 0) return failed("cannot publish on the session bus", result);
 
   NameOwner name(event.get(), bus.get(), line.interfaces);
   for (unsigned i = 0; i < line.interfaces; ++i) {
-    simulator.add().port().plug([&name](bool) { name.appeared(); });
+    virtuals.add().usbPort().plug([&name](bool) { name.appeared(); });
   }
   if (line.interfaces == 0) name.take();
 
@@ -118,7 +118,7 @@ int serve(const CommandLine& line) {
 int main(int count, char** words) {
   CommandLine line;
   std::string problem;
-  if (!driver::parseCommandLine({words + 1, words + count}, line, &problem)) {
+  if (!driver::parseCommandLine(count, words, line, &problem)) {
     std::fprintf(stderr, "vx310-driver: %s\nTry 'vx310-driver --help'.\n", problem.c_str());
     return driver::kExitUsage;
   }

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <mutex>
 #include <span>
@@ -57,7 +56,7 @@ std::uint32_t routingDataSize(AudioObjectID device) {
 void printFailure(OSStatus status) {
   char text[sizeof status + 1] = {};
   std::memcpy(text, &status, sizeof status);
-  std::printf("failed setRouting: [%4.4s]\n", text);
+  platform::printOutput("failed setRouting: [%4.4s]\n", text);
 }
 
 struct DeviceName {
@@ -103,9 +102,8 @@ AudioObjectID getHalDevice(const char* name) {
   const OSStatus status =
       AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceListAddress, &size);
   if (status != kAudioHardwareNoError) {
-    std::fprintf(stderr,
-                 "AudioObjectGetPropertyDataSize (kAudioHardwarePropertyDevices) failed: %i\n",
-                 status);
+    platform::printError(
+        "AudioObjectGetPropertyDataSize (kAudioHardwarePropertyDevices) failed: %i\n", status);
     return 0;
   }
 
@@ -150,7 +148,7 @@ bool setRouting(bool input, int pair, int value) {
 int getRouting(bool input, int pair) {
   const AudioObjectID device = _halDevice;
   if (device == 0) {
-    std::puts("Audio device not initialized");
+    platform::printOutput("Audio device not initialized\n");
     return -1;
   }
   if (!AudioObjectHasProperty(device, kRoutingAddress)) return -1;

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -32,27 +31,7 @@ class AudioDevice : public testing::Test {
     memory_log::reset();
     _halDevice = 0;
     setHalDeviceName("");
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
   }
-  ~AudioDevice() override {
-    standardOutput();
-    standardError();
-  }
-
-  // What was printed since the start of the test; captured once.
-  const std::string& standardOutput() {
-    if (!output_) output_ = testing::internal::GetCapturedStdout();
-    return *output_;
-  }
-  const std::string& standardError() {
-    if (!errors_) errors_ = testing::internal::GetCapturedStderr();
-    return *errors_;
-  }
-
- private:
-  std::optional<std::string> output_;
-  std::optional<std::string> errors_;
 };
 
 using AudioDeviceLookup = AudioDevice;
@@ -67,7 +46,7 @@ TEST_F(AudioDeviceLookup, ADeviceOfThatNameIsFound) {
 TEST_F(AudioDeviceLookup, WithoutOneOfThatNameTheResultIs0) {
   addDevice("Built-in");
   EXPECT_EQ(getHalDevice("VX-310"), 0u);
-  EXPECT_EQ(standardError(), "");
+  EXPECT_EQ(memory_log::takeErrors(), "");
 }
 
 TEST_F(AudioDeviceLookup, TheBitAccurateDeviceIsFound) {
@@ -162,7 +141,7 @@ TEST_F(AudioDeviceLookup, AFailingListSizeIsReportedOnStandardError) {
   memory_audio_server::failNext(Operation::kGetSize, kAudioObjectSystemObject,
                                 kAudioHardwarePropertyDevices, -66);
   EXPECT_EQ(getHalDevice("VX-310"), 0u);
-  EXPECT_EQ(standardError(),
+  EXPECT_EQ(memory_log::takeErrors(),
             "AudioObjectGetPropertyDataSize (kAudioHardwarePropertyDevices) failed: -66\n");
   EXPECT_THAT(memory_log::lines(), IsEmpty());
 }
@@ -172,8 +151,8 @@ TEST_F(AudioDeviceLookup, AFailingListReadIsSilent) {
   memory_audio_server::failNext(Operation::kGetData, kAudioObjectSystemObject,
                                 kAudioHardwarePropertyDevices, -66);
   EXPECT_EQ(getHalDevice("VX-310"), 0u);
-  EXPECT_EQ(standardError(), "");
-  EXPECT_EQ(standardOutput(), "");
+  EXPECT_EQ(memory_log::takeErrors(), "");
+  EXPECT_EQ(memory_log::takeOutput(), "");
   EXPECT_THAT(memory_log::lines(), IsEmpty());
 }
 
@@ -229,15 +208,15 @@ TEST_F(AudioDeviceRouting, WritingWithoutADeviceDoesAndPrintsNothing) {
   _halDevice = 0;
   EXPECT_FALSE(setRouting(true, 1, 2));
   EXPECT_THAT(memory_audio_server::calls(), IsEmpty());
-  EXPECT_EQ(standardOutput(), "");
-  EXPECT_EQ(standardError(), "");
+  EXPECT_EQ(memory_log::takeOutput(), "");
+  EXPECT_EQ(memory_log::takeErrors(), "");
 }
 
 TEST_F(AudioDeviceRouting, WritingADeviceThatIsGoneDoesAndPrintsNothing) {
   memory_audio_server::removeDevice(device_);
   EXPECT_FALSE(setRouting(true, 1, 2));
   EXPECT_THAT(calls(Operation::kSetData), IsEmpty());
-  EXPECT_EQ(standardOutput(), "");
+  EXPECT_EQ(memory_log::takeOutput(), "");
 }
 
 TEST_F(AudioDeviceRouting, WritingADeviceWithoutThePropertySendsNothing) {
@@ -245,7 +224,7 @@ TEST_F(AudioDeviceRouting, WritingADeviceWithoutThePropertySendsNothing) {
   EXPECT_FALSE(setRouting(true, 1, 2));
   EXPECT_THAT(calls(Operation::kSetData), IsEmpty());
   EXPECT_THAT(calls(Operation::kGetSize), IsEmpty());
-  EXPECT_EQ(standardOutput(), "");
+  EXPECT_EQ(memory_log::takeOutput(), "");
 }
 
 TEST_F(AudioDeviceRouting, AnInputRoutingIsWrittenAsItsRecord) {
@@ -255,7 +234,7 @@ TEST_F(AudioDeviceRouting, AnInputRoutingIsWrittenAsItsRecord) {
   EXPECT_EQ(writes[0].object, device_);
   EXPECT_EQ(writes[0].data, bytes({1, 2, 3}));
   EXPECT_EQ(routing().records[4], (RoutingRecord{1, 2, 3}));
-  EXPECT_EQ(standardOutput(), "");
+  EXPECT_EQ(memory_log::takeOutput(), "");
 }
 
 TEST_F(AudioDeviceRouting, AnOutputRoutingIsWrittenAsItsRecord) {
@@ -285,7 +264,7 @@ TEST_F(AudioDeviceRouting, AReportedSizeAbove4096IsRefusedAsABadSize) {
   routing().reportedSize = 4097;
   EXPECT_FALSE(setRouting(true, 1, 2));
   EXPECT_THAT(calls(Operation::kSetData), IsEmpty());
-  EXPECT_EQ(standardOutput(), "failed setRouting: [zis!]\n");
+  EXPECT_EQ(memory_log::takeOutput(), "failed setRouting: [zis!]\n");
 }
 
 TEST_F(AudioDeviceRouting, AFailingSizeIsIgnoredAndTheRecordSent) {
@@ -299,25 +278,25 @@ TEST_F(AudioDeviceRouting, AFailingSizeIsIgnoredAndTheRecordSent) {
 TEST_F(AudioDeviceRouting, AFailingWritePrintsTheStatusInMemoryOrder) {
   routing().writeStatus = kAudioHardwareUnspecifiedError;
   EXPECT_FALSE(setRouting(true, 1, 2));
-  EXPECT_EQ(standardOutput(), "failed setRouting: [tahw]\n");
+  EXPECT_EQ(memory_log::takeOutput(), "failed setRouting: [tahw]\n");
 }
 
 TEST_F(AudioDeviceRouting, ASmallStatusPrintsNoMoreThanItsFourBytes) {
   routing().writeStatus = 0x41;
   EXPECT_FALSE(setRouting(true, 1, 2));
-  EXPECT_EQ(standardOutput(), "failed setRouting: [   A]\n");
+  EXPECT_EQ(memory_log::takeOutput(), "failed setRouting: [   A]\n");
 }
 
 TEST_F(AudioDeviceRouting, ReadingWithoutADeviceSaysSo) {
   _halDevice = 0;
   EXPECT_EQ(getRouting(true, 1), -1);
-  EXPECT_EQ(standardOutput(), "Audio device not initialized\n");
+  EXPECT_EQ(memory_log::takeOutput(), "Audio device not initialized\n");
 }
 
 TEST_F(AudioDeviceRouting, ReadingADeviceWithoutThePropertyIsMinus1) {
   _halDevice = addDevice("VX-310");
   EXPECT_EQ(getRouting(true, 1), -1);
-  EXPECT_EQ(standardOutput(), "");
+  EXPECT_EQ(memory_log::takeOutput(), "");
 }
 
 TEST_F(AudioDeviceRouting, ReadingAsksWithThePairNumberAsTheValue) {
@@ -333,7 +312,7 @@ TEST_F(AudioDeviceRouting, ReadingGivesTheValueOfThatRouting) {
   EXPECT_EQ(getRouting(true, 1), 11);
   EXPECT_EQ(getRouting(true, 2), 12);
   EXPECT_EQ(getRouting(false, 1), 10);
-  EXPECT_EQ(standardOutput(), "");
+  EXPECT_EQ(memory_log::takeOutput(), "");
 }
 
 TEST_F(AudioDeviceRouting, AnEnormousReportedSizeIsReadIntoTheRoomThereIs) {
@@ -346,13 +325,13 @@ TEST_F(AudioDeviceRouting, AnEnormousReportedSizeIsReadIntoTheRoomThereIs) {
 TEST_F(AudioDeviceRouting, AFailingReadPrintsTheSettersTextAndIs0) {
   routing().readStatus = kAudioHardwareUnknownPropertyError;
   EXPECT_EQ(getRouting(true, 1), 0);
-  EXPECT_EQ(standardOutput(), "failed setRouting: [?ohw]\n");
+  EXPECT_EQ(memory_log::takeOutput(), "failed setRouting: [?ohw]\n");
 }
 
 TEST_F(AudioDevice, ThePerformanceSettingDoesNothing) {
   AudioPerformance(2);
   EXPECT_THAT(memory_audio_server::calls(), IsEmpty());
-  EXPECT_EQ(standardOutput(), "");
+  EXPECT_EQ(memory_log::takeOutput(), "");
 }
 
 }  // namespace

@@ -4,10 +4,12 @@
 #pragma once
 
 #include <array>
+#include <charconv>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "protocol/wire.h"
 
@@ -27,12 +29,27 @@ inline constexpr const char* kRegistryProperties = "Properties";
 inline constexpr const char* kOpenMethod = "Open";
 inline constexpr const char* kMessageSignal = "Message";
 
-// The control of the virtual interfaces, which stands outside the tree of the published services.
-inline constexpr const char* kSimulatorPath = "/com/vantrel/Simulator1";
-inline constexpr const char* kSimulatorInterface = "com.vantrel.Simulator1";
-inline constexpr const char* kRefusedError = "com.vantrel.Simulator1.Error.Refused";
-inline constexpr const char* kNotPluggedError = "com.vantrel.Simulator1.Error.NotPlugged";
-inline constexpr const char* kNoInterfaceError = "com.vantrel.Simulator1.Error.NoInterface";
+// The control of the virtual interfaces, outside the tree of the published services. Its one method
+// Run (u interface, as words) -> s takes the words of `vx310ctl sim` and replies with the text to
+// print. Wrong words fail with org.freedesktop.DBus.Error.InvalidArgs; each message is for people.
+inline constexpr const char* kVirtualInterfacesPath = "/com/vantrel/VirtualInterfaces1";
+inline constexpr const char* kVirtualInterfacesInterface = "com.vantrel.VirtualInterfaces1";
+inline constexpr const char* kRunMethod = "Run";
+inline constexpr const char* kRefusedError = "com.vantrel.VirtualInterfaces1.Error.Refused";
+inline constexpr const char* kNotPluggedError = "com.vantrel.VirtualInterfaces1.Error.NotPlugged";
+inline constexpr const char* kNoInterfaceError = "com.vantrel.VirtualInterfaces1.Error.NoInterface";
+
+// A number as people write it for the driver and the tool: decimal or, after "0x", hexadecimal, and
+// nothing else in the text. nullopt also for a number above `largest`.
+inline std::optional<std::uint32_t> parseNumber(std::string_view text, std::uint32_t largest) {
+  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+  if (hexadecimal) text.remove_prefix(2);
+  std::uint32_t value = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value, hexadecimal ? 16 : 10);
+  if (error != std::errc() || stop != end || value > largest) return std::nullopt;
+  return value;
+}
 
 // --- Registry properties ---
 

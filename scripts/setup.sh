@@ -9,7 +9,7 @@ logs=$top/build/logs
 # shellcheck disable=SC2034
 {
 packages_build="g++ cmake ninja-build pkg-config qt6-base-dev libpipewire-0.3-dev libsystemd-dev
-  libplist-dev"
+  libplist-dev libcli11-dev nlohmann-json3-dev"
 packages_run="pipewire pipewire-bin dbus-daemon dbus-bin fonts-dejavu-core xdg-utils"
 packages_wayland="qt6-wayland"
 packages_picture="xvfb x11-utils imagemagick"

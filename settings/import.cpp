@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The import of the legacy settings file.
 #include <algorithm>
-#include <cstdio>
 
 #include "platform/files/files.h"
+#include "platform/log/log.h"
 #include "platform/preferences/preferences.h"
 #include "settings/osx_asio_registry.h"
 
@@ -77,7 +77,7 @@ XML::Node* OSXAsioRegistry::getSettingNode(const char*, bool) { return nullptr; 
 short getStorageFile(const LumString& name, bool create, bool write) {
   const char* text = name.getCharPointer();
   if (!isAscii(text)) {
-    std::printf("Could not create path for file %s\n", text);
+    platform::printOutput("Could not create path for file %s\n", text);
     return -1;
   }
   const std::int8_t permission = write ? fsRdWrPerm : fsRdPerm;
@@ -87,29 +87,31 @@ short getStorageFile(const LumString& name, bool create, bool write) {
   OSStatus status = FSFindFolder(kOnSystemDisk, kPreferencesFolderType, false, folder);
   if (status == noErr) status = FSMakeFSRefUnicode(folder, text, file);
   if (status != noErr) {
-    std::printf("getStorageFile: could not create FSRef for path %s (%d)\n", text, status);
+    platform::printOutput("getStorageFile: could not create FSRef for path %s (%d)\n", text,
+                          status);
     if (status != fnfErr || !create) return -1;
     status = FSCreateFileUnicode(folder, text, file);
     if (status != noErr && status != fnfErr) {
-      std::printf("getStorageFile: could not create file for path %s (%d)\n", text, status);
+      platform::printOutput("getStorageFile: could not create file for path %s (%d)\n", text,
+                            status);
       return -1;
     }
     status = FSOpenFork(file, {}, permission, fork);
-    std::printf("getStorageFile: openFork returns %d\n", status);
+    platform::printOutput("getStorageFile: openFork returns %d\n", status);
     return fork;
   }
 
   std::string forkName;
   status = FSGetDataForkName(forkName);
   if (status != noErr) {
-    std::printf("getStorageFile: could not get data fork name %d\n", status);
+    platform::printOutput("getStorageFile: could not get data fork name %d\n", status);
     return -1;
   }
   status = FSOpenFork(file, forkName, permission, fork);
   if (status == fnfErr && create) {
     status = FSCreateFileUnicode(folder, text, file);
     if (status != noErr && status != fnfErr) {
-      std::printf("getStorageFile: could not create file %d\n", status);
+      platform::printOutput("getStorageFile: could not create file %d\n", status);
       return -1;
     }
     FSOpenFork(file, forkName, permission, fork);

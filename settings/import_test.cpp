@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cctype>
-#include <iostream>
 
 #include "platform/files/memory/memory_files.h"
+#include "platform/log/memory/memory_log.h"
 #include "platform/preferences/memory/memory_preferences.h"
 #include "settings/osx_asio_registry.h"
 
@@ -27,9 +27,8 @@ class LegacyFile : public testing::Test {
   LegacyFile() {
     memory_preferences::reset();
     memory_files::reset();
-    testing::internal::CaptureStdout();
+    memory_log::reset();
   }
-  ~LegacyFile() override { std::cout << printed(); }
 
   static CFDictionary stored() { return memory_preferences::storedValues(DEVICE_HAL_DOMAIN); }
 
@@ -42,15 +41,8 @@ class LegacyFile : public testing::Test {
     return stored();
   }
 
-  // The standard output since the start; empty from the second call on.
-  std::string printed() {
-    if (!isCapturing_) return {};
-    isCapturing_ = false;
-    return testing::internal::GetCapturedStdout();
-  }
-
- private:
-  bool isCapturing_ = true;
+  // What was printed since the start or the last call.
+  static std::string printed() { return memory_log::takeOutput(); }
 };
 
 const CFDictionary kOnlyTheVersion{{"Version", "1.0"}};

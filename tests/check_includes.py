@@ -18,12 +18,15 @@ BELOW = {
     "foundation": set(),
     "platform": {"protocol"},
     "driver": {"settings", "foundation", "protocol"},
-    "tools": {"driver", "io", "device", "settings", "foundation", "protocol"},
+    "tools": {"io", "device", "settings", "foundation", "protocol"},
     "protocol": set(),
 }
 
 # The folders of the logic: no header of the operating system or of a library.
 LOGIC = {"app", "io", "device", "settings", "foundation", "protocol"}
+
+# The panel's main file is no logic: it is compiled only together with the back ends.
+MAIN_FILE = "app/main.cpp"
 
 STANDARD = set(
     """algorithm any array atomic bit bitset charconv chrono compare concepts condition_variable
@@ -60,7 +63,7 @@ def fault_of(source, folder, quoted, angled):
     """What is wrong with one include line of `source`; None when nothing is."""
     is_test = source.endswith(("_test.cpp", "_contract_fixture.cpp")) or "/testing/" in source
     if angled is not None:
-        if folder in LOGIC and not is_test and angled not in STANDARD:
+        if folder in LOGIC and not is_test and source != MAIN_FILE and angled not in STANDARD:
             return f"<{angled}> is not of the standard library"
         return None
     if "/" not in quoted:

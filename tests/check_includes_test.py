@@ -44,6 +44,15 @@ class CheckIncludes(unittest.TestCase):
             with self.subTest(header):
                 self.assertEqual(1, len(self.faults_of(files={"io/b.cpp": f"#include <{header}>\n"})))
 
+    def test_the_main_file_of_the_panel_may_include_a_library(self):
+        line = "#include <CLI/CLI.hpp>\n"
+        self.assertEqual([], self.faults_of(files={"app/main.cpp": line}))
+        self.assertEqual(1, len(self.faults_of(files={"app/kv_controller.cpp": line})))
+
+    def test_the_tool_does_not_know_the_driver(self):
+        line = '#include "driver/interface.h"\n'
+        self.assertEqual(1, len(self.faults_of(files={"tools/t.cpp": line})))
+
     def test_only_tests_may_include_a_back_end(self):
         line = '#include "platform/clock/memory/memory_clock.h"\n'
         self.assertEqual(1, len(self.faults_of(files={"io/b.cpp": line})))

@@ -160,7 +160,7 @@ class ChoicesTest(unittest.TestCase):
 
     def wait_for_event(self, event):
         """The next line of the watch about such an event."""
-        return json.loads(self.session.wait_for_line("watch", f'{{"event": "{event}"'))
+        return json.loads(self.session.wait_for_line("watch", f'{{"event":"{event}"'))
 
     def wait_for_change(self, setting):
         """What the watch's next line about a change of that setting says of it."""

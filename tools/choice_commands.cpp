@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: MIT
-#include "tools/choice_commands.h"
-
 #include <algorithm>
 #include <cstdio>
-#include <optional>
+#include <nlohmann/json.hpp>
 
-#include "driver/simulator/json.h"
 #include "io/audio_device.h"
 #include "protocol/services.h"
 #include "tools/choices.h"
+#include "tools/commands.h"
 #include "tools/current_interface.h"
-#include "tools/messages.h"
 
 namespace vx310ctl {
 
@@ -37,58 +34,33 @@ ExitStatus noAnswer(const Choice& choice) {
   return kFailed;
 }
 
-std::string jsonOf(const Choice& choice, std::int32_t index) {
-  return "{\"index\": " + std::to_string(index) +
-         ", \"item\": " + driver::jsonText(itemText(choice.items, index)) + "}";
-}
-
 }  // namespace
 
-ExitStatus runGet(const std::vector<std::string>& words) {
-  bool json = false;
-  std::optional<std::string> name;
-  for (const std::string& word : words) {
-    if (word == "--json") {
-      json = true;
-    } else if (!name && !word.starts_with('-')) {
-      name = word;
-    } else {
-      return wrong("'get' takes [--json] [SETTING]");
-    }
-  }
-  const Choice* wanted = name ? findChoice(*name) : nullptr;
-  if (name && !wanted) return wrongName(*name);
+ExitStatus runGet(bool json, const std::optional<std::string>& setting) {
+  const Choice* wanted = setting ? findChoice(*setting) : nullptr;
+  if (setting && !wanted) return wrongName(*setting);
 
-  std::string output;
-  {
-    CurrentInterface interface;
-    if (const ExitStatus status = interface.status(); status != kDone) return status;
-    for (const Choice& choice : choices()) {
-      if (wanted && &choice != wanted) continue;
-      const std::int32_t index = choice.query();
-      if (index == kNoAnswer) return noAnswer(choice);
-      const std::string choiceName(choice.name);
-      if (json) {
-        output += (output.empty() ? "{" : ", ") + driver::jsonText(choiceName) + ": " +
-                  jsonOf(choice, index);
-      } else if (wanted) {
-        output = itemText(choice.items, index) + "\n";
-      } else {
-        output += lineOf(choiceName, itemText(choice.items, index));
-      }
-    }
+  CurrentInterface interface;
+  if (const ExitStatus status = interface.status(); status != kDone) return status;
+  nlohmann::ordered_json object;
+  std::string lines;
+  for (const Choice& choice : choices()) {
+    if (wanted && &choice != wanted) continue;
+    const std::int32_t index = choice.query();
+    if (index == kNoAnswer) return noAnswer(choice);
+    const std::string text = itemText(choice.items, index);
+    object[std::string(choice.name)] = {{"index", index}, {"item", text}};
+    lines += wanted ? text + "\n" : lineOf(choice.name, text);
   }
-  std::fputs(output.c_str(), stdout);
-  if (json) std::puts("}");
+  std::fputs((json ? lineOf(object) : lines).c_str(), stdout);
   return kDone;
 }
 
-ExitStatus runSet(const std::vector<std::string>& words) {
-  if (words.size() != 2) return wrong("'set' takes a setting and an item's text or number");
-  const Choice* choice = findChoice(words[0]);
-  if (!choice) return wrongName(words[0]);
-  const auto index = indexOfItem(*choice, words[1]);
-  if (!index) return wrongItem(*choice, words[1]);
+ExitStatus runSet(const std::string& setting, const std::string& item) {
+  const Choice* choice = findChoice(setting);
+  if (!choice) return wrongName(setting);
+  const auto index = indexOfItem(*choice, item);
+  if (!index) return wrongItem(*choice, item);
 
   CurrentInterface interface;
   if (const ExitStatus status = interface.status(); status != kDone) return status;
@@ -101,7 +73,7 @@ ExitStatus runSet(const std::vector<std::string>& words) {
                  kVX310AudioDeviceName);
     return kFailed;
   }
-  std::fprintf(stderr, "vx310ctl: the interface did not take it; %s is %s\n", words[0].c_str(),
+  std::fprintf(stderr, "vx310ctl: the interface did not take it; %s is %s\n", setting.c_str(),
                itemText(choice->items, now).c_str());
   return kFailed;
 }

@@ -15,7 +15,7 @@ namespace vx310ctl {
 
 namespace {
 
-// The panel's own query takes a device that does not answer for one whose source is automatic.
+// The panel's own query reports "automatic" for a device that does not answer.
 std::int32_t clockSource() {
   const std::int32_t source = _ioDevice ? _ioDevice->getCurrentClockSource() : kNoAnswer;
   if (source == kNoAnswer) return kNoAnswer;

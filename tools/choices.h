@@ -14,9 +14,9 @@ namespace vx310ctl {
 struct Choice {
   std::string_view name;                    // on the command line
   std::span<const std::string_view> items;  // the menu's, in its order
-  // Both act on the panel's current device. The query gives an index into the items, or another
-  // number when the interface reports what is none of them; kNoAnswer without an answer. The
-  // command gives false when it knows that nothing was set.
+  // Both act on the panel's current device. The query returns an index into the items, another
+  // number if the interface reports an unknown value, or kNoAnswer. The command returns false when
+  // it knows that nothing was set.
   std::int32_t (*query)();
   bool (*command)(std::int32_t index);
 };
@@ -25,7 +25,7 @@ inline constexpr std::int32_t kNoAnswer = -1;
 // All of them, in the order of the panel's menus.
 std::span<const Choice> choices();
 
-// Null when there is none of that name.
+// Null for an unknown name.
 const Choice* findChoice(std::string_view name);
 
 // The index that `value` means: an item's text, in any case, or its number from 0.

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tools/current_interface.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <utility>
@@ -23,8 +21,7 @@ bool isVX310(const USBDevice* device) {
 
 CurrentInterface::CurrentInterface(std::function<void(const Info&)> infoShown,
                                    std::function<void()> updated)
-    : output_(STDOUT_FILENO), infoShown_(std::move(infoShown)), updated_(std::move(updated)) {
-  const Quiet errors(STDERR_FILENO);  // what the tool says of a missing audio server suffices
+    : infoShown_(std::move(infoShown)), updated_(std::move(updated)) {
   IOInit();
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The interface that the panel would show, without a panel: the same code follows it, and what that
-// would show is told to a listener.
+// The interface that the panel would show, without a panel: the same code follows it and passes
+// what the panel would show to callbacks.
 #pragma once
 
 #include <functional>
@@ -23,19 +23,15 @@ class CurrentInterface final : private PanelReceiver {
 
   // Finds the interface that is connected now. `infoShown` is called for each info in the order
   // that the panel would show them, `updated` after each round of them; both from within this
-  // constructor and from the run loop. What the device layer prints as it works is kept off
-  // standard output for as long as this lives. One at a time.
+  // constructor and from the run loop. One at a time.
   explicit CurrentInterface(std::function<void(const Info&)> infoShown = {},
                             std::function<void()> updated = {});
   ~CurrentInterface();
   CurrentInterface(const CurrentInterface&) = delete;
   CurrentInterface& operator=(const CurrentInterface&) = delete;
 
-  // kDone; otherwise what is missing is explained on standard error, and nothing is followed any
-  // more.
+  // kDone; otherwise explains on standard error what is missing, and stops following.
   ExitStatus status();
-
-  Quiet& output() { return output_; }
 
  private:
   void Detach() override {}
@@ -44,7 +40,6 @@ class CurrentInterface final : private PanelReceiver {
   void ShowInfo(std::int32_t id, bool flag, std::int32_t value, const char* text) override;
   void FoundHardware(std::int32_t index) override;
 
-  Quiet output_;
   std::function<void(const Info&)> infoShown_;
   std::function<void()> updated_;
   CKorvelDlg bridge_{this};

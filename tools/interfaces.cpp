@@ -1,19 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "tools/interfaces.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <string_view>
 
 #include "device/discovery.h"
 #include "device/usb_device.h"
-#include "platform/posix/posix.h"
 #include "protocol/services.h"
-#include "tools/tool_bus.h"
 
 namespace vx310ctl {
 
@@ -26,6 +21,17 @@ void collect(void* context, USBDevice* device, VQAPI_CBEvent event) {
 }
 
 }  // namespace
+
+ExitStatus connectToBus(session_bus::Bus* bus) {
+  const int result = session_bus::openSessionBus(kBusLimitMs, bus);
+  if (result >= 0) return kDone;
+  if (result == -ETIMEDOUT) {
+    std::fputs("vx310ctl: the session bus does not answer\n", stderr);
+  } else {
+    std::fprintf(stderr, "vx310ctl: cannot reach the session bus: %s\n", std::strerror(-result));
+  }
+  return kFailed;
+}
 
 ExitStatus driverStatus() {
   session_bus::Bus bus;
@@ -52,7 +58,6 @@ ExitStatus driverStatus() {
 }
 
 Interfaces::Interfaces() {
-  const Quiet quiet(STDOUT_FILENO);
   GUID identity{};
   std::string_view(kVX310DriverClass).copy(identity.data(), identity.size() - 1);
   vqapiInit(collect, &devices_, identity);
@@ -67,31 +72,5 @@ Interfaces::~Interfaces() {
 }
 
 ExitStatus Interfaces::status() const { return devices_.empty() ? driverStatus() : kDone; }
-
-Quiet::Quiet(int descriptor) : descriptor_(descriptor) {
-  std::fflush(stdout);
-  kept_ = fcntl(descriptor_, F_DUPFD_CLOEXEC, 0);
-  const FileDescriptor nothing(open("/dev/null", O_WRONLY | O_CLOEXEC));
-  if (kept_ >= 0 && nothing) dup2(nothing.get(), descriptor_);
-}
-
-Quiet::~Quiet() {
-  std::fflush(stdout);
-  if (kept_ < 0) return;
-  dup2(kept_, descriptor_);
-  close(kept_);
-}
-
-void Quiet::print(const std::string& text) {
-  std::size_t written = 0;
-  while (written < text.size()) {
-    const ssize_t count = write(kept_, text.data() + written, text.size() - written);
-    if (count < 0 && errno != EINTR) {
-      std::fputs("vx310ctl: the output cannot be written\n", stderr);
-      std::exit(kFailed);
-    }
-    if (count > 0) written += static_cast<std::size_t>(count);
-  }
-}
 
 }  // namespace vx310ctl

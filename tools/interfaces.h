@@ -1,19 +1,17 @@
 // SPDX-License-Identifier: MIT
-// The connected interfaces, found by the same discovery as the panel's.
+// The session bus, and the connected interfaces as found by the same discovery as the panel's.
 #pragma once
 
-#include <cstddef>
-#include <string>
 #include <vector>
 
-#include "tools/exit_status.h"
+#include "platform/session_bus/session_bus.h"
+#include "tools/commands.h"
 
 class USBDevice;
 
 namespace vx310ctl {
 
-// Finds the interfaces that are there at its making and holds them, closed, as long as it lives.
-// One at a time.
+// Collects the interfaces present at construction and keeps their handles, unopened. One at a time.
 class Interfaces {
  public:
   Interfaces();
@@ -21,7 +19,7 @@ class Interfaces {
   Interfaces(const Interfaces&) = delete;
   Interfaces& operator=(const Interfaces&) = delete;
 
-  // In the order of their discovery.
+  // In the order of discovery.
   const std::vector<USBDevice*>& all() const { return devices_; }
 
   // kDone; or with an explanation on standard error kNoDriver when no driver service is running,
@@ -32,27 +30,15 @@ class Interfaces {
   std::vector<USBDevice*> devices_;
 };
 
-// kDone when a driver service is on the bus and answers; otherwise what is missing is explained on
-// standard error.
+// How long the bus, and one call on it, may take. Plugging in waits for the audio device to appear;
+// everything else is a matter of milliseconds.
+inline constexpr int kBusLimitMs = 2000;
+
+// Connects to the session bus. Failure is explained on standard error.
+ExitStatus connectToBus(session_bus::Bus* bus);
+
+// kDone when a driver service is on the bus and answers; otherwise explains on standard error what
+// is missing.
 ExitStatus driverStatus();
-
-// Keeps what the device layer prints as it works off standard output, which is for results, or off
-// standard error, which is for explanations.
-class Quiet {
- public:
-  // STDOUT_FILENO or STDERR_FILENO.
-  explicit Quiet(int descriptor);
-  ~Quiet();
-  Quiet(const Quiet&) = delete;
-  Quiet& operator=(const Quiet&) = delete;
-
-  // Writes a result to where the descriptor leads otherwise, at once. Ends the program when it
-  // cannot be written.
-  void print(const std::string& text);
-
- private:
-  int descriptor_;
-  int kept_;
-};
 
 }  // namespace vx310ctl

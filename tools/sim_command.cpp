@@ -1,164 +1,144 @@
 // SPDX-License-Identifier: MIT
-#include "tools/sim_command.h"
-
+// `vx310ctl sim`: the driver's virtual interfaces, reached over the session bus.
 #include <cstdio>
-#include <optional>
+#include <cstring>
 
-#include "driver/simulator/fault.h"
-#include "driver/simulator/json.h"
-#include "driver/simulator/settings.h"
-#include "driver/simulator/words.h"
 #include "protocol/services.h"
-#include "tools/sim_usage.h"
+#include "tools/commands.h"
+#include "tools/interfaces.h"
 
 namespace vx310ctl {
 
 namespace {
 
-constexpr std::uint32_t kAny32 = 0xFFFFFFFF;
+using session_bus::BusMessage;
 
-ExitStatus wrong(const std::string& problem) {
-  std::fprintf(stderr, "vx310ctl: %s\nTry 'vx310ctl sim --help'.\n", problem.c_str());
-  return kUsage;
+ExitStatus explain(const char* what) {
+  std::fprintf(stderr, "vx310ctl: %s\n", what);
+  return kFailed;
 }
 
-// The number that follows an option; nothing when none follows. `next` stands at the option.
-std::optional<std::uint32_t> optionValue(const Words& words, std::size_t& next) {
-  ++next;
-  return next < words.size() ? driver::parseNumber(words[next], kAny32) : std::nullopt;
+ExitStatus explainFailure(const char* what, int result) {
+  std::fprintf(stderr, "vx310ctl: %s: %s\n", what, std::strerror(-result));
+  return kFailed;
 }
 
-// Does `action` with a connected client.
-template <typename Action>
-ExitStatus withClient(const Action& action) {
-  SimulatorClient client;
-  const ExitStatus status = client.connect();
-  return status == kDone ? action(client) : status;
-}
-
-ExitStatus plug(std::uint32_t interface, const Words& words) {
-  const bool another = words.size() == 2 && words[1] == "--second";
-  if (words.size() > 1 && !another) return wrong("'plug' takes nothing but --second");
-  return withClient([&](SimulatorClient& client) {
-    if (!another) return client.plug(interface);
-    std::uint32_t number = 0;
-    const ExitStatus status = client.add(&number);
-    if (status == kDone) std::printf("%u\n", number);
-    return status;
-  });
-}
-
-ExitStatus unplug(std::uint32_t interface, const Words& words) {
-  if (words.size() > 1) return wrong("'unplug' takes nothing");
-  return withClient([&](SimulatorClient& client) { return client.unplug(interface); });
-}
-
-ExitStatus notify(std::uint32_t interface, const Words& words) {
-  const auto number = words.size() > 1 ? driver::parseNumber(words[1], kAny32) : std::nullopt;
-  std::optional<std::uint32_t> type = kDriverMessage;
-  std::optional<std::uint32_t> size = kDriverMessageSize;
-  bool understood = number.has_value();
-  for (std::size_t i = 2; understood && i < words.size(); ++i) {
-    if (words[i] == "--type") {
-      type = optionValue(words, i);
-    } else if (words[i] == "--size") {
-      size = optionValue(words, i);
-    } else {
-      understood = false;
-    }
-    understood = understood && type && size;
+ExitStatus explainError(const sd_bus_error& error) {
+  const auto is = [&error](const char* name) { return sd_bus_error_has_name(&error, name) != 0; };
+  if (is(SD_BUS_ERROR_SERVICE_UNKNOWN) || is(SD_BUS_ERROR_NAME_HAS_NO_OWNER)) {
+    explain("no driver service is running (start vx310-driver)");
+    return kNoDriver;
   }
-  if (!understood) return wrong("'notify' takes NUMBER [--type TYPE] [--size SIZE]");
-  return withClient(
-      [&](SimulatorClient& client) { return client.notify(interface, *number, *type, *size); });
+  if (is(SD_BUS_ERROR_UNKNOWN_OBJECT) || is(SD_BUS_ERROR_UNKNOWN_METHOD) ||
+      is(SD_BUS_ERROR_UNKNOWN_INTERFACE)) {
+    return explain("the running driver service has no virtual interfaces");
+  }
+  if (is(SD_BUS_ERROR_NO_REPLY) || is(SD_BUS_ERROR_TIMEOUT)) {
+    return explain("the driver service does not answer");
+  }
+  const char* message = error.message ? error.message : error.name;
+  if (is(SD_BUS_ERROR_INVALID_ARGS)) return wrong(message, "vx310ctl sim");
+  explain(message);
+  return is(kNoInterfaceError) ? kNoInterface : kFailed;
 }
 
-ExitStatus stall(std::uint32_t interface, const Words& fault) {
-  const auto limit = fault.size() == 2 ? driver::parseNumber(fault[1], kAny32) : std::nullopt;
-  if (fault.size() > 2 || (fault.size() == 2 && !limit)) {
-    return wrong("'fault stall' takes a number of milliseconds, or nothing");
+// Makes the call of Run. Negative errno on failure.
+int makeCall(sd_bus* bus, std::uint32_t interface, const std::vector<std::string>& words,
+             BusMessage* call) {
+  sd_bus_message* message = nullptr;
+  int result = sd_bus_message_new_method_call(bus, &message, kDriverName, kVirtualInterfacesPath,
+                                              kVirtualInterfacesInterface, kRunMethod);
+  call->reset(message);
+  // No auto-start: the user means the driver that is already running.
+  if (result >= 0) result = sd_bus_message_set_auto_start(message, 0);
+  if (result >= 0) result = sd_bus_message_append(message, "u", interface);
+  if (result >= 0) result = sd_bus_message_open_container(message, 'a', "s");
+  for (const auto& word : words) {
+    if (result >= 0) result = sd_bus_message_append(message, "s", word.c_str());
   }
-  return withClient(
-      [&](SimulatorClient& client) { return client.stall(interface, limit.value_or(0)); });
-}
-
-ExitStatus fault(std::uint32_t interface, const Words& words) {
-  const Words fault(words.begin() + 1, words.end());
-  if (!fault.empty() && fault[0] == "stall") return stall(interface, fault);
-  if (fault.size() == 1 && fault[0] == "none") {
-    return withClient([&](SimulatorClient& client) { return client.clearFaults(interface); });
-  }
-  std::string problem;
-  if (!driver::parseFault(fault, &problem)) return wrong(problem);
-  return withClient([&](SimulatorClient& client) { return client.addFault(interface, fault); });
-}
-
-ExitStatus state(std::uint32_t interface, const Words& words) {
-  const bool json = words.size() == 2 && words[1] == "--json";
-  if (words.size() > 1 && !json) return wrong("'state' takes nothing but --json");
-  std::vector<std::pair<std::string, std::string>> state;
-  const ExitStatus status =
-      withClient([&](SimulatorClient& client) { return client.state(interface, &state); });
-  if (status != kDone) return status;
-  const char* separator = "{";
-  for (const auto& [name, value] : state) {
-    if (json) {
-      std::printf("%s\"%s\": %s", separator, name.c_str(), value.c_str());
-      separator = ", ";
-    } else {
-      std::printf("%s: %s\n", name.c_str(), driver::readableJson(value).c_str());
-    }
-  }
-  if (json) std::puts("}");
-  return kDone;
-}
-
-ExitStatus list(const Words& words) {
-  if (words.size() > 1) return wrong("'list' takes nothing");
-  std::vector<SimulatorClient::Listed> interfaces;
-  const ExitStatus status =
-      withClient([&](SimulatorClient& client) { return client.list(&interfaces); });
-  for (std::size_t i = 0; i < interfaces.size(); ++i) {
-    std::printf("%zu  %s  %s\n", i, interfaces[i].plugged ? "plugged  " : "unplugged",
-                interfaces[i].productName.c_str());
-  }
-  return status;
-}
-
-ExitStatus set(std::uint32_t interface, const Words& words) {
-  // Whether the words are right does not depend on the interface.
-  driver::Model scratch;
-  std::string problem;
-  if (driver::applySetting(scratch, words, &problem) == driver::SettingResult::wrongArguments) {
-    return wrong(problem);
-  }
-  return withClient([&](SimulatorClient& client) { return client.set(interface, words); });
+  return result < 0 ? result : sd_bus_message_close_container(message);
 }
 
 }  // namespace
 
-ExitStatus runSim(const Words& given) {
-  Words words = given;
-  std::uint32_t interface = 0;
-  if (!words.empty() && words[0] == "--interface") {
-    const auto number = words.size() > 1 ? driver::parseNumber(words[1], kAny32) : std::nullopt;
-    if (!number) return wrong("--interface takes a number");
-    interface = *number;
-    words.erase(words.begin(), words.begin() + 2);
+const char* const kSimUsage =
+    "Usage: vx310ctl sim [--interface N] COMMAND\n"
+    "Moves the virtual interfaces of the running driver service. Numbers may be decimal or,\n"
+    "after 0x, hexadecimal. Interface 0 is meant unless --interface names another.\n"
+    "\n"
+    "Commands:\n"
+    "  plug [--second]          plug the interface in; with --second add another one and print\n"
+    "                           its number\n"
+    "  unplug                   unplug it; it keeps its settings\n"
+    "  list                     list the virtual interfaces\n"
+    "  state [--json]           show all that the interface knows\n"
+    "  notify NUMBER [--type TYPE] [--size SIZE]\n"
+    "                           send a driver message with this notification number, and with\n"
+    "                           another type or size word than a driver's\n"
+    "  fault none               end all faults and a stall\n"
+    "  fault stall [MS]         answer no requests for MS milliseconds, or until 'fault none'\n"
+    "  fault KIND [AMOUNT] [command NUMBER] [times COUNT | always]\n"
+    "                           spoil the answers to the next request, or the next COUNT, or all;\n"
+    "                           only to those with that command number if one is given\n"
+    "\n"
+    "Fault kinds: short [BYTES], long [BYTES], late [MS], missing, garbled, empty, close (the\n"
+    "connection instead of answering), die (the driver service is killed instead of answering),\n"
+    "hang (it is stopped instead, until it gets SIGCONT), refuse and ignore (settings: they fail,\n"
+    "or are answered but not taken).\n"
+    "\n"
+    "Settings:\n"
+    "  digital-input none|invalid|valid RATE|muted RATE\n"
+    "        what the digital input carries, with the measured rate in Hz\n"
+    "  sample-rate RATE\n"
+    "        44100, 48000, 88200 or 96000, on the internal clock\n"
+    "  clock automatic|internal|digital\n"
+    "        the chosen clock source\n"
+    "  routing in|out PAIR SOURCE\n"
+    "        a routing, as another program would set it\n"
+    "  usb 2.0|1.1\n"
+    "        the speed of the connection; the interface reconnects\n"
+    "  ids VENDOR PRODUCT\n"
+    "        the USB ids; the interface reconnects\n"
+    "  class vx310|orbek\n"
+    "        the family, with its class name and ids; the interface reconnects\n"
+    "  product-name TEXT\n"
+    "        the product's name\n"
+    "  driver-version WORD\n"
+    "        the driver's version number, for example 0x02050400\n"
+    "  firmware-version WORD\n"
+    "        the firmware's version number, for example 0x01070002\n"
+    "  firmware-known yes|no\n"
+    "        whether the driver knows that number or leaves it to be asked of the interface\n"
+    "  firmware-date TEXT\n"
+    "        the firmware's date, at most 15 characters\n"
+    "\n"
+    "Every call waits at most 2 seconds for the driver service.\n"
+    "Exit status: as of vx310ctl; see 'vx310ctl --help'.\n";
+
+ExitStatus runSim(std::uint32_t interface, const std::vector<std::string>& words) {
+  session_bus::Bus bus;
+  if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
+  BusMessage call;
+  int result = makeCall(bus.get(), interface, words, &call);
+  if (result < 0) return explainFailure("cannot ask the driver service", result);
+
+  sd_bus_error error{};
+  sd_bus_message* answer = nullptr;
+  result = sd_bus_call(bus.get(), call.get(), 0, &error, &answer);
+  const BusMessage reply(answer);
+  const char* output = nullptr;
+  ExitStatus status = kDone;
+  if (sd_bus_error_is_set(&error)) {
+    status = explainError(error);
+  } else if (result < 0) {
+    status = explainFailure("cannot reach the driver service", result);
+  } else if (sd_bus_message_read(answer, "s", &output) < 0) {
+    status = explain("the driver service answers something else");
+  } else {
+    std::fputs(output, stdout);
   }
-  if (words.empty()) return wrong("'sim' needs a command");
-  const std::string& command = words[0];
-  if (command == "--help") {
-    printSimUsage();
-    return kDone;
-  }
-  if (command == "plug") return plug(interface, words);
-  if (command == "unplug") return unplug(interface, words);
-  if (command == "notify") return notify(interface, words);
-  if (command == "fault") return fault(interface, words);
-  if (command == "state") return state(interface, words);
-  if (command == "list") return list(words);
-  return set(interface, words);
+  sd_bus_error_free(&error);
+  return status;
 }
 
 }  // namespace vx310ctl

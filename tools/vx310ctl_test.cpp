@@ -4,8 +4,10 @@
 
 #include <chrono>
 #include <csignal>
+#include <sstream>
 
 #include "driver/testing/driver_session.h"
+#include "driver/virtual_control/settings.h"
 #include "tests/support/silent_bus.h"
 
 namespace vx310ctl {
@@ -13,6 +15,7 @@ namespace {
 
 using driver::testing::ChildProcess;
 using driver::testing::DriverSession;
+using driver::testing::numberOf;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -41,7 +44,7 @@ class ControlTool : public DriverSession {
     EXPECT_EQ(errors_, "");
   }
 
-  // The state of a simulated interface, as JSON.
+  // The state of a virtual interface, as JSON.
   std::string state(const std::string& interface = "0") {
     EXPECT_EQ(run({"sim", "--interface", interface, "state", "--json"}), 0) << errors_;
     return output_;
@@ -66,12 +69,51 @@ TEST_F(ControlTool, HelpNamesTheCommandsAndTheExitStatus) {
   EXPECT_EQ(errors_, "");
 }
 
+TEST_F(ControlTool, HelpIsShownAfterEachCommandToo) {
+  EXPECT_EQ(run({"--help"}), 0);
+  const std::string help = output_;
+  for (const Words& words : {Words{"-h"}, Words{"list", "--help"}, Words{"set", "-h"}}) {
+    EXPECT_EQ(run(words), 0) << ::testing::PrintToString(words);
+    EXPECT_EQ(output_, help);
+    EXPECT_EQ(errors_, "");
+  }
+  EXPECT_EQ(run({"sim", "--interface", "1", "-h"}), 0);
+  EXPECT_THAT(output_, StartsWith("Usage: vx310ctl sim "));
+}
+
+TEST_F(ControlTool, WhatIsWrongWithTheCommandLineIsNamed) {
+  run({"dance", "list"});
+  EXPECT_EQ(errors_, "vx310ctl: there is no command 'dance'\nTry 'vx310ctl --help'.\n");
+  run({"--dance"});
+  EXPECT_EQ(errors_, "vx310ctl: there is no command '--dance'\nTry 'vx310ctl --help'.\n");
+  run({});
+  EXPECT_EQ(errors_, "vx310ctl: a command is missing\nTry 'vx310ctl --help'.\n");
+  run({"show", "list"});
+  EXPECT_EQ(errors_, "vx310ctl: 'show' takes [--json] [INDEX]\nTry 'vx310ctl --help'.\n");
+  run({"sim", "--interface", "-1", "plug"});
+  EXPECT_EQ(errors_, "vx310ctl: --interface takes a number\nTry 'vx310ctl sim --help'.\n");
+}
+
 TEST_F(ControlTool, HelpOfSimNamesCommandsFaultsAndSettings) {
   EXPECT_EQ(run({"sim", "--help"}), 0);
   for (const char* word :
        {"plug", "unplug", "notify", "fault", "stall", "state", "digital-input", "firmware-date"}) {
     EXPECT_THAT(output_, HasSubstr(word));
   }
+}
+
+TEST_F(ControlTool, HelpOfSimHasAllOfTheDriversSettings) {
+  std::string names;
+  for (const driver::SettingUsage& setting : driver::settingUsages()) {
+    names += "  " + std::string(setting.name) + " " + std::string(setting.arguments) + "\n";
+  }
+  EXPECT_EQ(run({"sim", "--help"}), 0);
+  std::string shown;
+  std::istringstream settings(output_.substr(output_.find("Settings:\n") + 10));
+  for (std::string line; std::getline(settings, line) && !line.empty();) {
+    if (!line.starts_with("   ")) shown += line + "\n";
+  }
+  EXPECT_EQ(shown, names);
 }
 
 TEST_F(ControlTool, TheVersionIsShown) {
@@ -88,18 +130,25 @@ TEST_F(ControlTool, WrongCommandLinesAreStatus2WithoutADriver) {
   expectUsageError({"get", "volume"});
   expectUsageError({"get", "clock-source", "line-output"});
   expectUsageError({"get", "--xml"});
+  expectUsageError({"get", ""});
   expectUsageError({"set"});
   expectUsageError({"set", "clock-source"});
   expectUsageError({"set", "volume", "1"});
+  expectUsageError({"set", "", "1"});
   expectUsageError({"set", "clock-source", "Sundial"});
   expectUsageError({"set", "clock-source", "2"});
   expectUsageError({"set", "clock-source", "-1"});
   expectUsageError({"set", "clock-source", "1", "now"});
   expectUsageError({"watch", "all"});
   expectUsageError({"sim"});
-  expectUsageError({"sim", "dance"});
   expectUsageError({"sim", "--interface"});
   expectUsageError({"sim", "--interface", "x", "plug"});
+}
+
+// The driver parses the words after "sim".
+TEST_F(ControlTool, WordsThatAreNoSimCommandAreStatus2) {
+  startDriver();
+  expectUsageError({"sim", "dance"});
   expectUsageError({"sim", "plug", "--third"});
   expectUsageError({"sim", "unplug", "now"});
   expectUsageError({"sim", "notify"});
@@ -111,6 +160,8 @@ TEST_F(ControlTool, WrongCommandLinesAreStatus2WithoutADriver) {
   expectUsageError({"sim", "state", "--xml"});
   expectUsageError({"sim", "list", "all"});
   expectUsageError({"sim", "sample-rate", "32000"});
+  expectUsageError({"sim", "--interface", "7", "dance"});
+  EXPECT_EQ(errors_, "vx310ctl: there is no setting 'dance'\nTry 'vx310ctl sim --help'.\n");
 }
 
 TEST_F(ControlTool, WithoutADriverTheStatusIs3) {
@@ -152,16 +203,16 @@ TEST_F(ControlTool, ShowHasAllValuesOfTheInterface) {
   startDriver();
   EXPECT_EQ(run({"show", "--json"}), 0);
   EXPECT_EQ(output_,
-            "{\"product_name\": \"VX-310\", \"vendor_id\": 32545, \"product_id\": 23826, "
-            "\"unit\": \"5D12000000000001\", \"connection\": \"USB 2.0\", "
-            "\"driver_version\": \"2.05\", \"firmware_version\": \"1.7.0\", "
-            "\"firmware_date\": \"Mar 14 2009 1.7\", \"sample_width\": \"24 bits\", "
-            "\"sample_rate\": \"48 kHz\", \"buffer_size\": 256, \"clock_source\": \"internal\", "
-            "\"clock_choice\": \"automatic\", \"digital_input\": \"no signal\", "
-            "\"digital_output_format\": \"Consumer (S/PDIF)\", \"usb1_input\": \"Analog\", "
-            "\"inputs_1_2\": \"Analog 1/2\", \"inputs_3_4\": \"Analog 3/4\", "
-            "\"inputs_5_6\": \"Digital\", \"line_outputs\": \"Playback 1/2\", "
-            "\"digital_output\": \"Playback 3/4\"}\n");
+            "{\"product_name\":\"VX-310\",\"vendor_id\":32545,\"product_id\":23826,"
+            "\"unit\":\"5D12000000000001\",\"connection\":\"USB 2.0\","
+            "\"driver_version\":\"2.05\",\"firmware_version\":\"1.7.0\","
+            "\"firmware_date\":\"Mar 14 2009 1.7\",\"sample_width\":\"24 bits\","
+            "\"sample_rate\":\"48 kHz\",\"buffer_size\":256,\"clock_source\":\"internal\","
+            "\"clock_choice\":\"automatic\",\"digital_input\":\"no signal\","
+            "\"digital_output_format\":\"Consumer (S/PDIF)\",\"usb1_input\":\"Analog\","
+            "\"inputs_1_2\":\"Analog 1/2\",\"inputs_3_4\":\"Analog 3/4\","
+            "\"inputs_5_6\":\"Digital\",\"line_outputs\":\"Playback 1/2\","
+            "\"digital_output\":\"Playback 3/4\"}\n");
 }
 
 TEST_F(ControlTool, ShowForPeopleHasNamesAndTexts) {
@@ -179,18 +230,18 @@ TEST_F(ControlTool, ShowSaysWhatThePanelSays) {
     EXPECT_THAT(output_, HasSubstr(text));
   };
   sim({"digital-input", "invalid"});
-  shows("\"digital_input\": \"no valid signal\"");
+  shows("\"digital_input\":\"no valid signal\"");
   sim({"digital-input", "muted", "96000"});
-  shows("\"digital_input\": \"muted 96 kHz\"");
+  shows("\"digital_input\":\"muted 96 kHz\"");
   sim({"digital-input", "valid", "44150"});
-  shows("\"digital_input\": \"valid 44.1 kHz\"");
-  shows("\"clock_source\": \"digital input\"");
-  shows("\"sample_rate\": \"44.1 kHz\"");
+  shows("\"digital_input\":\"valid 44.1 kHz\"");
+  shows("\"clock_source\":\"digital input\"");
+  shows("\"sample_rate\":\"44.1 kHz\"");
   sim({"clock", "internal"});
-  shows("\"digital_input\": \"unavailable\"");
-  shows("\"clock_source\": \"internal\"");
+  shows("\"digital_input\":\"unavailable\"");
+  shows("\"clock_source\":\"internal\"");
   sim({"usb", "1.1"});
-  shows("\"connection\": \"USB 1.1 (unsupported) \"");
+  shows("\"connection\":\"USB 1.1 (unsupported) \"");
 }
 
 TEST_F(ControlTool, AnInterfaceThatDoesNotAnswerIsStatus1) {
@@ -204,12 +255,12 @@ TEST_F(ControlTool, AnInterfaceThatDoesNotAnswerIsStatus1) {
   EXPECT_EQ(run({"show"}), 0) << errors_;
 }
 
-TEST_F(ControlTool, ASettingThatTheInterfaceDoesNotReportIsStatus1AndUnknownToWatch) {
+TEST_F(ControlTool, AnUnreportedSettingIsStatus1AndShownAsUnknownByWatch) {
   startDriver();
-  for (const auto& [setting, command] :
-       {std::pair("clock-source", "15"), std::pair("digital-output-format", "27")}) {
+  for (const auto& [setting, command] : {std::pair("clock-source", kGetCurrentClockSource),
+                                         std::pair("digital-output-format", kGetDigitalOutMode)}) {
     sim({"fault", "none"});
-    sim({"fault", "missing", "command", command, "always"});
+    sim({"fault", "missing", "command", numberOf(command), "always"});
     EXPECT_EQ(run({"get", setting}), 1) << setting;
     EXPECT_EQ(run({"set", setting, "0"}), 1) << setting;
     EXPECT_EQ(output_, "");
@@ -235,7 +286,8 @@ TEST_F(ControlTool, GetShowsOneSettingOrAllOfThem) {
             "clock-source:           Automatic\n"
             "digital-output-format:  Consumer (S/PDIF)\n");
   EXPECT_EQ(run({"get", "--json", "line-output"}), 0);
-  EXPECT_EQ(output_, "{\"line-output\": {\"index\": 0, \"item\": \"Playback 1/2\"}}\n");
+  EXPECT_EQ(output_, R"({"line-output":{"index":0,"item":"Playback 1/2"}})"
+                     "\n");
 }
 
 TEST_F(ControlTool, SetTakesAnItemsTextInAnyCaseOrItsNumber) {
@@ -249,14 +301,14 @@ TEST_F(ControlTool, SetTakesAnItemsTextInAnyCaseOrItsNumber) {
   }
 }
 
-TEST_F(ControlTool, WrongSettingsAndItemsAreAnsweredWithTheRightOnes) {
+TEST_F(ControlTool, WrongSettingsAndItemsAreAnsweredWithTheValidOnes) {
   expectUsageError({"set", "volume", "1"});
   EXPECT_THAT(errors_, HasSubstr("\n  digital-output-format\n"));
   expectUsageError({"set", "digital-output-format", "optical"});
   EXPECT_THAT(errors_, HasSubstr("\n  0  Consumer (S/PDIF)\n  1  Professional (AES3)\n"));
 }
 
-TEST_F(ControlTool, ASettingThatTheInterfaceDoesNotTakeIsStatus1) {
+TEST_F(ControlTool, ASettingThatTheInterfaceIgnoresOrRefusesIsStatus1) {
   startDriver();
   sim({"fault", "ignore", "always"});
   EXPECT_EQ(run({"set", "digital-output-format", "1"}), 1);
@@ -313,11 +365,11 @@ TEST_F(ControlTool, WatchHasALineForEachEvent) {
   EXPECT_EQ(watch.readLine(), "disconnected");
 }
 
-TEST_F(ControlTool, WatchShowsASettingThatADriverDoesNotReportAsUnknown) {
+TEST_F(ControlTool, WatchShowsUnreportedSettingsAsUnknown) {
   startDriver();
   ChildProcess watch({VX310_CTL, "watch"}, environment());
   EXPECT_THAT(watch.readLine(), StartsWith("connected"));
-  sim({"fault", "hang", "command", "27"});  // the output format, after which come the routings
+  sim({"fault", "hang", "command", numberOf(kGetDigitalOutMode)});  // then come the routings
   sim({"digital-input", "valid", "48000"});
   EXPECT_EQ(watch.readLine(),
             "changed clock: digital input; digital-input: valid 48 kHz; input-1-2: unknown; "
@@ -343,7 +395,7 @@ TEST_F(ControlTool, PlugAndUnplug) {
   EXPECT_THAT(services(), IsEmpty());
 }
 
-TEST_F(ControlTool, ASecondInterfaceHasItsNumberPrinted) {
+TEST_F(ControlTool, PlugSecondPrintsTheNumberOfTheNewInterface) {
   startDriver();
   EXPECT_EQ(run({"sim", "plug", "--second"}), 0);
   EXPECT_EQ(output_, "1\n");
@@ -359,9 +411,9 @@ TEST_F(ControlTool, SettingsChangeTheState) {
   sim({"routing", "in", "0", "3"});
   sim({"driver-version", "0x01020300"});
   const std::string json = state();
-  EXPECT_THAT(json, HasSubstr("\"sampleRate\": 88200"));
-  EXPECT_THAT(json, HasSubstr("\"routingIn\": [3, 1, 2]"));
-  EXPECT_THAT(json, HasSubstr("\"driverVersion\": 16909056"));
+  EXPECT_THAT(json, HasSubstr("\"sampleRate\":88200"));
+  EXPECT_THAT(json, HasSubstr("\"routingIn\":[3,1,2]"));
+  EXPECT_THAT(json, HasSubstr("\"driverVersion\":16909056"));
 }
 
 TEST_F(ControlTool, StateForPeopleHasALineForEachValue) {
@@ -371,13 +423,31 @@ TEST_F(ControlTool, StateForPeopleHasALineForEachValue) {
   EXPECT_THAT(output_, StartsWith("plugged: true\n"));
 }
 
-TEST_F(ControlTool, NamesAreShownAsTheyAre) {
+TEST_F(ControlTool, NamesAreShownUnchanged) {
   startDriver();
   sim({"product-name", "\"Gr\u00fcn\" \\ 310"});
   EXPECT_EQ(run({"show", "--json"}), 0) << errors_;
-  EXPECT_THAT(output_, HasSubstr("\"product_name\": \"\\\"Gr\u00fcn\\\" \\\\ 310\""));
+  EXPECT_THAT(output_, HasSubstr("\"product_name\":\"\\\"Gr\u00fcn\\\" \\\\ 310\""));
   EXPECT_EQ(run({"sim", "state"}), 0) << errors_;
   EXPECT_THAT(output_, HasSubstr("\nproductName: \"Gr\u00fcn\" \\ 310\n"));
+}
+
+TEST_F(ControlTool, WordsAfterASimCommandReachTheDriverUnchanged) {
+  startDriver();
+  for (const char* word : {"--help", "-h", "--json", "--interface", "--", "-1", "list", ""}) {
+    sim({"product-name", word});
+    EXPECT_THAT(state(), HasSubstr("\"productName\":\"" + std::string(word) + "\""));
+  }
+}
+
+TEST_F(ControlTool, AnInterfaceOrIndexMayBeHexadecimal) {
+  startDriver({"--count", "2"});
+  EXPECT_EQ(run({"show", "0x1"}), 0) << errors_;
+  EXPECT_THAT(output_, HasSubstr("5D12000000000002"));
+  EXPECT_EQ(run({"show", "--json", "1"}), 0) << errors_;
+  EXPECT_THAT(output_, HasSubstr("5D12000000000002"));
+  sim({"--interface", "0x1", "unplug"});
+  EXPECT_THAT(services(), SizeIs(1));
 }
 
 TEST_F(ControlTool, IdsAndClassReconnectTheInterface) {

@@ -1,30 +1,26 @@
 // SPDX-License-Identifier: MIT
-#include "tools/watch_command.h"
-
-#include <unistd.h>
-
+// `vx310ctl watch`: prints a line for each event of the interface.
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
-#include "driver/simulator/json.h"
 #include "io/driver_events.h"
 #include "platform/run_loop/run_loop.h"
 #include "tools/choices.h"
+#include "tools/commands.h"
 #include "tools/current_interface.h"
-#include "tools/messages.h"
-#include "tools/tool_bus.h"
 
 namespace vx310ctl {
 
 namespace {
 
-// The longest that the run loop is asked to run in one go; it is asked again.
+// The run loop runs in slices of this length.
 constexpr double kOneHour = 3600;
 
-// What is watched of an interface: names and texts in the order in which they are printed.
+// The watched values of an interface: names and texts in printing order.
 using Values = std::vector<std::pair<std::string, std::string>>;
 
 struct Field {
@@ -39,7 +35,7 @@ constexpr Field kFields[] = {
     {kInfoDigitalInputStatus, "digital-input"},
 };
 
-// Stops the run loop when the session bus goes away, of which discovery says nothing.
+// Stops the run loop when the session bus goes away, which discovery does not report.
 class BusEnd final : public CFRunLoopSource {
  public:
   explicit BusEnd(session_bus::Bus bus) : bus_(std::move(bus)) {}
@@ -100,16 +96,15 @@ class Watch {
   }
 
   void print(const char* event, const Values& values) {
-    std::string line = json_ ? "{\"event\": " + driver::jsonText(event) : event;
+    nlohmann::ordered_json object = {{"event", event}};
+    std::string line = event;
     const char* separator = " ";
     for (const auto& [name, text] : values) {
-      if (json_) {
-        line += ", " + driver::jsonText(name) + ": " + driver::jsonText(text);
-      } else {
-        line += std::exchange(separator, "; ") + name + ": " + text;
-      }
+      object[name] = text;
+      line += std::exchange(separator, "; ") + name + ": " + text;
     }
-    interface_.output().print(line + (json_ ? "}\n" : "\n"));
+    std::fputs((json_ ? lineOf(object) : line + "\n").c_str(), stdout);
+    if (std::fflush(stdout) != 0) CFRunLoopStop(CFRunLoopGetCurrent());
   }
 
   bool json_;
@@ -122,21 +117,19 @@ class Watch {
 
 }  // namespace
 
-ExitStatus runWatch(const std::vector<std::string>& words) {
-  const bool json = words.size() == 1 && words[0] == "--json";
-  if (!words.empty() && !json) return wrong("'watch' takes [--json]");
+ExitStatus runWatch(bool json) {
   session_bus::Bus bus;
   if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
   {
     const Watch watch(json);
     const auto busEnd = std::make_shared<BusEnd>(std::move(bus));
     CFRunLoopAddSource(CFRunLoopGetCurrent(), busEnd, kCFRunLoopDefaultMode);
-    const Quiet errors(STDERR_FILENO);  // an audio server's coming and going is not watched
-    while (!CFRunLoopRunInMode(kCFRunLoopDefaultMode, kOneHour)) {
+    // Output that cannot be written ends it, too; main() explains that.
+    while (std::ferror(stdout) == 0 && !CFRunLoopRunInMode(kCFRunLoopDefaultMode, kOneHour)) {
     }
     CFRunLoopRemoveSource(CFRunLoopGetCurrent(), busEnd, kCFRunLoopDefaultMode);
   }
-  std::fputs("vx310ctl: the session bus has gone\n", stderr);
+  if (std::ferror(stdout) == 0) std::fputs("vx310ctl: the session bus has gone\n", stderr);
   return kFailed;
 }
 

@@ -20,6 +20,7 @@
 #include "platform/clock/memory/memory_clock.h"
 #include "platform/device_registry/memory/memory_registry.h"
 #include "platform/files/memory/memory_files.h"
+#include "platform/log/memory/memory_log.h"
 #include "platform/preferences/memory/memory_preferences.h"
 #include "platform/run_loop/manual/manual_run_loop.h"
 #include "platform/toolkit/recording/recording_toolkit.h"

@@ -13,15 +13,15 @@ namespace driver {
 
 class AudioGraph {
  public:
-  // The server need not run. Nothing is connected before there is a node.
+  // The server need not run. Connects when the first node is made.
   AudioGraph();
   // All nodes must be gone.
   ~AudioGraph();
   AudioGraph(const AudioGraph&) = delete;
   AudioGraph& operator=(const AudioGraph&) = delete;
 
-  // Readable while there is work for dispatch(); the same for the life of the object, which keeps
-  // it. -1 when PipeWire's client library could not be set up: then no node ever appears.
+  // Readable while there is work for dispatch(). Owned by the object and the same for its life. -1
+  // when PipeWire's client library could not be set up: then no node ever appears.
   int descriptor() const;
 
   // Does the work that is ready; never waits.

@@ -52,7 +52,7 @@ class AudioGraph::Impl {
   std::vector<GraphMember*> changed_;
   pw_core* core_ = nullptr;
 
-  // In the order of their making: each works on those above it.
+  // In the order of construction: each uses those above it.
   pipewire::Library library_;
   std::unique_ptr<pw_loop, LoopDeleter> loop_{pw_loop_new(nullptr)};
   std::optional<pipewire::Connection> connection_;

@@ -15,7 +15,7 @@ namespace driver {
 // other.
 class Loopback {
  public:
-  // Which capture pairs give back the playback.
+  // The capture pairs that carry the playback.
   void setRoutings(const RoutingRecords& records);
 
   // Fills one period of `frames` samples a channel. A pair whose source is the loopback gets what

@@ -7,7 +7,7 @@ namespace driver {
 
 namespace {
 
-// How long an interface waits for its audio device to be there before it appears without it.
+// An interface is published without its audio device once it has waited for it this long.
 constexpr std::chrono::milliseconds kAudioServerPatience{250};
 
 RoutingRecords recordsOf(const Routings& routings) {
@@ -55,7 +55,7 @@ void AudioDevice::update() {
   if (node_) node_->setRoutings(recordsOf(interface_.registryEntry().routings));
 }
 
-// A routing that is taken comes back by update(); one that is not is shown again by the node.
+// An accepted routing comes back through update(); after a rejected one the node shows the old one.
 void AudioDevice::routingWritten(const RoutingRecord& routing) {
   interface_.setRouting(routing.input != 0, routing.pair, routing.value);
 }

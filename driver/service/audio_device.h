@@ -19,14 +19,14 @@ class AudioDevice {
   AudioDevice(const AudioDevice&) = delete;
   AudioDevice& operator=(const AudioDevice&) = delete;
 
-  // Publishes the device and calls `ready` once others can find it, or once it is no use waiting
-  // any longer: without an audio server it appears when one comes. May call `ready` at once.
+  // Publishes the device and calls `ready` once others can find it or after a time-out: without an
+  // audio server the device appears when a server starts. May call `ready` at once.
   void publish(std::function<void()> ready);
 
-  // Takes the device away. `ready` is not called any more.
+  // Removes the device. A pending `ready` is not called.
   void withdraw();
 
-  // The interface's routings may be others now.
+  // Call when the interface's routings may have changed.
   void update();
 
  private:

@@ -118,39 +118,39 @@ class DriverAudioDevice : public DriverSession {
   static inline std::unique_ptr<test_support::PipeWireServer> server_;
 };
 
-TEST_F(DriverAudioDevice, IsThereWhenTheInterfaceIs) {
+TEST_F(DriverAudioDevice, ExistsWhileTheInterfaceIsPublished) {
   startDriver();
   EXPECT_THAT(DeviceList().waitFor("VX-310", 1), SizeIs(1));
 }
 
-TEST_F(DriverAudioDevice, EachInterfaceHasItsOwn) {
+TEST_F(DriverAudioDevice, EveryInterfaceHasOne) {
   startDriver({"--count", "2"});
   DeviceList list;
   EXPECT_THAT(list.waitFor("VX-310", 2), SizeIs(2));
-  simulate("Unplug", 0);
+  control({"unplug"});
   EXPECT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
 }
 
-TEST_F(DriverAudioDevice, GoesWithTheInterface) {
+TEST_F(DriverAudioDevice, DisappearsWithTheInterface) {
   startDriver();
   DeviceList list;
   ASSERT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
-  simulate("Unplug", 0);
+  control({"unplug"});
   EXPECT_THAT(list.waitFor("VX-310", 0), IsEmpty());
-  simulate("Plug", 0);
+  control({"plug"});
   EXPECT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
 }
 
-TEST_F(DriverAudioDevice, TheSiblingFamilyHasNone) {
+TEST_F(DriverAudioDevice, AnInterfaceOfTheSiblingFamilyHasNoAudioDevice) {
   startDriver();
   DeviceList list;
   ASSERT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
-  set({"class", "orbek"});
+  control({"class", "orbek"});
   EXPECT_THAT(list.waitFor("VX-310", 0), IsEmpty());
   EXPECT_THAT(services(), SizeIs(1));
 }
 
-TEST_F(DriverAudioDevice, ARoutingWrittenThereIsTheInterfaces) {
+TEST_F(DriverAudioDevice, ARoutingWrittenToItReachesTheInterface) {
   startDriver();
   const auto devices = DeviceList().waitFor("VX-310", 1);
   ASSERT_THAT(devices, SizeIs(1));
@@ -161,7 +161,7 @@ TEST_F(DriverAudioDevice, ARoutingWrittenThereIsTheInterfaces) {
   EXPECT_THAT(messages_, SizeIs(1));
 }
 
-TEST_F(DriverAudioDevice, ARoutingOutOfRangeIsNotTaken) {
+TEST_F(DriverAudioDevice, ARoutingOutOfRangeIsRejected) {
   startDriver();
   const auto devices = DeviceList().waitFor("VX-310", 1);
   ASSERT_THAT(devices, SizeIs(1));
@@ -173,7 +173,7 @@ TEST_F(DriverAudioDevice, ARoutingOutOfRangeIsNotTaken) {
   EXPECT_THAT(messages_, IsEmpty());
 }
 
-TEST_F(DriverAudioDevice, ARoutingSetByARecordShowsThere) {
+TEST_F(DriverAudioDevice, ShowsARoutingSetByARecord) {
   startDriver();
   const auto devices = DeviceList().waitFor("VX-310", 1);
   ASSERT_THAT(devices, SizeIs(1));
@@ -186,13 +186,13 @@ TEST_F(DriverAudioDevice, ARoutingSetByARecordShowsThere) {
 }
 
 // More than a user may have of the system's watches.
-TEST_F(DriverAudioDevice, ManyInterfacesHaveOneEachAndShareOneWatchOfTheServer) {
+TEST_F(DriverAudioDevice, TwoHundredAudioDevicesShareOneFileWatch) {
   startDriver({"--count", "200"});
   EXPECT_THAT(DeviceList().waitFor("VX-310", 200), SizeIs(200));
   EXPECT_EQ(test_support::countOpenFiles(driver().pid(), "anon_inode:inotify"), 1u);
 }
 
-TEST_F(DriverAudioDevice, AppearsAgainWithEachInterfacesOwnAfterTheAudioServerDied) {
+TEST_F(DriverAudioDevice, ReappearsForEveryInterfaceWhenTheAudioServerRestarts) {
   startDriver({"--count", "3"});
   DeviceList list;
   ASSERT_THAT(list.waitFor("VX-310", 3), SizeIs(3));
@@ -202,7 +202,7 @@ TEST_F(DriverAudioDevice, AppearsAgainWithEachInterfacesOwnAfterTheAudioServerDi
   EXPECT_THAT(list.waitFor("VX-310", 3), SizeIs(3));
 }
 
-TEST_F(DriverAudioDevice, AppearsWhenTheAudioServerComesLater) {
+TEST_F(DriverAudioDevice, AppearsWhenTheAudioServerStartsLater) {
   server_->stop();
   startDriver();
   EXPECT_THAT(services(), SizeIs(1));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Owners for what the event loop's library hands out, beside those of the bus.
+// Owners of sd-event handles, beside those of the session bus.
 #pragma once
 
 #include <systemd/sd-event.h>
@@ -20,7 +20,7 @@ struct EventRelease {
   void operator()(sd_event_source* source) const { sd_event_source_disable_unref(source); }
 };
 using Event = std::unique_ptr<sd_event, EventRelease>;
-// Its callback is not called any more once it is gone; it may go from inside that callback.
+// Destroying it stops the callback and is allowed inside it.
 using EventSource = std::unique_ptr<sd_event_source, EventRelease>;
 
 }  // namespace driver

@@ -2,11 +2,50 @@
 #include "driver/service/publication.h"
 
 #include <algorithm>
+#include <array>
 
-#include "driver/service/registry_properties.h"
 #include "protocol/services.h"
 
 namespace driver {
+
+namespace {
+
+int appendRoutings(sd_bus_message* message, const Routings& routings) {
+  return sd_bus_message_append(message, "{sv}", kRoutingsKey, "a{sv}", 5,  // five entries
+                               routingKey(false, 0).c_str(), "i", routings.outputs[0],  //
+                               routingKey(false, 1).c_str(), "i", routings.outputs[1],  //
+                               routingKey(true, 0).c_str(), "i", routings.inputs[0],    //
+                               routingKey(true, 1).c_str(), "i", routings.inputs[1],    //
+                               routingKey(true, 2).c_str(), "i", routings.inputs[2]);
+}
+
+// Appends the unique id as 8 bytes.
+int appendUid(sd_bus_message* message, std::uint64_t uid) {
+  std::array<std::uint8_t, 8> bytes{};
+  wire::store(bytes, 0, uid);
+  int result = sd_bus_message_open_container(message, 'e', "sv");
+  if (result >= 0) result = sd_bus_message_append(message, "s", kOrbekUidKey);
+  if (result >= 0) result = sd_bus_message_open_container(message, 'v', "ay");
+  if (result >= 0) result = sd_bus_message_append_array(message, 'y', bytes.data(), bytes.size());
+  if (result >= 0) result = sd_bus_message_close_container(message);
+  if (result >= 0) result = sd_bus_message_close_container(message);
+  return result;
+}
+
+// Appends the registry properties as an a{sv}. Negative errno on failure.
+int appendRegistryProperties(sd_bus_message* message, const RegistryEntry& entry) {
+  int result = sd_bus_message_open_container(message, 'a', "{sv}");
+  if (result >= 0) {
+    result = sd_bus_message_append(message, "{sv}{sv}{sv}", kVendorIdKey, "q", entry.vendorId,
+                                   kProductIdKey, "q", entry.productId, kProductNameKey, "s",
+                                   entry.productName.c_str());
+  }
+  if (result >= 0) result = appendRoutings(message, entry.routings);
+  if (result >= 0 && entry.orbekUid) result = appendUid(message, *entry.orbekUid);
+  return result < 0 ? result : sd_bus_message_close_container(message);
+}
+
+}  // namespace
 
 const sd_bus_vtable Publication::kVtable[] = {
     SD_BUS_VTABLE_START(0),
@@ -75,7 +114,7 @@ void Publication::setPaused(bool paused) {
   for (const auto& connection : connections_) connection->setPaused(paused);
 }
 
-void Publication::connectionClosed(Connection* connection) {
+void Publication::connectionClosed(ClientConnection* connection) {
   context_.connections -= std::erase_if(
       connections_, [connection](const auto& open) { return open.get() == connection; });
 }
@@ -93,7 +132,7 @@ int Publication::onOpen(sd_bus_message* call, void* self, sd_bus_error* error) {
   FileDescriptor client;
   auto connection =
       context.connections < ServiceContext::kMaximumConnections
-          ? Connection::open(context.event, publication->handler_, *publication, &client)
+          ? ClientConnection::open(context.event, publication->handler_, *publication, &client)
           : nullptr;
   if (!connection) {
     return sd_bus_error_set(error, SD_BUS_ERROR_LIMITS_EXCEEDED, "Too many open connections");

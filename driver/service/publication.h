@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "driver/service/connection.h"
+#include "driver/service/client_connection.h"
 #include "driver/service/service_context.h"
 
 namespace driver {
@@ -16,28 +16,27 @@ class Publication final : private ConnectionOwner {
  public:
   class Owner {
    public:
-    // A request made the interface leave the bus. Must not destroy the publication.
+    // A request made the interface leave the USB bus. Must not destroy the publication.
     virtual void interfaceLeft() = 0;
 
    protected:
     ~Owner() = default;
   };
 
-  // Null when the bus does not take the object. All arguments must outlive the publication.
+  // Null when the bus rejects the object. All arguments must outlive the publication.
   static std::unique_ptr<Publication> publish(ServiceContext& context, Interface& interface,
                                               RequestHandler& handler, Owner& owner);
-  // Takes the object away, then closes the connections.
+  // Removes the object, then closes the connections.
   ~Publication();
   Publication(const Publication&) = delete;
   Publication& operator=(const Publication&) = delete;
 
   const std::string& path() const { return path_; }
 
-  // Tells clients about a change: first the properties, when they are others than before, then the
-  // driver message with this number.
+  // Announces a change: the properties, if they changed, then the driver message with this number.
   void announce(std::uint32_t notification);
 
-  // Sends one driver message of any type, with an argument that says this of its own size.
+  // Sends one driver message of any type; `sizeWord` is the size that its argument claims.
   void sendMessage(std::uint32_t type, std::uint32_t sizeWord, std::uint32_t notification);
 
   // While paused, no connection answers; those opened meanwhile do not either.
@@ -46,7 +45,7 @@ class Publication final : private ConnectionOwner {
  private:
   Publication(ServiceContext& context, Interface& interface, RequestHandler& handler, Owner& owner);
 
-  void connectionClosed(Connection* connection) override;
+  void connectionClosed(ClientConnection* connection) override;
   void interfaceLeft() override { owner_.interfaceLeft(); }
 
   static const sd_bus_vtable kVtable[];
@@ -65,7 +64,7 @@ class Publication final : private ConnectionOwner {
   Owner& owner_;
   RegistryEntry announced_;
   BusSlot slot_;
-  std::vector<std::unique_ptr<Connection>> connections_;
+  std::vector<std::unique_ptr<ClientConnection>> connections_;
   bool paused_ = false;
 };
 

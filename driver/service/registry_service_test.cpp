@@ -5,6 +5,7 @@
 #include <csignal>
 
 #include "driver/testing/driver_session.h"
+#include "protocol/services.h"
 #include "tests/support/silent_bus.h"
 
 namespace driver {
@@ -24,8 +25,8 @@ class RegistryService : public DriverSession {
  protected:
   // A driver's own message with this notification number.
   static std::vector<std::uint8_t> argument(std::uint8_t notification) {
-    std::vector<std::uint8_t> bytes(36);
-    bytes[0] = 36;
+    std::vector<std::uint8_t> bytes(kDriverMessageSize);
+    bytes[0] = kDriverMessageSize;
     bytes[4] = notification;
     return bytes;
   }
@@ -44,7 +45,7 @@ class RegistryService : public DriverSession {
   std::string errors_;
 };
 
-TEST_F(RegistryService, WhoFindsTheNameFindsTheInterface) {
+TEST_F(RegistryService, PublishesTheInterfaceBeforeItOwnsItsName) {
   startDriver();
   const auto all = services();
   ASSERT_THAT(all, SizeIs(1));
@@ -65,36 +66,46 @@ TEST_F(RegistryService, UnpluggedItStartsWithoutAnInterface) {
 
 TEST_F(RegistryService, PluggingAddsAnObjectAndUnpluggingRemovesIt) {
   startDriver({"--unplugged"});
-  EXPECT_EQ(simulate("Plug", 0), "");
+  EXPECT_EQ(control({"plug"}), "");
   catchUp();
   const std::string path = onlyService();
   EXPECT_THAT(added_, ElementsAre(path));
-  EXPECT_EQ(simulate("Unplug", 0), "");
+  EXPECT_EQ(control({"unplug"}), "");
   catchUp();
   EXPECT_THAT(removed_, ElementsAre(path));
   EXPECT_THAT(services(), IsEmpty());
 }
 
-TEST_F(RegistryService, APathIsNotUsedTwice) {
+TEST_F(RegistryService, APathIsNeverReused) {
   startDriver();
   const std::string first = onlyService();
-  simulate("Unplug", 0);
-  simulate("Plug", 0);
+  control({"unplug"});
+  control({"plug"});
   EXPECT_NE(onlyService(), first);
 }
 
-TEST_F(RegistryService, PluggingWhatIsPluggedInChangesNothing) {
+TEST_F(RegistryService, PluggingInAPluggedInterfaceChangesNothing) {
   startDriver();
   const std::string path = onlyService();
-  EXPECT_EQ(simulate("Plug", 0), "");
+  EXPECT_EQ(control({"plug"}), "");
   EXPECT_EQ(onlyService(), path);
 }
 
 TEST_F(RegistryService, ASecondInterfaceStandsBesideTheFirst) {
   startDriver({"--count", "2"});
   EXPECT_THAT(services(), SizeIs(2));
-  EXPECT_EQ(simulate("Unplug", 1), "");
+  EXPECT_EQ(control({"unplug"}, 1), "");
   EXPECT_THAT(services(), SizeIs(1));
+}
+
+TEST_F(RegistryService, TheLastOfCountAndUnpluggedWins) {
+  startDriver({"--count", "1", "--unplugged", "--count", "2"});
+  EXPECT_THAT(services(), SizeIs(2));
+  driver().signal(SIGTERM);
+  EXPECT_EQ(driver().wait(), 0);
+  EXPECT_TRUE(waitUntil([this] { return !nameOwned_; }));
+  startDriver({"--count", "2", "--unplugged"});
+  EXPECT_THAT(services(), IsEmpty());
 }
 
 TEST_F(RegistryService, TwoHundredInterfacesAllAnswer) {
@@ -111,20 +122,17 @@ TEST_F(RegistryService, TwoHundredInterfacesAllAnswer) {
 TEST_F(RegistryService, AChangeFromOutsideSendsADriverMessage) {
   startDriver();
   const std::string path = onlyService();
-  EXPECT_EQ(set({"digital-input", "invalid"}), "");
+  EXPECT_EQ(control({"digital-input", "invalid"}), "");
   catchUp();
   ASSERT_THAT(messages_, SizeIs(1));
   EXPECT_EQ(messages_[0].path, path);
   EXPECT_EQ(messages_[0].type, 0xe0000130u);
-  EXPECT_EQ(messages_[0].argument, argument(49));
+  EXPECT_EQ(messages_[0].argument, argument(kDigitalInputChanged));
 }
 
 TEST_F(RegistryService, AnyNotificationNumberCanBeSent) {
   startDriver();
-  const std::string error = simulate("Notify", 0, [](sd_bus_message* message) {
-    sd_bus_message_append(message, "uuu", 35u, 0xe0000130u, 36u);
-  });
-  EXPECT_EQ(error, "");
+  EXPECT_EQ(control({"notify", "35"}), "");
   catchUp();
   ASSERT_THAT(messages_, SizeIs(1));
   EXPECT_EQ(messages_[0].argument, argument(35));
@@ -139,12 +147,12 @@ TEST_F(RegistryService, ARoutingSetByARecordChangesTheProperties) {
   EXPECT_THAT(propertiesChanged_, ElementsAre(path));
   EXPECT_EQ(services()[path].numbers["RoutingIn2"], 3);
   ASSERT_THAT(messages_, SizeIs(1));
-  EXPECT_EQ(messages_[0].argument, argument(56));
+  EXPECT_EQ(messages_[0].argument, argument(kOptionsChanged));
 }
 
-TEST_F(RegistryService, AChangeThatIsNoPropertyLeavesThePropertiesAlone) {
+TEST_F(RegistryService, AChangedSampleRateIsNotAnnouncedAsAPropertyChange) {
   startDriver();
-  set({"sample-rate", "96000"});
+  control({"sample-rate", "96000"});
   catchUp();
   EXPECT_THAT(messages_, SizeIs(1));
   EXPECT_THAT(propertiesChanged_, IsEmpty());
@@ -153,7 +161,7 @@ TEST_F(RegistryService, AChangeThatIsNoPropertyLeavesThePropertiesAlone) {
 TEST_F(RegistryService, OtherIdsReconnectTheInterface) {
   startDriver();
   const std::string before = onlyService();
-  EXPECT_EQ(set({"ids", "0x7F21", "0x5D13"}), "");
+  EXPECT_EQ(control({"ids", "0x7F21", "0x5D13"}), "");
   catchUp();
   EXPECT_THAT(removed_, ElementsAre(before));
   const std::string after = onlyService();
@@ -164,10 +172,10 @@ TEST_F(RegistryService, OtherIdsReconnectTheInterface) {
 TEST_F(RegistryService, AnotherSpeedReconnectsTheInterfaceAndTheSameSpeedDoesNot) {
   startDriver();
   const std::string before = onlyService();
-  EXPECT_EQ(set({"usb", "2.0"}), "");
+  EXPECT_EQ(control({"usb", "2.0"}), "");
   catchUp();
   EXPECT_THAT(removed_, IsEmpty());
-  EXPECT_EQ(set({"usb", "1.1"}), "");
+  EXPECT_EQ(control({"usb", "1.1"}), "");
   catchUp();
   EXPECT_THAT(removed_, ElementsAre(before));
   EXPECT_NE(onlyService(), before);
@@ -175,16 +183,16 @@ TEST_F(RegistryService, AnotherSpeedReconnectsTheInterfaceAndTheSameSpeedDoesNot
 
 TEST_F(RegistryService, IdsOfAnUnpluggedInterfaceShowWhenItIsPluggedIn) {
   startDriver();
-  simulate("Unplug", 0);
-  set({"ids", "1", "2"});
+  control({"unplug"});
+  control({"ids", "1", "2"});
   EXPECT_THAT(services(), IsEmpty());
-  simulate("Plug", 0);
+  control({"plug"});
   EXPECT_EQ(services().begin()->second.numbers["idVendor"], 1);
 }
 
 TEST_F(RegistryService, TheSiblingFamilyPublishesItsClassIdsAndUid) {
   startDriver();
-  EXPECT_EQ(set({"class", "orbek"}), "");
+  EXPECT_EQ(control({"class", "orbek"}), "");
   const auto all = services();
   ASSERT_THAT(all, SizeIs(1));
   auto service = all.begin()->second;
@@ -194,19 +202,18 @@ TEST_F(RegistryService, TheSiblingFamilyPublishesItsClassIdsAndUid) {
   EXPECT_THAT(service.orbekUid, ElementsAre(1, 0, 0, 0, 0, 0, 0x12, 0x5D));
 }
 
-TEST_F(RegistryService, AnInterfaceThatIsNotThereCannotBeMoved) {
+TEST_F(RegistryService, CommandsForUnknownOrUnpluggedInterfacesFail) {
   startDriver();
-  EXPECT_EQ(simulate("Unplug", 1), "com.vantrel.Simulator1.Error.NoInterface");
-  simulate("Unplug", 0);
-  EXPECT_EQ(simulate("Stall", 0, [](sd_bus_message* m) { sd_bus_message_append(m, "u", 0u); }),
-            "com.vantrel.Simulator1.Error.NotPlugged");
+  EXPECT_EQ(control({"unplug"}, 1), "com.vantrel.VirtualInterfaces1.Error.NoInterface");
+  control({"unplug"});
+  EXPECT_EQ(control({"fault", "stall"}), "com.vantrel.VirtualInterfaces1.Error.NotPlugged");
 }
 
 TEST_F(RegistryService, WrongSettingsAndFaultsAreRefused) {
   startDriver();
-  EXPECT_EQ(set({"sample-rate", "32000"}), "org.freedesktop.DBus.Error.InvalidArgs");
-  EXPECT_EQ(set({"clock", "digital"}), "com.vantrel.Simulator1.Error.Refused");
-  EXPECT_EQ(fault({"sideways"}), "org.freedesktop.DBus.Error.InvalidArgs");
+  EXPECT_EQ(control({"sample-rate", "32000"}), "org.freedesktop.DBus.Error.InvalidArgs");
+  EXPECT_EQ(control({"clock", "digital"}), "com.vantrel.VirtualInterfaces1.Error.Refused");
+  EXPECT_EQ(control({"fault", "sideways"}), "org.freedesktop.DBus.Error.InvalidArgs");
 }
 
 TEST_F(RegistryService, ASecondDriverEndsBecauseTheNameIsTaken) {
@@ -229,19 +236,19 @@ TEST_F(RegistryService, SigintEndsItCleanly) {
   EXPECT_EQ(driver().wait(), 0);
 }
 
-TEST_F(RegistryService, ItEndsWithTheBus) {
+TEST_F(RegistryService, EndsWhenTheBusEnds) {
   startDriver();
   endBus();
   EXPECT_EQ(driver().wait(), 1);
 }
 
-TEST_F(RegistryService, WithoutABusItEndsAtOnce) {
+TEST_F(RegistryService, EndsAtOnceWithoutABus) {
   endBus();
   EXPECT_EQ(statusOf({}), 1);
   EXPECT_THAT(errors_, HasSubstr("vx310-driver: cannot"));
 }
 
-TEST_F(RegistryService, WithABusThatDoesNotAnswerItEndsWithinSeconds) {
+TEST_F(RegistryService, EndsWithinSecondsWhenTheBusDoesNotAnswer) {
   const test_support::SilentBus bus;
   bus.enter();
   const auto before = std::chrono::steady_clock::now();
@@ -250,12 +257,12 @@ TEST_F(RegistryService, WithABusThatDoesNotAnswerItEndsWithinSeconds) {
   EXPECT_THAT(errors_, HasSubstr("vx310-driver: cannot reach the session bus"));
 }
 
-TEST_F(RegistryService, AHungBusThatStillOwesItAnswersDoesNotKeepItFromEnding) {
+TEST_F(RegistryService, EndsWithUnsentMessagesOnAHungBus) {
   startDriver();
   const auto connection = open(onlyService());
   // Each request changes the properties, which are told to the clients with the long name among
   // them: together several times what a socket holds.
-  ASSERT_EQ(set({"product-name", std::string(60'000, 'x')}), "");
+  ASSERT_EQ(control({"product-name", std::string(60'000, 'x')}), "");
   hangBus();
   for (std::uint32_t i = 0; i < 1000; ++i) {
     ASSERT_EQ(request(connection, kSetRouting, {0, 0, i % 2}).kind, testing::Answer::Kind::packet);
@@ -267,15 +274,20 @@ TEST_F(RegistryService, AHungBusThatStillOwesItAnswersDoesNotKeepItFromEnding) {
 TEST_F(RegistryService, HelpAndVersionAreShown) {
   EXPECT_EQ(statusOf({"--help"}), 0);
   EXPECT_THAT(output_, HasSubstr("Usage: vx310-driver"));
+  EXPECT_EQ(statusOf({"-h"}), 0);
+  EXPECT_THAT(output_, HasSubstr("Usage: vx310-driver"));
   EXPECT_EQ(statusOf({"--version"}), 0);
   EXPECT_THAT(output_, HasSubstr("vx310-driver 1."));
 }
 
 TEST_F(RegistryService, AWrongCommandLineIsStatus2) {
   EXPECT_EQ(statusOf({"--sideways"}), 2);
-  EXPECT_THAT(errors_, HasSubstr("'--sideways'"));
+  EXPECT_EQ(errors_, "vx310-driver: there is no option '--sideways'\nTry 'vx310-driver --help'.\n");
   EXPECT_EQ(statusOf({"--count"}), 2);
   EXPECT_EQ(statusOf({"--count", "many"}), 2);
+  EXPECT_EQ(statusOf({"--count", "-1"}), 2);
+  EXPECT_EQ(statusOf({"--count", "1025"}), 2);
+  EXPECT_THAT(errors_, HasSubstr("vx310-driver: --count takes a number of interfaces\n"));
 }
 
 }  // namespace

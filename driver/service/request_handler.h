@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What is done with a request that came in through a connection.
+// Handles the requests that come in through client connections.
 #pragma once
 
 #include <chrono>
@@ -12,13 +12,13 @@
 namespace driver {
 
 struct Reply {
-  // The packet to send back; nothing for no answer.
+  // The packet to send back; nullopt sends none.
   std::optional<std::vector<std::uint8_t>> packet;
-  // How long to hold it. The connection's next request waits for that, too.
+  // Delay before the answer. The connection's next request waits for it, too.
   std::chrono::milliseconds delay{0};
   // Closes the connection, after the answer if there is one.
   bool closeConnection = false;
-  // The interface leaves the bus after the answer, and comes back.
+  // The interface leaves the USB bus after the answer, and comes back.
   bool leaveBus = false;
 };
 
@@ -28,8 +28,8 @@ class RequestHandler {
   virtual Reply handle(const VQ_Dispatch& request) = 0;
 };
 
-// Puts each request to an interface, as the protocol has it: the record as answered, or for a
-// refused one the command number alone, which is too short to be taken for an answer.
+// Replies with the record as the interface answered it; to a refused request with the command
+// number alone, which is too short for an answer.
 class InterfaceRequestHandler final : public RequestHandler {
  public:
   explicit InterfaceRequestHandler(Interface& interface) : interface_(interface) {}

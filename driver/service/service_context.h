@@ -5,9 +5,23 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "driver/service/audio_service.h"
+#include "driver/audio_node/audio_graph.h"
+#include "driver/service/handles.h"
 
 namespace driver {
+
+// The audio graph of a driver process, on its event loop.
+class AudioService {
+ public:
+  explicit AudioService(sd_event* event);
+
+  // If the graph cannot be set up, no node ever appears in it.
+  AudioGraph& graph() { return graph_; }
+
+ private:
+  AudioGraph graph_;
+  EventSource source_;
+};
 
 // Event loop and bus outlive it, and it outlives the interfaces.
 struct ServiceContext {

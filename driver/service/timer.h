@@ -13,8 +13,8 @@ class Timer {
  public:
   explicit Timer(sd_event* event) : event_(event) {}
 
-  // Calls `action` once after `delay`, instead of what was started before. The action may start or
-  // stop the timer, and may destroy it. False when there is no timer to be had: nothing is called.
+  // Calls `action` once after `delay` and cancels the action started before. The action may start,
+  // stop or destroy the timer. False when no timer can be made: nothing is called.
   bool start(std::chrono::milliseconds delay, std::function<void()> action);
   void stop();
   bool running() const { return action_ != nullptr; }

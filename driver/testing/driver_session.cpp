@@ -35,7 +35,7 @@ void appendWordArray(sd_bus_message* message, const std::vector<std::string>& wo
 
 void readDictionary(sd_bus_message* message, SeenService& service);
 
-// Reads the variant at the message's place.
+// Reads the next value, a variant.
 void readValue(sd_bus_message* message, const std::string& key, SeenService& service) {
   char type = 0;
   const char* contents = nullptr;
@@ -274,33 +274,16 @@ std::vector<std::uint8_t> DriverSession::packetOf(const VQ_Dispatch& record,
   return {packet.begin(), packet.end()};
 }
 
-std::string DriverSession::simulate(const char* method, std::uint32_t interface,
-                                    const std::function<void(sd_bus_message*)>& append) {
+std::string DriverSession::control(const std::vector<std::string>& words, std::uint32_t interface) {
   std::string error;
   call(
-      kSimulatorPath, kSimulatorInterface, method,
+      kVirtualInterfacesPath, kVirtualInterfacesInterface, kRunMethod,
       [&](sd_bus_message* message) {
         sd_bus_message_append(message, "u", interface);
-        if (append) append(message);
+        appendWordArray(message, words);
       },
       &error);
   return error;
-}
-
-std::string DriverSession::addInterface() {
-  std::string error;
-  call(kSimulatorPath, kSimulatorInterface, "Add", nullptr, &error);
-  return error;
-}
-
-std::string DriverSession::set(const std::vector<std::string>& words, std::uint32_t interface) {
-  return simulate("Set", interface,
-                  [&words](sd_bus_message* message) { appendWordArray(message, words); });
-}
-
-std::string DriverSession::fault(const std::vector<std::string>& words, std::uint32_t interface) {
-  return simulate("Fault", interface,
-                  [&words](sd_bus_message* message) { appendWordArray(message, words); });
 }
 
 }  // namespace driver::testing

@@ -32,6 +32,11 @@ struct SeenMessage {
   std::vector<std::uint8_t> argument;
 };
 
+// A command's number as a word of `vx310ctl sim`.
+inline std::string numberOf(VQ_Command command) {
+  return std::to_string(static_cast<std::uint32_t>(command));
+}
+
 // An answer packet, or how the wait for one ended.
 struct Answer {
   enum class Kind { packet, closed, none };
@@ -53,11 +58,11 @@ class DriverSession : public ::testing::Test {
   // do not count as added.
   void startDriver(const std::vector<std::string>& options = {});
   ChildProcess& driver() { return *driver_; }
-  // The bus takes nothing in any more.
+  // The bus stops reading.
   void hangBus() { session_.hang(); }
-  // The bus goes, and this client's connection to it.
+  // Ends the bus, and this client's connection to it.
   void endBus() { session_.stop(); }
-  // What is different in the environment of the programs that this session starts.
+  // Changes to the environment of the programs that this session starts.
   std::vector<std::string> environment() const;
 
   // The published services by their paths.
@@ -65,9 +70,9 @@ class DriverSession : public ::testing::Test {
   // The path of the only service.
   std::string onlyService();
 
-  // Handles bus traffic until `done`; false when that does not come about in time.
+  // Handles bus traffic until `done`; false on timeout.
   bool waitUntil(const std::function<bool()>& done);
-  // Everything that the driver sent before this call has been seen after it.
+  // Receives everything that the driver has sent so far.
   void catchUp();
 
   // Opens a connection; an empty descriptor, with the error's name in openError_, on failure.
@@ -84,19 +89,13 @@ class DriverSession : public ::testing::Test {
                         std::chrono::milliseconds limit = kPatience);
   static std::vector<std::uint8_t> packetOf(const VQ_Dispatch& record, std::uint32_t selector = 0);
 
-  // Calls a method of the simulator with an interface number and what `append` adds; the error's
-  // name, empty on success.
-  std::string simulate(const char* method, std::uint32_t interface,
-                       const std::function<void(sd_bus_message*)>& append = nullptr);
-  // Plugs one more interface in.
-  std::string addInterface();
-  std::string set(const std::vector<std::string>& words, std::uint32_t interface = 0);
-  std::string fault(const std::vector<std::string>& words, std::uint32_t interface = 0);
+  // Sends the words of `vx310ctl sim` to the driver; the error's name, empty on success.
+  std::string control(const std::vector<std::string>& words, std::uint32_t interface = 0);
 
   // Environment entries by which programs find the audio server: none, not even the machine's own.
   std::vector<std::string> audioEnvironment_ = {"PIPEWIRE_RUNTIME_DIR=/nonexistent"};
 
-  // Seen since SetUp(), in the order of their coming.
+  // Seen since SetUp(), in the order of arrival.
   std::vector<std::string> added_;
   std::vector<std::string> removed_;
   std::vector<SeenMessage> messages_;

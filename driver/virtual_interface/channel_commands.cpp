@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
-#include "driver/virtual_interface/command_groups.h"
-#include "driver/virtual_interface/levels.h"
+#include "driver/virtual_interface/commands.h"
 
 namespace driver {
 
@@ -45,7 +44,7 @@ Outcome answerConfigurationAndMap(const Model& model, VQ_Dispatch& record) {
   return Outcome::answered;
 }
 
-// Both or neither: a map that does not fit leaves the configuration alone, and the other way round.
+// Sets both or neither: an invalid map also keeps the configuration, and the other way round.
 Outcome setConfigurationAndMap(Model& model, VQ_Dispatch& record) {
   const auto wanted = VQ_Orbek_ConfigAndMap::decode(record.payload());
   if (isAcceptable(model, wanted.map) && setConfiguration(model, wanted.configuration)) {
@@ -58,7 +57,7 @@ Outcome answerName(const Model& model, VQ_Dispatch& record) {
   return answerText(record, model.deviceName, kDeviceNameSize);
 }
 
-// A name that fills the field loses its last byte, so that it is read back with an end.
+// Truncates a name that fills the field, so that it is read back NUL-terminated.
 Outcome setName(Model& model, VQ_Dispatch& record) {
   const auto field = record.payload().first<kDeviceNameSize - 1>();
   model.deviceName.assign(field.begin(), std::find(field.begin(), field.end(), 0));

@@ -2,7 +2,7 @@
 #include <algorithm>
 #include <array>
 
-#include "driver/virtual_interface/command_groups.h"
+#include "driver/virtual_interface/commands.h"
 
 namespace driver {
 
@@ -35,7 +35,7 @@ bool hasWordsAfterFirst(const VQ_Dispatch& record) {
 }
 
 // The command sets a buffer size or a configuration; both begin with word 0, and only a
-// configuration has words after it. Answers with what holds afterwards, in the same form.
+// configuration has words after it. Answers with the resulting value, in the same form.
 Outcome setConfigurationOrBufferSize(Model& model, VQ_Dispatch& record) {
   if (!hasWordsAfterFirst(record)) {
     const std::uint32_t size = record.word(0);
@@ -48,8 +48,8 @@ Outcome setConfigurationOrBufferSize(Model& model, VQ_Dispatch& record) {
   return answerConfiguration(record, model.clock.rate());
 }
 
-// Any of the three sources can be chosen in principle; whether the digital input can be taken right
-// now depends on its signal.
+// All three sources are supported; whether choosing the digital input succeeds depends on its
+// signal.
 Outcome canClockSource(VQ_Dispatch& record) {
   return answerWord(record, record.word(0) <= kClockDigitalInput ? 1 : 0);
 }

@@ -37,7 +37,7 @@ TEST_F(ClockCommands, AnUnknownConfigurationAnswersTheCurrentOne) {
   EXPECT_EQ(model().clock.rate(), 48000u);
 }
 
-TEST_F(ClockCommands, AConfigurationOfAnotherRateIsNotTakenOnTheDigitalClock) {
+TEST_F(ClockCommands, AConfigurationOfAnotherRateIsRejectedOnTheDigitalClock) {
   digitalInput(kLockValid, 44100);
   EXPECT_THAT(words(kSetConfiguration, 5, {96000, 6, 24, 4, 24}), ElementsAre(44100, 6, 24, 4, 24));
 }
@@ -94,7 +94,7 @@ TEST_F(ClockCommands, TheDigitalClockWithoutASignalAnswersTheCurrentSource) {
   EXPECT_EQ(word(kGetCurrentClockSource), 0u);
 }
 
-TEST_F(ClockCommands, TheDigitalClockIsTakenWithAValidSignal) {
+TEST_F(ClockCommands, TheDigitalClockIsAcceptedWithAValidSignal) {
   digitalInput(kLockValid, 48000);
   EXPECT_EQ(word(kSetClockSource, {2}), 2u);
   EXPECT_EQ(word(kGetCurrentClockSource), 2u);

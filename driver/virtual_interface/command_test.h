@@ -23,7 +23,7 @@ class CommandTest : public testing::Test {
     return record;
   }
 
-  // The record as answered; nothing when it was refused.
+  // The record as answered; nullopt if it was refused.
   std::optional<VQ_Dispatch> answer(VQ_Dispatch record) {
     const VQ_Dispatch sent = record;
     if (interface_.answer(record) == Outcome::answered) return record;
@@ -35,7 +35,7 @@ class CommandTest : public testing::Test {
     return answer(request(command, words));
   }
 
-  // Payload word 0 of the answer; nothing when it was refused.
+  // Payload word 0 of the answer; nullopt if it was refused.
   std::optional<std::uint32_t> word(VQ_Command command,
                                     std::initializer_list<std::uint32_t> words = {}) {
     const auto record = answer(command, words);

@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <array>
 
-#include "driver/virtual_interface/command_groups.h"
-
 namespace driver {
 
 Outcome answerCommand(Model& model, VQ_Dispatch& record) {

@@ -2,7 +2,7 @@
 #include <bit>
 #include <cstdio>
 
-#include "driver/virtual_interface/command_groups.h"
+#include "driver/virtual_interface/commands.h"
 
 namespace driver {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "driver/virtual_interface/levels.h"
+#include "driver/virtual_interface/commands.h"
 
 namespace driver {
 

@@ -35,7 +35,7 @@ RegistryEntry registryEntryOf(const Model& model) {
 std::uint32_t notificationForChange(const Model& before, const Model& after) {
   std::uint32_t notification = 0;
   const auto note = [&notification](bool changed, std::uint32_t number) {
-    // Two changes at once are told as one general change.
+    // Several changes at once are announced as one general change.
     if (changed) notification = notification == 0 ? number : kStateChanged;
   };
   note(before.clock.digitalInput() != after.clock.digitalInput(), kDigitalInputChanged);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// All that the virtual interface knows: a VX-310 as data. Rules that tie values together stand with
-// the type they concern; what a request does to the model stands in the command files.
+// The state of the virtual interface: a VX-310 as data. Rules that tie values together stand with
+// their type; the command files change the model on request.
 #pragma once
 
 #include <array>
@@ -29,7 +29,7 @@ inline constexpr VQ_Orbek_ChannelMap kDefaultChannelMap = {
 inline constexpr std::size_t kCodecs = 4;
 inline constexpr std::size_t kCodecRegisters = 128;
 
-// Bytes sent to the control port that are kept to be looked at; older ones are forgotten.
+// How many of the latest bytes sent to the control port are kept.
 inline constexpr std::size_t kControlPortHistory = 4096;
 
 struct Identity {
@@ -45,8 +45,7 @@ struct Identity {
 
 struct Versions {
   std::uint32_t driver = 0x02050400;  // 2.05, a release
-  // The version in the firmware itself, and the one that the driver has read from it; the driver
-  // reports 0 as long as it has not.
+  // The version in the firmware, and the one that the driver has read from it: 0 until it has.
   std::uint32_t firmware = 0x01070002;
   std::uint32_t firmwareKnownToDriver = 0x01070002;
   std::string firmwareDate = "Mar 14 2009 1.7";  // at most 15 characters
@@ -84,7 +83,7 @@ struct Model {
   ControlPort controlPort;
 };
 
-// False, and nothing changed, when there is no such routing or it cannot take the value.
+// False, and nothing changed, for an unknown routing or a value out of its range.
 bool setRouting(Model& model, bool input, std::int32_t pair, std::int32_t value);
 
 // Every configuration of the interface differs from the others in the rate alone.
@@ -94,11 +93,10 @@ VQ_DeviceConfiguration configurationAt(std::uint32_t sampleRate);
 // at that rate now.
 bool setConfiguration(Model& model, const VQ_DeviceConfiguration& configuration);
 
-// What the interface is in the registry.
+// The interface's registry entry.
 RegistryEntry registryEntryOf(const Model& model);
 
-// The number of the driver message that tells clients how `after` differs from `before`, 0 when
-// they need not be told.
+// The number of the driver message that announces the change from `before` to `after`; 0 for none.
 std::uint32_t notificationForChange(const Model& before, const Model& after);
 
 }  // namespace driver

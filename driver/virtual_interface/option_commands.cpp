@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "driver/virtual_interface/command_groups.h"
+#include "driver/virtual_interface/commands.h"
 
 namespace driver {
 
 namespace {
 
-// Options with two values keep the old one when another is asked for.
+// Options with two values ignore any other value.
 Outcome setTwoValued(VQ_Dispatch& record, std::uint32_t& option) {
   if (record.word(0) <= 1) option = record.word(0);
   return answerWord(record, option);
@@ -21,7 +21,7 @@ Outcome setLogicByte(Model& model, VQ_Dispatch& record) {
   return answerWord(record, model.options.logicByte);
 }
 
-// Words: input, pair, value. The value word answers what holds afterwards.
+// Words: input, pair, value. Answers with the resulting value.
 Outcome setRoutingByCommand(Model& model, VQ_Dispatch& record) {
   if (record.word(0) > 1) return Outcome::refused;
   const bool input = record.word(0) == 1;

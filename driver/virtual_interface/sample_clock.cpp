@@ -7,7 +7,7 @@ namespace driver {
 
 namespace {
 
-// A measured rate belongs to the supported rate that it misses by at most one percent; 0 for none.
+// The supported rate within one percent of a measured rate; 0 if there is none.
 std::uint32_t supportedRateNear(std::uint32_t measured) {
   for (const std::uint32_t rate : kSampleRates) {
     const std::uint32_t tolerance = rate / 100;

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
 
-#include "driver/virtual_interface/command_groups.h"
-#include "driver/virtual_interface/usb_request.h"
+#include "driver/virtual_interface/commands.h"
 
 namespace driver {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "driver/virtual_interface/usb_request.h"
+#include "driver/virtual_interface/commands.h"
 
 #include <algorithm>
 

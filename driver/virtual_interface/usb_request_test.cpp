@@ -112,7 +112,7 @@ TEST_F(UsbRequest, AnUnknownRequestIsRefused) {
   EXPECT_EQ(answer(newLayout(kRead, 0x57, 3)), std::nullopt);
 }
 
-TEST_F(UsbRequest, OnlyVendorRequestsToTheDeviceAreTaken) {
+TEST_F(UsbRequest, OnlyVendorRequestsToTheDeviceAreAnswered) {
   auto record = newLayout(kRead, 0x56, 3);
   store32(record, 144, 32);
   EXPECT_EQ(answer(record), std::nullopt);

@@ -22,8 +22,8 @@ class VirtualInterface final : public Interface {
 
   const Model& model() const { return model_; }
 
-  // Changes the model from outside, as plugs, cables and other programs do, and tells the listener
-  // once what came of it.
+  // Changes the model from outside, as plugs, cables and other programs do, then notifies the
+  // listener once.
   void change(const std::function<void(Model&)>& apply);
 
  private:

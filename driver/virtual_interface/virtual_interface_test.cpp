@@ -51,7 +51,7 @@ TEST_F(VirtualInterfaceTest, UnknownCommandsAreRefused) {
   }
 }
 
-TEST_F(VirtualInterfaceTest, ReadingChangesNothingAndTellsNobody) {
+TEST_F(VirtualInterfaceTest, ReadingChangesNothingAndNotifiesNobody) {
   for (const std::uint32_t command : {2u,  4u,  6u,  8u,  10u, 12u, 15u, 17u, 18u, 19u, 20u, 21u,
                                       22u, 23u, 24u, 25u, 27u, 35u, 49u, 65u, 67u, 69u, 70u, 72u}) {
     EXPECT_TRUE(answer(VQ_Command{command})) << command;
@@ -60,7 +60,7 @@ TEST_F(VirtualInterfaceTest, ReadingChangesNothingAndTellsNobody) {
   EXPECT_THAT(recorder_.messages, IsEmpty());
 }
 
-TEST_F(VirtualInterfaceTest, SettingsTellWhatChanged) {
+TEST_F(VirtualInterfaceTest, SettingsNotifyOfTheChange) {
   answer(kSetConfiguration, {44100, 6, 24, 4, 24});
   answer(kSetBufferSize, {512});
   answer(kSetClockSource, {1});
@@ -69,19 +69,19 @@ TEST_F(VirtualInterfaceTest, SettingsTellWhatChanged) {
   EXPECT_THAT(recorder_.messages, ElementsAre(50, 50, 55, 56, 56));
 }
 
-TEST_F(VirtualInterfaceTest, SettingTheSameAgainTellsNobody) {
+TEST_F(VirtualInterfaceTest, SettingTheSameValueNotifiesNobody) {
   answer(kSetDigitalOutMode, {0});
   answer(kSetRouting, {1, 0, 0});
   EXPECT_THAT(recorder_.messages, IsEmpty());
 }
 
-TEST_F(VirtualInterfaceTest, ARefusedSettingTellsNobody) {
+TEST_F(VirtualInterfaceTest, ARefusedSettingNotifiesNobody) {
   answer(kSetClockSource, {2});
   answer(kSetRouting, {1, 0, 9});
   EXPECT_THAT(recorder_.messages, IsEmpty());
 }
 
-TEST_F(VirtualInterfaceTest, TheDigitalInputTellsItsChange) {
+TEST_F(VirtualInterfaceTest, AChangedDigitalInputNotifies) {
   digitalInput(kLockInvalid);
   EXPECT_THAT(recorder_.messages, ElementsAre(49));
 }
@@ -97,7 +97,7 @@ TEST_F(VirtualInterfaceTest, ANewProductNameIsAGeneralChange) {
   EXPECT_EQ(interface_.registryEntry().productName, "VX-310 Studio");
 }
 
-TEST_F(VirtualInterfaceTest, ControlPortBytesTellNobody) {
+TEST_F(VirtualInterfaceTest, ControlPortBytesNotifyNobody) {
   answer(kSendCPortBytes, {0x00000101});
   EXPECT_THAT(recorder_.messages, IsEmpty());
 }
@@ -118,7 +118,7 @@ TEST_F(VirtualInterfaceTest, ARoutingOutOfRangeFromTheAudioSideIsRefused) {
   EXPECT_THAT(recorder_.messages, IsEmpty());
 }
 
-TEST_F(VirtualInterfaceTest, WithoutAListenerChangesAreTaken) {
+TEST_F(VirtualInterfaceTest, ChangesWithoutAListenerAreKept) {
   interface_.setListener(nullptr);
   EXPECT_EQ(word(kSetDigitalOutMode, {1}), 1u);
 }

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Log seam: the system log.
+// Log seam: the system log, and what a program prints as it works.
 //
-// Back ends: posix/ (the syslog of the machine), memory/ (keeps the lines for tests).
+// Back ends: posix/ (the machine's syslog; either the standard streams or, in the library
+// log_posix_silent, nothing printed), memory/ (keeps everything for tests).
 #pragma once
 
 namespace platform {
@@ -12,5 +13,10 @@ enum class LogPriority { kError = 3, kWarning = 4, kNotice = 5 };
 // Writes one message, formatted as printf does. Never fails and never blocks on a reader. Any
 // thread.
 [[gnu::format(printf, 2, 3)]] void syslog(LogPriority priority, const char* format, ...);
+
+// Print to the program's standard output and standard error, formatted as printf does: the format
+// ends its own lines. Failures are ignored. Any thread.
+[[gnu::format(printf, 1, 2)]] void printOutput(const char* format, ...);
+[[gnu::format(printf, 1, 2)]] void printError(const char* format, ...);
 
 }  // namespace platform

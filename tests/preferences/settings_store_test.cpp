@@ -271,10 +271,6 @@ TEST_F(StoreOnDisk, ARecordOfManyKeysIsWrittenOnce) {
 
 class FirstStart : public PreferencesTest {
  protected:
-  // The import prints on standard output; other tests check what it prints.
-  FirstStart() { testing::internal::CaptureStdout(); }
-  ~FirstStart() override { testing::internal::GetCapturedStdout(); }
-
   fs::path legacyFile() const { return folder() / (std::string(kName) + ".xml"); }
   fs::path path() const { return folder() / (std::string(DEVICE_HAL_DOMAIN) + ".plist"); }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What tests do to the in-memory system log: read what was written. Any thread.
+// What tests do to the in-memory log: read what was written and printed. Any thread.
 #pragma once
 
 #include <string>
@@ -15,8 +15,12 @@ struct Line {
   bool operator==(const Line&) const = default;
 };
 
-// The lines since the last reset, in order.
+// The lines written to the system log since the last reset, in order.
 std::vector<Line> lines();
+
+// What was printed since the last reset or the last call.
+std::string takeOutput();
+std::string takeErrors();
 
 void reset();
 

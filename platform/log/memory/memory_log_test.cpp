@@ -22,10 +22,23 @@ TEST_F(MemoryLog, KeepsTheFormattedLinesInOrder) {
                                                Line{LogPriority::kNotice, "done"}));
 }
 
-TEST_F(MemoryLog, ForgetsThemAtAReset) {
+TEST_F(MemoryLog, KeepsWhatIsPrintedOnEachStreamUntilItIsTaken) {
+  platform::printOutput("device %d\n", 3);
+  platform::printError("no %s\n", "answer");
+  platform::printOutput("%s", std::string(1 << 12, 'x').c_str());
+  EXPECT_EQ(memory_log::takeOutput(), "device 3\n" + std::string(1 << 12, 'x'));
+  EXPECT_EQ(memory_log::takeOutput(), "");
+  EXPECT_EQ(memory_log::takeErrors(), "no answer\n");
+}
+
+TEST_F(MemoryLog, ForgetsEverythingAtAReset) {
   platform::syslog(LogPriority::kWarning, "gone");
+  platform::printOutput("gone");
+  platform::printError("gone");
   memory_log::reset();
   EXPECT_THAT(memory_log::lines(), IsEmpty());
+  EXPECT_EQ(memory_log::takeOutput(), "");
+  EXPECT_EQ(memory_log::takeErrors(), "");
 }
 
 }  // namespace

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+// The commands of `vx310ctl sim` that concern one interface: parses their words and carries them
+// out.
+#pragma once
+
+#include <systemd/sd-bus.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace driver {
+
+class PluggableInterface;
+
+using Words = std::vector<std::string>;
+
+// A method call that a command replies to once, now or later.
+class SimCall {
+ public:
+  explicit SimCall(sd_bus_message* message)
+      : message_(sd_bus_message_ref(message), sd_bus_message_unref) {}
+
+  // `output` is UTF-8, as every text on the bus.
+  void succeed(const std::string& output = "") const;
+  void fail(const char* error, const std::string& problem) const;
+  // The words are no command.
+  void failAsWrong(const std::string& problem) const;
+
+ private:
+  std::shared_ptr<sd_bus_message> message_;
+};
+
+using SimAction = std::function<void(PluggableInterface& interface, const SimCall& call)>;
+
+// Empty for wrong words; *problem then says what is wrong with them.
+SimAction parseSimCommand(const Words& words, std::string* problem);
+
+}  // namespace driver

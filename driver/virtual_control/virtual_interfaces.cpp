@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+#include "driver/virtual_control/virtual_interfaces.h"
+
+#include "protocol/services.h"
+
+namespace driver {
+
+namespace {
+
+// Unique ids of virtual interfaces are this number and the ones after it.
+constexpr std::uint64_t kFirstUniqueId = 0x5D12000000000001;
+
+// Reads an array of strings. Negative errno when the next argument is not one.
+int readWords(sd_bus_message* message, Words& words) {
+  int result = sd_bus_message_enter_container(message, 'a', "s");
+  const char* word = nullptr;
+  while (result >= 0 && (result = sd_bus_message_read(message, "s", &word)) > 0) {
+    words.emplace_back(word);
+  }
+  return result < 0 ? result : sd_bus_message_exit_container(message);
+}
+
+void failWithoutInterface(const SimCall& call, std::uint32_t index) {
+  call.fail(kNoInterfaceError, "There is no interface " + std::to_string(index));
+}
+
+}  // namespace
+
+const sd_bus_vtable VirtualInterfaces::kVtable[] = {
+    SD_BUS_VTABLE_START(0),
+    // The number of an interface and the words of a command; replies with the text to print.
+    SD_BUS_METHOD(kRunMethod, "uas", "s", onRun, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END,
+};
+
+int VirtualInterfaces::start() {
+  sd_bus_slot* slot = nullptr;
+  const int result = sd_bus_add_object_vtable(context_.bus, &slot, kVirtualInterfacesPath,
+                                              kVirtualInterfacesInterface, kVtable, this);
+  slot_.reset(slot);
+  return result;
+}
+
+PluggableInterface& VirtualInterfaces::add() {
+  return interfaces_.emplace_back(context_, kFirstUniqueId + interfaces_.size());
+}
+
+int VirtualInterfaces::onRun(sd_bus_message* message, void* self, sd_bus_error*) {
+  std::uint32_t index = 0;
+  Words words;
+  int result = sd_bus_message_read(message, "u", &index);
+  if (result >= 0) result = readWords(message, words);
+  if (result < 0) return result;
+  static_cast<VirtualInterfaces*>(self)->run(index, words, SimCall(message));
+  return 1;
+}
+
+void VirtualInterfaces::run(std::uint32_t index, const Words& words, const SimCall& call) {
+  const std::string command = words.empty() ? "" : words[0];
+  if (command == "plug") return plug(index, words, call);
+  if (command == "list") return list(words, call);
+  std::string problem;
+  const SimAction action = parseSimCommand(words, &problem);
+  if (!action) return call.failAsWrong(problem);
+  if (index >= interfaces_.size()) return failWithoutInterface(call, index);
+  action(interfaces_[index], call);
+}
+
+void VirtualInterfaces::plug(std::uint32_t index, const Words& words, const SimCall& call) {
+  const bool another = words.size() == 2 && words[1] == "--second";
+  if (words.size() > 1 && !another) return call.failAsWrong("'plug' takes nothing but --second");
+  if (another && interfaces_.size() >= kMaximumInterfaces) {
+    return call.fail(SD_BUS_ERROR_LIMITS_EXCEEDED, "There are too many interfaces");
+  }
+  if (another) index = static_cast<std::uint32_t>(interfaces_.size());
+  // The first interface need not have been added to be plugged in.
+  if (another || (index == 0 && interfaces_.empty())) add();
+  if (index >= interfaces_.size()) return failWithoutInterface(call, index);
+  const std::string output = another ? std::to_string(index) + "\n" : "";
+  interfaces_[index].usbPort().plug([call, output](bool appeared) {
+    if (appeared) {
+      call.succeed(output);
+    } else {
+      call.fail(SD_BUS_ERROR_FAILED, "The interface did not appear");
+    }
+  });
+}
+
+void VirtualInterfaces::list(const Words& words, const SimCall& call) {
+  if (words.size() > 1) return call.failAsWrong("'list' takes nothing");
+  std::string output;
+  std::size_t index = 0;
+  for (auto& interface : interfaces_) {
+    output += std::to_string(index++) + "  " +
+              (interface.usbPort().publication() ? "plugged    " : "unplugged  ") +
+              interface.productName() + "\n";
+  }
+  call.succeed(output);
+}
+
+}  // namespace driver

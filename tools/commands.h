@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+// The commands of vx310ctl, and what they have in common.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace vx310ctl {
+
+enum ExitStatus {
+  kDone = 0,
+  kFailed = 1,      // the interface or its driver refused, or could not be read
+  kUsage = 2,       // the command line is wrong
+  kNoDriver = 3,    // no driver service is running
+  kNoInterface = 4  // no such interface
+};
+
+// Each explains a failure on standard error.
+
+// The connected interfaces, and all that one of them reports.
+ExitStatus runList();
+ExitStatus runShow(bool json, std::uint32_t index);
+
+// Prints one setting of the panel's interface, or all of them.
+ExitStatus runGet(bool json, const std::optional<std::string>& setting);
+
+// Sets one, as a pick in the panel does, and checks that the interface took it.
+ExitStatus runSet(const std::string& setting, const std::string& item);
+
+// Prints a line for each event of the panel's interface until it is ended from outside; kFailed
+// when the session bus cannot be reached or goes away, or the output cannot be written.
+ExitStatus runWatch(bool json);
+
+// Sends the words to the driver, which parses them, and prints what it replies.
+ExitStatus runSim(std::uint32_t interface, const std::vector<std::string>& words);
+extern const char* const kSimUsage;
+
+// Explain what is wrong with the command line: kUsage. `command` is "vx310ctl" or one of its
+// commands, whose help is recommended.
+ExitStatus wrong(const std::string& problem, const char* command = "vx310ctl");
+
+// "NAME:" and the text in a column of its own, with the end of the line.
+std::string lineOf(std::string_view name, std::string_view text);
+
+// The value as JSON, with the end of the line. Bytes that are no UTF-8 become U+FFFD.
+std::string lineOf(const nlohmann::ordered_json& value);
+
+}  // namespace vx310ctl
