@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The handle itself: creation, references, opening and closing, and the sending of one record.
+// USBDevice itself: creation, references, opening and closing, sending one record.
 #include "device/usb_device.h"
 
 #include <gmock/gmock.h>
@@ -22,11 +22,9 @@ class NotingItsEnd : public USBDevice {
   bool& ended_;
 };
 
-std::vector<std::uint32_t> commandsOf(const std::vector<VQ_Dispatch>& records) {
-  std::vector<std::uint32_t> commands;
-  for (const VQ_Dispatch& record : records) {
-    commands.push_back(static_cast<std::uint32_t>(record.command()));
-  }
+std::vector<VQ_Command> commandsOf(const std::vector<VQ_Dispatch>& records) {
+  std::vector<VQ_Command> commands;
+  for (const VQ_Dispatch& record : records) commands.push_back(record.command());
   return commands;
 }
 
@@ -137,9 +135,12 @@ TEST_F(DeviceHandle, OpeningReadsVersionTextsSpeedValueAndMapInThisOrder) {
   const Retained device(makeDevice());
   EXPECT_TRUE(device->open(true));
   EXPECT_TRUE(device->isOpen());
-  EXPECT_THAT(commandsOf(takeRequests()), ElementsAre(22, 18, 19, 20, 67, 69));
-  EXPECT_EQ(memory_registry::requests().front().connectionType, 2u);
-  EXPECT_EQ(memory_registry::requests().front().selector, 0u);
+  EXPECT_THAT(commandsOf(takeRequests()),
+              ElementsAre(VQ_Command::kGetDriverVersion, VQ_Command::kGetString0,
+                          VQ_Command::kGetString1, VQ_Command::kGetUsbSpeed,
+                          VQ_Command::kGetValueAtOpen, VQ_Command::kGetConfigurationAndChannelMap));
+  EXPECT_EQ(memory_registry::requests().front().connectionType, kDispatchConnectionType);
+  EXPECT_EQ(memory_registry::requests().front().selector, kDispatchSelector);
 }
 
 TEST_F(DeviceHandle, OpeningKeepsWhatItRead) {
@@ -202,7 +203,7 @@ TEST_F(DeviceHandle, WithoutADriverVersionItIsClosedAgain) {
   EXPECT_FALSE(device->open(false));
   EXPECT_FALSE(device->isOpen());
   EXPECT_EQ(memory_registry::outstanding().connections, 0u);
-  EXPECT_THAT(commandsOf(takeRequests()), ElementsAre(22));
+  EXPECT_THAT(commandsOf(takeRequests()), ElementsAre(VQ_Command::kGetDriverVersion));
 }
 
 TEST_F(DeviceHandle, ARefusedConnectionLeavesItClosed) {
