@@ -35,7 +35,7 @@ class ControlCode : public OpenDeviceTest {
   std::uint32_t returned = 77;
 };
 
-TEST_F(ControlCode, EachBecomesItsCommand) {
+TEST_F(ControlCode, EachCodeSendsItsCommand) {
   const std::pair<int, VQ_Command> expected[] = {
       {kControlCodeString0, VQ_Command::kGetString0},
       {kControlCodeString1, VQ_Command::kGetString1},
@@ -49,7 +49,7 @@ TEST_F(ControlCode, EachBecomesItsCommand) {
   }
 }
 
-TEST_F(ControlCode, Number2AndAllOthersFailWithoutADispatch) {
+TEST_F(ControlCode, UnknownCodesFailWithoutSendingARecord) {
   for (const int code : {2, -1, 37, 40, 42, 55, 57}) {
     returned = 77;
     EXPECT_FALSE(ask(code, 4)) << code;
@@ -77,7 +77,7 @@ TEST_F(ControlCode, TextsAreTerminatedAtTheLastByteCopied) {
   }
 }
 
-TEST_F(ControlCode, BytesAreCopiedAsTheyAre) {
+TEST_F(ControlCode, BytesAreCopiedUnchanged) {
   for (const int code : {kControlCodeDeviceDescriptor, kControlCodeUsbSpeed,
                          kControlCodeDriverVersion, kControlCode56}) {
     out.fill('-');
@@ -88,7 +88,7 @@ TEST_F(ControlCode, BytesAreCopiedAsTheyAre) {
   }
 }
 
-TEST_F(ControlCode, WithoutABufferItIsSentAndNothingReturned) {
+TEST_F(ControlCode, WithoutABufferTheCommandIsSentAndNoByteReturned) {
   EXPECT_TRUE(
       device->DeviceIoControl(1, kControlCodeString0, nullptr, 0, nullptr, 64, &returned, nullptr));
   EXPECT_EQ(returned, 0u);
@@ -101,7 +101,7 @@ TEST_F(ControlCode, WithASizeOf0NothingIsWritten) {
   EXPECT_THAT(out, Each('-'));
 }
 
-TEST_F(ControlCode, TheReturnedSizeMayBeLeftOut) {
+TEST_F(ControlCode, ThePointerToTheReturnedSizeMayBeNull) {
   EXPECT_TRUE(device->DeviceIoControl(1, kControlCodeDeviceDescriptor, nullptr, 0, out.data(), 16,
                                       nullptr, nullptr));
   EXPECT_EQ(received(), 16u);

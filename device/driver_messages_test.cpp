@@ -52,7 +52,7 @@ TEST_F(DriverMessages, EachNotificationNumberGivesItsEvent) {
   EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, 0xffffffff)), 0);
 }
 
-TEST_F(DriverMessages, TheEventIsAboutTheDeviceWhoseDriverSentIt) {
+TEST_F(DriverMessages, TheEventNamesTheDeviceWhoseDriverSentTheMessage) {
   const auto second = publish();
   manual_run_loop::performAll();
   events.clear();

@@ -94,7 +94,7 @@ TEST_F(DeviceHandle, KeepsItsServiceUntilItIsDestroyed) {
   EXPECT_EQ(memory_registry::outstanding(), before);
 }
 
-TEST_F(DeviceHandle, TheReleaseOfTheLastReferenceDestroysIt) {
+TEST_F(DeviceHandle, ReleasingTheLastReferenceDestroysIt) {
   bool ended = false;
   auto* device = new NotingItsEnd(0, ended);
   device->retain();
@@ -143,7 +143,7 @@ TEST_F(DeviceHandle, OpeningReadsVersionTextsSpeedValueAndMapInThisOrder) {
   EXPECT_EQ(memory_registry::requests().front().selector, kDispatchSelector);
 }
 
-TEST_F(DeviceHandle, OpeningKeepsWhatItRead) {
+TEST_F(DeviceHandle, OpeningKeepsTheValuesThatItRead) {
   driver.answerBytes(VQ_Command::kGetString0, {'o', 'n', 'e'});
   driver.answerBytes(VQ_Command::kGetString1, std::vector<std::uint8_t>(80, 'x'));
   driver.answerWords(VQ_Command::kGetUsbSpeed, {0x100});
@@ -170,7 +170,7 @@ TEST_F(DeviceHandle, ASpeedValueOfZeroIsUsb11) {
   EXPECT_FALSE(device->isUSB2Device());
 }
 
-TEST_F(DeviceHandle, OpeningSucceedsWhenAllButTheVersionFails) {
+TEST_F(DeviceHandle, OpeningSucceedsWhenOnlyTheVersionCanBeRead) {
   for (const auto command :
        {VQ_Command::kGetString0, VQ_Command::kGetString1, VQ_Command::kGetUsbSpeed,
         VQ_Command::kGetValueAtOpen, VQ_Command::kGetConfigurationAndChannelMap}) {
@@ -184,7 +184,7 @@ TEST_F(DeviceHandle, OpeningSucceedsWhenAllButTheVersionFails) {
   EXPECT_EQ(device->configurationAndMap(), VQ_Orbek_ConfigAndMap{});
 }
 
-TEST_F(DeviceHandle, OpeningAgainForgetsAnEarlierSpeedAndValue) {
+TEST_F(DeviceHandle, OpeningAgainResetsTheSpeedAndTheValue) {
   driver.answerWords(VQ_Command::kGetUsbSpeed, {1});
   driver.answerWords(VQ_Command::kGetValueAtOpen, {1, 1});
   const Retained device(makeDevice());
@@ -197,7 +197,7 @@ TEST_F(DeviceHandle, OpeningAgainForgetsAnEarlierSpeedAndValue) {
   EXPECT_EQ(device->valueAtOpen(), 0.0);
 }
 
-TEST_F(DeviceHandle, WithoutADriverVersionItIsClosedAgain) {
+TEST_F(DeviceHandle, OpeningFailsWithoutADriverVersion) {
   driver.failAt(VQ_Command::kGetDriverVersion);
   const Retained device(makeDevice());
   EXPECT_FALSE(device->open(false));
@@ -214,7 +214,7 @@ TEST_F(DeviceHandle, ARefusedConnectionLeavesItClosed) {
   EXPECT_THAT(takeRequests(), IsEmpty());
 }
 
-TEST_F(DeviceHandle, OpeningAnOpenOneChangesNothing) {
+TEST_F(DeviceHandle, OpeningAnOpenDeviceChangesNothing) {
   const Retained device(makeDevice());
   ASSERT_TRUE(device->open(false));
   takeRequests();
@@ -223,7 +223,7 @@ TEST_F(DeviceHandle, OpeningAnOpenOneChangesNothing) {
   EXPECT_EQ(memory_registry::outstanding().connections, 1u);
 }
 
-TEST_F(DeviceHandle, ClosingGivesTheConnectionBackAndItMayBeOpenedAgain) {
+TEST_F(DeviceHandle, ClosingReleasesTheConnectionAndTheDeviceMayBeOpenedAgain) {
   const Retained device(makeDevice());
   ASSERT_TRUE(device->open(false));
   device->close();
