@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The client side of the contract suite. Each back end's test program compiles the suite
-// (device_registry_*_contract_test.cpp) and brings the drivers (contract_world.h).
+// (device_registry_*_contract_test.cpp) and provides the drivers (contract_world.h).
 #pragma once
 
 #include <gmock/gmock.h>
@@ -20,8 +20,9 @@
 inline constexpr const char* kClass = "TestInterface";
 inline constexpr const char* kOtherClass = "OtherInterface";
 
-// A client with one notification port. It writes down what it is told, in order: "+" and "-" with
-// the number that it gave a service when it first saw it, "m" and the type for a message.
+// A client with one notification port. It logs its notifications in order: "+N" for the publication
+// and "-N" for the termination of service number N, "mTYPE" for a message. It numbers services from
+// 1 in the order in which it first saw them.
 class ContractClient {
  public:
   ContractClient() {
@@ -48,7 +49,7 @@ class ContractClient {
     owned.push_back(iterator);
     return iterator;
   }
-  // Armed notifications of both kinds; the services there already count as seen.
+  // Requests notifications of both kinds and arms them; services that are present get a number.
   void follow() {
     publishIterator = add(kIOPublishNotification);
     terminateIterator = add(kIOTerminatedNotification);
@@ -67,7 +68,7 @@ class ContractClient {
     IOObjectRelease(object);
   }
 
-  // Keeps a reference to every service that it sees.
+  // Logs every service left in the iterator and keeps a reference to it.
   void drain(io_iterator_t iterator, const std::string& sign) {
     while (const io_service_t service = IOIteratorNext(iterator)) {
       owned.push_back(service);
@@ -135,7 +136,7 @@ class DeviceRegistry : public testing::Test {
     client_.source->perform();
   }
 
-  // The first present service of the class, with a reference that the client gives back.
+  // The first present service of the class, with a reference that the client releases.
   io_service_t find(const char* className = kClass) {
     io_iterator_t iterator = 0;
     EXPECT_EQ(IOServiceGetMatchingServices(client_.master, IOServiceMatching(className), &iterator),

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the contract suite does to the drivers behind the registry under test. Each test program
+// The drivers behind the registry under test, as the contract suite moves them. Each test program
 // that runs the suite links one world.
 #pragma once
 
@@ -19,21 +19,21 @@ class ContractWorld {
   struct Device {
     std::string className;
     CFDictionary properties = {};
-    // The answer to a request, nothing for none; without a script requests come back unchanged. May
-    // run on a thread of its own.
+    // Returns the answer to a request, or nullopt to send none. If empty, requests are answered
+    // with themselves. May run on another thread.
     std::function<std::optional<Bytes>(std::uint32_t selector, const Bytes& request)> respond = {};
   };
 
   virtual ~ContractWorld() = default;
 
-  // Names the device to the functions below.
+  // Returns the number that the functions below know the device by.
   virtual int publish(Device device) = 0;
   virtual void terminate(int device) = 0;
   virtual void sendMessage(int device, std::uint32_t type, const Bytes& argument) = 0;
   virtual void changeProperties(int device, CFDictionary properties) = 0;
 
-  // Returns when all of the above has come as far as the registry. A master port has to be held.
-  // Nothing is performed but what concerns this wait.
+  // Returns when the registry has received every change made above. Needs a master port. Performs
+  // no callback of the client.
   virtual void arrive() = 0;
 };
 

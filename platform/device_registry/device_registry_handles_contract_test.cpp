@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the handles of every device registry name, and for how long.
+// Handles of every device registry: which object they name, and for how long.
 #include <array>
 
 #include "platform/device_registry/contract_client.h"
@@ -9,7 +9,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST_F(DeviceRegistry, ZeroNamesNothing) {
+TEST_F(DeviceRegistry, ZeroNamesNoObject) {
   CFDictionary properties;
   io_object_t object = 1;
   std::size_t size = 0;
@@ -34,7 +34,7 @@ TEST_F(DeviceRegistry, ZeroNamesNothing) {
   mach_port_deallocate(0);
 }
 
-TEST_F(DeviceRegistry, AnObjectOfAnotherKindIsTakenForNothing) {
+TEST_F(DeviceRegistry, AHandleOfAnotherKindOfObjectIsRefused) {
   publish();
   arrive();
   const io_service_t service = find();
@@ -70,7 +70,7 @@ TEST_F(DeviceRegistry, AnUnknownKindOfNotificationIsRefused) {
   EXPECT_EQ(object, 0u);
 }
 
-TEST_F(DeviceRegistry, ThereMayBeSeveralMasterPortsAndTheLastOneEndsAllButGivingBack) {
+TEST_F(DeviceRegistry, WithoutItsLastMasterPortOnlyReleasingAndClosingWork) {
   publish();
   arrive();
   const io_service_t service = find();
@@ -97,7 +97,7 @@ TEST_F(DeviceRegistry, ThereMayBeSeveralMasterPortsAndTheLastOneEndsAllButGiving
   EXPECT_EQ(IOServiceClose(connection), kIOReturnSuccess);
 }
 
-TEST_F(DeviceRegistry, ItCanBeOpenedAgainAndListsTheServicesThatAreThere) {
+TEST_F(DeviceRegistry, ItCanBeOpenedAgainAndListsThePresentServices) {
   publish();
   arrive();
   mach_port_deallocate(client_.master);
@@ -148,7 +148,7 @@ TEST_F(DeviceRegistry, AHandleThatIsHeldIsNotUsedForAnotherService) {
   EXPECT_THAT(client_.log, ElementsAre("+1", "-1", "+2", "-2", "+3", "-3"));
 }
 
-TEST_F(DeviceRegistry, AReferenceMoreKeepsAHandleAfterOneIsReleased) {
+TEST_F(DeviceRegistry, ASecondReferenceKeepsAHandleAfterTheFirstIsReleased) {
   publish();
   arrive();
   const io_service_t service = find();

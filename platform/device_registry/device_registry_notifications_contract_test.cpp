@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What every device registry tells its clients, in which order, and when.
+// Notifications of every device registry: which, in which order, and when.
 #include <poll.h>
 
 #include <string>
@@ -12,7 +12,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-TEST_F(DeviceRegistry, APublishNotificationBeginsWithTheServicesPresentATerminateOneWithNone) {
+TEST_F(DeviceRegistry, APublishIteratorStartsWithThePresentServicesATerminateIteratorEmpty) {
   publish();
   publish();
   publish(kOtherClass);
@@ -30,7 +30,7 @@ TEST_F(DeviceRegistry, ANotificationThatWasNeverDrainedMakesNoCallback) {
   EXPECT_THAT(client_.log, ElementsAre("+1"));
 }
 
-TEST_F(DeviceRegistry, AServiceThatComesMakesOneCallbackAndIsInItsIterator) {
+TEST_F(DeviceRegistry, AServiceThatIsPublishedCausesOneCallbackAndIsInItsIterator) {
   client_.follow();
   publish();
   perform();
@@ -38,7 +38,7 @@ TEST_F(DeviceRegistry, AServiceThatComesMakesOneCallbackAndIsInItsIterator) {
   EXPECT_THAT(client_.log, ElementsAre("+1"));
 }
 
-TEST_F(DeviceRegistry, ServicesThatCameTogetherShareOneCallback) {
+TEST_F(DeviceRegistry, ServicesPublishedTogetherShareOneCallback) {
   client_.follow();
   publish();
   publish();
@@ -64,7 +64,7 @@ TEST_F(DeviceRegistry, UntilItIsDrainedAgainANotificationMakesNoFurtherCallback)
   EXPECT_THAT(client_.log, ElementsAre("+1", "+2", "+3"));
 }
 
-TEST_F(DeviceRegistry, AServiceThatComesBeforeTheDrainEndsIsReturnedByIt) {
+TEST_F(DeviceRegistry, AServicePublishedDuringADrainIsReturnedByIt) {
   client_.follow();
   client_.beforeDrain = [this] {
     publish();
@@ -94,7 +94,7 @@ TEST_F(DeviceRegistry, ATerminationBringsTheSameHandleAsThePublication) {
   EXPECT_THAT(client_.log, ElementsAre("+1", "+2", "-1"));
 }
 
-TEST_F(DeviceRegistry, WhatHappenedFirstIsSeenFirstAlsoAcrossIterators) {
+TEST_F(DeviceRegistry, EventsAreReportedInOrderAlsoAcrossIterators) {
   client_.follow();
   world_->terminate(publish());
   world_->terminate(publish());
@@ -132,7 +132,7 @@ TEST_F(DeviceRegistry, ADeviceThatIsReplacedBeforeTheFirstDrainGoesBeforeItsSucc
   EXPECT_THAT(client_.log, ElementsAre("+1", "-1", "+2"));
 }
 
-TEST_F(DeviceRegistry, AnIteratorThatIsLeftAloneDoesNotHoldBackTheOthers) {
+TEST_F(DeviceRegistry, AnIteratorThatIsNeverDrainedDoesNotHoldBackTheOthers) {
   const io_iterator_t come = client_.add(kIOPublishNotification);
   client_.add(kIOTerminatedNotification);
   client_.drain(come, "+");
@@ -143,7 +143,7 @@ TEST_F(DeviceRegistry, AnIteratorThatIsLeftAloneDoesNotHoldBackTheOthers) {
   EXPECT_FALSE(client_.isReady());
 }
 
-TEST_F(DeviceRegistry, TwoPortsAreToldEachOnItsOwn) {
+TEST_F(DeviceRegistry, EachOfTwoPortsGetsItsOwnNotifications) {
   client_.follow();
   ContractClient other;
   other.follow();
@@ -157,7 +157,7 @@ TEST_F(DeviceRegistry, TwoPortsAreToldEachOnItsOwn) {
   EXPECT_EQ(other.services, client_.services);
 }
 
-TEST_F(DeviceRegistry, ASourceIsReadyWhileSomethingIsQueuedAndNotAfterItWasPerformed) {
+TEST_F(DeviceRegistry, ASourceIsReadyWhileAnEventIsQueuedAndNotAfterItWasPerformed) {
   client_.follow();
   arrive();
   client_.source->perform();
@@ -214,7 +214,7 @@ TEST_F(DeviceRegistry, ACallbackMayReleaseTheIteratorWhoseTurnIsNext) {
   EXPECT_FALSE(client_.isReady());
 }
 
-TEST_F(DeviceRegistry, ACallbackMayDestroyThePortAndLetGoOfTheSource) {
+TEST_F(DeviceRegistry, ACallbackMayDestroyThePortAndReleaseTheSource) {
   client_.follow();
   client_.afterDrain = [this] {
     IONotificationPortDestroy(std::exchange(client_.port, nullptr));
@@ -253,7 +253,7 @@ TEST_F(DeviceRegistry, ACallbackMayCloseConnections) {
   EXPECT_EQ(closed, kIOReturnSuccess);
 }
 
-TEST_F(DeviceRegistry, AMessageComesWithItsServiceTypeAndArgument) {
+TEST_F(DeviceRegistry, AMessageArrivesWithItsServiceTypeAndArgument) {
   const int device = publish();
   arrive();
   const io_service_t service = find();
@@ -266,7 +266,7 @@ TEST_F(DeviceRegistry, AMessageComesWithItsServiceTypeAndArgument) {
   client_.release(interest);
 }
 
-TEST_F(DeviceRegistry, AMessageWithoutArgumentComesWithoutArgument) {
+TEST_F(DeviceRegistry, AMessageWithoutArgumentArrivesWithoutArgument) {
   const int device = publish();
   arrive();
   const io_object_t interest = client_.addInterest(find());
@@ -278,7 +278,7 @@ TEST_F(DeviceRegistry, AMessageWithoutArgumentComesWithoutArgument) {
   client_.release(interest);
 }
 
-TEST_F(DeviceRegistry, MessagesComeInOrderAndFromTheServiceAskedForOnly) {
+TEST_F(DeviceRegistry, MessagesArriveInOrderAndOnlyFromTheServiceOfTheInterest) {
   const int device = publish();
   const int other = publish(kOtherClass);
   arrive();
@@ -291,7 +291,7 @@ TEST_F(DeviceRegistry, MessagesComeInOrderAndFromTheServiceAskedForOnly) {
   client_.release(interest);
 }
 
-TEST_F(DeviceRegistry, MessagesAndNotificationsComeInTheOrderInWhichTheyHappened) {
+TEST_F(DeviceRegistry, MessagesAndNotificationsArriveInTheOrderOfTheirEvents) {
   client_.follow();
   const int device = publish();
   perform();
@@ -318,7 +318,7 @@ TEST_F(DeviceRegistry, EveryInterestInAServiceGetsItsMessages) {
   client_.release(second);
 }
 
-TEST_F(DeviceRegistry, AfterAnInterestIsReleasedItsMessagesAreNotToldNotEvenThoseQueued) {
+TEST_F(DeviceRegistry, ReleasingAnInterestDropsItsMessagesAlsoQueuedOnes) {
   const int device = publish();
   arrive();
   const io_object_t interest = client_.addInterest(find());

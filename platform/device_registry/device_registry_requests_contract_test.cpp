@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How every device registry carries requests to a driver.
+// Requests over a driver connection of every device registry.
 #include <poll.h>
 
 #include <array>
@@ -14,7 +14,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using Bytes = ContractWorld::Bytes;
 
-// Requests to one scripted device over one connection.
+// One scripted device and one connection to its driver.
 class DeviceRegistryRequests : public DeviceRegistry {
  protected:
   using Answer = std::optional<Bytes>;
@@ -52,7 +52,7 @@ TEST_F(DeviceRegistryRequests, ARequestReachesTheDriverWithItsSelector) {
   EXPECT_EQ(size_, 4u);
 }
 
-TEST_F(DeviceRegistryRequests, AShorterAnswerLeavesTheRestOfTheOutputAsItWas) {
+TEST_F(DeviceRegistryRequests, AShorterAnswerLeavesTheRestOfTheOutputUnchanged) {
   connectAnswering(Bytes{5});
   EXPECT_EQ(send({1}), kIOReturnSuccess);
   EXPECT_EQ(size_, 1u);
@@ -66,7 +66,7 @@ TEST_F(DeviceRegistryRequests, AnEmptyAnswerHasNoBytes) {
   EXPECT_THAT(output_, ElementsAre(9, 9, 9, 9));
 }
 
-TEST_F(DeviceRegistryRequests, ALongerAnswerIsAnOverrunStoresNothingAndSpoilsNothing) {
+TEST_F(DeviceRegistryRequests, ALongerAnswerIsAnOverrunAndStoresNothing) {
   bool isLong = true;
   connect([&](auto, const Bytes& request) {
     return std::exchange(isLong, false) ? Bytes(5, 1) : request;
@@ -77,7 +77,7 @@ TEST_F(DeviceRegistryRequests, ALongerAnswerIsAnOverrunStoresNothingAndSpoilsNot
   EXPECT_THAT(output_, ElementsAre(2, 9, 9, 9));
 }
 
-TEST_F(DeviceRegistryRequests, WithoutAnAnswerTheCallTimesOutAndTheNextIsAnsweredForItself) {
+TEST_F(DeviceRegistryRequests, WithoutAnAnswerTheCallTimesOutAndTheNextGetsItsOwnAnswer) {
   bool silent = true;
   connect([&](auto, const Bytes& request) {
     return std::exchange(silent, false) ? Answer() : Answer(request);
@@ -111,7 +111,7 @@ TEST_F(DeviceRegistryRequests, ConnectionsOfOneServiceAreIndependent) {
   EXPECT_EQ(send({1}), kIOReturnSuccess);
 }
 
-TEST_F(DeviceRegistryRequests, AClosedConnectionNamesNothing) {
+TEST_F(DeviceRegistryRequests, AClosedConnectionIsRefused) {
   connect({});
   EXPECT_EQ(IOServiceClose(connection_), kIOReturnSuccess);
   EXPECT_NE(IOServiceClose(connection_), kIOReturnSuccess);
@@ -125,7 +125,7 @@ TEST_F(DeviceRegistryRequests, AConnectionOutlivesTheClientsServiceHandle) {
   EXPECT_EQ(send({1}), kIOReturnSuccess);
 }
 
-TEST_F(DeviceRegistryRequests, WhatComesDuringACallIsQueuedAndTheSourceIsReady) {
+TEST_F(DeviceRegistryRequests, EventsDuringACallAreQueuedAndMakeTheSourceReady) {
   client_.follow();
   connect({});
   perform();

@@ -41,11 +41,11 @@ PortSource::PortSource(Surroundings surroundings, FileDescriptor event, FileDesc
       descriptor_(std::move(descriptor)) {}
 
 void PortSource::perform() {
-  const std::shared_ptr<PortSource> self = shared_from_this();  // a callback may let go of it
+  const std::shared_ptr<PortSource> self = shared_from_this();  // a callback may release it
   woken_ = false;
   if (surroundings_.receive) surroundings_.receive();
-  // What comes while the callbacks run is left to the next call, so that a driver that never stops
-  // talking cannot keep the run loop from its other sources.
+  // Events that arrive while the callbacks run are left to the next call, so that a driver that
+  // sends without pause cannot keep the run loop from its other sources.
   const std::uint64_t lastPlace = lastPlace_;
   while (performEarliest(lastPlace)) {
   }
@@ -62,7 +62,7 @@ void PortSource::close() {
   woken_ = false;
   surroundings_.receive = nullptr;
   if (surroundings_.incoming >= 0) {
-    // Fails harmlessly when the descriptor was closed before.
+    // Fails without harm when the descriptor has been closed.
     epoll_ctl(descriptor_.get(), EPOLL_CTL_DEL, surroundings_.incoming, nullptr);
   }
   showReadiness();
@@ -85,10 +85,9 @@ std::shared_ptr<Service> PortSource::next(Iterator& iterator) {
   return service;
 }
 
-// Only an iterator that is sure to be drained can hold back another: one whose callback is due, or,
-// while a client drains its new iterators one after the other, one that has yet to be drained for
-// the first time. Otherwise a client that leaves one iterator alone would never see the others'
-// services.
+// An iterator holds back another one only if it is sure to be drained: its callback is due, or it
+// has not been drained for the first time while the client is draining its new iterators. Otherwise
+// a client that never drains one iterator would never get the services of the others.
 bool PortSource::wouldOvertake(const Iterator& iterator) const {
   const std::uint64_t place = iterator.items.front().place;
   return std::any_of(iterators_.begin(), iterators_.end(), [&](const auto& entry) {
@@ -137,7 +136,7 @@ std::shared_ptr<Iterator> PortSource::earliestArmed() const {
   return earliest;
 }
 
-// Makes the callback of what happened first, if that is not after `lastPlace`.
+// Runs the callback of the earliest event, unless that event is after `lastPlace`.
 bool PortSource::performEarliest(std::uint64_t lastPlace) {
   const std::shared_ptr<Iterator> iterator = earliestArmed();
   if (!messages_.empty() &&
@@ -157,7 +156,7 @@ void PortSource::performMessage() {
   messages_.pop_front();
   const auto interest = message.interest.lock();
   if (!interest || !interest->callback) return;
-  // The client may have released the service; it has a reference for as long as the callback runs.
+  // The client may have released the service: give it a reference for the time of the callback.
   const io_service_t service = surroundings_.objects->give(interest->service);
   interest->callback(interest->refcon, service, message.type, message.argument);
   surroundings_.objects->release(service);

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Iterators, interest notifications, and the run loop source of a notification port, in which what
-// happened waits until the run loop performs it.
+// Iterators, interest notifications, and the run loop source of a notification port, in which
+// events wait until the run loop performs them.
 //
-// Everything that happens is put in its place of a queue at once, whoever notices it, and told to
-// the client only from inside perform(). So a call that waits on a driver never runs a callback.
+// Each event is queued as soon as the registry receives it, and reported to the client only from
+// perform(). So an operation that waits for a driver never runs a callback. Thread: that of the
+// registry's operations.
 #pragma once
 
 #include <cstdint>
@@ -21,29 +22,29 @@ namespace device_registry {
 
 class PortSource;
 
-// The services that a client has still to take: those present at one time, or those that a matching
-// notification collects.
+// The services that a client has not taken yet: the services present at one time, or those that a
+// matching notification collects.
 class Iterator : public Object {
  public:
   using Object::Object;
 
-  // A service and its place among all that happened on the port; 0 for a service that was there
-  // before the iterator.
+  // A service and its place in the order of all events of the port; 0 for a service that was
+  // present before the iterator was made.
   struct Item {
     std::uint64_t place;
     std::shared_ptr<Service> service;
   };
   std::deque<Item> items;
 
-  // The rest is for an iterator of a matching notification.
+  // The members below are used by the iterator of a matching notification only.
   std::weak_ptr<PortSource> port;
   std::string kind;
   std::string className;
   IOServiceMatchingCallback callback = nullptr;
   void* refcon = nullptr;
-  // Has returned 0 once.
+  // next() has returned null once.
   bool drained = false;
-  // The next service that comes makes a callback. Stays so until that callback begins.
+  // The next service that is added causes a callback. True until that callback starts.
   bool armed = false;
 };
 
@@ -59,38 +60,38 @@ class Interest : public Object {
 
 class PortSource : public CFRunLoopSource, public std::enable_shared_from_this<PortSource> {
  public:
-  // What the source needs of the registry around it.
+  // The parts of the registry that the source uses.
   struct Surroundings {
-    // Takes in what has come from the drivers by now; may be empty.
+    // Receives the events that the drivers have sent so far; may be empty.
     std::function<void()> receive;
-    // A descriptor that reads as ready when receive() has something to take in; -1 for none. When
-    // it is closed it is watched no more.
+    // A descriptor that reads as ready when receive() has an event to receive; -1 if there is none.
+    // Closing it ends the watch.
     int incoming = -1;
-    // Where the client's references are kept.
+    // The clients' references.
     std::shared_ptr<ObjectTable> objects;
   };
 
-  // Null when the system has no descriptors left.
+  // Null when the process has no descriptors left.
   static std::shared_ptr<PortSource> create(Surroundings surroundings);
 
   int descriptor() const override { return descriptor_.get(); }
   void perform() override;
 
-  // Ends all notifications. The source itself stays as long as a run loop keeps it.
+  // Ends all notifications. The source itself lives as long as a run loop owns it.
   void close();
 
   void add(const std::shared_ptr<Iterator>& iterator);
-  // The next service of an iterator of this port, null when there is none or when it would overtake
-  // what happened earlier. Null arms the iterator.
+  // Takes the next service of an iterator of this port; null, which arms the iterator, when the
+  // iterator is empty or an earlier event must be reported first.
   std::shared_ptr<Service> next(Iterator& iterator);
 
-  // Puts `service` into the iterators of `kind` that match it.
+  // Adds `service` to the iterators of `kind` that match it.
   void queueService(const char* kind, const std::shared_ptr<Service>& service);
-  // Puts a message into the queue of every interest in `service`.
+  // Queues a message for every interest in `service`.
   void queueMessage(const Service& service, natural_t type, std::span<const std::uint8_t> argument);
   void add(const std::shared_ptr<Interest>& interest);
 
-  // Makes the run loop perform the source though nothing is queued: there is more to receive.
+  // Makes the run loop perform the source, because there are more events to receive.
   void wake();
 
  private:
@@ -110,7 +111,7 @@ class PortSource : public CFRunLoopSource, public std::enable_shared_from_this<P
   void showReadiness();
 
   Surroundings surroundings_;
-  FileDescriptor event_;       // readable while something is queued
+  FileDescriptor event_;       // readable while an event is queued
   FileDescriptor descriptor_;  // watches event_ and the incoming descriptor
   std::vector<std::weak_ptr<Iterator>> iterators_;
   std::vector<std::weak_ptr<Interest>> interests_;

@@ -28,7 +28,8 @@ void ObjectTable::retain(std::uint32_t handle) {
 void ObjectTable::release(std::uint32_t handle) {
   const auto entry = entries_.find(handle);
   if (entry == entries_.end() || --entry->second.references > 0) return;
-  // The object goes after its entry: what its destructor releases may come back in here.
+  // Destroy the object after its entry: its destructor may release other handles, and so call this
+  // function again.
   const std::shared_ptr<Object> last = std::move(entry->second.object);
   entries_.erase(entry);
 }

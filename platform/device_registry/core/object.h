@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// What a handle names. Every service, iterator, notification, connection and master port is an
-// object with a number of its own, and a client names it by that number.
+// The objects behind the handles. Each service, iterator, notification, driver connection and
+// master port is an object with its own number, which is its handle.
 //
-// The number stays taken for as long as the object lives, whoever keeps it alive: the client, the
-// registry because the service is published, or an iterator in which it waits. That is what makes
-// two handles of one service equal and keeps a number from naming something else meanwhile.
+// The number is in use as long as the object lives, whether a client, the registry or an iterator
+// keeps it alive. So all handles of one service are equal, and no other object gets its number
+// meanwhile. Thread: that of the registry's operations.
 #pragma once
 
 #include <cstddef>
@@ -16,12 +16,12 @@
 
 namespace device_registry {
 
-// The numbers in use. 0 is never given out; numbers come back into use only after all others have
-// had their turn, so that a handle kept too long names nothing for as long as possible.
+// The numbers in use. 0 is never taken. Numbers are taken in ascending order and wrap around, so
+// that a stale handle names no object for as long as possible.
 class Numbers {
  public:
   Numbers() = default;
-  // Goes on counting after `last` with the numbers `taken` in use.
+  // Continues after `last`, with the numbers `taken` in use.
   Numbers(std::uint32_t last, std::set<std::uint32_t> taken)
       : taken_(std::move(taken)), last_(last) {}
 
@@ -48,24 +48,24 @@ class Object {
   std::uint32_t number_;
 };
 
-// The references that a client holds, by handle. An object that no client refers to is not found
-// here, though it may live on inside the registry.
+// The references that the clients hold, by handle. An object without such a reference is not in the
+// table, though the registry may keep it alive.
 class ObjectTable {
  public:
   // Adds a reference for the client and returns the handle.
   std::uint32_t give(std::shared_ptr<Object> object);
-  // Both do nothing for a handle that names nothing.
+  // Both do nothing for a handle that is not in the table.
   void retain(std::uint32_t handle);
   void release(std::uint32_t handle);
 
-  // The object that `handle` names; null when it names nothing or no T.
+  // The object of `handle`; null when it is not in the table or not a T.
   template <typename T>
   std::shared_ptr<T> find(std::uint32_t handle) const {
     const auto entry = entries_.find(handle);
     return entry == entries_.end() ? nullptr : std::dynamic_pointer_cast<T>(entry->second.object);
   }
 
-  // How many references clients hold, all objects together.
+  // The number of references to all objects.
   std::size_t references() const;
   void clear() { entries_.clear(); }
 

@@ -6,18 +6,18 @@
 namespace device_registry {
 namespace {
 
-TEST(Numbers, AreNeverZeroAlsoAfterCountingRoundTheEnd) {
+TEST(Numbers, AreNeverZeroAlsoAfterTheyWrapAround) {
   Numbers numbers(0xfffffffe, {});
   EXPECT_EQ(numbers.take(), 0xffffffffu);
   EXPECT_EQ(numbers.take(), 1u);
 }
 
-TEST(Numbers, OneInUseIsPassedOver) {
+TEST(Numbers, ANumberInUseIsSkipped) {
   Numbers numbers(0xfffffffe, {0xffffffff, 1, 2});
   EXPECT_EQ(numbers.take(), 3u);
 }
 
-TEST(ObjectTable, AnObjectKeepsItsNumberWhenTheClientLetsGoAndTakesItAgain) {
+TEST(ObjectTable, AnObjectKeepsItsNumberWhenTheClientReleasesItAndGetsItAgain) {
   const auto numbers = std::make_shared<Numbers>();
   ObjectTable table;
   const auto object = std::make_shared<Object>(numbers);
@@ -38,7 +38,7 @@ TEST(ObjectTable, AnObjectStaysUntilItsLastReferenceIsGone) {
   EXPECT_EQ(table.find<Object>(handle), nullptr);
 }
 
-TEST(ObjectTable, ReleasingAndRetainingWhatNamesNothingDoesNothing) {
+TEST(ObjectTable, RetainingAndReleasingAnUnknownHandleDoesNothing) {
   ObjectTable table;
   table.retain(7);
   table.release(7);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The operations that are the same whatever the back end.
+// The operations that every back end has in common.
 #include "platform/device_registry/core/registry.h"
 #include "platform/device_registry/device_registry.h"
 

@@ -10,7 +10,7 @@ namespace device_registry {
 
 namespace {
 
-// The class that `matching` asks for; empty when it asks for none.
+// The class name in `matching`; empty when there is none.
 std::string classNameOf(const CFDictionary& matching) {
   const auto* name = CFDictionaryGet<std::string>(matching, kIOProviderClassKey);
   return name ? *name : std::string();
@@ -82,7 +82,7 @@ CFRunLoopSourceRef Registry::runLoopSource(IONotificationPortRef port) const {
   return sourceOf(port) ? port->source : nullptr;
 }
 
-// Null for a port that is not one, so that a port destroyed earlier does no harm.
+// Null for a pointer that is no port of this registry, for example one that was destroyed.
 PortSource* Registry::sourceOf(IONotificationPortRef port) const {
   const bool known = std::any_of(ports_.begin(), ports_.end(),
                                  [port](const auto& entry) { return entry.get() == port; });
@@ -192,7 +192,7 @@ IOReturn Registry::call(io_connect_t handle, std::uint32_t selector,
   const auto entry = connections_.find(handle);
   if (!isOpen() || entry == connections_.end()) return kIOReturnNotOpen;
   if (!entry->second.service->isPresent()) return kIOReturnNoDevice;
-  const auto connection = entry->second.connection;  // a scripted driver may close it meanwhile
+  const auto connection = entry->second.connection;  // a scripted driver may close it in the call
   return connection->call(selector, input, output, outputSize);
 }
 

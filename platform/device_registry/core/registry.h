@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The registry as every back end has it: which services are present, what clients hold, and whom to
-// notify. A back end reports what its drivers do and supplies the services; the operations of the
-// contract forward to the functions of the same meaning here.
+// The part of the registry that all back ends share: the services present, the objects that clients
+// hold, and the notification ports. A back end provides the services and reports what its drivers
+// do; the operations of device_registry.h forward to the functions of the same meaning here.
 //
-// One thread, as the contract says.
+// Thread: that of the registry's operations.
 #pragma once
 
 #include <cstdint>
@@ -26,32 +26,32 @@ namespace device_registry {
 
 class Registry {
  public:
-  // `receive` takes in what has come from the drivers by now, without waiting and without calling a
-  // client; empty where everything is reported at once.
+  // `receive` receives the events that the drivers have sent so far, without waiting and without
+  // calling a client. Empty for a back end that reports every event at once.
   explicit Registry(std::function<void()> receive = {}) : receive_(std::move(receive)) {}
 
-  // What the back end reports.
+  // Reports of the back end.
 
   const std::shared_ptr<Numbers>& numbers() const { return numbers_; }
   void publish(const std::shared_ptr<Service>& service);
   void terminate(const std::shared_ptr<Service>& service);
   void terminateAll();
   void sendMessage(const Service& service, natural_t type, std::span<const std::uint8_t> argument);
-  // There is more to receive than was taken in.
+  // `receive` has left events to receive: performs the ports' sources again.
   void wakePorts();
-  // The services are out of reach and nobody is told; the handles of theirs that clients still hold
-  // name terminated services.
+  // Removes all services without a notification; handles that clients still hold then name
+  // terminated services.
   void forgetServices();
-  // Nothing that a client holds names anything any more.
+  // Makes every handle that a client holds invalid.
   void forgetClients();
 
-  // What clients ask for. All of it fails without a master port, apart from giving things back.
+  // Operations for clients. Without a master port they fail, except those that release or close.
 
   bool isOpen() const { return !masterPorts_.empty(); }
   mach_port_t addMasterPort();
   void removeMasterPort(mach_port_t port) { masterPorts_.erase(port); }
 
-  // `incoming` is a descriptor that reads as ready when there is something to receive, -1 for none.
+  // `incoming` is a descriptor that reads as ready when there is an event to receive, or -1.
   IONotificationPortRef createPort(mach_port_t masterPort, int incoming = -1);
   void destroyPort(IONotificationPortRef port);
   CFRunLoopSourceRef runLoopSource(IONotificationPortRef port) const;
@@ -75,7 +75,7 @@ class Registry {
                 std::span<const std::uint8_t> input, std::span<std::uint8_t> output,
                 std::size_t* outputSize);
 
-  // What clients hold.
+  // Counts of what clients hold.
   std::size_t objectReferences() const { return objects_->references(); }
   std::size_t connectionCount() const { return connections_.size(); }
   std::size_t portCount() const { return ports_.size(); }
@@ -97,14 +97,14 @@ class Registry {
   std::function<void()> receive_;
   std::shared_ptr<Numbers> numbers_ = std::make_shared<Numbers>();
   std::shared_ptr<ObjectTable> objects_ = std::make_shared<ObjectTable>();
-  std::vector<std::shared_ptr<Service>> services_;  // present, in the order of their coming
+  std::vector<std::shared_ptr<Service>> services_;  // present, in the order of publication
   std::map<io_connect_t, OpenConnection> connections_;
   std::map<mach_port_t, std::shared_ptr<Object>> masterPorts_;
   std::vector<std::unique_ptr<IONotificationPort>> ports_;
 };
 
-// The registry of this process, which the back end defines. The operations of the contract that
-// work the same everywhere are defined on it.
+// The registry of this process; each back end defines this function. core/operations.cpp forwards
+// the common operations to it.
 Registry& registry();
 
 }  // namespace device_registry

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Published services and the connections to their drivers, as the back ends supply them.
+// Published services and driver connections; the back ends implement them.
 #pragma once
 
 #include <cstddef>
@@ -14,32 +14,31 @@
 
 namespace device_registry {
 
-// An open connection to a driver. It goes with the last pointer to it.
+// An open connection to a driver; the destructor closes it.
 class Connection : public Object {
  public:
   using Object::Object;
 
-  // As IOConnectMethodStructureIStructureO. Not called once the service has terminated.
+  // As IOConnectMethodStructureIStructureO. Not called after the service has terminated.
   virtual IOReturn call(std::uint32_t selector, std::span<const std::uint8_t> input,
                         std::span<std::uint8_t> output, std::size_t* outputSize) = 0;
 };
 
 class Service : public Object {
  public:
-  // A service with an empty class name is matched by nothing.
+  // No matching dictionary matches a service with an empty class name.
   Service(std::shared_ptr<Numbers> numbers, std::string className)
       : Object(std::move(numbers)), className_(std::move(className)) {}
 
   const std::string& className() const { return className_; }
 
-  // False before it was published and from its termination on. Only a present service is asked for
-  // properties or connections.
+  // True from publication to termination. The functions below are called only while it is true.
   bool isPresent() const { return present_; }
   void setPresent(bool present) { present_ = present; }
 
-  // Failure leaves `properties` untouched.
+  // On failure `properties` is unchanged.
   virtual IOReturn readProperties(CFDictionary* properties) = 0;
-  // Success stores a connection, failure leaves `connection` untouched.
+  // Stores a connection; on failure `connection` is unchanged.
   virtual IOReturn open(std::uint32_t type, std::shared_ptr<Connection>* connection) = 0;
 
  private:

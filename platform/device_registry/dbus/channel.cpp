@@ -56,7 +56,7 @@ IOReturn Channel::send(std::uint32_t selector, std::span<const std::uint8_t> inp
   std::vector<std::uint8_t> packet(kDispatchSelectorSize);
   wire::store(packet, 0, selector);
   packet.insert(packet.end(), input.begin(), input.end());
-  // A driver that is gone makes this fail instead of ending the program with a signal.
+  // MSG_NOSIGNAL: if the driver has closed its end, fail instead of ending the program by SIGPIPE.
   while (::send(socket_.get(), packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0) {
     if (!shouldTryAgain()) return kIOReturnError;
     if (const IOReturn result = wait(POLLOUT, deadline)) return result;
@@ -70,11 +70,11 @@ IOReturn Channel::receive(std::span<std::uint8_t> output, std::size_t* outputSiz
   ssize_t size = -1;
   do {
     if (const IOReturn result = wait(POLLIN, deadline)) return result;
-    // The answer's own size is returned also when it is larger than the packet.
+    // MSG_TRUNC: returns the answer's full size even if it does not fit.
     size = recv(socket_.get(), packet.data(), packet.size(), MSG_TRUNC | MSG_DONTWAIT);
     if (size < 0 && !shouldTryAgain()) return kIOReturnError;
   } while (size < 0);
-  // An empty answer and the end of the channel read alike; only the end stays.
+  // recv returns 0 for an empty answer and for a closed channel; only the latter has POLLRDHUP.
   if (size == 0 && eventsNow(socket_.get(), POLLRDHUP) != 0) return kIOReturnError;
   const auto answered = static_cast<std::size_t>(size);
   if (answered > output.size()) return kIOReturnOverrun;

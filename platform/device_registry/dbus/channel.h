@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-// One open connection to a driver: a SOCK_SEQPACKET socket that carries one packet per request and
-// one per answer.
+// The channel of one open driver connection: a SOCK_SEQPACKET socket that carries one packet per
+// request and one per answer.
 //
 //   request  | selector, 4 bytes, little-endian | record |
 //   answer   | record as returned |
+//
+// Thread: that of the registry's operations.
 #pragma once
 
 #include <cstddef>
@@ -21,16 +23,16 @@ using session_bus::Deadline;
 
 class Channel {
  public:
-  // Takes a copy of what a driver handed out, which a program started later does not inherit.
-  // Nothing when it is no socket of the right type.
+  // Duplicates the descriptor that a driver handed out, with close-on-exec. nullopt when it is not
+  // a SOCK_SEQPACKET socket.
   static std::optional<Channel> fromDriver(int descriptor);
 
-  // Nothing waits to be read and the driver has not closed its end. A channel that is not quiet
-  // before a request is out of step: what waits would be taken for the answer.
+  // True when no packet waits to be read and the driver has not closed its end. Check it before a
+  // request: a waiting packet would be mistaken for the answer.
   bool isQuiet() const;
 
-  // As IOConnectMethodStructureIStructureO. After any failure but kIOReturnOverrun the channel is
-  // of no more use: a late answer could be taken for the next one's.
+  // As IOConnectMethodStructureIStructureO. After any failure except kIOReturnOverrun, close the
+  // channel: a late answer could be mistaken for the next request's.
   IOReturn exchange(std::uint32_t selector, std::span<const std::uint8_t> input,
                     std::span<std::uint8_t> output, std::size_t* outputSize,
                     const Deadline& deadline);
@@ -42,7 +44,8 @@ class Channel {
                 const Deadline& deadline);
   IOReturn receive(std::span<std::uint8_t> output, std::size_t* outputSize,
                    const Deadline& deadline);
-  // Success also when the wait was interrupted: the caller tries and comes back.
+  // Waits for `events`. Returns success also when a signal ended the wait early: the caller tries
+  // again.
   IOReturn wait(short events, const Deadline& deadline) const;
 
   FileDescriptor socket_;

@@ -25,7 +25,7 @@ class ChannelTest : public testing::Test {
     channel_ = Channel::fromDriver(handedOut.get());
   }
 
-  // Sends an answer before the request is made; it waits in the channel.
+  // Sends the answer before the request is sent; it waits in the channel.
   void answer(const Bytes& packet) {
     EXPECT_EQ(::send(driver_.get(), packet.data(), packet.size(), 0),
               static_cast<ssize_t>(packet.size()));
@@ -55,7 +55,7 @@ TEST_F(ChannelTest, AnAnswerOfExactlyTheOutputsSizeFits) {
   EXPECT_EQ(size_, 2u);
 }
 
-TEST_F(ChannelTest, AnEmptyAnswerIsNotTakenForTheEnd) {
+TEST_F(ChannelTest, AnEmptyAnswerIsNotMistakenForAClosedChannel) {
   answer({});
   EXPECT_EQ(exchange(), kIOReturnSuccess);
   EXPECT_EQ(size_, 0u);
@@ -69,7 +69,7 @@ TEST_F(ChannelTest, ALongerAnswerStoresNothing) {
 }
 
 TEST_F(ChannelTest, AClosedEndFailsWithoutASignal) {
-  signal(SIGPIPE, SIG_DFL);  // whoever runs the tests may have it ignored
+  signal(SIGPIPE, SIG_DFL);  // the tests' parent process may have set it to be ignored
   driver_ = FileDescriptor();
   EXPECT_FALSE(channel_->isQuiet());
   EXPECT_EQ(exchange(), kIOReturnError);
@@ -80,21 +80,21 @@ TEST_F(ChannelTest, AnEndClosedAfterTheRequestFails) {
   EXPECT_EQ(exchange(), kIOReturnError);
 }
 
-TEST_F(ChannelTest, NothingInTimeIsATimeout) { EXPECT_EQ(exchange(1), kIOReturnTimeout); }
+TEST_F(ChannelTest, AMissingAnswerTimesOut) { EXPECT_EQ(exchange(1), kIOReturnTimeout); }
 
-TEST_F(ChannelTest, ADriverThatReadsNothingIsATimeoutOnceTheChannelIsFull) {
+TEST_F(ChannelTest, ARequestTimesOutWhenTheChannelIsFull) {
   IOReturn result = kIOReturnTimeout;
   for (int i = 0; i < 2000 && result == kIOReturnTimeout; ++i) result = exchange(0);
   EXPECT_EQ(result, kIOReturnTimeout);
 }
 
-TEST_F(ChannelTest, IsQuietUntilSomethingComesUnasked) {
+TEST_F(ChannelTest, IsQuietUntilAPacketArrives) {
   EXPECT_TRUE(channel_->isQuiet());
   answer({1});
   EXPECT_FALSE(channel_->isQuiet());
 }
 
-TEST_F(ChannelTest, WhatIsNoPacketSocketIsRefused) {
+TEST_F(ChannelTest, ADescriptorOtherThanAPacketSocketIsRefused) {
   const FileDescriptor stream(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   EXPECT_FALSE(Channel::fromDriver(stream.get()));
   EXPECT_FALSE(Channel::fromDriver(-1));

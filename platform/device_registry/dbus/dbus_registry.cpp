@@ -14,7 +14,7 @@ struct State {
   Registry registry{[this] {
     if (bus) bus->receive();
   }};
-  std::unique_ptr<DriverBus> bus;  // there while a master port is held
+  std::unique_ptr<DriverBus> bus;  // null unless a master port is held
 };
 
 State& state() {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How the comings and goings of drivers and services on the bus become notifications.
+// How drivers and services that appear and leave on the bus become notifications.
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/stat.h>
@@ -19,7 +19,7 @@ constexpr const char* kManagerPath = "/com/vantrel/Driver1";
 constexpr const char* kManagerInterface = "org.freedesktop.DBus.ObjectManager";
 constexpr const char* kServiceInterface = "com.vantrel.Driver1.Service";
 
-// The interfaces of a service of the test class ("a{sa{sv}}").
+// Appends the interfaces of a service of the test class ("a{sa{sv}}").
 int appendService(sd_bus_message* m) {
   return sd_bus_message_append(m, "a{sa{sv}}", 1, kServiceInterface, 1, "ClassName", "s",
                                kTestClass);
@@ -27,7 +27,7 @@ int appendService(sd_bus_message* m) {
 
 class DriverAnnouncements : public DbusTest {
  protected:
-  // Nothing that the driver has sent so far was told to the client.
+  // After everything that the driver has sent, the client has still counted `come` and `gone`.
   void expectQuiet(int come, int gone) {
     ASSERT_TRUE(arriveFrom(driver_));
     client_.source().perform();
@@ -37,14 +37,14 @@ class DriverAnnouncements : public DbusTest {
   }
 };
 
-TEST(SessionBus, ThatDoesNotExistFailsTheRegistry) {
+TEST(SessionBus, OpeningTheRegistryFailsWithoutABus) {
   setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
   mach_port_t port = 1;
   EXPECT_NE(IOMasterPort(&port), kIOReturnSuccess);
   EXPECT_EQ(port, 0u);
 }
 
-TEST(SessionBus, ThatNeverAnswersFailsTheRegistryWithinTheLimit) {
+TEST(SessionBus, OpeningTheRegistryOnABusThatNeverAnswersFailsWithinTheLimit) {
   const test_support::SilentBus bus;
   bus.enter();
   mach_port_t port = 1;
@@ -54,7 +54,7 @@ TEST(SessionBus, ThatNeverAnswersFailsTheRegistryWithinTheLimit) {
   EXPECT_EQ(port, 0u);
 }
 
-TEST_F(DriverAnnouncements, WithoutADriverTheRegistryOpensAtOnceAndSeesItComeLater) {
+TEST_F(DriverAnnouncements, WithoutADriverTheRegistryOpensAtOnceAndListsALaterDriver) {
   EXPECT_LE(millisecondsOf([this] { EXPECT_EQ(client_.open(), kIOReturnSuccess); }),
             kRegistryCallLimitMs);
   EXPECT_EQ(client_.come, 0);
@@ -72,7 +72,7 @@ TEST_F(DriverAnnouncements, AnInstalledDriverIsStarted) {
   EXPECT_EQ(poll(&watched, 1, kArrivalLimitMs), 1);
 }
 
-TEST_F(DriverAnnouncements, ADriverThatIsSlowAtFirstIsListedWhenItAnswers) {
+TEST_F(DriverAnnouncements, ADriverThatAnswersLateIsListedWhenItAnswers) {
   startDriver();
   std::promise<void> release = hang();
   EXPECT_LE(millisecondsOf([this] { EXPECT_EQ(client_.open(), kIOReturnSuccess); }), kCallBoundMs);
@@ -81,7 +81,7 @@ TEST_F(DriverAnnouncements, ADriverThatIsSlowAtFirstIsListedWhenItAnswers) {
   EXPECT_TRUE(client_.waitUntil([this] { return client_.come == 1; }));
 }
 
-TEST_F(DriverAnnouncements, TheLossOfTheNameTerminatesAllAndItsReturnListsThemAnew) {
+TEST_F(DriverAnnouncements, LosingTheNameTerminatesAllServicesAndItsReturnListsThemAgain) {
   startAll();
   driver_.perform([](Driver& driver) { driver.dropName(); });
   EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
@@ -93,7 +93,7 @@ TEST_F(DriverAnnouncements, TheLossOfTheNameTerminatesAllAndItsReturnListsThemAn
             kIOReturnSuccess);
 }
 
-TEST_F(DriverAnnouncements, ANewDriverIsNotTakenForHungBecauseTheOneBeforeWas) {
+TEST_F(DriverAnnouncements, CallsToANewDriverAreTriedAtOnceThoughThePreviousDriverHung) {
   startAll();
   std::promise<void> release = hang();
   CFDictionary properties;
@@ -108,7 +108,7 @@ TEST_F(DriverAnnouncements, ANewDriverIsNotTakenForHungBecauseTheOneBeforeWas) {
             kIOReturnSuccess);
 }
 
-TEST_F(DriverAnnouncements, TheLossOfTheBusTerminatesAllAndLeavesTheLoopQuiet) {
+TEST_F(DriverAnnouncements, LosingTheBusTerminatesAllServicesAndLeavesTheLoopQuiet) {
   startAll();
   io_connect_t connection = 0;
   ASSERT_EQ(IOServiceOpen(client_.service(), 2, &connection), kIOReturnSuccess);
@@ -122,7 +122,7 @@ TEST_F(DriverAnnouncements, TheLossOfTheBusTerminatesAllAndLeavesTheLoopQuiet) {
   EXPECT_EQ(IOServiceClose(connection), kIOReturnSuccess);
 }
 
-TEST_F(DriverAnnouncements, ALossOfTheBusThatIsNotYetNoticedFailsCallsWithoutDelay) {
+TEST_F(DriverAnnouncements, CallsFailWithoutDelayBeforeTheLossOfTheBusIsNoticed) {
   startAll();
   bus_.stop();
   CFDictionary properties;
@@ -135,7 +135,7 @@ TEST_F(DriverAnnouncements, ALossOfTheBusThatIsNotYetNoticedFailsCallsWithoutDel
             kAtOnceMs);
 }
 
-TEST_F(DriverAnnouncements, AfterTheLossOfTheBusTheRegistryCanBeOpenedOnAnother) {
+TEST_F(DriverAnnouncements, AfterLosingTheBusTheRegistryCanBeOpenedOnAnotherBus) {
   startAll();
   bus_.stop();
   EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
@@ -236,7 +236,7 @@ TEST_F(DriverAnnouncements, AnnouncementsOfTheWrongShapeAreIgnored) {
   EXPECT_THAT(client_.messages, testing::IsEmpty());
 }
 
-TEST_F(DriverAnnouncements, AListOfTheWrongShapeOrNoneIsTakenForEmpty) {
+TEST_F(DriverAnnouncements, AMissingListOrOneOfTheWrongShapeCountsAsEmpty) {
   const std::vector<std::function<int(sd_bus_message*)>> listings{
       [](sd_bus_message* m) { return sd_bus_message_append(m, "s", "x"); },
       [](sd_bus_message*) { return 0; }, [](sd_bus_message*) { return -1; }};
@@ -250,7 +250,7 @@ TEST_F(DriverAnnouncements, AListOfTheWrongShapeOrNoneIsTakenForEmpty) {
   }
 }
 
-TEST_F(DriverAnnouncements, AMessagesArgumentPassesAsItIsHoweverShort) {
+TEST_F(DriverAnnouncements, AMessagesArgumentArrivesUnchangedHoweverShort) {
   startAll();
   ASSERT_EQ(client_.addInterest(client_.service()), kIOReturnSuccess);
   driver_.perform([](Driver& driver) {
@@ -262,8 +262,8 @@ TEST_F(DriverAnnouncements, AMessagesArgumentPassesAsItIsHoweverShort) {
               ElementsAre(Pair(0xe0000130, Bytes{}), Pair(0xe0000130, Bytes{36, 0, 0})));
 }
 
-// Signals can be addressed to one connection, past all matches.
-TEST_F(DriverAnnouncements, WhatAnotherSenderAnnouncesIsIgnored) {
+// A signal can be addressed to one bus connection, which receives it whatever its matches.
+TEST_F(DriverAnnouncements, SignalsOfAnotherSenderAreIgnored) {
   startAll();
   ASSERT_EQ(client_.addInterest(client_.service()), kIOReturnSuccess);
   const auto sendToAll = [](sd_bus* bus, const char* path, const char* interface,
@@ -290,7 +290,7 @@ TEST_F(DriverAnnouncements, WhatAnotherSenderAnnouncesIsIgnored) {
     sendToAll(bus, kManagerPath, kManagerInterface, "InterfacesRemoved", [&](sd_bus_message* m) {
       sd_bus_message_append(m, "oas", device.c_str(), 1, kServiceInterface);
     });
-    // The bus has passed all of it on once it answers this.
+    // When the bus answers this call, it has delivered all of the signals.
     ASSERT_GE(sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
                                  "org.freedesktop.DBus", "GetId", nullptr, nullptr, ""),
               0);
@@ -299,14 +299,14 @@ TEST_F(DriverAnnouncements, WhatAnotherSenderAnnouncesIsIgnored) {
   other.perform([&](Driver& driver) { forge(driver.bus()); });
   expectQuiet(1, 0);
   EXPECT_THAT(client_.messages, testing::IsEmpty());
-  // The same from the driver counts, so the forgery was one that could have worked.
+  // The same signals from the driver take effect, so only the sender was wrong.
   driver_.perform([&](Driver& driver) { forge(driver.bus()); });
   EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == 1; }));
   EXPECT_EQ(client_.come, 2);
   EXPECT_EQ(client_.messages.size(), 1u);
 }
 
-TEST_F(DriverAnnouncements, ServicesThatAreThereAtFirstComeInTheOrderOfTheirNumbers) {
+TEST_F(DriverAnnouncements, ServicesPresentAtTheStartAreListedInTheOrderOfTheirNumbers) {
   const std::vector<std::string> names{"Device0",   "Device2",    "Device09",
                                        "Device9",   "Device10",   "Device010x",
                                        "Device100", "Device100a", "Devicf"};
@@ -359,7 +359,7 @@ TEST_F(DriverAnnouncements, TwoHundredServicesAreListedWithoutACallForEach) {
   EXPECT_TRUE(client_.waitUntil([this] { return client_.gone == kMany; }));
 }
 
-TEST_F(DriverAnnouncements, AFloodOfMessagesIsTakenInTurnsAndInOrder) {
+TEST_F(DriverAnnouncements, AFloodOfMessagesIsProcessedInPortionsAndInOrder) {
   constexpr std::uint32_t kMany = 3000;
   startAll();
   ASSERT_EQ(client_.addInterest(client_.service()), kIOReturnSuccess);

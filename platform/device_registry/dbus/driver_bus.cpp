@@ -17,11 +17,11 @@ namespace {
 constexpr const char* kBusName = "org.freedesktop.DBus";
 constexpr const char* kBusPath = "/org/freedesktop/DBus";
 
-// How much is taken in at once; the run loop comes back for the rest.
+// How many messages one receive() processes; the run loop calls it again for the rest.
 constexpr int kReceiveLimit = 1000;
 
-// Processes what `bus` has received, as far as the limit. Negative when the bus is gone, 1 when
-// there may be more, 0 when that was all.
+// Processes the messages that `bus` has received, up to the limit. Returns a negative number when
+// the bus connection is lost, 1 when there may be more messages, 0 when there are none.
 int processReceived(sd_bus* bus) {
   for (int i = 0; i < kReceiveLimit; ++i) {
     const int result = sd_bus_process(bus, nullptr);
@@ -30,8 +30,8 @@ int processReceived(sd_bus* bus) {
   return 1;
 }
 
-// Reads the interfaces of one object ("a{sa{sv}}") and moves behind them. The class name of the
-// service that they make, empty when it has none; nothing when the object is no service.
+// Reads the interfaces of one object ("a{sa{sv}}") and advances past them. Returns the service's
+// class name, empty if it has none; nullopt when the object is not a service.
 std::optional<std::string> readClassName(sd_bus_message* message) {
   std::optional<std::string> className;
   if (sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{sa{sv}}") <= 0) return {};
@@ -52,8 +52,7 @@ std::optional<std::string> readClassName(sd_bus_message* message) {
 
 bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
-// Takes the text's beginning away, as far as it is one number or one other character. Of a number
-// what counts is left: no leading zeros.
+// Pops the next token: a run of digits, leading zeros stripped, or one other character.
 std::string_view takePart(std::string_view& text) {
   std::size_t size = 0;
   while (size < text.size() && isDigit(text[size])) ++size;
@@ -63,14 +62,14 @@ std::string_view takePart(std::string_view& text) {
   return part;
 }
 
-// Orders texts as people do: "service9" before "service10".
+// Compares runs of digits as numbers: "service9" comes before "service10".
 struct NaturalOrder {
   bool operator()(std::string_view left, std::string_view right) const {
     const std::pair whole(left, right);
     while (!left.empty() && !right.empty()) {
       const std::string_view a = takePart(left);
       const std::string_view b = takePart(right);
-      // Of two numbers the one with more digits is the larger.
+      // Without leading zeros, the number with more digits is the larger.
       if (a.size() != b.size() && isDigit(a[0]) && isDigit(b[0])) return a.size() < b.size();
       if (a != b) return a < b;
     }
@@ -79,7 +78,7 @@ struct NaturalOrder {
   }
 };
 
-// Whether an object is one of those below the object manager.
+// Whether an object is below the driver's object manager.
 bool isServicePath(std::string_view path) {
   const std::string folder = std::string(kDriverPath) + "/";
   return path.size() > folder.size() && path.starts_with(folder);
@@ -110,8 +109,8 @@ bool DriverBus::isReady() const {
   return sd_bus_is_ready(bus_.get()) > 0 && sd_bus_is_ready(calls_.bus()) > 0;
 }
 
-// Requests on one connection are carried out in order: the matches are in place before the owner is
-// asked for, and the owner is known before the list is, so that nothing falls between.
+// The bus handles the requests of one connection in order: the matches are in place before it
+// answers GetNameOwner, and the services are listed after that. So no signal is missed in between.
 bool DriverBus::addMatches() {
   const std::string fromDriver = std::string("type='signal',sender='") + kDriverName + "',";
   const std::string manager =
@@ -158,7 +157,8 @@ void DriverBus::setOwner(const std::string& owner) {
   if (!owner.empty()) listServices();
 }
 
-// Has the bus start the driver service where it is installed; its coming shows as a new owner.
+// Asks the bus to start the driver service if it is installed. A started driver is seen as a new
+// owner of the name.
 void DriverBus::startDriver() {
   if (sd_bus_call_method_async(bus_.get(), nullptr, kBusName, kBusPath, kBusName,
                                "StartServiceByName", driverStarted, this, "su", kDriverName,
@@ -167,7 +167,7 @@ void DriverBus::startDriver() {
   }
 }
 
-// However late the answer, it is taken in when it comes.
+// The call has no time-out: a late answer is processed when it arrives.
 void DriverBus::listServices() {
   sd_bus_message* request = nullptr;
   sd_bus_slot* slot = nullptr;
@@ -186,7 +186,7 @@ bool DriverBus::isFromOwner(sd_bus_message* message) const {
   return sender && !owner_.empty() && owner_ == sender;
 }
 
-// Nothing as the class name stands for an object that is no service.
+// `className` is nullopt for an object that is not a service.
 void DriverBus::addService(const std::string& path, const std::optional<std::string>& className) {
   if (!className || !isServicePath(path) || services_.contains(path)) return;
   auto service = std::make_shared<DriverService>(registry_.numbers(), *className, path, calls_);
@@ -213,7 +213,7 @@ int DriverBus::ownerKnown(sd_bus_message* message, void* self, sd_bus_error*) no
   return 0;
 }
 
-// Success needs nothing done here: the new owner shows itself before.
+// On success nothing is left to do: NameOwnerChanged has arrived before this reply.
 int DriverBus::driverStarted(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
   if (sd_bus_message_is_method_error(message, nullptr)) {
     static_cast<DriverBus*>(self)->settled_ = true;
@@ -239,7 +239,7 @@ int DriverBus::servicesListed(sd_bus_message* message, void* self, sd_bus_error*
       sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{oa{sa{sv}}}") <= 0) {
     return 0;
   }
-  // The list has no order of its own, but drivers number what they publish.
+  // The bus lists objects in no order, but drivers number their services: sort them.
   std::map<std::string, std::optional<std::string>, NaturalOrder> listed;
   while (sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "oa{sa{sv}}") > 0) {
     const char* path = nullptr;

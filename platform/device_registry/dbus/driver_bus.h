@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The driver service as seen on the session bus: who owns its name, which services it publishes,
-// and what it says about them.
+// Follows the driver service on the session bus: the owner of its name, the services that it
+// publishes, and its messages.
 //
-// Announcements arrive on a connection of their own and are turned into publications, terminations
-// and messages of the registry in the order of their coming. Only what the tracked owner of the
-// driver name sends counts.
+// The driver's signals arrive on a bus connection of their own. They become publications,
+// terminations and messages of the registry in the order of their arrival. Signals that the present
+// owner of the driver's name did not send are ignored. Thread: that of the registry's operations.
 #pragma once
 
 #include <map>
@@ -21,14 +21,15 @@ class DriverBus {
  public:
   explicit DriverBus(Registry& registry) : registry_(registry) {}
 
-  // Connects and lists the services that are there. A driver that takes longer than the limit for
-  // one call is listed whenever it answers. Failure: the bus cannot be reached.
+  // Connects to the bus and lists the present services, within kRegistryCallLimitMs. If the driver
+  // answers later, receive() lists its services then. Fails when the bus cannot be reached in time.
   IOReturn connect();
 
-  // Takes in what has come by now. Without a bus any more all services are gone.
+  // Processes the messages that have arrived. If the bus connection is lost, terminates all
+  // services.
   void receive();
 
-  // Reads as ready when there is something to receive; negative when there is no bus any more.
+  // Reads as ready when messages have arrived; negative after the bus connection was lost.
   int descriptor() const;
 
  private:
@@ -43,7 +44,7 @@ class DriverBus {
   void addService(const std::string& path, const std::optional<std::string>& className);
   void removeService(const std::string& path);
 
-  // Handlers of the bus library; each gets the DriverBus as its user data.
+  // Handlers for sd-bus; `self` is the DriverBus.
   static int ownerKnown(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;
   static int driverStarted(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;
   static int ownerChanged(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;
@@ -55,10 +56,10 @@ class DriverBus {
   Registry& registry_;
   DriverCalls calls_;
   Bus bus_;
-  BusSlot listing_;  // the call for the services of the present owner
+  BusSlot listing_;  // the pending GetManagedObjects call to the present owner
   std::string owner_;
   std::map<std::string, std::shared_ptr<Service>> services_;  // by object path
-  bool settled_ = false;  // the services that are there at first are listed, or there are none
+  bool settled_ = false;  // the first list of services has arrived, or there is no driver
 };
 
 }  // namespace device_registry

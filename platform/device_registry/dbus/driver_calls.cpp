@@ -19,7 +19,7 @@ int keepReply(sd_bus_message* message, void* reply, sd_bus_error*) noexcept {
   return 0;
 }
 
-// Takes notice of what has come meanwhile: late replies, or the connection's end.
+// Processes late replies and the end of the connection; false when the connection is lost.
 bool isOpen(sd_bus* bus) {
   int processed = 1;
   while (processed > 0) processed = sd_bus_process(bus, nullptr);
@@ -59,7 +59,7 @@ IOReturn DriverCalls::call(sd_bus_message* request, const Deadline& deadline, Bu
   if (sd_bus_call_async(bus_.get(), &pending, request, keepReply, &received, UINT64_MAX) < 0) {
     return kIOReturnError;
   }
-  const BusSlot slot(pending);  // a reply that comes later finds nobody
+  const BusSlot slot(pending);  // releasing it cancels the call: a late reply is dropped
   while (!received) {
     const int processed = sd_bus_process(bus_.get(), nullptr);
     if (processed < 0) return kIOReturnError;
@@ -100,7 +100,7 @@ IOReturn DriverCalls::open(const std::string& path, std::uint32_t type, const De
   if (sd_bus_message_append(request.get(), "u", type) < 0) return kIOReturnError;
   BusMessage reply;
   if (const IOReturn result = call(request.get(), deadline, &reply)) return result;
-  int descriptor = -1;  // stays the message's
+  int descriptor = -1;  // owned by `reply`
   if (sd_bus_message_read(reply.get(), "h", &descriptor) <= 0) return kIOReturnError;
   auto opened = Channel::fromDriver(descriptor);
   if (!opened) return kIOReturnError;

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Calls to the driver service that wait for the reply.
 //
-// They have a bus connection of their own, on which nothing but replies arrives. So waiting for one
-// neither swallows nor reorders what the drivers announce meanwhile on the other connection.
+// They use a bus connection of their own, on which only replies arrive. So waiting for a reply
+// neither loses nor reorders the driver's signals, which arrive on the connection of DriverBus.
+// Thread: that of the registry's operations.
 #pragma once
 
 #include <chrono>
@@ -20,8 +21,9 @@ using session_bus::Bus;
 using session_bus::BusMessage;
 using session_bus::BusSlot;
 
-// Runs from its start for kRegistryPauseMs, or until nobody asks for kRegistryBreakMs: whoever asks
-// after that is not the one whose calls failed, and deserves a new attempt. Not running at first.
+// A pause in which calls fail at once. It ends kRegistryPauseMs after start(), or earlier when
+// isRunning() was not called for kRegistryBreakMs: a call after such a break belongs to a new
+// action of the user and is tried again. Not running at first.
 class Pause {
  public:
   void start() {
@@ -43,27 +45,26 @@ class Pause {
 
 class DriverCalls {
  public:
-  // Begins to connect; false when there is no bus. The connection has to be processed until it is
-  // ready before the first call. If the bus drops it alone, a later call makes another, at most
-  // once in a while; see Pause.
+  // Starts to connect to the bus; false when there is no bus. Before the first call, the caller
+  // processes bus() until it is ready. If the bus closes this connection, the next call opens a new
+  // one, at most one per Pause.
   bool connect();
   sd_bus* bus() const { return bus_.get(); }
 
-  // The unique name of the driver service, to which all calls go; empty for none. A new owner is
-  // not taken for hung because the one before was.
+  // Sets the unique name of the driver service, which receives the calls; empty for none. Ends a
+  // pause that the previous owner caused.
   void setOwner(std::string owner);
 
-  // Failure leaves `properties` untouched.
+  // On failure `properties` is unchanged.
   IOReturn readProperties(const std::string& path, CFDictionary* properties);
-  // Failure leaves `channel` untouched.
+  // On failure `channel` is unchanged.
   IOReturn open(const std::string& path, std::uint32_t type, const Deadline& deadline,
                 std::optional<Channel>* channel);
 
  private:
   IOReturn makeSureOfBus(const Deadline& deadline);
   BusMessage newCall(const std::string& path, const char* interface, const char* member) const;
-  // Sends `request` and waits for the reply. Once a driver has let the time pass, calls fail at
-  // once for a while; see Pause.
+  // Sends `request` and waits for the reply. After a time-out, calls fail at once during a Pause.
   IOReturn call(sd_bus_message* request, const Deadline& deadline, BusMessage* reply);
 
   Bus bus_;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a driver can do wrong with a connection, and how soon its caller is free again.
+// Faults of a driver on a driver connection, and how long they block the caller.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -28,15 +28,15 @@ std::set<int> openDescriptors() {
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
     numbers.insert(std::stoi(entry.path().filename()));
   }
-  // The one that read the folder is closed by now.
+  // Drop the descriptor that read the folder; it is closed by now.
   std::erase_if(numbers, [](int number) { return fcntl(number, F_GETFD) < 0; });
   return numbers;
 }
 
-// The bounds of a call that waits out its limit.
+// The duration of a call that times out, in milliseconds.
 auto fullLimit() { return AllOf(Ge(kRegistryCallLimitMs - 1), Le(kCallBoundMs)); }
 
-// A driver that closes the connection at each request until it is mended. Two have failed.
+// A driver that closes the channel at each request while `broken_`. Two requests have failed.
 class BrokenDriver : public DbusRequestTest {
  protected:
   void SetUp() override {
@@ -45,7 +45,7 @@ class BrokenDriver : public DbusRequestTest {
     service.handle = [this](int socket, const Bytes& request) {
       ++requests_;
       const bool answers = !broken_;
-      if (answers) sendPacket(socket, request);  // the test may end with the answer
+      if (answers) sendPacket(socket, request);  // the test may end before this returns
       return answers;
     };
     connect(service);
@@ -84,8 +84,8 @@ TEST_F(DriverFaults, SignalsDoNotStretchTheLimit) {
   EXPECT_EQ(result, kIOReturnTimeout);
 }
 
-TEST_F(DriverFaults, ALateAnswerIsNotTakenForTheNextCalls) {
-  FileDescriptor late;  // the driver's end of the channel on which it owes an answer
+TEST_F(DriverFaults, ALateAnswerIsNotMistakenForTheNextCalls) {
+  FileDescriptor late;  // the driver's end of the channel whose answer is late
   Service service = sane();
   service.handle = [&](int socket, const Bytes& request) {
     if (request == Bytes{1}) {
@@ -102,7 +102,7 @@ TEST_F(DriverFaults, ALateAnswerIsNotTakenForTheNextCalls) {
   EXPECT_EQ(output_[0], 2);
 }
 
-TEST_F(DriverFaults, AnAnswerTooManyIsNotTakenForTheNextCalls) {
+TEST_F(DriverFaults, ASecondAnswerIsNotMistakenForTheNextCalls) {
   Service service = sane();
   service.handle = [](int socket, const Bytes& request) {
     sendPacket(socket, request);
@@ -112,7 +112,7 @@ TEST_F(DriverFaults, AnAnswerTooManyIsNotTakenForTheNextCalls) {
   connect(service);
   EXPECT_EQ(send(1), kIOReturnSuccess);
   EXPECT_EQ(output_[0], 1);
-  driver_.perform([](Driver&) {});  // until both are sent
+  driver_.perform([](Driver&) {});  // wait until both answers are sent
   EXPECT_EQ(send(2), kIOReturnSuccess);
   EXPECT_EQ(output_[0], 2);
 }
@@ -132,7 +132,7 @@ TEST_F(DriverFaults, AChannelClosedInMidRequestFailsAtOnceAndTheNextCallOpensAno
   EXPECT_EQ(output_[0], 2);
 }
 
-TEST_F(DriverFaults, AChannelClosedWhileNothingIsAskedIsOpenedAgainAsTheSameType) {
+TEST_F(DriverFaults, AChannelClosedBetweenRequestsIsOpenedAgainWithTheSameType) {
   std::vector<std::uint32_t> types;
   connect();
   driver_.perform([&](Driver& driver) {
@@ -163,7 +163,7 @@ TEST_F(DriverFaults, AHungDriverCostsALimitedTimeAndWorksAgainWithoutANewOpen) {
   io_connect_t second = 0;
   const auto request = [&] { EXPECT_EQ(send(1), kIOReturnTimeout); };
   EXPECT_THAT(millisecondsOf(request), fullLimit());
-  // The one new attempt, which asks the driver for a channel in vain.
+  // The one new attempt: opening a channel times out too.
   EXPECT_THAT(millisecondsOf(request), fullLimit());
   EXPECT_LE(millisecondsOf([&] {
               for (int i = 0; i < 100; ++i) {
@@ -182,7 +182,7 @@ TEST_F(DriverFaults, AHungDriverCostsALimitedTimeAndWorksAgainWithoutANewOpen) {
   EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnSuccess);
 }
 
-TEST_F(BrokenDriver, IsFoundAgainAfterAPauseByACallerThatNeverTakesABreak) {
+TEST_F(BrokenDriver, IsTriedAgainAfterThePauseForACallerThatTakesNoBreak) {
   broken_ = false;
   const session_bus::Deadline patience(kArrivalLimitMs);
   IOReturn result = send(1);
@@ -237,7 +237,7 @@ TEST_F(DriverFaults, ARequestTooLargeForTheChannelFails) {
   EXPECT_NE(result, kIOReturnSuccess);
 }
 
-// What Open may hand out that is no channel.
+// Open hands out something other than a channel.
 class DriverHandsOut : public DbusTest {
  protected:
   void expectRefused(std::function<int(std::uint32_t)> open) {
@@ -301,7 +301,8 @@ TEST(DriverDescriptors, NoneIsInheritedByProgramsStartedLater) {
   IOServiceClose(connection);
 }
 
-// The bus drops a client that breaks its limits, which may be one of the registry's two.
+// A bus disconnects a client that exceeds its limits. Here it drops the registry's connection for
+// calls; the connection for signals stays.
 class BusDropsTheCalls : public DbusTest {
  protected:
   void start() {
@@ -311,7 +312,7 @@ class BusDropsTheCalls : public DbusTest {
     ASSERT_EQ(client_.come, 1);
     const auto opened = newStreams();
     ASSERT_EQ(opened.size(), 2u);
-    known_.insert(opened.front());  // that of the announcements is opened first
+    known_.insert(opened.front());  // the connection for signals is opened first
   }
 
   void drop() {
@@ -342,7 +343,7 @@ class BusDropsTheCalls : public DbusTest {
   std::set<int> known_;
 };
 
-TEST_F(BusDropsTheCalls, AndTheNextCallConnectsAnew) {
+TEST_F(BusDropsTheCalls, AndTheNextCallConnectsAgain) {
   start();
   drop();
   EXPECT_EQ(read(), kIOReturnSuccess);
@@ -352,7 +353,7 @@ TEST_F(BusDropsTheCalls, AndTheNextCallConnectsAnew) {
   EXPECT_EQ(client_.gone, 0);
 }
 
-TEST_F(BusDropsTheCalls, AgainAndAgainAndItConnectsOnceInTheInterval) {
+TEST_F(BusDropsTheCalls, AgainAndAgainAndItConnectsOncePerPause) {
   start();
   drop();
   ASSERT_EQ(read(), kIOReturnSuccess);
@@ -365,7 +366,7 @@ TEST_F(BusDropsTheCalls, AgainAndAgainAndItConnectsOnceInTheInterval) {
   EXPECT_EQ(read(), kIOReturnSuccess);
 }
 
-// A service that goes away while it is being used.
+// The driver terminates a service during a call to it.
 using DriverVanishes = DbusTest;
 
 TEST_F(DriverVanishes, WhileItsServiceIsBeingOpened) {
@@ -399,7 +400,7 @@ TEST_F(DriverVanishes, WhileItsPropertiesAreBeingRead) {
   EXPECT_EQ(IORegistryEntryCreateCFProperties(client_.service(), &properties), kIOReturnNoDevice);
 }
 
-// A driver in a process of its own, which dies.
+// A driver in a process of its own, which is killed.
 class DriverDies : public testing::Test {
  protected:
   void start(scripted_driver::Service service) {
@@ -410,7 +411,7 @@ class DriverDies : public testing::Test {
     ASSERT_EQ(client_.open(), kIOReturnSuccess);
     ASSERT_EQ(client_.come, 1);
   }
-  // The call fails well within its limit, and the service is known to be gone soon after.
+  // The call fails within its limit, and the service's termination is reported.
   void expectFailure(const std::function<IOReturn()>& call) {
     IOReturn result = kIOReturnSuccess;
     EXPECT_LE(millisecondsOf([&] { result = call(); }), kCallBoundMs);

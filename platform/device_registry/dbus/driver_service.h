@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// One service that the driver publishes, and connections to it.
+// One service that the driver publishes, and driver connections to it. Thread: that of the
+// registry's operations.
 #pragma once
 
 #include <memory>
@@ -14,7 +15,7 @@ namespace device_registry {
 
 class DriverService : public Service {
  public:
-  // `calls` outlives the service's presence.
+  // `calls` must outlive the service's presence.
   DriverService(std::shared_ptr<Numbers> numbers, std::string className, std::string path,
                 DriverCalls& calls)
       : Service(numbers, std::move(className)),
@@ -22,7 +23,7 @@ class DriverService : public Service {
         path_(std::move(path)),
         calls_(calls) {}
 
-  // Asks the driver each time, so that the answer is never stale.
+  // Reads from the driver at each call, so the properties are never stale.
   IOReturn readProperties(CFDictionary* properties) override;
   IOReturn open(std::uint32_t type, std::shared_ptr<Connection>* connection) override;
 
@@ -52,7 +53,7 @@ class DriverConnection : public Connection {
   std::string path_;
   std::uint32_t type_;
   DriverCalls& calls_;
-  std::optional<Channel> channel_;  // nothing after a failure
+  std::optional<Channel> channel_;  // nullopt after a failure; the next call opens a new one
   bool lastFailed_ = false;
   Pause pause_;  // after two failures in a row
 };

@@ -10,8 +10,8 @@ namespace device_registry {
 
 namespace {
 
-// Every reader here moves behind one whole value and returns a negative number when the message is
-// damaged. A value that has no counterpart is passed over and stores nothing.
+// Every reader here advances past one whole value and returns a negative number when the message is
+// damaged. A value that CFValue cannot hold is skipped and stores nothing.
 int readValue(sd_bus_message* message, std::optional<CFValue>& value);
 
 template <typename Wire>
@@ -71,7 +71,7 @@ int readEntries(sd_bus_message* message, std::string_view entry, CFDictionary& d
   return result < 0 ? result : sd_bus_message_exit_container(message);
 }
 
-// An array is kept only when all of its elements are: leaving some out would move the others.
+// If one element cannot be read, the whole array is left out: without it the others would move.
 int readArray(sd_bus_message* message, const char* contents, std::optional<CFValue>& value) {
   int result = sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, contents);
   if (result < 0) return result;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Bus values as property values.
+// Converts D-Bus values to property values.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -10,10 +10,11 @@
 
 namespace device_registry {
 
-// Reads the dictionary of texts to variants ("a{sv}") that comes next in `message` and moves behind
-// it. Integers of every width become numbers, paths and signatures texts, byte arrays data,
-// dictionaries with text keys dictionaries and arrays arrays. An entry that holds anything else is
-// left out. Nothing when the message holds no such dictionary or is damaged.
+// Reads the next value of `message`, a dictionary of strings to variants ("a{sv}"), and advances
+// past it. Booleans and integers become numbers; object paths and signatures become texts; byte
+// arrays become data; dictionaries with string keys and other arrays stay what they are. An entry
+// with any other value is left out. nullopt when the next value is no such dictionary or the
+// message is damaged.
 std::optional<CFDictionary> readDictionary(sd_bus_message* message);
 
 }  // namespace device_registry

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The properties that a driver can publish, as the client reads them.
+// Property values that a driver publishes, as the client reads them.
 #include <limits>
 
 #include "platform/device_registry/dbus/testing/dbus_fixture.h"
@@ -8,14 +8,14 @@ namespace {
 
 class PropertyValues : public DbusTest {
  protected:
-  // Reads properties that `append` puts into the reply as one variant.
+  // Reads properties from a reply to which `append` adds one variant.
   IOReturn read(std::function<int(sd_bus_message*)> append) {
     Service service = sane();
     service.read = std::move(append);
     startAll(service);
     return IORegistryEntryCreateCFProperties(client_.service(), &properties_);
   }
-  // Reads a dictionary whose entries `append` puts into it.
+  // Reads a dictionary to which `append` adds the entries.
   IOReturn readEntries(const std::function<void(sd_bus_message*)>& append) {
     return read([append](sd_bus_message* m) {
       sd_bus_message_open_container(m, 'v', "a{sv}");
@@ -82,7 +82,7 @@ TEST_F(PropertyValues, ContainersAreDataArraysAndDictionaries) {
                                        {"empty", CFDictionary{}}}));
 }
 
-TEST_F(PropertyValues, AnEntryWithoutCounterpartIsLeftOutAndTheOthersStay) {
+TEST_F(PropertyValues, AnEntryOfAnUnsupportedTypeIsLeftOutAndTheOthersStay) {
   ASSERT_EQ(readEntries([](sd_bus_message* m) {
               sd_bus_message_append(m, "{sv}", "first", "i", 1);
               sd_bus_message_append(m, "{sv}", "structure", "(is)", 1, "x");
@@ -104,7 +104,7 @@ TEST_F(PropertyValues, NoPropertiesAreAnEmptyDictionary) {
   EXPECT_EQ(properties_, CFDictionary{});
 }
 
-TEST_F(PropertyValues, PropertiesThatAreNoDictionaryFailAndLeaveWhatWasThere) {
+TEST_F(PropertyValues, PropertiesThatAreNoDictionaryFailAndLeaveTheOutArgument) {
   EXPECT_EQ(read([](sd_bus_message* m) { return sd_bus_message_append(m, "v", "s", "no"); }),
             kIOReturnError);
   EXPECT_EQ(properties_, (CFDictionary{{"kept", 1}}));

@@ -87,13 +87,14 @@ class MemoryService : public device_registry::Service {
   std::shared_ptr<Device> device_;
 };
 
-// Makes the service that clients see of a device.
+// Makes the registry service of a device.
 void announce(DeviceId id, Published& published) {
   published.service = std::make_shared<MemoryService>(id, published.device);
   state().registry.publish(published.service);
 }
 
-// The result with which `operation` is to fail now; success when it is not to.
+// The result that a failNext() prescribes for this call of `operation`; kIOReturnSuccess if none
+// does.
 IOReturn refused(Operation operation) {
   Refusal& refusal = state().refusals[operation];
   if (refusal.count == 0) return kIOReturnSuccess;

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// What tests do to the in-memory device registry: publish scripted devices, take them away, let
-// their drivers send messages, make operations fail, and look at what was left behind.
+// The tests' side of the in-memory device registry: publish and terminate scripted devices, send
+// messages as their driver, make operations fail, and count the handles that were not released.
 //
-// One thread. Notifications are performed by the run loop source of the notification port, as with
-// every back end; nothing here calls a callback by itself.
+// Thread: that of the registry's operations. As with every back end, callbacks run only from the
+// run loop source of the notification port.
 #pragma once
 
 #include <cstddef>
@@ -18,27 +18,26 @@
 
 namespace memory_registry {
 
-// The bytes that the driver answers to one request; nothing makes the call fail with
-// kIOReturnTimeout, as a driver that does not answer does.
+// The driver's answer to one request. nullopt sends none: the call fails with kIOReturnTimeout.
 using Answer = std::optional<std::vector<std::uint8_t>>;
 
 struct Device {
   std::string className;
   CFDictionary properties;
-  // Called for every request that reaches the driver. Without one, requests come back unchanged.
+  // Called for each request. If empty, a request is answered with itself.
   std::function<Answer(std::uint32_t selector, std::span<const std::uint8_t> request)> respond;
-  // What opening a connection to it gives.
+  // The result of IOServiceOpen.
   IOReturn openResult = kIOReturnSuccess;
 };
 
-// Names a published device for the functions below; not a service handle.
+// Identifies a published device for the functions below; not a service handle.
 using DeviceId = std::uint32_t;
 
 DeviceId publish(Device device);
 void terminate(DeviceId device);
-// The driver of `device` sends a message.
+// Sends a message as the driver of `device`.
 void sendMessage(DeviceId device, natural_t messageType, std::vector<std::uint8_t> argument);
-// The published device, to change its properties or script while it is there.
+// The published device, whose properties or script the test may change.
 Device& device(DeviceId device);
 
 enum class Operation {
@@ -53,12 +52,12 @@ enum class Operation {
   kServiceOpen,
   kConnectMethod,
 };
-// Lets the next `count` calls of `operation` fail: with `result` where the operation has a result,
-// with null otherwise.
+// Makes the next `count` calls of `operation` fail: with `result`, or with null for an operation
+// that returns a pointer.
 void failNext(Operation operation, IOReturn result = kIOReturnError, int count = 1);
 
-// What has not been given back: references to services, iterators and notifications, open
-// connections, notification ports, master ports. All zero when a program cleans up after itself.
+// Handles that have not been released: references to services, iterators and notifications; open
+// driver connections; notification ports; master ports. All 0 after a clean end.
 struct Outstanding {
   std::size_t objects = 0;
   std::size_t connections = 0;
@@ -68,7 +67,7 @@ struct Outstanding {
 };
 Outstanding outstanding();
 
-// Every request that reached a driver, in order.
+// The requests that the drivers received, in order.
 struct Request {
   DeviceId device;
   std::uint32_t connectionType;
@@ -77,7 +76,7 @@ struct Request {
 };
 const std::vector<Request>& requests();
 
-// Back to an empty registry. Handles of before name nothing afterwards.
+// Empties the registry. Handles from before are invalid afterwards.
 void reset();
 
 }  // namespace memory_registry

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the in-memory registry adds to the contract: scripts, failures on demand, and the account of
-// what clients hold.
+// The parts of the in-memory registry that are not in the contract: scripts, failures on demand,
+// and the count of handles that clients hold.
 #include "platform/device_registry/memory/memory_registry.h"
 
 #include <gmock/gmock.h>
@@ -27,7 +27,7 @@ class MemoryRegistry : public testing::Test {
     return port;
   }
 
-  // The only service of the class there is.
+  // The only present service of the class.
   io_service_t service(mach_port_t port) {
     io_iterator_t iterator = 0;
     EXPECT_EQ(IOServiceGetMatchingServices(port, IOServiceMatching(kClass), &iterator),
@@ -53,7 +53,7 @@ class MemoryRegistry : public testing::Test {
   std::size_t size_ = 0;
 };
 
-TEST_F(MemoryRegistry, ADevicePublishedBeforeTheRegistryIsOpenedIsThereWhenItIs) {
+TEST_F(MemoryRegistry, ADevicePublishedBeforeTheRegistryIsOpenedIsPresentAfterwards) {
   memory_registry::publish({.className = kClass, .properties = {}, .respond = {}});
   EXPECT_NE(service(masterPort()), 0u);
 }
@@ -77,7 +77,7 @@ TEST_F(MemoryRegistry, EveryRequestIsRecordedWithItsConnectionTypeAndSelector) {
   EXPECT_THAT(request.bytes, ElementsAre(9));
 }
 
-TEST_F(MemoryRegistry, AScriptMayTakeItsOwnDeviceAway) {
+TEST_F(MemoryRegistry, AScriptMayTerminateItsOwnDevice) {
   const io_connect_t connection =
       connectTo({.className = kClass, .properties = {}, .respond = [this](auto, auto) {
                    memory_registry::terminate(id_);
@@ -87,7 +87,7 @@ TEST_F(MemoryRegistry, AScriptMayTakeItsOwnDeviceAway) {
   EXPECT_EQ(send(connection, 0, {1}), kIOReturnNoDevice);
 }
 
-TEST_F(MemoryRegistry, TheScriptAndThePropertiesCanChangeWhileTheDeviceIsThere) {
+TEST_F(MemoryRegistry, ThePropertiesAndTheScriptOfAPublishedDeviceCanBeChanged) {
   const io_connect_t connection = connectTo({.className = kClass, .properties = {}, .respond = {}});
   memory_registry::device(id_).respond = [](auto, auto) { return Bytes{8}; };
   memory_registry::device(id_).properties = {{"idVendor", 1}};
@@ -148,7 +148,7 @@ TEST_F(MemoryRegistry, EveryOperationCanBeMadeToFail) {
   EXPECT_EQ(send(open, 0, {1}), kIOReturnSuccess);
 }
 
-TEST_F(MemoryRegistry, AllThatIsHeldIsCountedUntilItIsGivenBack) {
+TEST_F(MemoryRegistry, EveryHandleIsCountedUntilItIsReleased) {
   memory_registry::publish({.className = kClass, .properties = {}, .respond = {}});
   const mach_port_t master = masterPort();
   const IONotificationPortRef port = IONotificationPortCreate(master);
@@ -170,7 +170,7 @@ TEST_F(MemoryRegistry, AllThatIsHeldIsCountedUntilItIsGivenBack) {
   EXPECT_EQ(memory_registry::outstanding(), Outstanding{});
 }
 
-TEST_F(MemoryRegistry, AfterAResetHandlesOfBeforeNameNothing) {
+TEST_F(MemoryRegistry, AResetInvalidatesEarlierHandles) {
   memory_registry::publish({.className = kClass, .properties = {}, .respond = {}});
   const mach_port_t before = masterPort();
   const io_service_t old = service(before);

@@ -17,7 +17,7 @@ void drain(void* count, io_iterator_t iterator) {
   }
 }
 
-// A notification port that counts the markers that come or go.
+// A notification port that counts the marker services that appear or leave.
 class MarkerCounter {
  public:
   explicit MarkerCounter(const char* kind) {
@@ -56,8 +56,8 @@ bool performUntil(CFRunLoopSource& source, const std::function<bool()>& done) {
   return done();
 }
 
-// Announcements come in the order in which the driver made them: when a marker published now is
-// there, so is everything before it.
+// The driver's signals arrive in order: when a marker published now has arrived, so has everything
+// sent before it.
 bool arriveFrom(scripted_driver::DriverThread& driver) {
   static int count = 0;
   const std::string name = "Marker" + std::to_string(++count);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Waiting, in tests, until what a driver sent has come as far as the registry.
+// For tests: waits until the registry has received what a driver sent.
 #pragma once
 
 #include <functional>
@@ -7,12 +7,12 @@
 #include "platform/device_registry/dbus/testing/scripted_driver.h"
 #include "platform/run_loop/run_loop.h"
 
-// How long a test waits for what has to come.
+// How long a test waits for an event before it fails.
 inline constexpr int kArrivalLimitMs = 5000;
 
-// Performs `source` whenever it is ready until `done`; false when that takes too long.
+// Performs `source` whenever it is ready, until `done`; false after kArrivalLimitMs.
 bool performUntil(CFRunLoopSource& source, const std::function<bool()>& done);
 
-// Returns when the registry has taken in all that `driver`, the owner of the name, has sent so far;
-// false when that takes too long. Performs no callbacks but its own.
+// Returns when the registry has received everything that `driver`, the owner of the name, has sent;
+// false after kArrivalLimitMs. Performs no callback of the test.
 bool arriveFrom(scripted_driver::DriverThread& driver);

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A registry client, a scripted driver and a bus of their own, for tests of what only the real
-// transport can do.
+// A registry client and a scripted driver on a bus of their own, for tests of the D-Bus transport.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -20,19 +19,19 @@
 
 inline constexpr const char* kTestClass = "TestInterface";
 
-// A call that has to be over in kRegistryCallLimitMs is over in this time; what is added is for a
-// busy machine, the figure is there to find calls that hang.
+// The longest time that a call limited to kRegistryCallLimitMs may take in a test: the limit plus
+// time for a busy machine.
 inline constexpr int kCallBoundMs = kRegistryCallLimitMs + 150;
-// A call that has to fail at once takes less than this.
+// The longest time that a call that fails at once may take in a test.
 inline constexpr int kAtOnceMs = 100;
 
-// How long `action` takes.
+// The duration of `action` in milliseconds.
 int millisecondsOf(const std::function<void()>& action);
 
-// Returns after a break in which no pause of calls goes on.
+// Waits for kRegistryBreakMs, which ends every Pause.
 void takeABreak();
 
-// A client that counts what comes and goes, and keeps the services that are there.
+// A client that counts published and terminated services and keeps references to them.
 class DbusClient {
  public:
   DbusClient() = default;
@@ -41,7 +40,7 @@ class DbusClient {
   IOReturn open();
   void close();
 
-  // The first service; 0 when there is none.
+  // The first service; 0 if there is none.
   io_service_t service() const { return services.empty() ? 0 : services.front(); }
   CFRunLoopSource& source() { return *IONotificationPortGetRunLoopSource(port_); }
   bool isReady();
@@ -78,12 +77,12 @@ class DbusTest : public testing::Test {
   }
 
   void startDriver(Service service = sane());
-  // The above and a client that has found the service.
+  // startDriver(), then opens the client, which finds the service.
   void startAll(Service service = sane());
 
-  // Makes the driver hang until the returned promise is kept.
+  // Makes the driver hang until the returned promise is set.
   std::promise<void> hang();
-  // The driver is asked until `done`; false when that takes too long.
+  // Evaluates `done` on the driver's thread until it is true; false after kArrivalLimitMs.
   bool driverReaches(const std::function<bool(Driver&)>& done);
 
   test_support::PrivateBus bus_;
@@ -91,7 +90,7 @@ class DbusTest : public testing::Test {
   DbusClient client_;
 };
 
-// One connection to the service, and requests of one byte on it.
+// One driver connection to the service, and one-byte requests on it.
 class DbusRequestTest : public DbusTest {
  protected:
   ~DbusRequestTest() override { IOServiceClose(connection_); }

@@ -92,7 +92,7 @@ int appendDictionary(sd_bus_message* message, const CFDictionary& dictionary) {
 }
 
 void sendPacket(int socket, std::span<const std::uint8_t> packet) {
-  // Nobody may be left to receive it; that is the test's affair.
+  // The client may have closed its end; the test deals with that.
   [[maybe_unused]] const ssize_t sent = send(socket, packet.data(), packet.size(), MSG_NOSIGNAL);
 }
 
@@ -175,7 +175,7 @@ void Driver::runOnce(int also) {
   poll(watched.data(), watched.size(), -1);
   for (std::size_t i = 2; i < watched.size(); ++i) {
     if (watched[i].revents == 0) continue;
-    // Serving may have closed channels: the one meant is looked up.
+    // Serving another channel may have closed this one: look it up.
     for (std::size_t j = 0; j < channels_.size(); ++j) {
       if (channels_[j]->socket.get() != watched[i].fd) continue;
       if (!serve(*channels_[j])) {
@@ -228,7 +228,7 @@ int Driver::reply(sd_bus_message* call) {
 int Driver::replyToOpen(sd_bus_message* call, const std::string& name) {
   std::uint32_t type = 0;
   check(sd_bus_message_read(call, "u", &type), "Open");
-  const auto script = services_.at(name).open;  // it may take its own service away
+  const auto script = services_.at(name).open;  // a copy: it may terminate its own service
   const int handed = script ? script(type) : openChannel(name);
   if (handed < 0) return handed;
   const FileDescriptor owned(handed);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A driver service whose every answer a test can script, also the wrong ones. It is written on the
-// bus library directly, so that it can send what a well-behaved service never would.
+// A driver service whose answers a test scripts, also faulty ones. It uses sd-bus directly, so that
+// it can send messages that a correct driver never sends.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -29,24 +29,24 @@ struct Service {
   std::string className;
   CFDictionary properties;
 
-  // Each request that arrives on a channel. The answer is sent; nothing sends none. Without a
-  // script requests come back unchanged.
+  // Returns the answer to a request on a channel; nullopt sends none. If empty, a request is
+  // answered with itself.
   std::function<std::optional<Bytes>(std::uint32_t selector, const Bytes& request)> respond;
-  // The same with the channel's socket at hand; false closes the channel.
+  // Instead of `respond`: handles a request on the channel's socket; false closes the channel.
   std::function<bool(int socket, const Bytes& request)> handle;
-  // A call of Open: the descriptor to hand out, which is then closed here; negative for an error
-  // reply. Without a script a channel is opened.
+  // Returns the descriptor that a call of Open hands out, which the driver then closes; negative
+  // for an error reply. If empty, a channel is opened.
   std::function<int(std::uint32_t type)> open;
-  // Appends the variant that is the reply to a property read; negative for an error reply.
+  // Appends the variant of a reply to a property read; negative for an error reply.
   std::function<int(sd_bus_message* reply)> read;
-  // Appends the interfaces with which the service is announced ("a{sa{sv}}").
+  // Appends the interfaces ("a{sa{sv}}") to the signal that announces the service.
   std::function<int(sd_bus_message* message)> announce;
 };
 
-// Appends `dictionary` as "a{sv}"; numbers as 32-bit, or 64-bit where they need it.
+// Appends `dictionary` as "a{sv}"; numbers as 32-bit integers, or 64-bit if they do not fit.
 int appendDictionary(sd_bus_message* message, const CFDictionary& dictionary);
 
-// Sends one packet; the driver's half of an answer.
+// Sends one packet: an answer of the driver.
 void sendPacket(int socket, std::span<const std::uint8_t> packet);
 
 class Driver {
@@ -60,12 +60,12 @@ class Driver {
   void claimName();
   void dropName();
 
-  // Publishes at the path /com/vantrel/Driver1/NAME and announces it.
+  // Publishes `service` at the path /com/vantrel/Driver1/NAME and announces it.
   void publish(const std::string& name, Service service);
   void terminate(const std::string& name);
   void sendMessage(const std::string& name, std::uint32_t type,
                    std::span<const std::uint8_t> bytes);
-  // Sends a signal as it is; `append` fills it.
+  // Sends a signal; `append` fills it.
   void sendSignal(const std::string& path, const char* interface, const char* member,
                   const std::function<int(sd_bus_message*)>& append);
   void announce(const std::string& path, const std::function<int(sd_bus_message*)>& interfaces);
@@ -77,16 +77,16 @@ class Driver {
   // Opens a channel to a service and returns the client's end.
   int openChannel(const std::string& name);
 
-  // Fills the reply to GetManagedObjects instead of the list; negative for an error reply.
+  // `script` fills the reply to GetManagedObjects; negative for an error reply.
   void scriptListing(std::function<int(sd_bus_message*)> script) { listing_ = std::move(script); }
 
-  // How many calls reached it that concern one service.
+  // The number of calls received for services.
   int callsToServices() const { return callsToServices_; }
   sd_bus* bus() { return bus_; }
 
   // Serves until `stop` reads as ready.
   void run(int stop);
-  // Serves what is there, waiting at most until one of the sources or `also` is ready.
+  // Waits until a request has arrived or `also` reads as ready, then serves the requests.
   void runOnce(int also);
 
  private:
@@ -103,7 +103,7 @@ class Driver {
   bool serve(Channel& channel);
 
   sd_bus* bus_ = nullptr;
-  bool lost_ = false;  // the bus went away
+  bool lost_ = false;  // the bus connection was lost
   int callsToServices_ = 0;
   std::function<int(sd_bus_message*)> listing_;
   std::map<std::string, Service> services_;
@@ -116,11 +116,11 @@ class DriverThread {
   explicit DriverThread(const std::string& address);
   ~DriverThread();
 
-  // Runs `action` on the driver's thread and returns when it is done and everything it sent has
-  // passed the bus.
+  // Runs `action` on the driver's thread and returns when it is done and the bus has delivered
+  // everything it sent.
   void perform(const std::function<void(Driver&)>& action);
-  // Starts `action` on the driver's thread and returns at once: with an action that waits, the
-  // driver hangs.
+  // Starts `action` on the driver's thread and returns at once. While `action` waits, the driver
+  // hangs.
   std::future<void> start(std::function<void(Driver&)> action);
 
  private:
@@ -133,13 +133,13 @@ class DriverThread {
   std::thread thread_;
 };
 
-// A driver in a process of its own, which can die. `prepare` runs in it before it serves and
-// publishes what it likes; it may capture what it needs. To be made before the registry is opened,
-// so that the process inherits nothing of it.
+// A driver in a process of its own, which a test can kill. `prepare` runs in that process before it
+// serves, and publishes services. Make it before the registry is opened, so that the process
+// inherits none of the registry's descriptors.
 class DriverProcess {
  public:
   DriverProcess(const std::string& address, const std::function<void(Driver&)>& prepare);
-  // Kills it, wherever it is.
+  // Kills the process.
   void kill();
 
  private:
