@@ -24,10 +24,6 @@ constexpr NSPoint kInterfacePictureOrigin{316, 220};
 
 constexpr unsigned kSettlingMicroseconds = 400'000;
 
-constexpr AudioObjectPropertyAddress kDeviceList{kAudioHardwarePropertyDevices,
-                                                 kAudioObjectPropertyScopeGlobal,
-                                                 kAudioObjectPropertyElementMaster};
-
 // The ids to empty at the start, in ascending order. The subtitle and the ids that only select a
 // routing are in neither table.
 std::set<std::int32_t> infoIdsOfTables() {
@@ -70,13 +66,13 @@ void KvController::awakeFromNib() {
 
 void KvController::applicationDidFinishLaunching() {
   IOInit();
-  AudioObjectAddPropertyListener(kAudioObjectSystemObject, kDeviceList,
+  AudioObjectAddPropertyListener(kAudioObjectSystemObject, kDeviceListAddress,
                                  audioObjectPropertyListenerProc, nullptr);
 }
 
 void KvController::applicationWillTerminate() {
   IOTerm();
-  AudioObjectRemovePropertyListener(kAudioObjectSystemObject, kDeviceList,
+  AudioObjectRemovePropertyListener(kAudioObjectSystemObject, kDeviceListAddress,
                                     audioObjectPropertyListenerProc, nullptr);
   savePrefs();
 }

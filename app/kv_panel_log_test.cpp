@@ -275,7 +275,7 @@ TEST_F(PanelLog, EachClockSourceAndLockStateIsShown) {
   };
   for (const Case& each : cases) {
     interface.clockSource = each.clockSource;
-    interface.lockState = each.lockState;
+    interface.digitalInput.lockState = each.lockState;
     EXPECT_EQ(changed(device), interfaceShown(each.shown))
         << "clock source " << each.clockSource << ", lock state " << each.lockState;
   }
@@ -284,7 +284,7 @@ TEST_F(PanelLog, EachClockSourceAndLockStateIsShown) {
 TEST_F(PanelLog, AChangedSampleRateIsShown) {
   const auto device = interface.publish();
   launch();
-  interface.sampleRate = 96000;
+  interface.configuration.sampleRate = 96000;
   EXPECT_EQ(changed(device), interfaceShown({.rate = "96 kHz"}));
 }
 
@@ -308,7 +308,7 @@ TEST_F(PanelLog, ASecondInterfaceChangesNothingWhileTheFirstIsConnected) {
 
 TEST_F(PanelLog, AForeignDeviceChangesNothing) {
   launch();
-  interface.product = 0x0001;
+  interface.descriptor.product = 0x0001;
   interface.publish();
   EXPECT_THAT(happened(), IsEmpty());
 }

@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <span>
-#include <string_view>
 
 #include "app/kv_controller.h"
 #include "io/korvel_dlg.h"
@@ -38,7 +37,6 @@ struct PanelMenu {
   int turn;                  // place in the order of InitRoutingValuesAndSet, from 1
   InfoId info;               // the routing menus share kInfoRoutingMenus
   HiddenSelection hiddenSelection;
-  std::span<const std::string_view> items;  // as in the window file
 };
 
 // In the order in which the choices are stored and the routing menus are shown.

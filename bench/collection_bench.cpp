@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Sorted insertion of texts that come in no order, and the destruction of all.
+// Inserts texts in random order into a sorted collection, then destroys it.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

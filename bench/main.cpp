@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Runs the benchmarks in memory that the process keeps once it has it.
+// Runs the benchmarks with an allocator that never returns memory to the system.
 //
-// Otherwise it would depend on what ran before whether a library finds its memory there or has it
-// mapped by the system page by page, and that takes longer than most of what is measured.
+// Otherwise a benchmark's time would depend on the benchmarks before it: memory that the system
+// maps again, page by page, takes longer than most of the measured operations.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Storing one choice: a key of a settings file is set and synchronised. Beside it what a durable
-// write of the same bytes costs at the least: a new file, on the disk, put in the old one's place,
-// and that on the disk too; and the same without the last, which a power failure may undo.
+// Stores one choice: sets a key of a settings file and synchronises. Beside it the least cost of
+// writing the same bytes durably: write a new file, sync it, rename it over the old one, sync the
+// folder; and the same without the last sync, which a power failure may undo.
 //
-// The time is that of the clock: it is spent waiting for the disk that has the temporary files.
+// Measures real time, which is spent waiting for the disk of the temporary files.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>

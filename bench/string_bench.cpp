@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A million appends of one character and of eight.
+// Appends one character, and eight characters, a million times.
 #include <benchmark/benchmark.h>
 
 #include <string>

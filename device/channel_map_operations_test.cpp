@@ -51,7 +51,7 @@ TEST_F(ChannelMaps, AFailedUpdateLeavesTheKeptCopy) {
   EXPECT_EQ(device->configurationAndMap(), countingRecord());
 }
 
-TEST_F(ChannelMaps, SettingTheRecordReturnsAndKeepsWhatTheDeviceHas) {
+TEST_F(ChannelMaps, SettingTheRecordReturnsAndKeepsTheDevicesRecord) {
   driver.answerWords(VQ_Command::kSetConfigurationAndChannelMap, countingWords(64));
   VQ_Orbek_ConfigAndMap actual;
   EXPECT_TRUE(device->setConfigurationAndChannelMap({}, actual));
@@ -59,7 +59,7 @@ TEST_F(ChannelMaps, SettingTheRecordReturnsAndKeepsWhatTheDeviceHas) {
   EXPECT_EQ(device->configurationAndMap(), countingRecord());
 }
 
-TEST_F(ChannelMaps, AFailedSettingLeavesBoth) {
+TEST_F(ChannelMaps, AFailedSettingLeavesTheArgumentAndTheKeptCopy) {
   driver.shorten(VQ_Command::kSetConfigurationAndChannelMap, 259);
   VQ_Orbek_ConfigAndMap actual = countingRecord();
   EXPECT_FALSE(device->setConfigurationAndChannelMap({{9}, {}}, actual));

@@ -82,7 +82,7 @@ TEST_F(LogicChip, AFailedWriteFails) {
   EXPECT_FALSE(device->setDaxCpldMixOutSel(false));
 }
 
-TEST_F(LogicChip, ShortAnswersAreTaken) {
+TEST_F(LogicChip, ShortAnswersAreAccepted) {
   hold(0x18);
   driver.shorten(VQ_Command::kReadLogicChip, 8);
   driver.shorten(VQ_Command::kWriteLogicChip, 0);

@@ -28,7 +28,7 @@ TEST_F(Configurations, TheCurrentConfigurationIsTheFirstFiveWords) {
   EXPECT_EQ(received, kActual);
 }
 
-TEST_F(Configurations, SettingOneReturnsWhatTheDeviceHas) {
+TEST_F(Configurations, SettingAConfigurationReturnsTheDevicesConfiguration) {
   answerActual(VQ_Command::kSetConfiguration);
   EXPECT_TRUE(device->setConfiguration(kWanted, received));
   EXPECT_EQ(received, kActual);

@@ -26,7 +26,7 @@ class ControlCode : public OpenDeviceTest {
     return device->DeviceIoControl(1, code, nullptr, 0, out.data(), size, &returned, nullptr);
   }
 
-  // How many bytes came, provided that they are the first.
+  // The number of bytes written at the start of the out buffer.
   std::size_t received() const {
     return static_cast<std::size_t>(std::find(out.begin(), out.end(), '-') - out.begin());
   }
@@ -35,16 +35,21 @@ class ControlCode : public OpenDeviceTest {
   std::uint32_t returned = 77;
 };
 
-TEST_F(ControlCode, EachBecomesItsCommand) {
-  const std::pair<int, std::uint32_t> expected[] = {{0, 18},  {1, 19},  {38, 21},
-                                                    {39, 20}, {41, 22}, {56, 48}};
+TEST_F(ControlCode, EachCodeSendsItsCommand) {
+  const std::pair<int, VQ_Command> expected[] = {
+      {kControlCodeString0, VQ_Command::kGetString0},
+      {kControlCodeString1, VQ_Command::kGetString1},
+      {kControlCodeDeviceDescriptor, VQ_Command::kGetDeviceDescriptor},
+      {kControlCodeUsbSpeed, VQ_Command::kGetUsbSpeed},
+      {kControlCodeDriverVersion, VQ_Command::kGetDriverVersion},
+      {kControlCode56, VQ_Command::kControlCode56}};
   for (const auto& [code, command] : expected) {
     EXPECT_TRUE(ask(code, 4)) << code;
-    EXPECT_EQ(static_cast<std::uint32_t>(onlyRequest().command()), command);
+    EXPECT_EQ(onlyRequest().command(), command);
   }
 }
 
-TEST_F(ControlCode, Number2AndAllOthersFailWithoutADispatch) {
+TEST_F(ControlCode, UnknownCodesFailWithoutSendingARecord) {
   for (const int code : {2, -1, 37, 40, 42, 55, 57}) {
     returned = 77;
     EXPECT_FALSE(ask(code, 4)) << code;
@@ -53,8 +58,8 @@ TEST_F(ControlCode, Number2AndAllOthersFailWithoutADispatch) {
   EXPECT_THAT(takeRequests(), IsEmpty());
 }
 
-TEST_F(ControlCode, Number0With300BytesCopies256AndTerminatesAtByte255) {
-  EXPECT_TRUE(ask(0, 300));
+TEST_F(ControlCode, ATextOf300BytesIsCutTo256AndTerminatedAtByte255) {
+  EXPECT_TRUE(ask(kControlCodeString0, 300));
   EXPECT_EQ(returned, 256u);
   EXPECT_EQ(received(), 256u);
   EXPECT_EQ(out[254], 'x');
@@ -62,7 +67,7 @@ TEST_F(ControlCode, Number0With300BytesCopies256AndTerminatesAtByte255) {
 }
 
 TEST_F(ControlCode, TextsAreTerminatedAtTheLastByteCopied) {
-  for (const int code : {0, 1}) {
+  for (const int code : {kControlCodeString0, kControlCodeString1}) {
     out.fill('-');
     EXPECT_TRUE(ask(code, 64));
     EXPECT_EQ(returned, 64u);
@@ -72,8 +77,9 @@ TEST_F(ControlCode, TextsAreTerminatedAtTheLastByteCopied) {
   }
 }
 
-TEST_F(ControlCode, BytesAreCopiedAsTheyAre) {
-  for (const int code : {38, 39, 41, 56}) {
+TEST_F(ControlCode, BytesAreCopiedUnchanged) {
+  for (const int code : {kControlCodeDeviceDescriptor, kControlCodeUsbSpeed,
+                         kControlCodeDriverVersion, kControlCode56}) {
     out.fill('-');
     EXPECT_TRUE(ask(code, 16));
     EXPECT_EQ(returned, 16u);
@@ -82,48 +88,52 @@ TEST_F(ControlCode, BytesAreCopiedAsTheyAre) {
   }
 }
 
-TEST_F(ControlCode, WithoutABufferItIsSentAndNothingReturned) {
-  EXPECT_TRUE(device->DeviceIoControl(1, 0, nullptr, 0, nullptr, 64, &returned, nullptr));
+TEST_F(ControlCode, WithoutABufferTheCommandIsSentAndNoByteReturned) {
+  EXPECT_TRUE(
+      device->DeviceIoControl(1, kControlCodeString0, nullptr, 0, nullptr, 64, &returned, nullptr));
   EXPECT_EQ(returned, 0u);
   EXPECT_EQ(onlyRequest().command(), VQ_Command::kGetString0);
 }
 
 TEST_F(ControlCode, WithASizeOf0NothingIsWritten) {
-  EXPECT_TRUE(ask(0, 0));
+  EXPECT_TRUE(ask(kControlCodeString0, 0));
   EXPECT_EQ(returned, 0u);
   EXPECT_THAT(out, Each('-'));
 }
 
-TEST_F(ControlCode, TheReturnedSizeMayBeLeftOut) {
-  EXPECT_TRUE(device->DeviceIoControl(1, 38, nullptr, 0, out.data(), 16, nullptr, nullptr));
+TEST_F(ControlCode, ThePointerToTheReturnedSizeMayBeNull) {
+  EXPECT_TRUE(device->DeviceIoControl(1, kControlCodeDeviceDescriptor, nullptr, 0, out.data(), 16,
+                                      nullptr, nullptr));
   EXPECT_EQ(received(), 16u);
 }
 
 TEST_F(ControlCode, TheHandle0Fails) {
-  EXPECT_FALSE(device->DeviceIoControl(0, 0, nullptr, 0, out.data(), 16, &returned, nullptr));
+  EXPECT_FALSE(device->DeviceIoControl(0, kControlCodeString0, nullptr, 0, out.data(), 16,
+                                       &returned, nullptr));
   EXPECT_EQ(returned, 0u);
   EXPECT_THAT(takeRequests(), IsEmpty());
 }
 
 TEST_F(ControlCode, TheInputIsNotSent) {
   char in[] = "input";
-  EXPECT_TRUE(device->DeviceIoControl(1, 38, in, sizeof in, out.data(), 16, nullptr, nullptr));
+  EXPECT_TRUE(device->DeviceIoControl(1, kControlCodeDeviceDescriptor, in, sizeof in, out.data(),
+                                      16, nullptr, nullptr));
   const auto record = onlyRequest();
   EXPECT_THAT(record.payload(), Each(0));
 }
 
 TEST_F(ControlCode, AFailedOrShortAnswerWritesNothing) {
   driver.shorten(VQ_Command::kGetString0, 259);
-  EXPECT_FALSE(ask(0, 64));
+  EXPECT_FALSE(ask(kControlCodeString0, 64));
   driver.failAt(VQ_Command::kGetString0);
-  EXPECT_FALSE(ask(0, 64));
+  EXPECT_FALSE(ask(kControlCodeString0, 64));
   EXPECT_EQ(returned, 0u);
   EXPECT_THAT(out, Each('-'));
 }
 
 TEST_F(ControlCode, AClosedDeviceFailsWithoutContactingTheDriver) {
   device->close();
-  EXPECT_FALSE(ask(0, 64));
+  EXPECT_FALSE(ask(kControlCodeString0, 64));
   EXPECT_THAT(takeRequests(), IsEmpty());
 }
 

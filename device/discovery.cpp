@@ -27,15 +27,15 @@ bool mIteratorsNeedEmptying;
 
 namespace {
 
-// What a driver gets to finish starting after its service is published.
+// Time for a driver to finish starting after it publishes its service.
 constexpr unsigned kDriverStartPauseMicroseconds = 100'000;
 
 std::string_view classNameOf(const GUID& identity) {
   return {identity.begin(), std::find(identity.begin(), identity.end(), '\0')};
 }
 
-// Asks for the notifications that the run loop carries. False leaves what was obtained so far for
-// vqapiTerm.
+// Requests both notifications on the run loop. After false, vqapiTerm gives back the port, source
+// and iterators obtained so far.
 bool askForNotifications() {
   _vqapiNotifyPort = IONotificationPortCreate(_vqapiMasterDevicePort);
   if (!_vqapiNotifyPort) return false;
@@ -59,7 +59,7 @@ bool askForNotifications() {
 
 void releaseIterator(io_iterator_t& iterator) { IoObject released(std::exchange(iterator, 0)); }
 
-// Gives up the table's hold on a device that is out of the table already.
+// Ends the table's ownership of a device; the caller has emptied its slot.
 void closeAndRelease(USBDevice* device) {
   device->close();
   device->release();
@@ -88,7 +88,8 @@ void vqapiInit(VQAPI_Callback callback, void* context, const GUID& identity) {
   _vqapiScanServices();
 }
 
-// The master port goes first: closing a device is allowed without it, and no request can be sent.
+// The master port is given back before the devices are closed: closing works without it, and no
+// request can be sent any more.
 void vqapiTerm() {
   if (_vqapiRunLoop && _vqapiRunLoopSource) {
     CFRunLoopRemoveSource(_vqapiRunLoop, _vqapiRunLoopSource, kCFRunLoopDefaultMode);
@@ -105,8 +106,9 @@ void vqapiTerm() {
   if (_vqapiNotifyPort) IONotificationPortDestroy(std::exchange(_vqapiNotifyPort, nullptr));
 }
 
-// Draining the two iterators arms their notifications. Without a run loop there are none, and the
-// registry is asked for what is present.
+// The first scan drains the two notification iterators, which arms them. Without a run loop there
+// are no notifications, and later scans come after the arming: both read the services present from
+// the registry.
 void _vqapiScanServices() {
   if (_vqapiMasterDevicePort == 0) return;
   if (mIteratorsNeedEmptying) {
@@ -129,8 +131,8 @@ void ServicePublishCallback(void*, io_iterator_t iterator) {
   const mach_port_t run = _vqapiMasterDevicePort;
   while (const IoObject service{IOIteratorNext(iterator)}) {
     ServicePublished(service.get());
-    // The client may have stopped discovery during the report, and may have started it again, which
-    // looks at every service anew.
+    // The client may have stopped discovery during the report, or restarted it, and a restart scans
+    // every service itself.
     if (_vqapiMasterDevicePort != run) return;
   }
 }
@@ -146,8 +148,8 @@ void ServicePublished(io_service_t service) {
   const auto slot =
       std::find(vqapiDeviceMap.begin(), vqapiDeviceMap.end(), static_cast<USBDevice*>(nullptr));
   if (slot == vqapiDeviceMap.end()) {
-    // The client sees every arrival, also of a device that is not kept. It lives on if the client
-    // retained it.
+    // The table is full: the client still sees the arrival, and the device lives on only if the
+    // client retained it.
     vqapiDeliver(device, VQAPI_CB_Arrived);
     device->release();
     return;
@@ -163,8 +165,9 @@ void ServiceTerminated(io_service_t service) {
       [service](USBDevice* device) { return device && device->getDeviceInstance() == service; });
   if (slot == vqapiDeviceMap.end()) return;
   USBDevice* const device = *slot;
-  // The client may drop the device or stop discovery during the callback, and the slot may be taken
-  // again. Held here, the device keeps its address from the slot's next one.
+  // During the callback the client may drop the device or restart discovery, and the slot may get
+  // another device. The reference taken here keeps the address in use, so the comparison below
+  // tells the other device from this one.
   device->retain();
   vqapiDeliver(device, VQAPI_CB_Removed);
   if (*slot == device) closeAndRelease(std::exchange(*slot, nullptr));

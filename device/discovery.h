@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Discovery of the interfaces that the driver publishes: keeps a handle of each and tells one
-// client when one arrives, leaves or reports a change.
+// Discovery of the interfaces that the driver publishes: keeps a USBDevice for each and tells one
+// client when an interface arrives, leaves or changes.
 //
-// All on one thread, the one that calls vqapiInit and whose run loop then carries the
-// notifications; callbacks run from there and may call anything here. A newly published service is
-// looked at after a pause of 100 ms, which gives its driver time to finish starting and blocks the
-// thread.
+// Thread: everything runs on the thread that calls vqapiInit, whose run loop then carries the
+// notifications. Callbacks run there and may call any function of this header. After the driver
+// publishes services, discovery blocks that thread for 100 ms before it reads them, so that the
+// driver can finish starting.
 #pragma once
 
 #include <array>
@@ -14,20 +14,21 @@
 
 class USBDevice;
 
-// Names the driver's service class: its name, terminated.
+// The name of the driver's service class, NUL-terminated.
 using GUID = std::array<char, 256>;
 
-// The most interfaces that are kept. Arrival of one more is reported, but nothing further about it.
+// Size of the device table. Of an interface that arrives while the table is full only the arrival
+// is reported, neither its changes nor its removal.
 inline constexpr std::size_t kVqapiDeviceLimit = 128;
 
 enum VQAPI_CBEvent : std::int32_t {
-  // An interface arrived. The handle is closed. The client retains a handle that it keeps.
+  // An interface arrived. `device` is closed; a client that keeps it calls retain().
   VQAPI_CB_Arrived = 1,
-  // It left. The handle is still usable during the callback and is closed right after it.
+  // The interface left. `device` stays usable during the callback and is closed right after it.
   VQAPI_CB_Removed = 2,
-  // Its state changed: driver notification 3, 49, 50, 55 or 56.
+  // The interface's state changed: the driver sent a VQ_Notification (protocol/services.h).
   VQAPI_CB_Changed = 3,
-  // Driver notifications 34, 14, 35 and 48.
+  // The driver sent notification 34 (Notify4), 14 (Notify5), 35 (Notify6) or 48 (Notify7).
   VQAPI_CB_Notify4 = 4,
   VQAPI_CB_Notify5 = 5,
   VQAPI_CB_Notify6 = 6,
@@ -36,19 +37,20 @@ enum VQAPI_CBEvent : std::int32_t {
 
 using VQAPI_Callback = void (*)(void* context, USBDevice* device, VQAPI_CBEvent event);
 
-// Starts discovery of the services of class `identity` and reports those that are present. While it
-// runs a second call changes nothing. `callback` may be null. A failing registry leaves it with
-// fewer notifications or none, but running; only when no registry can be reached at all it stays
-// stopped and may be started again.
+// Starts discovery of the services of class `identity` and reports those that are present.
+// `callback` may be null. Does nothing while discovery runs. If no registry can be reached,
+// discovery stays stopped and may be started again; if a later registry call fails, discovery runs
+// with fewer notifications or none.
 void vqapiInit(VQAPI_Callback callback, void* context, const GUID& identity);
 
-// Stops, and closes and releases every kept handle without a callback. Harmless while stopped.
+// Stops discovery; closes and releases every device of the table without a callback. Does nothing
+// while discovery is stopped.
 void vqapiTerm();
 
-// Reports the services that are present. Called by vqapiInit; each further call reports all of them
-// again, each with a new handle. Does nothing while stopped.
+// Reports the services that are present. vqapiInit makes the first scan; each further one reports
+// every service again, with a new USBDevice. Does nothing while discovery is stopped.
 void _vqapiScanServices();
 
-// Drops a kept handle as if its interface had been unplugged. A handle that is not kept is left
-// alone.
+// Takes `device` out of the table as if its interface had been unplugged: reports the removal, then
+// closes and releases the device. Does nothing for a device that is not in the table.
 void _vqapiMarkAsRemoved(USBDevice* device);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What discovery keeps, one instance per process, and the handlers that the registry calls. For
-// this folder and its tests; clients use device/discovery.h.
+// The state of discovery, one instance per process, and the handlers that the registry calls. For
+// this folder and its tests; clients include device/discovery.h. Thread as there.
 #pragma once
 
 #include <array>
@@ -11,10 +11,10 @@
 #include "platform/run_loop/run_loop.h"
 #include "platform/values/values.h"
 
-// An empty slot is null. The lowest empty one is taken, and kept until the device is removed. Each
-// handle here carries one reference of the table.
+// The device table. An empty slot is null. An arriving device takes the lowest empty slot and keeps
+// it until it is removed. The table owns one reference of each device.
 extern std::array<USBDevice*, kVqapiDeviceLimit> vqapiDeviceMap;
-// Set to 0 by vqapiInit; nobody counts with it.
+// vqapiInit sets it to 0; nothing reads it.
 extern std::int32_t vqapiNumDevices;
 extern VQAPI_Callback _vqapiCallbackFunction;
 extern void* vqapiCallbackContext;
@@ -27,16 +27,16 @@ extern CFRunLoopSourceRef _vqapiRunLoopSource;
 extern io_iterator_t _vqapiServicePublishIterator;
 extern io_iterator_t mServiceTerminateIterator;
 extern CFDictionary mMatchingDict;
-// Set once both notifications are asked for; the first scan arms them and clears it.
+// Set when both notifications have been requested; the first scan arms them and clears it.
 extern bool mIteratorsNeedEmptying;
 
-// Calls the client, if there is one.
+// Calls the client's callback unless it is null.
 void vqapiDeliver(USBDevice* device, VQAPI_CBEvent event);
 
-// One service came or went. The caller keeps its reference.
+// Handle one service that was published or terminated. The caller keeps its reference.
 void ServicePublished(io_service_t service);
 void ServiceTerminated(io_service_t service);
 
-// Drain an iterator into the above; the first pauses before.
+// Drain `iterator` into the two functions above; ServicePublishCallback pauses 100 ms first.
 void ServicePublishCallback(void* refcon, io_iterator_t iterator);
 void ServiceTerminateCallback(void* refcon, io_iterator_t iterator);

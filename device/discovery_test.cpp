@@ -35,7 +35,7 @@ TEST_F(Discovery, AStartWithNothingPresentReportsNothing) {
   EXPECT_FALSE(mIteratorsNeedEmptying);
 }
 
-TEST_F(Discovery, TheDriverGets100MillisecondsBeforeItsServiceIsLookedAt) {
+TEST_F(Discovery, TheDriverGets100MillisecondsBeforeItsServiceIsRead) {
   memory_clock::onPause([this](unsigned) { EXPECT_THAT(events, IsEmpty()); });
   publish();
   start();
@@ -81,7 +81,7 @@ TEST_F(Discovery, ASecondStartWhileRunningChangesNothing) {
   EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Changed));
 }
 
-TEST_F(Discovery, AfterAStopItStartsAfreshWithAnEmptyTable) {
+TEST_F(Discovery, ARestartStartsWithAnEmptyTable) {
   publish();
   const auto id = publish();
   start();
@@ -126,7 +126,7 @@ TEST_F(Discovery, AStopGivesTheMasterPortBackBeforeItReleasesTheDevices) {
   EXPECT_TRUE(isLast);
 }
 
-TEST_F(Discovery, AStopGivesEverythingBack) {
+TEST_F(Discovery, AStopReleasesEverything) {
   publish();
   start();
   EXPECT_EQ(manual_run_loop::sourceCount(), 1u);
@@ -168,7 +168,7 @@ TEST_F(Discovery, AnEmptyIdentityMatchesNothing) {
   EXPECT_THAT(events, IsEmpty());
 }
 
-TEST_F(Discovery, WithoutAClientTheTableIsKeptAllTheSame) {
+TEST_F(Discovery, WithoutACallbackTheTableIsStillKept) {
   const auto id = publish();
   publish();
   vqapiInit(nullptr, nullptr, identityOf(kVX310DriverClass));
@@ -228,14 +228,14 @@ TEST_F(Discovery, TerminationOfAnUnknownServiceIsIgnored) {
   EXPECT_EQ(kept(), 1u);
 }
 
-TEST_F(Discovery, AnInterfaceThatComesDuringThePauseIsReportedWithTheOthers) {
+TEST_F(Discovery, AnInterfaceThatArrivesDuringThePauseIsReportedWithTheOthers) {
   publish();
   memory_clock::onPause([](unsigned) { publish(); });
   start();
   EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Arrived));
 }
 
-TEST_F(Discovery, AnInterfaceThatGoesDuringThePauseArrivesAndIsRemoved) {
+TEST_F(Discovery, AnInterfaceThatLeavesDuringThePauseArrivesAndIsRemoved) {
   const auto id = publish();
   memory_clock::onPause([id](unsigned) { memory_registry::terminate(id); });
   onEvent = [](USBDevice* device, VQAPI_CBEvent) { EXPECT_FALSE(device->open(false)); };
@@ -276,7 +276,7 @@ TEST_F(FullTable, The129thHandleIsFreedAfterTheReport) {
   EXPECT_EQ(memory_registry::outstanding(), before);
 }
 
-TEST_F(FullTable, The129thHandleSurvivesAClientThatTakesItAndGivesItBackDuringTheReport) {
+TEST_F(FullTable, The129thHandleSurvivesAClientThatRetainsAndReleasesItDuringTheReport) {
   onEvent = [](USBDevice* device, VQAPI_CBEvent) {
     device->retain();
     device->release();
@@ -287,7 +287,7 @@ TEST_F(FullTable, The129thHandleSurvivesAClientThatTakesItAndGivesItBackDuringTh
   EXPECT_THAT(events, SizeIs(1));
 }
 
-TEST_F(FullTable, The129thHandleLivesOnWithAClientThatKeepsIt) {
+TEST_F(FullTable, The129thHandleLivesOnIfTheClientRetainsIt) {
   onEvent = [](USBDevice* device, VQAPI_CBEvent) { device->retain(); };
   const auto id = publish();
   manual_run_loop::performAll();
@@ -373,7 +373,7 @@ TEST_F(Discovery, TheClientMayStopDuringAnyReport) {
   }
 }
 
-TEST_F(Discovery, AStopAndAStartDuringTheReportOfARemovalLeaveWhatTheStartFound) {
+TEST_F(Discovery, ARestartDuringTheReportOfARemovalKeepsTheDevicesThatItFound) {
   const auto id = publish();
   onEvent = [this](USBDevice*, VQAPI_CBEvent event) {
     if (event != VQAPI_CB_Removed) return;
@@ -426,7 +426,7 @@ TEST_F(Discovery, AStopDuringAReportEndsTheScan) {
   EXPECT_EQ(kept(), 0u);
 }
 
-TEST_F(Discovery, AStopAndAStartDuringAReportEndTheFormerScan) {
+TEST_F(Discovery, ARestartDuringAReportEndsTheEarlierScan) {
   manual_run_loop::setAvailable(false);
   publish();
   publish();
@@ -464,7 +464,7 @@ TEST_F(Discovery, AFailingLookUpReportsNothing) {
   EXPECT_THAT(events, SizeIs(1));
 }
 
-TEST_F(Discovery, ADeviceWithoutMessagesIsReportedAllTheSame) {
+TEST_F(Discovery, ADeviceWhoseMessagesCannotBeRequestedIsStillReported) {
   memory_registry::failNext(Operation::kAddInterestNotification);
   const auto id = publish();
   start();

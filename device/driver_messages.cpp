@@ -46,10 +46,10 @@ void USBDevice::ServiceInterestCallback(void* refcon, io_service_t service, natu
   }
 }
 
-// Termination is not looked for here: it has a notification of its own.
+// Ignores the message about termination: terminated services have a notification of their own.
 void USBDevice::onServiceInterestCallback(io_service_t, natural_t messageType,
                                           std::span<const std::uint8_t> argument) {
   const auto notification = notificationOf(messageType, argument);
   const auto event = notification ? eventOf(*notification) : std::nullopt;
-  if (event) vqapiDeliver(this, *event);  // may release this handle: nothing follows
+  if (event) vqapiDeliver(this, *event);  // may destroy this device: use no member after it
 }

@@ -18,7 +18,7 @@ class DriverMessages : public Discovery {
     events.clear();
   }
 
-  // The event, 0 for none, that a message gives.
+  // The event that the client gets for a message; 0 if it gets none.
   int eventFor(natural_t type, const std::vector<std::uint8_t>& argument) {
     events.clear();
     memory_registry::sendMessage(id, type, argument);
@@ -39,8 +39,10 @@ class DriverMessages : public Discovery {
 };
 
 TEST_F(DriverMessages, EachNotificationNumberGivesItsEvent) {
-  const std::map<std::uint32_t, int> expected = {{3, 3},  {49, 3}, {50, 3}, {55, 3}, {56, 3},
-                                                 {34, 4}, {14, 5}, {35, 6}, {48, 7}};
+  const std::map<std::uint32_t, VQAPI_CBEvent> expected = {
+      {3, VQAPI_CB_Changed},  {49, VQAPI_CB_Changed}, {50, VQAPI_CB_Changed},
+      {55, VQAPI_CB_Changed}, {56, VQAPI_CB_Changed}, {34, VQAPI_CB_Notify4},
+      {14, VQAPI_CB_Notify5}, {35, VQAPI_CB_Notify6}, {48, VQAPI_CB_Notify7}};
   for (std::uint32_t number = 0; number < 300; ++number) {
     const auto entry = expected.find(number);
     EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, number)),
@@ -50,7 +52,7 @@ TEST_F(DriverMessages, EachNotificationNumberGivesItsEvent) {
   EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, 0xffffffff)), 0);
 }
 
-TEST_F(DriverMessages, TheEventIsAboutTheDeviceWhoseDriverSentIt) {
+TEST_F(DriverMessages, TheEventNamesTheDeviceWhoseDriverSentTheMessage) {
   const auto second = publish();
   manual_run_loop::performAll();
   events.clear();

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Owner of one reference to an object of the device registry. Move-only; thread of the registry.
+// Owns one reference to an object of the device registry and releases it. Move-only. Thread: that
+// of the registry's operations.
 #pragma once
 
 #include <utility>

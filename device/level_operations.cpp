@@ -6,16 +6,16 @@
 
 namespace {
 
-// The slots that a device of the sibling family shows its levels in.
+// How many slots a device of the sibling family has for its levels.
 constexpr std::size_t kInputSlots = 8;
 constexpr std::size_t kOutputSlots = 6;
 constexpr std::size_t kProduct8InputSlots = 10;
 constexpr std::size_t kProduct8OutputSlots = 12;
-// How many levels of its record are cleared first.
+// How many levels are cleared before the slots are filled.
 constexpr std::size_t kClearedInputs = 8;
 constexpr std::size_t kClearedOutputs = 32;
 
-// There are more slots than map entries; one without an entry carries no channel.
+// There are more slots than map entries; a slot without an entry carries no channel.
 bool isUsed(std::span<const std::uint32_t> map, std::size_t slot) {
   return slot < map.size() && (map[slot] & 255) != VQ_Orbek_ChannelMap::kUnused;
 }
@@ -62,8 +62,8 @@ bool USBDevice::getLevels(Side side, std::span<std::uint32_t> levels) {
 
 bool USBDevice::isOrbek() const { return static_cast<std::uint16_t>(vendorId_) == kOrbekVendorId; }
 
-// The driver sends one level per channel; each goes to the next slot that the map uses, and levels
-// beyond the last slot are dropped.
+// The driver answers with one level per channel. Each level goes to the next slot that the map
+// uses; levels beyond the last slot are dropped.
 void USBDevice::placeLevels(Side side, const VQ_Dispatch& answer,
                             std::span<std::uint32_t> levels) const {
   const bool isProduct8 = productId_ == kOrbekProduct8;

@@ -27,30 +27,28 @@ class Levels : public OpenDeviceTest {
   void expectCounting(std::size_t from, std::size_t count) const {
     for (std::size_t i = 0; i < count; ++i) EXPECT_EQ(levels[from + i], 100 + i) << i;
   }
+  void expect32Levels() const {
+    expectCounting(0, 32);
+    EXPECT_EQ(levels[32], kUntouched);
+  }
 
   std::array<std::uint32_t, 40> levels;
 };
 
 TEST_F(Levels, TheInterfaceHas32InputLevels) {
   EXPECT_TRUE(device->getInLevels(levels));
-  expectCounting(0, 32);
-  EXPECT_EQ(levels[32], kUntouched);
-
+  expect32Levels();
   levels.fill(kUntouched);
   EXPECT_TRUE(device->getInLevels(levels.data()));
-  expectCounting(0, 32);
-  EXPECT_EQ(levels[32], kUntouched);
+  expect32Levels();
 }
 
 TEST_F(Levels, TheInterfaceHas32OutputLevels) {
   EXPECT_TRUE(device->getOutLevels(levels));
-  expectCounting(0, 32);
-  EXPECT_EQ(levels[32], kUntouched);
-
+  expect32Levels();
   levels.fill(kUntouched);
   EXPECT_TRUE(device->getOutLevels(levels.data()));
-  expectCounting(0, 32);
-  EXPECT_EQ(levels[32], kUntouched);
+  expect32Levels();
 }
 
 TEST_F(Levels, AShortSpanReceivesWhatFits) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What all operations have in common, as one table: the command, the payload, the failure value,
-// and whether a short answer is taken.
+// What all operations have in common, as one table: command, payload, failure value, and whether a
+// short answer is accepted.
 #include <gmock/gmock.h>
 
 #include <numeric>
@@ -17,14 +17,14 @@ namespace {
 using testing::IsEmpty;
 using testing::SizeIs;
 
-// The driver answers with this in payload word 0, one more in each word after it, so that a value
-// says where it was read.
+// The driver answers with this value in payload word 0, plus 1 in each following word, so that a
+// returned value tells which word was read.
 constexpr std::uint32_t kAnswer = 0x81828384;
 constexpr std::int64_t kAnswerSigned = static_cast<std::int32_t>(kAnswer);
 
 struct Operation {
   const char* name;
-  std::uint32_t command;
+  VQ_Command command;
   // The words at the start of the payload; the rest is 0.
   std::vector<std::uint32_t> payload;
   bool checksSize;
@@ -39,14 +39,14 @@ constexpr VQ_DeviceConfiguration kConfiguration = {1, 2, 3, 4, 5};
 
 const Operation kOperations[] = {
     {"getCountConfigurations",
-     6,
+     VQ_Command::kGetCountConfigurations,
      {},
      true,
      0,
      kAnswer,
      [](USBDevice& d) -> std::int64_t { return d.getCountConfigurations(); }},
     {"getConfiguration",
-     7,
+     VQ_Command::kGetConfiguration,
      {9},
      true,
      0,
@@ -56,7 +56,7 @@ const Operation kOperations[] = {
        return d.getConfiguration(9, configuration);
      }},
     {"getCurrentConfiguration",
-     8,
+     VQ_Command::kGetCurrentConfiguration,
      {},
      true,
      0,
@@ -66,7 +66,7 @@ const Operation kOperations[] = {
        return d.getCurrentConfiguration(configuration);
      }},
     {"setConfiguration",
-     9,
+     VQ_Command::kSetConfiguration,
      {1, 2, 3, 4, 5},
      true,
      0,
@@ -76,49 +76,49 @@ const Operation kOperations[] = {
        return d.setConfiguration(kConfiguration, actual);
      }},
     {"setBufferSize",
-     9,
+     VQ_Command::kSetBufferSize,
      {512},
      true,
      0,
      kAnswer,
      [](USBDevice& d) -> std::int64_t { return d.setBufferSize(512); }},
     {"getCountBufferSizes",
-     10,
+     VQ_Command::kGetCountBufferSizes,
      {},
      true,
      0,
      kAnswer,
      [](USBDevice& d) -> std::int64_t { return d.getCountBufferSizes(); }},
     {"getBufferSize",
-     11,
+     VQ_Command::kGetBufferSize,
      {0xfffffffe},
      true,
      0,
      kAnswer,
      [](USBDevice& d) -> std::int64_t { return d.getBufferSize(0xfffffffe); }},
     {"getCurrentBufferSize",
-     12,
+     VQ_Command::kGetCurrentBufferSize,
      {},
      true,
      0,
      kAnswer,
      [](USBDevice& d) -> std::int64_t { return d.getCurrentBufferSize(); }},
     {"getCurrentClockSource",
-     15,
+     VQ_Command::kGetCurrentClockSource,
      {},
      true,
      -1,
      kAnswerSigned,
      [](USBDevice& d) -> std::int64_t { return d.getCurrentClockSource(); }},
     {"setClockSource",
-     16,
+     VQ_Command::kSetClockSource,
      {0xfffffffd},
      true,
      -1,
      kAnswerSigned,
      [](USBDevice& d) -> std::int64_t { return d.setClockSource(VQE_ClockSource{-3}); }},
     {"getDigitalStatus",
-     17,
+     VQ_Command::kGetDigitalStatus,
      {},
      true,
      0,
@@ -128,56 +128,56 @@ const Operation kOperations[] = {
        return d.getDigitalStatus(status);
      }},
     {"getUSB1Mode",
-     25,
+     VQ_Command::kGetUSB1Mode,
      {},
      true,
      -1,
      kAnswerSigned,
      [](USBDevice& d) -> std::int64_t { return d.getUSB1Mode(); }},
     {"setUSB1Mode",
-     26,
+     VQ_Command::kSetUSB1Mode,
      {1},
      true,
      -1,
      kAnswerSigned,
      [](USBDevice& d) -> std::int64_t { return d.setUSB1Mode(VQE_USB1Mode{1}); }},
     {"getDigitalOutMode",
-     27,
+     VQ_Command::kGetDigitalOutMode,
      {},
      true,
      -1,
      kAnswerSigned,
      [](USBDevice& d) -> std::int64_t { return d.getDigitalOutMode(); }},
     {"setDigitalOutMode",
-     28,
+     VQ_Command::kSetDigitalOutMode,
      {1},
      true,
      -1,
      kAnswerSigned,
      [](USBDevice& d) -> std::int64_t { return d.setDigitalOutMode(VQE_DigitalOutMode{1}); }},
     {"getDigitalOutSelector",
-     2,
+     VQ_Command::kGetDigitalOutSelector,
      {},
      true,
      -1,
      kAnswerSigned,
      [](USBDevice& d) -> std::int64_t { return d.getDigitalOutSelector(); }},
     {"setDigitalOutSelector",
-     3,
+     VQ_Command::kSetDigitalOutSelector,
      {0x80000000},
      false,
      0,
      1,
      [](USBDevice& d) -> std::int64_t { return d.setDigitalOutSelector(-2147483647 - 1); }},
     {"prepareFirmwareUpdate",
-     33,
+     VQ_Command::kPrepareFirmwareUpdate,
      {},
      true,
      0,
      1,
      [](USBDevice& d) -> std::int64_t { return d.prepareFirmwareUpdate(); }},
     {"readLevelInfo",
-     35,
+     VQ_Command::kReadLevelInfo,
      {},
      true,
      0,
@@ -187,7 +187,7 @@ const Operation kOperations[] = {
        return d.readLevelInfo(levels);
      }},
     {"sendCPortBytes",
-     36,
+     VQ_Command::kSendCPortBytes,
      {0x00050402},
      false,
      0,
@@ -197,56 +197,56 @@ const Operation kOperations[] = {
        return d.sendCPortBytes(bytes);
      }},
     {"resumeStreaming",
-     37,
+     VQ_Command::kResumeStreaming,
      {},
      true,
      0,
      1,
      [](USBDevice& d) -> std::int64_t { return d.resumeStreaming(); }},
     {"getConfigStatus",
-     38,
+     VQ_Command::kGetConfigStatus,
      {},
      true,
      0,
      kAnswer,
      [](USBDevice& d) -> std::int64_t { return d.getConfigStatus(); }},
     {"suspendStreaming",
-     38,
+     VQ_Command::kSuspendStreaming,
      {},
      true,
      0,
      1,
      [](USBDevice& d) -> std::int64_t { return d.suspendStreaming(); }},
     {"setRoutingOfAnOutput",
-     40,
+     VQ_Command::kSetRouting,
      {0, 7, 3},
      true,
      7,
      kAnswerSigned + 2,
      [](USBDevice& d) -> std::int64_t { return d.setRouting(false, 7, 3); }},
     {"setRoutingOfAnInput",
-     40,
+     VQ_Command::kSetRouting,
      {1, 0xfffffffb, 0xffffffff},
      true,
      -5,
      kAnswerSigned + 2,
      [](USBDevice& d) -> std::int64_t { return d.setRouting(true, -5, -1); }},
     {"getWMRegister",
-     41,
+     VQ_Command::kGetWMRegister,
      {0x56781234, 0},
      true,
      0,
      (kAnswer + 1) & 0xffff,
      [](USBDevice& d) -> std::int64_t { return d.getWMRegister(0x1234, 0x5678); }},
     {"setWMRegister",
-     42,
+     VQ_Command::kSetWMRegister,
      {0x56781234, 0x9abc},
      true,
      0,
      (kAnswer + 1) & 0xffff,
      [](USBDevice& d) -> std::int64_t { return d.setWMRegister(0x1234, 0x5678, 0x9abc); }},
     {"getOutLevels",
-     49,
+     VQ_Command::kGetOutLevels,
      {},
      true,
      0,
@@ -256,7 +256,7 @@ const Operation kOperations[] = {
        return d.getOutLevels(levels);
      }},
     {"getChannelMap",
-     65,
+     VQ_Command::kGetChannelMap,
      {},
      true,
      0,
@@ -266,7 +266,7 @@ const Operation kOperations[] = {
        return d.getChannelMap(map);
      }},
     {"setChannelMap",
-     66,
+     VQ_Command::kSetChannelMap,
      {1, 0, 0, 0, 0, 0, 0, 8, 9, 0, 0, 0, 0, 0, 0, 16},
      false,
      0,
@@ -275,7 +275,7 @@ const Operation kOperations[] = {
        return d.setChannelMap({{1, 0, 0, 0, 0, 0, 0, 8}, {9, 0, 0, 0, 0, 0, 0, 16}});
      }},
     {"setConfigurationAndChannelMap",
-     68,
+     VQ_Command::kSetConfigurationAndChannelMap,
      {1, 2, 3, 4, 5, 6, 0, 0, 0, 0, 0, 0, 0, 7, 0, 0, 0, 0, 0, 0, 8},
      true,
      0,
@@ -286,7 +286,7 @@ const Operation kOperations[] = {
                                               actual);
      }},
     {"getConfigurationAndChannelMap",
-     69,
+     VQ_Command::kGetConfigurationAndChannelMap,
      {},
      true,
      0,
@@ -296,14 +296,14 @@ const Operation kOperations[] = {
        return d.getConfigurationAndChannelMap(record);
      }},
     {"updateOrbekConfigAndMap",
-     69,
+     VQ_Command::kGetConfigurationAndChannelMap,
      {},
      true,
      0,
      1,
      [](USBDevice& d) -> std::int64_t { return d.updateOrbekConfigAndMap(); }},
     {"getOrbekDeviceName",
-     70,
+     VQ_Command::kGetDeviceName,
      {},
      false,
      0,
@@ -313,14 +313,14 @@ const Operation kOperations[] = {
        return d.getOrbekDeviceName(name);
      }},
     {"setOrbekDeviceName",
-     71,
+     VQ_Command::kSetDeviceName,
      {0x00006261},
      false,
      0,
      1,
      [](USBDevice& d) -> std::int64_t { return d.setOrbekDeviceName("ab"); }},
     {"getInLevels",
-     72,
+     VQ_Command::kGetInLevels,
      {},
      true,
      0,
@@ -330,7 +330,7 @@ const Operation kOperations[] = {
        return d.getInLevels(levels);
      }},
     {"getDeviceDescriptor",
-     21,
+     VQ_Command::kGetDeviceDescriptor,
      {},
      true,
      0,
@@ -349,7 +349,7 @@ class EveryOperation : public OpenDeviceTest, public testing::WithParamInterface
     driver.answerWords(command(), words);
   }
 
-  VQ_Command command() const { return static_cast<VQ_Command>(GetParam().command); }
+  VQ_Command command() const { return GetParam().command; }
   std::int64_t call() { return GetParam().call(*device); }
 };
 
@@ -384,7 +384,7 @@ TEST_P(EveryOperation, TakesAShortAnswerOnlyWithoutASizeCheck) {
 INSTANTIATE_TEST_SUITE_P(Device, EveryOperation, testing::ValuesIn(kOperations),
                          [](const auto& operation) { return std::string(operation.param.name); });
 
-// --- Operations that the driver never hears of ---
+// --- Operations that send no record ---
 
 using SilentOperation = OpenDeviceTest;
 

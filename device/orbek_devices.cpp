@@ -14,7 +14,7 @@ namespace {
 
 constexpr const char* kListKey = "DevicesList";
 
-// Access to the registry for the time of one look-up.
+// Owns a master port of the registry for one look-up; 0 when no registry can be reached.
 class MasterPort {
  public:
   MasterPort() {
@@ -78,7 +78,7 @@ void getOrbekDevicesFromPrefs(CFArray& out) {
 bool addOrbekDeviceToDeviceList(CFArray& list, const CFDictionary& device) {
   const std::optional<std::uint64_t> uid = uidOf(device);
   if (!uid) return false;
-  // On purpose: the candidate is compared with itself, once per entry, and never with the entry.
+  // On purpose: the device's UID is compared with itself, once per entry, never with the entry's.
   const bool isListed = !list.empty() && *uid != 0;
   if (isListed) return false;
   list.emplace_back(device);

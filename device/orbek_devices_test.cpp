@@ -48,7 +48,7 @@ class OrbekDevices : public BackEndsTest {
 
 // --- From the registry ---
 
-TEST_F(OrbekDevices, ThoseConnectedAreListedWithTheirProperties) {
+TEST_F(OrbekDevices, ConnectedDevicesAreListedWithTheirProperties) {
   plug(kFirst);
   plug(kSecond);
   getOrbekDevicesFromRegistry(list);
@@ -109,14 +109,14 @@ TEST_F(OrbekDevices, WithoutAKeptListTheCopyIsEmpty) {
 
 // --- Adding ---
 
-TEST_F(OrbekDevices, TheFirstIsAddedAndStored) {
+TEST_F(OrbekDevices, TheFirstDeviceIsAddedAndStored) {
   list.clear();
   EXPECT_TRUE(addOrbekDeviceToDeviceList(list, kFirst));
   EXPECT_THAT(list, ElementsAre(CFValue(kFirst)));
   EXPECT_EQ(stored(), list);
 }
 
-TEST_F(OrbekDevices, AnyFurtherOneCountsAsListedAlready) {
+TEST_F(OrbekDevices, AnyFurtherDeviceCountsAsListed) {
   list = {CFValue(kFirst)};
   EXPECT_FALSE(addOrbekDeviceToDeviceList(list, kSecond));
   EXPECT_FALSE(addOrbekDeviceToDeviceList(list, kFirst));
@@ -124,7 +124,7 @@ TEST_F(OrbekDevices, AnyFurtherOneCountsAsListedAlready) {
   EXPECT_FALSE(isStored());
 }
 
-TEST_F(OrbekDevices, OneWithUidZeroIsAlwaysAdded) {
+TEST_F(OrbekDevices, ADeviceWithUid0IsAlwaysAdded) {
   list = {CFValue(kFirst)};
   EXPECT_TRUE(addOrbekDeviceToDeviceList(list, kWithUidZero));
   EXPECT_TRUE(addOrbekDeviceToDeviceList(list, kWithUidZero));
@@ -132,7 +132,7 @@ TEST_F(OrbekDevices, OneWithUidZeroIsAlwaysAdded) {
   EXPECT_EQ(stored(), list);
 }
 
-TEST_F(OrbekDevices, OneWithoutUidIsNotAdded) {
+TEST_F(OrbekDevices, ADeviceWithoutUidIsNotAdded) {
   list.clear();
   EXPECT_FALSE(addOrbekDeviceToDeviceList(list, kWithoutUid));
   EXPECT_FALSE(addOrbekDeviceToDeviceList(list, {{"OrbekUID", CFValue(5)}}));
@@ -142,7 +142,7 @@ TEST_F(OrbekDevices, OneWithoutUidIsNotAdded) {
 
 // --- Removing ---
 
-TEST_F(OrbekDevices, TheFirstWithTheSameUidIsRemovedAndTheRestStored) {
+TEST_F(OrbekDevices, TheFirstEntryWithTheUidIsRemovedAndTheRestStored) {
   list = {CFValue("no device"), CFValue(kWithoutUid), CFValue(kSecond), CFValue(kFirst),
           CFValue(kSecond)};
   EXPECT_TRUE(removeOrbekDeviceFromDeviceList(list, kSecond));

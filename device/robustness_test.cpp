@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A driver that answers anything: every operation, many times, with answers of any length and any
-// content. What comes back does not matter; memory outside the buffers must stay as it was, which
-// the guards here and the sanitizers watch.
+// Calls every operation many times on a driver whose answers have any length and any content. What
+// the operations return does not matter; they must not write outside the caller's buffers, which
+// the guards here and the sanitizers check.
 #include <gmock/gmock.h>
 
 #include <array>
@@ -42,7 +42,7 @@ class Robustness : public DeviceTest {
 
   std::uint32_t any() { return static_cast<std::uint32_t>(random()); }
   std::uint32_t below(std::uint32_t limit) { return any() % limit; }
-  // Likes the values at which things change.
+  // Random, with the values at which behaviour changes more often.
   std::uint32_t anyWord() {
     constexpr std::uint32_t kEdges[] = {0,   1,   2,   8,          127,        128,
                                         255, 256, 257, 0x7fffffff, 0x80000000, 0xffffffff};
@@ -150,11 +150,15 @@ void Robustness::callTransport(USBDevice& device) {
                  static_cast<unsigned char>(any()), 0, 0, buffer.data(), length, below(2) == 0);
   EXPECT_TRUE(buffer.isIntact());
   Guarded<char, 3> few;
-  device.request(EDIR_DeviceToHost, EDRQ_Vendor, EDRQ_Device, 86, 0, 0, few.data(), 3,
-                 below(2) == 0);
+  device.request(EDIR_DeviceToHost, EDRQ_Vendor, EDRQ_Device, kFirmwareVersionRequest, 0, 0,
+                 few.data(), 3, below(2) == 0);
   EXPECT_TRUE(few.isIntact());
 
-  constexpr int kCodes[] = {0, 1, 2, 38, 39, 41, 56};
+  constexpr int kUnknownControlCode = 2;
+  constexpr int kCodes[] = {kControlCodeString0,          kControlCodeString1,
+                            kControlCodeDeviceDescriptor, kControlCodeUsbSpeed,
+                            kControlCodeDriverVersion,    kControlCode56,
+                            kUnknownControlCode};
   Guarded<char, 40> out;
   std::uint32_t returned = 0;
   device.DeviceIoControl(1, kCodes[below(std::size(kCodes))], nullptr, 0, out.data(), below(41),

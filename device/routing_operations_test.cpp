@@ -41,7 +41,7 @@ TEST_F(Routing, IsReadFromTheRegistryOfAClosedDevice) {
   EXPECT_THAT(takeRequests(), IsEmpty());
 }
 
-TEST_F(Routing, IsReadAnewEachTime) {
+TEST_F(Routing, IsReadAgainAtEachCall) {
   const Retained device(makeDevice());
   EXPECT_EQ(read(*device, true, 0), 3);
   setProperty("AjExtData", CFValue(CFDictionary{{"RoutingIn0", CFValue(0)}}));

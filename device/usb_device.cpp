@@ -53,8 +53,8 @@ bool USBDevice::open(bool) {
   return isOpen();
 }
 
-// The device can be used without any of these, so failures are passed over: speed and value are
-// then 0, the texts and the map those of before.
+// The device is usable without any of these items, so failures are ignored: the speed becomes USB
+// 1.1, the value 0; the texts and the map keep their previous content.
 void USBDevice::readItemsKeptWhileOpen() {
   DeviceIoControl(connection_, kControlCodeString0, nullptr, 0, string0_, sizeof string0_, nullptr,
                   nullptr);

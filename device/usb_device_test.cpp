@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The handle itself: creation, references, opening and closing, and the sending of one record.
+// USBDevice itself: creation, references, opening and closing, sending one record.
 #include "device/usb_device.h"
 
 #include <gmock/gmock.h>
@@ -22,11 +22,9 @@ class NotingItsEnd : public USBDevice {
   bool& ended_;
 };
 
-std::vector<std::uint32_t> commandsOf(const std::vector<VQ_Dispatch>& records) {
-  std::vector<std::uint32_t> commands;
-  for (const VQ_Dispatch& record : records) {
-    commands.push_back(static_cast<std::uint32_t>(record.command()));
-  }
+std::vector<VQ_Command> commandsOf(const std::vector<VQ_Dispatch>& records) {
+  std::vector<VQ_Command> commands;
+  for (const VQ_Dispatch& record : records) commands.push_back(record.command());
   return commands;
 }
 
@@ -96,7 +94,7 @@ TEST_F(DeviceHandle, KeepsItsServiceUntilItIsDestroyed) {
   EXPECT_EQ(memory_registry::outstanding(), before);
 }
 
-TEST_F(DeviceHandle, TheReleaseOfTheLastReferenceDestroysIt) {
+TEST_F(DeviceHandle, ReleasingTheLastReferenceDestroysIt) {
   bool ended = false;
   auto* device = new NotingItsEnd(0, ended);
   device->retain();
@@ -137,12 +135,15 @@ TEST_F(DeviceHandle, OpeningReadsVersionTextsSpeedValueAndMapInThisOrder) {
   const Retained device(makeDevice());
   EXPECT_TRUE(device->open(true));
   EXPECT_TRUE(device->isOpen());
-  EXPECT_THAT(commandsOf(takeRequests()), ElementsAre(22, 18, 19, 20, 67, 69));
-  EXPECT_EQ(memory_registry::requests().front().connectionType, 2u);
-  EXPECT_EQ(memory_registry::requests().front().selector, 0u);
+  EXPECT_THAT(commandsOf(takeRequests()),
+              ElementsAre(VQ_Command::kGetDriverVersion, VQ_Command::kGetString0,
+                          VQ_Command::kGetString1, VQ_Command::kGetUsbSpeed,
+                          VQ_Command::kGetValueAtOpen, VQ_Command::kGetConfigurationAndChannelMap));
+  EXPECT_EQ(memory_registry::requests().front().connectionType, kDispatchConnectionType);
+  EXPECT_EQ(memory_registry::requests().front().selector, kDispatchSelector);
 }
 
-TEST_F(DeviceHandle, OpeningKeepsWhatItRead) {
+TEST_F(DeviceHandle, OpeningKeepsTheValuesThatItRead) {
   driver.answerBytes(VQ_Command::kGetString0, {'o', 'n', 'e'});
   driver.answerBytes(VQ_Command::kGetString1, std::vector<std::uint8_t>(80, 'x'));
   driver.answerWords(VQ_Command::kGetUsbSpeed, {0x100});
@@ -169,7 +170,7 @@ TEST_F(DeviceHandle, ASpeedValueOfZeroIsUsb11) {
   EXPECT_FALSE(device->isUSB2Device());
 }
 
-TEST_F(DeviceHandle, OpeningSucceedsWhenAllButTheVersionFails) {
+TEST_F(DeviceHandle, OpeningSucceedsWhenOnlyTheVersionCanBeRead) {
   for (const auto command :
        {VQ_Command::kGetString0, VQ_Command::kGetString1, VQ_Command::kGetUsbSpeed,
         VQ_Command::kGetValueAtOpen, VQ_Command::kGetConfigurationAndChannelMap}) {
@@ -183,7 +184,7 @@ TEST_F(DeviceHandle, OpeningSucceedsWhenAllButTheVersionFails) {
   EXPECT_EQ(device->configurationAndMap(), VQ_Orbek_ConfigAndMap{});
 }
 
-TEST_F(DeviceHandle, OpeningAgainForgetsAnEarlierSpeedAndValue) {
+TEST_F(DeviceHandle, OpeningAgainResetsTheSpeedAndTheValue) {
   driver.answerWords(VQ_Command::kGetUsbSpeed, {1});
   driver.answerWords(VQ_Command::kGetValueAtOpen, {1, 1});
   const Retained device(makeDevice());
@@ -196,13 +197,13 @@ TEST_F(DeviceHandle, OpeningAgainForgetsAnEarlierSpeedAndValue) {
   EXPECT_EQ(device->valueAtOpen(), 0.0);
 }
 
-TEST_F(DeviceHandle, WithoutADriverVersionItIsClosedAgain) {
+TEST_F(DeviceHandle, OpeningFailsWithoutADriverVersion) {
   driver.failAt(VQ_Command::kGetDriverVersion);
   const Retained device(makeDevice());
   EXPECT_FALSE(device->open(false));
   EXPECT_FALSE(device->isOpen());
   EXPECT_EQ(memory_registry::outstanding().connections, 0u);
-  EXPECT_THAT(commandsOf(takeRequests()), ElementsAre(22));
+  EXPECT_THAT(commandsOf(takeRequests()), ElementsAre(VQ_Command::kGetDriverVersion));
 }
 
 TEST_F(DeviceHandle, ARefusedConnectionLeavesItClosed) {
@@ -213,7 +214,7 @@ TEST_F(DeviceHandle, ARefusedConnectionLeavesItClosed) {
   EXPECT_THAT(takeRequests(), IsEmpty());
 }
 
-TEST_F(DeviceHandle, OpeningAnOpenOneChangesNothing) {
+TEST_F(DeviceHandle, OpeningAnOpenDeviceChangesNothing) {
   const Retained device(makeDevice());
   ASSERT_TRUE(device->open(false));
   takeRequests();
@@ -222,7 +223,7 @@ TEST_F(DeviceHandle, OpeningAnOpenOneChangesNothing) {
   EXPECT_EQ(memory_registry::outstanding().connections, 1u);
 }
 
-TEST_F(DeviceHandle, ClosingGivesTheConnectionBackAndItMayBeOpenedAgain) {
+TEST_F(DeviceHandle, ClosingReleasesTheConnectionAndTheDeviceMayBeOpenedAgain) {
   const Retained device(makeDevice());
   ASSERT_TRUE(device->open(false));
   device->close();

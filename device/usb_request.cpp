@@ -6,8 +6,8 @@
 
 namespace {
 
-// The old layout's data area ends behind the record; what does not cross to the driver is
-// assembled in an area that holds all of it.
+// The old layout's data area reaches beyond the 260 bytes of the record. The request is assembled
+// in this larger area; only its first 260 bytes are sent.
 using Scratch = std::array<std::uint8_t, kOldUsbRequestLayout.data + USBDevice::kRequestDataLimit>;
 static_assert(sizeof(Scratch) >= kNewUsbRequestLayout.data + USBDevice::kRequestDataLimit);
 static_assert(sizeof(Scratch) >= VQ_Dispatch::kSize);
@@ -31,8 +31,9 @@ bool USBDevice::request(EDirection direction, EDRQ_Level level, EDRQ_Recipient r
   wire::store<std::uint16_t>(scratch, layout.index, index);
   wire::store<std::uint32_t>(scratch, layout.length, length);
 
-  // After the setup fields, and cleared at full size when there is no data: the new layout has its
-  // data area before them, so that both reach over them there. Drivers get their records this way.
+  // The data is written after the setup fields, and without data the whole area is cleared. In the
+  // new layout the area overlaps the setup fields, so both can overwrite them. That is the record
+  // drivers expect.
   const auto data = std::span(scratch).subspan(layout.data, kRequestDataLimit);
   if (buffer && length > 0) {
     std::copy_n(buffer, length, data.begin());

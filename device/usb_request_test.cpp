@@ -185,7 +185,7 @@ TEST_F(UsbRequest, AReturnedLengthAboveTheCallersCopiesOnlyTheCallers) {
   }
 }
 
-TEST_F(UsbRequest, OldLayoutDataThatDoesNotCrossComesBackAsItWas) {
+TEST_F(UsbRequest, OldLayoutDataBeyondTheRecordComesBackUnchanged) {
   answerWithLength(kOld, 256);
   EXPECT_TRUE(send(256, false, EDIR_DeviceToHost));
   EXPECT_EQ(countOfAnswered(), 232u);

@@ -5,7 +5,7 @@
 
 namespace {
 
-// The numbers are rendered as signed 32-bit ones.
+// Version numbers are rendered as signed 32-bit integers.
 int shown(std::uint32_t number) { return static_cast<std::int32_t>(number); }
 
 const char* stageLetters(std::uint32_t stage) {

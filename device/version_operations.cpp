@@ -6,7 +6,7 @@
 
 namespace {
 
-// What the device itself answers to kFirmwareVersionRequest.
+// The version number from the device's answer to kFirmwareVersionRequest.
 std::uint32_t firmwareNumberOf(const char (&answer)[3]) {
   const auto byte = [&answer](std::size_t i) {
     return std::uint32_t{static_cast<unsigned char>(answer[i])};

@@ -112,7 +112,7 @@ TEST_F(VersionReading, TheDevicesBytesAreUnsigned) {
   EXPECT_EQ(printed, "fwupdater C81905FF\nuFirmwareVersion C81905FF\n");
 }
 
-TEST_F(VersionReading, ADriverThatAnswers0HasTheDeviceAsked) {
+TEST_F(VersionReading, WhenTheDriverAnswers0TheNumberIsReadFromTheDevice) {
   driver.answerWords(VQ_Command::kGetFirmwareVersion, {0});
   deviceAnswers(1, 2, 34);
   EXPECT_TRUE(readFirmware(false));
@@ -120,7 +120,7 @@ TEST_F(VersionReading, ADriverThatAnswers0HasTheDeviceAsked) {
   EXPECT_EQ(takeRequests().size(), 3u);
 }
 
-TEST_F(VersionReading, AShortAnswerOfTheDriverIsTaken) {
+TEST_F(VersionReading, AShortAnswerOfTheDriverIsAccepted) {
   driver.shorten(VQ_Command::kGetFirmwareVersion, 8);
   driver.shorten(VQ_Command::kGetFirmwareDate, 20);
   EXPECT_TRUE(readFirmware(false));

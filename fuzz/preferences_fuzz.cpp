@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Parses any bytes as an XML preferences file. Values that were parsed must be written, and parsing
-// and writing the file once more must give the same bytes.
+// Parses any bytes as an XML preferences file. Parsed values must be writable, and parsing and
+// writing the result again must give the same bytes.
 //
-// Binary property lists are not fuzzed: they go to libplist as they are once the number of their
-// objects is checked, and libplist does not withstand any bytes there (a key with a NUL in it fails
-// an assertion, and an object may be copied without end). Only the user can put such a file in the
-// user's own preferences folder.
+// Binary property lists are not fuzzed: they are passed to libplist after a check of their number
+// of objects, and libplist is not safe for arbitrary bytes (a key with a NUL fails an assertion,
+// and an object may be copied without end). Only the user can put such a file into the user's own
+// preferences folder.
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>

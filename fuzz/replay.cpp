@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Feeds every file of the folders that are named to a fuzzing program, where no libFuzzer does.
+// Runs a fuzzing program on every file of the given folders, in builds without libFuzzer.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Any bytes as a document: they are read or refused, in both ways of reading alike, and what was
-// read is written so that it reads the same.
+// Reads any bytes as a document. Both ways of reading must accept or refuse them alike, and an
+// accepted document that is written and read again must be the same.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -32,8 +32,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const bool isTaken = parsed.parse(whole) != nullptr;
   check(treeOf(parsed) == tree);
 
-  // The text was compacted by now, which is what reading in place expects. Its memory ends with it,
-  // so that a step beyond is seen.
+  // The text has been compacted, as reading in place expects. A copy of exactly its size lets the
+  // address sanitizer see a read beyond its end.
   const std::size_t compactedSize = std::strlen(whole) + 1;
   const auto compacted = std::make_unique<char[]>(compactedSize);
   std::memcpy(compacted.get(), whole.getCharPointer(), compactedSize);

@@ -21,17 +21,11 @@ using platform::LogPriority;
 
 constexpr std::size_t kMaximumDevices = 32;
 
-// A driver may report any size for its routing property; more than this is not sent to it.
+// Maximum size of a routing property. A driver may report any size: writing a larger one fails,
+// reading it is cut.
 constexpr std::size_t kRoutingDataRoom = 4096;
 
-constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
-  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
-}
-constexpr auto kDeviceListAddress = globalProperty(kAudioHardwarePropertyDevices);
-constexpr auto kDeviceNameAddress = globalProperty(kAudioDevicePropertyDeviceName);
-constexpr auto kRoutingAddress = globalProperty(fourCharCode(kRoutingProperty));
-
-// The record with room behind it, zeroed, for drivers that report another size than the record's.
+// A routing record followed by zeros, for drivers that report a larger size than the record's.
 struct RoutingData {
   std::array<std::uint8_t, kRoutingDataRoom> bytes{};
 
@@ -45,14 +39,14 @@ struct RoutingData {
   }
 };
 
-// The size that the driver reports; the record's own where it reports none.
+// The property's size as the driver reports it; the record's size if the driver reports none.
 std::uint32_t routingDataSize(AudioObjectID device) {
   std::uint32_t size = sizeof(RoutingRecord);
   AudioObjectGetPropertyDataSize(device, kRoutingAddress, &size);
   return size;
 }
 
-// Statuses are four-character codes; the bytes are printed as they lie in memory.
+// A status is a four-character code; its bytes are printed in memory order.
 void printFailure(OSStatus status) {
   char text[sizeof status + 1] = {};
   std::memcpy(text, &status, sizeof status);
@@ -71,7 +65,7 @@ struct DeviceName {
   bool operator==(std::string_view other) const { return text.data() == other; }
 };
 
-// Held while the name is read or written and while what it leads to is looked up and kept.
+// Guards _halDeviceName, and is held from a look-up to the store of its result in _halDevice.
 std::mutex halMutex;
 
 }  // namespace
@@ -92,7 +86,7 @@ void setHalDeviceName(const char* name) {
   const std::lock_guard lock(halMutex);
   constexpr std::size_t kMaxLength = kHalDeviceNameRoom - 1;
   if (std::string_view(name).substr(0, kMaxLength) == _halDeviceName) return;
-  // Fills what is left with NUL; the last byte stays NUL.
+  // strncpy fills the rest with NUL; the last byte is outside its range and stays NUL.
   std::strncpy(_halDeviceName, name, kMaxLength);
 }
 
@@ -115,7 +109,7 @@ AudioObjectID getHalDevice(const char* name) {
     return 0;
   }
   platform::syslog(LogPriority::kWarning, "Found %d devices\n", static_cast<int>(count));
-  // Devices may have left since the size was asked.
+  // Devices may have left after the size was read.
   count = std::min(count, size / sizeof(AudioObjectID));
 
   for (std::size_t i = 0; i < count; ++i) {

@@ -43,7 +43,7 @@ TEST_F(AudioDeviceLookup, ADeviceOfThatNameIsFound) {
   EXPECT_EQ(getHalDevice("VX-310"), device);
 }
 
-TEST_F(AudioDeviceLookup, WithoutOneOfThatNameTheResultIs0) {
+TEST_F(AudioDeviceLookup, WithoutADeviceOfThatNameTheResultIs0) {
   addDevice("Built-in");
   EXPECT_EQ(getHalDevice("VX-310"), 0u);
   EXPECT_EQ(memory_log::takeErrors(), "");
@@ -107,7 +107,7 @@ TEST_F(AudioDeviceLookup, EachNameIsReadIntoRoomFor128Bytes) {
   EXPECT_EQ(nameRead.size, 128u);
 }
 
-TEST_F(AudioDeviceLookup, AVeryLongNameOfAnotherDeviceDoesNoHarm) {
+TEST_F(AudioDeviceLookup, AVeryLongNameOfAnotherDeviceDoesNotDisturbTheSearch) {
   addDevice(std::string(5000, 'x'));
   addDevice(std::string("\xff\x80\0\x01", 4));
   const AudioObjectID device = addDevice("VX-310");
@@ -156,7 +156,7 @@ TEST_F(AudioDeviceLookup, AFailingListReadIsSilent) {
   EXPECT_THAT(memory_log::lines(), IsEmpty());
 }
 
-TEST_F(AudioDeviceLookup, ADeviceWhoseNameCannotBeReadIsPassedOver) {
+TEST_F(AudioDeviceLookup, ADeviceWhoseNameCannotBeReadIsSkipped) {
   const AudioObjectID unreadable = addDevice("VX-310");
   const AudioObjectID device = addDevice("VX-310");
   memory_audio_server::failNext(Operation::kGetData, unreadable, kAudioDevicePropertyDeviceName,
@@ -173,7 +173,7 @@ TEST_F(AudioDeviceLookup, TheNameToLookForIsKeptCutAndTerminated) {
   EXPECT_STREQ(_halDeviceName, "VX");
 }
 
-// A device with the routing property, which is the current one.
+// _halDevice is a device with the routing property.
 class AudioDeviceRouting : public AudioDevice {
  protected:
   AudioDeviceRouting() {
@@ -185,7 +185,7 @@ class AudioDeviceRouting : public AudioDevice {
 
   RoutingProperty& routing() { return *memory_audio_server::routingProperty(device_); }
 
-  // The calls of one kind on the routing property.
+  // The recorded calls of `operation` on the routing property.
   std::vector<Call> calls(Operation operation) {
     std::vector<Call> found;
     for (const Call& call : memory_audio_server::calls()) {
@@ -273,8 +273,8 @@ TEST_F(AudioDeviceRouting, AFailingSizeIsIgnoredAndTheRecordSent) {
   EXPECT_EQ(calls(Operation::kSetData).at(0).size, 12u);
 }
 
-// The first character of the code stands in the highest byte, which is the last in memory on the
-// little-endian machines that this runs on.
+// The code's first character is in the highest byte, which is the last in memory on a little-endian
+// machine.
 TEST_F(AudioDeviceRouting, AFailingWritePrintsTheStatusInMemoryOrder) {
   routing().writeStatus = kAudioHardwareUnspecifiedError;
   EXPECT_FALSE(setRouting(true, 1, 2));
@@ -315,7 +315,7 @@ TEST_F(AudioDeviceRouting, ReadingGivesTheValueOfThatRouting) {
   EXPECT_EQ(memory_log::takeOutput(), "");
 }
 
-TEST_F(AudioDeviceRouting, AnEnormousReportedSizeIsReadIntoTheRoomThereIs) {
+TEST_F(AudioDeviceRouting, AnEnormousReportedSizeIsCutTo4096Bytes) {
   routing().reportedSize = 1 << 20;
   routing().records = {{1, 1, 11}};
   EXPECT_EQ(getRouting(true, 1), 11);

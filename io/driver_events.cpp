@@ -5,7 +5,6 @@
 
 #include "io/audio_device.h"
 #include "io/korvel_dlg.h"
-#include "io/status.h"
 #include "protocol/services.h"
 
 USBDevice* _ioDevice = nullptr;
@@ -29,7 +28,7 @@ bool currentDeviceIsVX310() {
   return _ioDescriptor.isDevice(kVX310VendorId, kVX310ProductId, kAnyRelease);
 }
 
-// The same at either speed: what USB 1.1 cannot do is hidden where the status is gathered.
+// The flags are the same at both speeds; io/status.cpp hides the fields that USB 1.1 does not have.
 void showClockAndDigitalInput() {
   _ioShowClockSource = true;
   _ioShowDigitalStatus = true;
@@ -48,7 +47,7 @@ void deviceArrived(USBDevice* device) {
     _ioShowUSB1Mode = false;
     _ioShowRoutingMenus = false;
     _ioShowDigitalStatus = false;
-    releaseCurrentDevice();  // left open: closing it is up to whoever holds it
+    releaseCurrentDevice();  // not closed here: discovery closes it when the device leaves
     return;
   }
   showClockAndDigitalInput();

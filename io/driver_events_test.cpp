@@ -10,12 +10,10 @@ using testing::Contains;
 using testing::IsEmpty;
 using testing::Not;
 
-// The argument of a driver's message with this notification number.
-std::vector<std::uint8_t> notification(int number) {
-  std::vector<std::uint8_t> argument(36);
-  argument[0] = 36;
-  argument[4] = static_cast<std::uint8_t>(number);
-  return argument;
+// The argument of a driver's message about `number`.
+std::vector<std::uint8_t> notification(std::uint32_t number) {
+  const auto argument = driverMessageArgument(number);
+  return {argument.begin(), argument.end()};
 }
 
 const std::vector<std::string> kNoDeviceCalls = {
@@ -47,7 +45,7 @@ TEST_F(DriverEvents, AStartWithNothingConnectedShowsTheStateWithoutADevice) {
   EXPECT_EQ(_ioDevice, nullptr);
 }
 
-TEST_F(DriverEvents, TheStartAsksForTheServicesOfTheVX310sDriver) {
+TEST_F(DriverEvents, TheStartDiscoversTheServicesOfTheVX310sDriver) {
   IOInit();
   EXPECT_STREQ(_TheGuid.data(), "LumKernelDeviceVantrelVX310");
   interface.className = "LumKernelDeviceOrbekTalvo4";
@@ -56,7 +54,7 @@ TEST_F(DriverEvents, TheStartAsksForTheServicesOfTheVX310sDriver) {
   EXPECT_THAT(happened(), IsEmpty());
 }
 
-TEST_F(DriverEvents, AnInterfaceThatIsPresentAtTheStartBecomesCurrent) {
+TEST_F(DriverEvents, AnInterfaceThatIsConnectedAtTheStartBecomesCurrent) {
   interface.publish();
   IOInit();
   ASSERT_NE(_ioDevice, nullptr);
@@ -114,7 +112,7 @@ TEST_F(DriverEvents, ArrivalFindsTheAudioDeviceOfTheInterface) {
   EXPECT_STREQ(_halDeviceName, "VX-310");
 }
 
-TEST_F(DriverEvents, AnArrivalWithoutAnAudioDeviceIsShownAllTheSame) {
+TEST_F(DriverEvents, AnArrivalWithoutAnAudioDeviceIsStillShown) {
   interface.publish();
   IOInit();
   EXPECT_EQ(_halDevice, 0u);
@@ -134,7 +132,7 @@ TEST_F(DriverEvents, ADeviceThatCannotBeOpenedIsForgottenSilently) {
 }
 
 TEST_F(DriverEvents, AnInterfaceOfAnyReleaseBecomesCurrent) {
-  interface.release = 0xFFFE;
+  interface.descriptor.release = 0xFFFE;
   interface.publish();
   IOInit();
   EXPECT_NE(_ioDevice, nullptr);
@@ -143,7 +141,7 @@ TEST_F(DriverEvents, AnInterfaceOfAnyReleaseBecomesCurrent) {
 TEST_F(DriverEvents, ADeviceOfAnotherVendorIsForgottenAndStaysOpen) {
   start();
   _ioShowUSB1Mode = _ioShowDigOutMode = true;
-  interface.vendor = 0x7F22;
+  interface.descriptor.vendor = 0x7F22;
   interface.publish();
   EXPECT_THAT(happened(), IsEmpty());
   EXPECT_EQ(_ioDevice, nullptr);
@@ -155,7 +153,7 @@ TEST_F(DriverEvents, ADeviceOfAnotherVendorIsForgottenAndStaysOpen) {
 
 TEST_F(DriverEvents, ADeviceOfAnotherProductIsForgotten) {
   start();
-  interface.product = 0x5D13;
+  interface.descriptor.product = 0x5D13;
   interface.publish();
   EXPECT_THAT(happened(), IsEmpty());
   EXPECT_EQ(_ioDevice, nullptr);
@@ -180,7 +178,7 @@ TEST_F(DriverEvents, ASecondInterfaceIsIgnoredWhileOneIsCurrent) {
   IOTerm();
 }
 
-TEST_F(DriverEvents, AfterTheFirstIsUnpluggedASecondInterfaceIsNotPickedUpByItself) {
+TEST_F(DriverEvents, AfterTheCurrentDeviceIsRemovedASecondInterfaceDoesNotBecomeCurrent) {
   const auto first = interface.publish();
   start();
   ScriptedInterface second;
@@ -189,7 +187,7 @@ TEST_F(DriverEvents, AfterTheFirstIsUnpluggedASecondInterfaceIsNotPickedUpByItse
   memory_registry::terminate(first);
   happened();
   EXPECT_EQ(_ioDevice, nullptr);
-  _vqapiScanServices();  // the device layer reports it again
+  _vqapiScanServices();  // discovery reports it again
   EXPECT_NE(_ioDevice, nullptr);
   IOTerm();
 }
@@ -238,11 +236,11 @@ TEST_F(DriverEvents, AnInterfaceThatIsPluggedInAgainBecomesCurrentAgain) {
   EXPECT_NE(_ioDevice, nullptr);
 }
 
-TEST_F(DriverEvents, AChangeOfTheCurrentDeviceShowsItsStateAnewWithoutLookingForHardware) {
+TEST_F(DriverEvents, AChangeOfTheCurrentDeviceShowsItsStateAgainWithoutFoundHardware) {
   const auto id = interface.publish();
   start();
-  interface.sampleRate = 96000;
-  memory_registry::sendMessage(id, kDriverMessage, notification(3));
+  interface.configuration.sampleRate = 96000;
+  memory_registry::sendMessage(id, kDriverMessage, notification(kStateChanged));
   const auto calls = happened();
   EXPECT_THAT(calls, Contains("ShowInfo 1 true 0 \"96 kHz\""));
   EXPECT_THAT(calls, Not(Contains("FoundHardware 9")));
@@ -254,7 +252,7 @@ TEST_F(DriverEvents, AChangeOfADeviceThatIsNotCurrentShowsNothing) {
   ScriptedInterface second;
   const auto secondId = second.publish();
   happened();
-  memory_registry::sendMessage(secondId, kDriverMessage, notification(3));
+  memory_registry::sendMessage(secondId, kDriverMessage, notification(kStateChanged));
   EXPECT_THAT(happened(), IsEmpty());
   IOTerm();
 }
@@ -262,7 +260,7 @@ TEST_F(DriverEvents, AChangeOfADeviceThatIsNotCurrentShowsNothing) {
 TEST_F(DriverEvents, TheEventsAboveThreeShowNothing) {
   const auto id = interface.publish();
   start();
-  for (const int number : {34, 14, 35, 48}) {
+  for (const std::uint32_t number : {34u, 14u, 35u, 48u}) {
     memory_registry::sendMessage(id, kDriverMessage, notification(number));
     EXPECT_THAT(happened(), IsEmpty()) << number;
   }
@@ -282,7 +280,7 @@ TEST_F(DriverEvents, ARemovalWithoutADeviceIsIgnored) {
   EXPECT_THAT(panel.calls, IsEmpty());
 }
 
-TEST_F(DriverEvents, TheEndLetsGoOfTheCurrentDeviceAndShowsNothing) {
+TEST_F(DriverEvents, TheEndReleasesTheCurrentDeviceAndShowsNothing) {
   interface.publish();
   start();
   IOTerm();

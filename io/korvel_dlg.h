@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The panel bridge: how device events and status reach the panel, which this layer otherwise knows
-// nothing about.
-//
-// Two kinds of plain numbers cross it: the info ids, and the hardware index. Main thread only.
+// The panel bridge: passes device events and status from io/ to the panel. io/ knows nothing else
+// of the panel. Main thread only.
 #pragma once
 
 #include <cstdint>
 
-// What a ShowInfo call is about. The panel ignores any other number.
+// The value that a ShowInfo call shows. The panel ignores any other number.
 enum InfoId : std::int32_t {
   kInfoSampleWidth = 0,
   kInfoSampleRate = 1,
@@ -27,39 +25,39 @@ enum InfoId : std::int32_t {
   kInfoOutputRouting = 15,
 };
 
-// The hardware index that means "a VX-310 is connected"; every other one, 0 included, means that no
-// supported device is present.
+// The hardware index of a connected VX-310; every other index, 0 included, means that no supported
+// device is connected.
 inline constexpr std::int32_t kHardwareIndexVX310 = 9;
 
-// What stands at the panel's end of the bridge.
+// The panel's side of the bridge.
 class PanelReceiver {
  public:
-  // The current device went away.
+  // The current device was removed.
   virtual void Detach() = 0;
 
-  // What is shown may be out of date.
+  // All values of a new state have been sent.
   virtual void Invalidate(bool flag) = 0;
 
-  // Makes the input selection of USB 1.1 connections usable or not.
+  // Enables or disables the USB 1.1 input selection.
   virtual void EnableUSB1Mode(bool enable) = 0;
 
-  // Fills and shows, or hides, what `id` names. `value` is a menu item's zero-based index, for the
-  // routings (kInfoInputRouting, kInfoOutputRouting) with the pair's number in the upper 16 bits.
-  // `text` is NUL-terminated, may be null, and is not kept.
+  // Fills the controls of `id` (an InfoId), then shows them, or hides them when `flag` is false.
+  // `value` is the zero-based index of a menu item; for kInfoInputRouting and kInfoOutputRouting
+  // the upper 16 bits hold the pair's number. `text` is NUL-terminated or null and is not kept.
   virtual void ShowInfo(std::int32_t id, bool flag, std::int32_t value, const char* text) = 0;
 
-  // A device was found (kHardwareIndexVX310) or lost (any other index).
+  // A VX-310 was found (kHardwareIndexVX310), or none is connected (any other index).
   virtual void FoundHardware(std::int32_t index) = 0;
 
  protected:
   ~PanelReceiver() = default;
 };
 
-// Forwards each call to the receiver; without one, drops it. The receiver is not owned and outlives
-// the bridge.
+// Forwards each call to the receiver, or drops it when the receiver is null. The receiver is not
+// owned and must outlive the bridge.
 class CKorvelDlg {
  public:
-  // Also makes this object the one that `controlDlg` names. The destructor leaves that alone.
+  // Sets `controlDlg` to this bridge; the destructor does not reset it.
   explicit CKorvelDlg(PanelReceiver* receiver);
   virtual ~CKorvelDlg() = default;
   CKorvelDlg(const CKorvelDlg&) = delete;
@@ -69,7 +67,7 @@ class CKorvelDlg {
   void Invalidate(bool flag);
   void enableUSB1Mode(bool enable);
   void ShowInfo(std::int32_t id, bool flag, std::int32_t value, const char* text);
-  // The same as ShowInfo.
+  // Same as ShowInfo.
   void ShowInfoCstring(std::int32_t id, bool flag, std::int32_t value, const char* text);
   void FoundHardware(std::int32_t index);
 
@@ -77,6 +75,6 @@ class CKorvelDlg {
   PanelReceiver* receiver_;
 };
 
-// The bridge made last; null before the first. It still names a bridge that has been destroyed, and
-// nothing calls through it from then on: device events have ended by the time the panel goes.
+// The bridge constructed last; null before the first. It dangles once that bridge is destroyed, so
+// IOTerm must have ended the device events before.
 extern CKorvelDlg* controlDlg;

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 
 #include <memory>
+#include <utility>
 
 namespace {
 
@@ -25,9 +26,30 @@ class PanelBridge : public testing::Test {
   CKorvelDlg bridge{&receiver};
 };
 
-TEST_F(PanelBridge, ConstructionMakesItTheOneThatDeviceEventsReach) {
-  EXPECT_EQ(controlDlg, &bridge);
+// The numbers are part of the panel's interface. Other tests use the names.
+TEST(InfoIds, EachValueHasItsNumber) {
+  const std::pair<InfoId, int> expected[] = {
+      {kInfoSampleWidth, 0},
+      {kInfoSampleRate, 1},
+      {kInfoDigitalInputStatus, 2},
+      {kInfoFirmwareVersion, 3},
+      {kInfoDriverVersion, 4},
+      {kInfoDevice, 5},
+      {kInfoPanelSubtitle, 6},
+      {kInfoConnectionType, 7},
+      {kInfoSampleClockSource, 8},
+      {kInfoUsb1ModeInputSelection, 9},
+      {kInfoSampleClockSourceMenu, 10},
+      {kInfoDigitalOutputFormat, 11},
+      {kInfoCoreAudioPerformance, 12},
+      {kInfoRoutingMenus, 13},
+      {kInfoInputRouting, 14},
+      {kInfoOutputRouting, 15},
+  };
+  for (const auto& [id, number] : expected) EXPECT_EQ(id, number);
 }
+
+TEST_F(PanelBridge, ConstructionSetsTheGlobalBridge) { EXPECT_EQ(controlDlg, &bridge); }
 
 TEST_F(PanelBridge, DetachIsForwarded) {
   EXPECT_CALL(receiver, Detach());
@@ -78,7 +100,7 @@ TEST(PanelBridgeWithoutReceiver, DropsEveryCall) {
   bridge.FoundHardware(kHardwareIndexVX310);
 }
 
-TEST(PanelBridgeLifetime, DestructionLeavesTheGlobalNamingIt) {
+TEST(PanelBridgeLifetime, DestructionDoesNotResetTheGlobalBridge) {
   auto bridge = std::make_unique<CKorvelDlg>(nullptr);
   const CKorvelDlg* address = bridge.get();
   bridge.reset();

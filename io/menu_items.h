@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The texts of the panel's menu items, each at the index that stands for it in commands and in the
-// stored choices.
+// The texts of the panel's menu items. An item's index in its array is its value in commands and in
+// the stored choices. vx310ctl offers these items; the window file repeats them, and
+// tests/window/panel_window_test.cpp compares the two.
 #pragma once
 
 #include <iterator>

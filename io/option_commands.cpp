@@ -9,10 +9,10 @@
 
 namespace {
 
-// What a query gives when there is no current device.
+// The result of a query without a current device.
 constexpr std::int32_t kNoDevice = -1;
 
-// What the driver finds at its next start.
+// Stores one of the driver's settings, which the driver reads at its next start.
 void storeSetting(void (OSXAsioRegistry::*set)(std::uint32_t), std::int32_t value) {
   OSXAsioRegistry settings(kVX310Settings);
   (settings.*set)(static_cast<std::uint32_t>(value));

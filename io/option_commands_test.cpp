@@ -16,7 +16,7 @@ class OptionCommands : public IoTest {
     start();
   }
 
-  // The driver's setting under `key`, as it is on disk.
+  // The driver's stored setting `key`.
   static std::string stored(const char* key) {
     const CFDictionary settings = memory_preferences::storedValues(DEVICE_HAL_DOMAIN);
     const auto* text = CFDictionaryGet<std::string>(settings, key);

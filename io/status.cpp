@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "io/status.h"
-
+// Shows the current device's state.
 #include <cstdint>
 
 #include "device/usb_device.h"
@@ -27,7 +26,7 @@ void showNoDevice() {
   hide(kInfoFirmwareVersion);
   hide(kInfoSampleWidth);
   hide(kInfoSampleRate);
-  // Shown empty before they are hidden, so that no old text is left behind.
+  // Clear the two fields before hiding them, so that no old text appears when they are shown again.
   show(kInfoSampleClockSource, "");
   show(kInfoDigitalInputStatus, "");
   hide(kInfoSampleClockSource);
@@ -58,7 +57,7 @@ void showVersionsAndConnection() {
   controlDlg->ShowInfoCstring(kInfoDriverVersion, true, 0, version.text);
   show(kInfoConnectionType, connectionText(_ioDevice->isUSB2Device()));
   _ioDevice->getFirmwareVersion(version, false);
-  // The date says more to a user than the number does.
+  // Show the date: it tells a user more than the version number.
   controlDlg->ShowInfoCstring(kInfoFirmwareVersion, true, 0, version.date);
 }
 
@@ -96,8 +95,8 @@ void showDigitalInputAndOutput(std::int32_t clockSource) {
   show(kInfoDigitalOutputFormat, _ioDevice->getDigitalOutMode());
 }
 
-// The routing of one pair, with the pair's number in the upper 16 bits. Added as unsigned numbers:
-// a device that cannot say gives -1.
+// Shows the routing of one pair, with the pair's number in the upper 16 bits. The addition is
+// unsigned because a failed read gives -1.
 void showRouting(InfoId id, bool input, int pair) {
   const auto item = static_cast<std::uint32_t>(_ioDevice->getRouting(input, pair));
   show(id, static_cast<std::int32_t>(item + (static_cast<std::uint32_t>(pair) << 16)));
@@ -126,8 +125,8 @@ void showUsb1Mode(std::int32_t clockSource) {
   controlDlg->enableUSB1Mode(_ioDevice->getCurrentClockSource() != kClockInternal);
 }
 
-// The same control as that of the USB 1.1 mode: the input selection of such a connection is the
-// digital-out selector.
+// Uses the control of the USB 1.1 input selection, because that selection is the digital-out
+// selector (io/option_commands.h).
 void showDigitalOutSelector() {
   if (_ioShowDigOutMode) {
     show(kInfoUsb1ModeInputSelection, _ioDevice->getDigitalOutSelector());

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include "io/status.h"
-
 #include <algorithm>
 
 #include "io/testing/io_test.h"
@@ -9,6 +7,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 using testing::IsSupersetOf;
 using testing::Not;
 
@@ -26,7 +25,7 @@ class Status : public IoTest {
     return panel.calls;
   }
 
-  // The last thing said about one info id.
+  // The rest of the last ShowInfo call about `id`.
   std::string shown(InfoId id) {
     const std::string prefix = "ShowInfo " + std::to_string(id) + " ";
     const auto calls = gathered();
@@ -38,73 +37,72 @@ class Status : public IoTest {
 
   static std::string text(const std::string& value) { return "true 0 \"" + value + "\""; }
   static std::string item(int index) { return "true " + std::to_string(index) + " \"\""; }
+  static std::string call(InfoId id, const std::string& rest) {
+    return "ShowInfo " + std::to_string(id) + " " + rest;
+  }
   inline static const std::string kHidden = "false 0 \"\"";
+
+  // The calls for the default interface on a connection of this type; `afterRate` are the calls
+  // between the sample rate and the clock source.
+  static std::vector<std::string> callsFor(const std::string& connection,
+                                           const std::vector<std::string>& afterRate) {
+    std::vector<std::string> calls = {
+        call(kInfoDevice, text("VX-310")),
+        call(kInfoDriverVersion, text("1.2.3")),
+        call(kInfoConnectionType, text(connection)),
+        call(kInfoFirmwareVersion, text("Mar 14 2009")),
+        call(kInfoSampleWidth, text("24 bits")),
+        call(kInfoSampleRate, text("48 kHz")),
+    };
+    calls.insert(calls.end(), afterRate.begin(), afterRate.end());
+    const std::vector<std::string> rest = {
+        call(kInfoSampleClockSource, text("digital input")),
+        call(kInfoSampleClockSourceMenu, item(0)),
+        call(kInfoDigitalInputStatus, text("valid 48 kHz")),
+        call(kInfoDigitalOutputFormat, item(1)),
+        call(kInfoOutputRouting, routing(0, 0)),
+        call(kInfoOutputRouting, routing(1, 1)),
+        call(kInfoInputRouting, routing(0, 0)),
+        call(kInfoInputRouting, routing(1, 1)),
+        call(kInfoInputRouting, routing(2, 2)),
+        call(kInfoRoutingMenus, item(0)),
+        call(kInfoUsb1ModeInputSelection, kHidden),
+        call(kInfoUsb1ModeInputSelection, kHidden),
+        call(kInfoCoreAudioPerformance, kHidden),
+        "Invalidate true",
+    };
+    calls.insert(calls.end(), rest.begin(), rest.end());
+    return calls;
+  }
+  static std::string routing(int pair, int value) { return item((pair << 16) + value); }
 };
 
 TEST_F(Status, ACurrentDeviceIsShownInThisOrder) {
-  EXPECT_THAT(gathered(), ElementsAre("ShowInfo 5 true 0 \"VX-310\"",         //
-                                      "ShowInfo 4 true 0 \"1.2.3\"",          //
-                                      "ShowInfo 7 true 0 \"USB 2.0\"",        //
-                                      "ShowInfo 3 true 0 \"Mar 14 2009\"",    //
-                                      "ShowInfo 0 true 0 \"24 bits\"",        //
-                                      "ShowInfo 1 true 0 \"48 kHz\"",         //
-                                      "ShowInfo 8 true 0 \"digital input\"",  //
-                                      "ShowInfo 10 true 0 \"\"",              //
-                                      "ShowInfo 2 true 0 \"valid 48 kHz\"",   //
-                                      "ShowInfo 11 true 1 \"\"",              //
-                                      "ShowInfo 15 true 0 \"\"",              //
-                                      "ShowInfo 15 true 65537 \"\"",          //
-                                      "ShowInfo 14 true 0 \"\"",              //
-                                      "ShowInfo 14 true 65537 \"\"",          //
-                                      "ShowInfo 14 true 131074 \"\"",         //
-                                      "ShowInfo 13 true 0 \"\"",              //
-                                      "ShowInfo 9 false 0 \"\"",              //
-                                      "ShowInfo 9 false 0 \"\"",              //
-                                      "ShowInfo 12 false 0 \"\"",             //
-                                      "Invalidate true"));
+  EXPECT_THAT(gathered(), ElementsAreArray(callsFor("USB 2.0", {})));
 }
 
 TEST_F(Status, TheDriverIsAskedInThisOrder) {
-  const std::size_t before = memory_registry::requests().size();
+  interface.sequence.clear();
   IOSetData();
-  std::vector<int> commands;
-  for (std::size_t i = before; i < memory_registry::requests().size(); ++i) {
-    commands.push_back(memory_registry::requests()[i].bytes[0]);
-  }
-  // Driver version, firmware version and date, configuration, clock source; then the digital status
-  // for the automatic clock, the clock source for its menu, the digital status, the output format.
-  EXPECT_THAT(commands, ElementsAre(22, 23, 24, 8, 15, 17, 15, 17, 27));
+  EXPECT_THAT(interface.sequence,
+              ElementsAre(VQ_Command::kGetDriverVersion, VQ_Command::kGetFirmwareVersion,
+                          VQ_Command::kGetFirmwareDate, VQ_Command::kGetCurrentConfiguration,
+                          VQ_Command::kGetCurrentClockSource,
+                          VQ_Command::kGetDigitalStatus,       // for the automatic clock
+                          VQ_Command::kGetCurrentClockSource,  // for the clock menu
+                          VQ_Command::kGetDigitalStatus, VQ_Command::kGetDigitalOutMode));
 }
 
 TEST_F(Status, AUsb1ConnectionHidesWidthAndRateAndStillShowsTheRest) {
   IOTerm();
   interface.usb2 = 0;
   IOInit();
-  EXPECT_THAT(gathered(), ElementsAre("ShowInfo 5 true 0 \"VX-310\"",                  //
-                                      "ShowInfo 4 true 0 \"1.2.3\"",                   //
-                                      "ShowInfo 7 true 0 \"USB 1.1 (unsupported) \"",  //
-                                      "ShowInfo 3 true 0 \"Mar 14 2009\"",             //
-                                      "ShowInfo 0 true 0 \"24 bits\"",                 //
-                                      "ShowInfo 1 true 0 \"48 kHz\"",                  //
-                                      "ShowInfo 0 false 0 \"\"",                       //
-                                      "ShowInfo 1 false 0 \"\"",                       //
-                                      "ShowInfo 8 true 0 \"digital input\"",           //
-                                      "ShowInfo 10 true 0 \"\"",                       //
-                                      "ShowInfo 2 true 0 \"valid 48 kHz\"",            //
-                                      "ShowInfo 11 true 1 \"\"",                       //
-                                      "ShowInfo 15 true 0 \"\"",                       //
-                                      "ShowInfo 15 true 65537 \"\"",                   //
-                                      "ShowInfo 14 true 0 \"\"",                       //
-                                      "ShowInfo 14 true 65537 \"\"",                   //
-                                      "ShowInfo 14 true 131074 \"\"",                  //
-                                      "ShowInfo 13 true 0 \"\"",                       //
-                                      "ShowInfo 9 false 0 \"\"",                       //
-                                      "ShowInfo 9 false 0 \"\"",                       //
-                                      "ShowInfo 12 false 0 \"\"",                      //
-                                      "Invalidate true"));
+  EXPECT_THAT(gathered(), ElementsAreArray(callsFor(
+                              "USB 1.1 (unsupported) ",
+                              {call(kInfoSampleWidth, kHidden), call(kInfoSampleRate, kHidden)})));
 }
 
-TEST_F(Status, ADriverThatCannotTellItsVersionGivesAnEmptyText) {
+TEST_F(Status, WithoutADriverVersionTheTextIsEmpty) {
   interface.deaf = {VQ_Command::kGetDriverVersion};
   EXPECT_EQ(shown(kInfoDriverVersion), text(""));
 }
@@ -114,7 +112,7 @@ TEST_F(Status, TheFirmwareFieldShowsTheDateAndNotTheNumber) {
   EXPECT_EQ(shown(kInfoFirmwareVersion), text("123456789012345"));
 }
 
-TEST_F(Status, ADriverThatCannotTellTheFirmwareGivesAnEmptyText) {
+TEST_F(Status, WithoutAFirmwareVersionTheTextIsEmpty) {
   interface.deaf = {VQ_Command::kGetFirmwareVersion};
   EXPECT_EQ(shown(kInfoFirmwareVersion), text(""));
 }
@@ -123,14 +121,14 @@ TEST_F(Status, EachSampleRateHasItsText) {
   const std::map<std::uint32_t, std::string> texts = {
       {44100, "44.1 kHz"}, {48000, "48 kHz"}, {88200, "88.2 kHz"}, {96000, "96 kHz"}};
   for (const auto& [rate, rateText] : texts) {
-    interface.sampleRate = rate;
+    interface.configuration.sampleRate = rate;
     EXPECT_EQ(shown(kInfoSampleRate), text(rateText));
   }
 }
 
 TEST_F(Status, AnyOtherSampleRateReadsAs441Khz) {
   for (const std::uint32_t rate : {0u, 32000u, 192000u, 0xffffffffu}) {
-    interface.sampleRate = rate;
+    interface.configuration.sampleRate = rate;
     EXPECT_EQ(shown(kInfoSampleRate), text("44.1 kHz")) << rate;
   }
   interface.deaf = {VQ_Command::kGetCurrentConfiguration};
@@ -153,7 +151,7 @@ TEST_F(Status, TheAutomaticClockFollowsTheDigitalInputOnlyWhileItIsValid) {
   interface.clockSource = 0;
   EXPECT_EQ(shown(kInfoSampleClockSource), text("digital input"));
   for (const std::uint32_t lockState : {0u, 1u, 3u, 4u}) {
-    interface.lockState = lockState;
+    interface.digitalInput.lockState = lockState;
     EXPECT_EQ(shown(kInfoSampleClockSource), text("internal")) << lockState;
   }
 }
@@ -191,12 +189,12 @@ TEST_F(Status, WithTheInternalClockTheDigitalInputIsUnavailableAndNotAskedFor) {
 }
 
 TEST_F(Status, EachLockStateHasItsText) {
-  interface.digitalInputRate = 96000;
+  interface.digitalInput.rate = 96000;
   const std::map<std::uint32_t, std::string> texts = {
       {0, "no signal"},    {1, "no valid signal"}, {2, "valid 96 kHz"},
       {3, "muted 96 kHz"}, {4, "no signal"},       {0xffffffff, "no signal"}};
   for (const auto& [lockState, lockText] : texts) {
-    interface.lockState = lockState;
+    interface.digitalInput.lockState = lockState;
     EXPECT_EQ(shown(kInfoDigitalInputStatus), text(lockText));
   }
 }
@@ -210,14 +208,14 @@ TEST_F(Status, TheRateOfTheDigitalInputIsGivenInKilohertzWithOneDecimalWhereTher
                                                       {0, "valid 0 kHz"},
                                                       {4294967295u, "valid 4294967.2 kHz"}};
   for (const auto& [rate, rateText] : texts) {
-    interface.digitalInputRate = rate;
+    interface.digitalInput.rate = rate;
     EXPECT_EQ(shown(kInfoDigitalInputStatus), text(rateText));
   }
 }
 
 TEST_F(Status, AMutedRateIsGivenInTheSameWay) {
-  interface.lockState = 3;
-  interface.digitalInputRate = 176400;
+  interface.digitalInput.lockState = 3;
+  interface.digitalInput.rate = 176400;
   EXPECT_EQ(shown(kInfoDigitalInputStatus), text("muted 176.4 kHz"));
 }
 
@@ -232,7 +230,7 @@ TEST_F(Status, WithoutTheDigitalFlagStatusAndOutputFormatAreHidden) {
   EXPECT_EQ(shown(kInfoDigitalOutputFormat), kHidden);
 }
 
-TEST_F(Status, AnOutputFormatThatCannotBeReadIsShownAsTheOperationReportsIt) {
+TEST_F(Status, AnOutputFormatThatCannotBeReadIsSentAsMinusOne) {
   interface.deaf = {VQ_Command::kGetDigitalOutMode};
   EXPECT_EQ(shown(kInfoDigitalOutputFormat), item(-1));
 }
@@ -244,7 +242,7 @@ TEST_F(Status, WithoutTheRoutingFlagTheMenusAreHiddenAndNotAskedFor) {
   EXPECT_EQ(shown(kInfoOutputRouting), "nothing");
 }
 
-TEST_F(Status, RoutingsThatTheDriverDoesNotPublishAreSentAsTheOperationReportsThem) {
+TEST_F(Status, RoutingsThatTheDriverDoesNotPublishAreSentAsMinusOne) {
   IOTerm();
   memory_registry::reset();
   interface.routings.clear();
@@ -289,7 +287,7 @@ TEST_F(Status, WithoutADeviceTheUsb1FlagIsCleared) {
   EXPECT_FALSE(_ioShowUSB1Mode);
 }
 
-TEST_F(Status, ADeviceThatAnswersNothingIsShownWithoutAFault) {
+TEST_F(Status, ADeviceThatAnswersNothingIsStillShown) {
   for (std::uint32_t command = 0; command < 100; ++command)
     interface.deaf.push_back(VQ_Command{command});
   const auto calls = gathered();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The texts in which an interface's state is shown, from the values that it reports.
+// The texts that show an interface's state, made from the values that it reports. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -7,20 +7,21 @@
 
 #include "protocol/records.h"
 
-// The width of every sample.
 inline constexpr const char* kSampleWidthText = "24 bits";
 
+// The type of the USB connection.
 const char* connectionText(bool usb2);
 
-// Any other rate than those of the device is shown as the lowest.
+// The rate in kHz, with one decimal unless it is a whole number. A rate that is not in kSampleRates
+// is shown as the lowest of them.
 std::string sampleRateText(std::uint32_t hertz);
 
-// Whether a clock that is chosen automatically follows the digital input.
+// Whether the automatic clock follows the digital input.
 bool hasValidSignal(const VQ_DigitalStatus& digitalInput);
 
-// The source that the clock runs on. `validSignal` counts with the automatic choice alone.
+// The source of the sample clock. `validSignal` matters only for the automatic clock.
 const char* clockSourceText(std::int32_t clockSource, bool validSignal);
 
-// The state of the digital input, which has none on the internal clock; for a signal its state
-// followed by its rate in kHz, with one decimal where that is no whole number.
+// The state of the digital input: "unavailable" on the internal clock; a valid or muted signal is
+// followed by its rate as in sampleRateText.
 std::string digitalInputText(std::int32_t clockSource, const VQ_DigitalStatus& digitalInput);

@@ -18,15 +18,14 @@
 
 #include "protocol/wire.h"
 
-// The method selector for records and its place before them, and the connection type that takes
-// them.
+// The method selector of records, its size before a record in bytes, and the type of the driver
+// connection that takes records.
 inline constexpr std::uint32_t kDispatchSelector = 0;
 inline constexpr std::size_t kDispatchSelectorSize = 4;
 inline constexpr std::uint32_t kDispatchConnectionType = 2;
 
-// What a record asks of the driver. Two numbers have two uses each, told apart by the payload or by
-// the reader: 9 sets a configuration or a buffer size, 38 reads the configuration status and
-// suspends streaming.
+// The commands of the driver. Two numbers have two uses each: 9 sets a configuration or a buffer
+// size, depending on the payload; 38 both suspends streaming and reads the configuration status.
 enum class VQ_Command : std::uint32_t {
   kGetDigitalOutSelector = 2,
   kSetDigitalOutSelector = 3,
@@ -88,7 +87,7 @@ struct VQ_Dispatch {
 
   VQ_Dispatch() = default;
   explicit VQ_Dispatch(VQ_Command command) { setCommand(command); }
-  // With `firstWord` as payload word 0.
+  // `firstWord` becomes payload word 0.
   VQ_Dispatch(VQ_Command command, std::uint32_t firstWord) : VQ_Dispatch(command) {
     setWord(0, firstWord);
   }
@@ -107,7 +106,7 @@ struct VQ_Dispatch {
     return std::span(bytes).subspan<kPayloadOffset>();
   }
 
-  // Payload words and 16-bit fields by index; one past the payload reads as 0 and is not stored.
+  // Payload words and 16-bit fields by index; beyond the payload they read as 0 and are not stored.
   std::uint32_t word(std::size_t index) const {
     return wire::load<std::uint32_t>(payload(), 4 * index);
   }
@@ -121,19 +120,19 @@ struct VQ_Dispatch {
 };
 static_assert(sizeof(VQ_Dispatch) == VQ_Dispatch::kSize);
 
-// --- What stands in a payload ---
+// --- Fields of payloads ---
 
-// Texts, with their terminating zero byte.
+// Sizes of texts in bytes, with the terminating zero byte.
 inline constexpr std::size_t kStringSize = 64;
 inline constexpr std::size_t kFirmwareDateSize = 16;
-// A device name that fills its field has no zero byte.
+// A device name of this size has no zero byte.
 inline constexpr std::size_t kDeviceNameSize = 32;
 
-// Bytes for the control port follow one byte that counts them.
+// Maximum number of bytes for the control port in one record, after the byte with their count.
 inline constexpr std::size_t kControlPortLimit = 255;
 static_assert(1 + kControlPortLimit <= VQ_Dispatch::kPayloadSize);
 
-// The parts of a USB control request's type, and the requests that the VX-310 takes.
+// The parts of a USB control request's type, and the requests that the VX-310 has.
 enum EDirection : std::uint32_t { EDIR_HostToDevice = 0, EDIR_DeviceToHost = 128 };
 enum EDRQ_Level : std::uint32_t { EDRQ_Vendor = 64 };
 enum EDRQ_Recipient : std::uint32_t { EDRQ_Device = 0 };
@@ -141,9 +140,9 @@ inline constexpr std::uint8_t kReplugRequest = 0x52;
 // Three bytes: the lowest number, the highest, and 10 times the second plus the third.
 inline constexpr std::uint8_t kFirmwareVersionRequest = 0x56;
 
-// Where the fields of a USB control request stand, as offsets in the record. Drivers of major
-// version 1 take the old layout and, from callers that ask for it, the new one; later drivers take
-// the new one alone.
+// Offsets of the fields of a USB control request in the record. Drivers of major version 1 take the
+// old layout and, from callers that ask for it, the new layout; later drivers take only the new
+// layout.
 struct UsbRequestLayout {
   std::size_t direction;  // 32 bits, like level, recipient and length
   std::size_t level;

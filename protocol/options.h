@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the values of an interface's options and states mean, and the record of one routing.
+// The values of an interface's options and states, and the record of one routing. Plain values; any
+// thread.
 //
 // An enumeration's type has room for every 32-bit value: a value without a name is passed on as it
 // is, in both directions.
@@ -17,7 +18,7 @@ enum VQE_ClockSource : std::int32_t {
   kClockDigitalInput = 2,
 };
 
-// Any other value means that there is no signal.
+// Any other value means no signal.
 enum VQE_LockState : std::uint32_t {
   kLockNone = 0,
   kLockInvalid = 1,
@@ -59,7 +60,7 @@ struct RoutingRecord {
   bool operator==(const RoutingRecord&) const = default;
 };
 static_assert(sizeof(RoutingRecord) == 12, "the record is sent as its bytes");
-// The leading bytes say which routing it is.
+// The leading bytes, which name the routing.
 inline constexpr std::size_t kRoutingNameSize = offsetof(RoutingRecord, value);
 
 inline constexpr std::int32_t kInputPairs = kInputChannels / 2;

@@ -16,11 +16,11 @@
 
 #include "protocol/options.h"
 
-// As a release it stands for any release.
+// As a `releaseNumber` it matches any release.
 inline constexpr std::uint16_t kAnyRelease = 0xffff;
 
 // The driver's excerpt of the USB device descriptor. Its 32-bit field at offset 2 is not aligned,
-// so it is held in two halves; nobody here interprets it, nor the first and the last field.
+// so it is held in two halves. No client reads it, nor the first and the last field.
 struct VQ_DeviceDescriptor {
   static constexpr std::size_t kSize = 16;
 
@@ -31,7 +31,7 @@ struct VQ_DeviceDescriptor {
   std::uint16_t release = 0;
   std::uint32_t last = 0;
 
-  // True for this vendor and product with this release, or with any when it is kAnyRelease.
+  // True when vendor, product and release are equal; kAnyRelease matches any release.
   bool isDevice(unsigned short vendorId, unsigned short productId,
                 unsigned short releaseNumber) const;
   void clear();
@@ -54,8 +54,7 @@ struct VIDPID {
 };
 static_assert(sizeof(VIDPID) == 6);
 
-// Five words that are passed through; the names are those that their readers use. Rate in Hz,
-// widths in bits.
+// Five words that are passed on unchanged. Rate in Hz, widths in bits.
 struct VQ_DeviceConfiguration {
   static constexpr std::size_t kSize = 20;
 
@@ -114,8 +113,7 @@ struct VQ_Orbek_ConfigAndMap {
 };
 static_assert(sizeof(VQ_Orbek_ConfigAndMap) == VQ_Orbek_ConfigAndMap::kSize);
 
-// The option values that are kept across starts. What the words without a name mean is the
-// driver's affair.
+// The option values that are kept across starts. Only the driver knows the words without a name.
 struct VqAjExtData {
   static constexpr std::size_t kSize = 40;
 
@@ -130,8 +128,8 @@ struct VqAjExtData {
   std::uint32_t mEighthWord = 0;
   std::uint32_t mNinthWord = 0;
 
-  // Both leave the first word alone. validate() puts 0 for a clock source, USB 1.1 mode or digital
-  // output mode that is neither 0 nor 1 and keeps everything else.
+  // Both leave the first word unchanged. validate() sets a clock source, USB 1.1 mode or digital
+  // output mode other than 0 and 1 to 0 and keeps all other words.
   void setDefaults();
   void validate();
   bool operator==(const VqAjExtData&) const = default;
@@ -152,7 +150,7 @@ struct VQ_DigitalStatus {
 };
 static_assert(sizeof(VQ_DigitalStatus) == VQ_DigitalStatus::kSize);
 
-// The driver's level record; its layout is known to the driver alone.
+// The driver's level record; only the driver knows its layout.
 struct VQ_LevelInfo {
   static constexpr std::size_t kSize = 64;
 
@@ -173,5 +171,5 @@ struct VQ_LevelInfo32 {
 };
 static_assert(sizeof(VQ_LevelInfo32) == 256);
 
-// A level record that this system never looks into; only references to it are passed.
+// A level record that this system never reads; only references to it are passed.
 struct VQ_LevelInfoExtended1;

@@ -83,12 +83,12 @@ inline constexpr const char* kVX310AudioDeviceName = "VX-310";
 
 // --- Driver messages ---
 
-// The type of the messages that a driver sends of its own. Their argument says its size, then what
-// happened; the rest is zero.
+// The type of a driver's own messages, and the size of their argument in bytes: its size, then the
+// notification number, 32 bits each; the rest is zero.
 inline constexpr std::uint32_t kDriverMessage = 0xe0000130;
 inline constexpr std::uint32_t kDriverMessageSize = 36;
 
-// What happened. All of these make clients read the whole state again.
+// Notification numbers. Each makes clients read the whole state again.
 enum VQ_Notification : std::uint32_t {
   kStateChanged = 3,  // several changes at once, and what has no number of its own
   kDigitalInputChanged = 49,
@@ -97,7 +97,7 @@ enum VQ_Notification : std::uint32_t {
   kOptionsChanged = 56,
 };
 
-// `size` is what the argument says of itself.
+// The argument of a message about `notification`; `size` is its first word.
 inline std::array<std::uint8_t, kDriverMessageSize> driverMessageArgument(
     std::uint32_t notification, std::uint32_t size = kDriverMessageSize) {
   std::array<std::uint8_t, kDriverMessageSize> argument{};
@@ -106,7 +106,7 @@ inline std::array<std::uint8_t, kDriverMessageSize> driverMessageArgument(
   return argument;
 }
 
-// The notification number; nothing for a message of another type or with another argument.
+// The notification number of a message; nullopt for another type or another size of the argument.
 inline std::optional<std::uint32_t> notificationOf(std::uint32_t messageType,
                                                    std::span<const std::uint8_t> argument) {
   if (messageType != kDriverMessage || argument.size() < kDriverMessageSize) return std::nullopt;

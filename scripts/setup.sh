@@ -5,7 +5,7 @@
 top=$(CDPATH='' cd -- "$(dirname -- "${BASH_SOURCE[0]}")/.." && pwd -P)
 logs=$top/build/logs
 
-# What each kind of work needs beyond a minimal Debian. The scripts that source this use these.
+# The Debian packages that each kind of work needs beyond a minimal system, for the scripts that source this.
 # shellcheck disable=SC2034
 {
 packages_build="g++ cmake ninja-build pkg-config qt6-base-dev libpipewire-0.3-dev libsystemd-dev
@@ -35,8 +35,8 @@ system_name() (
   printf '%s' "${PRETTY_NAME:-an unknown system}"
 )
 
-# prepare PRESET MEGABYTES PACKAGE...: fails with one line where the project cannot be built, and installs
-# what is missing. Building from this preset on takes so many megabytes.
+# prepare PRESET MEGABYTES PACKAGE...: installs the missing packages; fails with one line if the project cannot
+# be built here. The builds from this preset on take so many megabytes.
 prepare() {
   local folder=$top/build/$1 needed=$2 free
   shift 2
@@ -70,8 +70,8 @@ install_packages() {
     as_root=(sudo)
   fi
   say "Installing from Debian: ${missing[*]}"
-  # An update that misses one of the user's sources may still have found what is needed, but without a
-  # network apt-get would try again for each package.
+  # An update that fails for one of the user's sources may still have found the packages. Without a network
+  # apt-get would try again for each package.
   local retries=3
   "${as_root[@]}" env LC_ALL=C apt-get update -qq -o APT::Update::Error-Mode=any >"$log" 2>&1 || retries=0
   "${as_root[@]}" env LC_ALL=C DEBIAN_FRONTEND=noninteractive apt-get install -y -q \
@@ -82,8 +82,8 @@ install_packages() {
       "$(system_name). All of apt-get's output: $log"
 }
 
-# logged LOG COMMAND...: runs it with its output in the log; shows how far a build or test run has
-# come, and what fails. Returns the command's status.
+# logged LOG COMMAND...: runs it with its output in the log; shows the progress of a build or test run and its
+# failures. Returns the command's status.
 logged() {
   local log=$logs/$1; shift
   "$@" 2>&1 | tee "$log" | show_progress
@@ -114,7 +114,7 @@ show_progress() {
   [ ! -t 1 ] || echo
 }
 
-# expect_room LOG: fails if what was logged failed because the disk is full.
+# expect_room LOG: fails if the log shows that the disk is full.
 expect_room() {
   ! grep -q 'No space left on device' "$1" || fail "The disk of $top or of /tmp is full: make room ($1)"
 }

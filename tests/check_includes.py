@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks from the include lines which folder may know which; prints what breaks a rule.
+"""Checks the include lines against the rules for folders; prints each line that breaks one.
 
 usage: check_includes.py [FOLDER]     FOLDER is the project's (default: the one above this file)
 """
@@ -43,8 +43,8 @@ STANDARD = set(
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
 
 
-# What back ends and the programs' own system code share below platform/; to the logic these are no
-# contracts.
+# Folders below platform/ that back ends and the programs' system code share; the logic must not include
+# them.
 FOR_BACK_ENDS = {
     "platform/pipewire/pipewire.h",
     "platform/posix/posix.h",
@@ -60,14 +60,14 @@ def is_seam_contract(path):
 
 
 def fault_of(source, folder, quoted, angled):
-    """What is wrong with one include line of `source`; None when nothing is."""
+    """The rule that one include line of `source` breaks; None if it breaks none."""
     is_test = source.endswith(("_test.cpp", "_contract_fixture.cpp")) or "/testing/" in source
     if angled is not None:
         if folder in LOGIC and not is_test and source != MAIN_FILE and angled not in STANDARD:
             return f"<{angled}> is not of the standard library"
         return None
     if "/" not in quoted:
-        # uic's output is the one header that stands in no folder.
+        # The header that uic generates is the only one outside of a folder.
         return None if quoted.startswith("ui_") else f'"{quoted}" is not named from the project\'s folder'
     target = quoted.split("/")[0]
     if is_test:

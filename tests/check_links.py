@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Checks that what documents link to is there; prints each link that leads nowhere.
+"""Checks that the targets of the documents' links exist; prints each link without a target.
 
 usage: check_links.py FILE...     Markdown or HTML
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The user's choices on their whole way: window, device, both stores, and back after a restart.
+"""The user's choices from the window to the device and both stores, and back after a restart.
 
 usage: choices_test.py BUILD_FOLDER Class.test_method
 Each test runs in a process of its own, since its servers are found through the environment.
@@ -40,8 +40,8 @@ class Menu:
 CLOCK = Menu("Sample clock", "clock-source", "ClockSource")
 FORMAT = Menu("Output format", "digital-output-format", "DigOutFormat")
 LINE = Menu("Line", "line-output", "Out12")
-# Those that a panel with an interface shows: all but the menus for the input at USB 1.1 speed and the
-# audio performance, which this interface has no use for.
+# The menus that a panel with an interface shows: all but the USB 1.1 input selection and the audio
+# performance, which this interface does not use.
 MENUS = (
     Menu("Channels 1/2", "input-1-2", "In12"),
     Menu("Channels 3/4", "input-3-4", "In34"),
@@ -73,7 +73,7 @@ ROUTINGS = ((0, 0, "Out12"), (0, 1, "Out34"), (1, 0, "In12"), (1, 1, "In34"), (1
 
 
 class ChoicesTest(unittest.TestCase):
-    """A machine with every server; the panel is not running yet."""
+    """A session with every server; the panel is not running yet."""
 
     def setUp(self):
         self.session = Session(BUILD)
@@ -106,13 +106,13 @@ class ChoicesTest(unittest.TestCase):
         return {menu.key: settings[menu.setting]["index"] for menu in MENUS}
 
     def reset_device(self):
-        """Takes the interface and its driver, and no choice of the panel, back to the defaults."""
+        """Sets the interface and its driver to the defaults; the panel's choices stay."""
         for menu in MENUS:
             self.session.ctl("set", menu.setting, DEFAULTS[menu.key])
         self.assertEqual(self.device(), {menu.key: DEFAULTS[menu.key] for menu in MENUS})
 
     def node_routings(self):
-        """The same from the audio device's property, as another PipeWire program reads it."""
+        """The routings from the audio device's property, as another PipeWire program reads it."""
         for thing in json.loads(self.session.run("pw-dump")):
             if thing.get("info", {}).get("props", {}).get("node.description") == "VX-310":
                 return routings_of(self.session.run("pw-cli", "enum-params", thing["id"], "Props"))
@@ -139,7 +139,7 @@ class ChoicesTest(unittest.TestCase):
         self.assertEqual(self.session.wait_for_end("panel"), 0)
 
     def expect_everywhere(self, choices):
-        """What the panel shows, what the interface does and what is on disk are these choices."""
+        """The panel shows these choices, the interface has them and both stores hold them."""
         self.expect_shown(choices)
         self.assertEqual(self.read_store("vx310.panel"), choices)
         self.assertEqual(self.device(), {menu.key: choices[menu.key] for menu in MENUS})
@@ -159,23 +159,23 @@ class ChoicesTest(unittest.TestCase):
         self.session.start("watch", *command, stdout=subprocess.PIPE)
 
     def wait_for_event(self, event):
-        """The next line of the watch about such an event."""
+        """The next line of `watch` about this kind of event."""
         return json.loads(self.session.wait_for_line("watch", f'{{"event":"{event}"'))
 
     def wait_for_change(self, setting):
-        """What the watch's next line about a change of that setting says of it."""
+        """The setting's value in the next line of `watch` about its change."""
         while setting not in (event := self.wait_for_event("changed")):
             pass
         return event[setting]
 
-    # A person's hands ----------------------------------------------------------------------------
+    # The user's input ----------------------------------------------------------------------------
 
     def click(self, control):
         x, y = self.window.middle(control)
         self.session.run("xdotool", "mousemove", x, y, "click", 1)
 
     def pick(self, menu, index):
-        """Opens the menu with the mouse and goes to the item with the keys."""
+        """Opens the menu with the mouse and moves to the item with the keys."""
         control = self.window.control_of(menu.label)
         self.click(control)
         self.window.wait_for(lambda: self.window.is_open(control), f"{menu.label}, open")
@@ -184,7 +184,7 @@ class ChoicesTest(unittest.TestCase):
 
 
 def routings_of(listing):
-    """The routings by the choice's key, from what pw-cli lists of the audio device's properties."""
+    """The routings by the choice's key, from the output of pw-cli about the audio device."""
     dump = listing.split('String "VQrt"')[1]
     data = b"".join(bytes.fromhex(line) for line in re.findall(r"0x[0-9a-f]+: (.*)", dump))
     values = {}
@@ -222,7 +222,7 @@ class ByHand(ChoicesTest):
         self.pick(LINE, 2)
         self.expect_everywhere(choices)
         self.assertEqual([store.read_bytes() for store in stores], before)
-        # The next that the watch tells of is another pick.
+        # The next event of `watch` is that of another pick.
         self.pick(LINE, 3)
         event = self.wait_for_event("changed")
         self.assertEqual(event, {"event": "changed", LINE.setting: LINE.items[3]})
@@ -350,7 +350,7 @@ class Faults(ChoicesTest):
         self.open_panel()
 
     def expect_picks_not_taken(self, fault):
-        """With the fault, picks are kept; shown and in the driver's store is what the interface has."""
+        """With the fault, picks are stored; the panel and the driver's store have the interface's values."""
         self.session.sim("fault", fault, "always")
         self.pick(CLOCK, 1)
         self.pick(FORMAT, 1)
@@ -369,7 +369,7 @@ class Faults(ChoicesTest):
     def test_a_driver_that_hangs_while_the_choices_are_applied_holds_the_panel_up_only_a_moment(self):
         self.session.sim("unplug")
         self.expect_device("none found")
-        # The output format comes second; the rest meets a driver that answers nothing.
+        # The output format is sent second; the other choices reach a driver that answers nothing.
         self.session.sim("fault", "hang", "command", SET_OUTPUT_FORMAT)
         self.session.sim("plug")
         driver = self.session.processes["driver"].pid

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""A machine of its own for one test process: session bus, display, PipeWire, driver service, panel.
+"""A session of its own for one test process: bus, display, PipeWire, driver service, panel.
 
 What the window shows is read as a screen reader reads it, through the accessibility bus, and every
 wait is for an event with a limit.
@@ -14,7 +14,7 @@ import subprocess
 import tempfile
 import time
 
-# By these, programs would find the servers of the session that runs the tests, or print more.
+# With these variables programs would find the servers of the session that runs the tests, or print more.
 FOREIGN = (
     "AT_SPI_BUS_ADDRESS",
     "DBUS_STARTER_ADDRESS",
@@ -29,7 +29,7 @@ FOREIGN = (
     "WAYLAND_DISPLAY",
 )
 
-# A session bus that starts nothing but what stands in its own folder.
+# A session bus that starts only the services of its own folder.
 BUS_CONFIGURATION = """<busconfig>
 <type>session</type>
 <listen>{address}</listen>
@@ -45,7 +45,7 @@ BUS_CONFIGURATION = """<busconfig>
 # The accessibility bus, through which the window is read.
 ACCESSIBILITY_SERVICE = "dbus-1/services/org.a11y.Bus.service"
 
-# However the tests end, nothing that they started stays.
+# However the tests end, every process that they started ends too.
 ENDS_WITH_US = ("setpriv", "--pdeathsig", "KILL")
 
 TIME_LIMIT = 20  # seconds for anything to come up or to show; far above what it takes
@@ -72,7 +72,7 @@ class Session:
         for name in FOREIGN:
             os.environ.pop(name, None)
         try:
-            # What the bus starts finds the display in the bus's environment.
+            # Services that the bus starts get the display from the bus's environment.
             self.start_display()
             self.start_bus()
         except BaseException:
@@ -95,7 +95,7 @@ class Session:
         return process
 
     def start_and_read_line(self, name, *command, **options):
-        """Starts what says on one line of output that it is ready; returns that line."""
+        """Starts a program that prints one line when it is ready; returns that line."""
         process = self.start(name, *command, stdout=subprocess.PIPE, **options)
         line = read_line(process.stdout, TIME_LIMIT)
         if not line:
@@ -135,11 +135,11 @@ class Session:
         self.start("driver", self.bin / "vx310-driver", *options)
 
     def start_panel(self):
-        """Its standard output is kept for wait_for_line."""
+        """Starts the panel; wait_for_line reads its standard output."""
         self.start("panel", self.bin / "vx310-panel", stdout=subprocess.PIPE)
 
     def end(self, name, with_signal=signal.SIGTERM):
-        """Ends one of the processes and returns its exit status; one that will not end is killed."""
+        """Ends a process and returns its exit status; kills it if it does not end in time."""
         process = self.processes.pop(name)
         process.send_signal(with_signal)
         try:
@@ -164,7 +164,7 @@ class Session:
             raise AssertionError(f"did not end at SIGTERM within {TIME_LIMIT} s: {stubborn}")
 
     def wait_for_end(self, name):
-        """Returns the exit status of a process that ends of its own accord."""
+        """Waits for a process to end by itself; returns its exit status."""
         process = self.processes.pop(name)
         status = process.wait(TIME_LIMIT)
         if process.stdout:
@@ -172,7 +172,7 @@ class Session:
         return status
 
     def wait_for_line(self, name, start, but_not=None):
-        """Reads the output of `name` up to a line that starts so, which it returns."""
+        """Reads the output of `name` up to a line with this beginning; returns the line."""
         deadline = time.monotonic() + TIME_LIMIT
         while (line := read_line(self.processes[name].stdout, deadline - time.monotonic())) is not None:
             if line.startswith(start) and not (but_not and line.startswith(but_not)):
@@ -185,7 +185,7 @@ class Session:
     # Driving ------------------------------------------------------------------------------------
 
     def run(self, *words):
-        """Runs a program, which must succeed, and returns what it prints."""
+        """Runs a program, which must succeed, and returns its output."""
         command = [str(word) for word in words]
         result = subprocess.run(command, capture_output=True, text=True, timeout=TIME_LIMIT)
         if result.returncode != 0:
@@ -193,7 +193,7 @@ class Session:
         return result.stdout
 
     def ctl(self, *words):
-        """Runs vx310ctl and returns what it prints."""
+        """Runs vx310ctl and returns its output."""
         return self.run(self.bin / "vx310ctl", *words)
 
     def sim(self, *words):
@@ -201,7 +201,7 @@ class Session:
 
 
 def data_file(name):
-    """The first of the system's data folders that holds the file says where it is."""
+    """The file's path in the first of the system's data folders that has it."""
     folders = os.environ.get("XDG_DATA_DIRS") or "/usr/local/share:/usr/share"
     for folder in folders.split(":"):
         if (path := pathlib.Path(folder) / name).is_file():
@@ -210,7 +210,7 @@ def data_file(name):
 
 
 def read_line(stream, seconds):
-    """One line without its end; None when the time ran out or the stream ended before it did."""
+    """One line without its end; None after the time limit or at the end of the stream."""
     line = b""
     while not line.endswith(b"\n"):
         ready, _, _ = select.select([stream], [], [], max(0, seconds))

@@ -24,7 +24,7 @@ RATE = "Sample rate"
 CLOCK = "Clock source"
 DIGITAL_INPUT = "Digital input"
 
-# The labels of the menus that a USB 2.0 interface has, with the names of what vx310ctl shows of them.
+# The labels of the menus that a USB 2.0 interface has, with the names of their values in vx310ctl.
 MENUS = {
     "Channels 1/2": "inputs_1_2",
     "Channels 3/4": "inputs_3_4",
@@ -53,7 +53,7 @@ EMPTY = {
 
 
 class PanelTest(unittest.TestCase):
-    """A machine with a bus and a display; nothing of the panel's is running yet."""
+    """A session with a bus and a display; PipeWire, driver and panel are not running yet."""
 
     def setUp(self):
         self.session = Session(BUILD)
@@ -137,7 +137,7 @@ class WithAnInterface(PanelTest):
     def test_a_second_interface_is_ignored_while_one_is_current(self):
         self.session.sim("plug", "--second")
         self.session.sim("digital-input", "valid", "88200")
-        # The clock is automatic: the first interface takes the rate of its digital input.
+        # The clock is automatic: the first interface runs at the rate of its digital input.
         self.expect(
             FILLED | {RATE: "88.2 kHz", DIGITAL_INPUT: "valid 88.2 kHz"}, "the first interface"
         )
@@ -147,7 +147,7 @@ class WithAnInterface(PanelTest):
         self.expect(EMPTY, "no device")
         self.session.sim("ids", "0x7F21", "0x5D13")
         self.session.sim("plug")
-        # Only a panel that left the foreign device alone takes the interface that comes after it.
+        # The panel takes the next interface only if it has not taken the foreign device.
         self.session.sim("plug", "--second")
         self.session.sim("--interface", "1", "digital-input", "muted", "96000")
         self.expect(FILLED | {DIGITAL_INPUT: "muted 96 kHz"}, "the interface with its own ids")
@@ -157,7 +157,7 @@ class WithAnInterface(PanelTest):
         self.session.sim("notify", "3")
         self.expect({CLOCK: "unknown"}, "the failure values of a driver that does not answer")
         self.session.sim("fault", "none")
-        # A connection is opened again at most once a second, so one of the next two events does it.
+        # The driver connection is opened again at the latest with the second of the next two events.
         self.window.wait_for(
             lambda: self.window.fields().get(CLOCK) not in (None, "unknown"),
             "the interface whose driver answers again",

@@ -34,12 +34,12 @@ class PanelWindow:
             self.listener.register(event)
 
     def on_event(self, _event):
-        """Also comes while the window is being read, so it only takes notice."""
+        """May be called while the window is being read, so it only records the event."""
         self.changed = True
         self.loop.quit()
 
     def wait_for(self, condition, what, nudge=None):
-        """Returns once the condition holds; it is asked again after every accessibility event.
+        """Waits until the condition holds; it is evaluated after every accessibility event.
 
         `nudge` is (milliseconds, action): the action is repeated at that interval meanwhile.
         """
@@ -77,7 +77,7 @@ class PanelWindow:
             waiting.extend(children_of(control))
 
     def labelled(self):
-        """Each label's text with the control that it is for."""
+        """The text of each label with the control that it labels."""
         for control in self.controls():
             if control.get_role() != Atspi.Role.LABEL:
                 continue
@@ -88,7 +88,7 @@ class PanelWindow:
                     yield control.get_name(), field
 
     def fields(self):
-        """What the control beside each label shows, by the label's text; None for a hidden one.
+        """The text of each labelled control, by the label's text; None for a hidden control.
 
         A field shows its text, a menu its selected item.
         """
@@ -98,7 +98,7 @@ class PanelWindow:
         }
 
     def control_of(self, label):
-        """The control that the label is for."""
+        """The control of the label."""
         for text, field in self.labelled():
             if text == label:
                 return field
@@ -111,7 +111,7 @@ class PanelWindow:
         raise AssertionError(f"there is no button {name!r}")
 
     def middle(self, control):
-        """Where the control's middle is on the screen, in pixels."""
+        """The centre of the control on the screen, in pixels."""
         place = Atspi.Component.get_extents(control, Atspi.CoordType.SCREEN)
         return place.x + place.width // 2, place.y + place.height // 2
 
@@ -135,7 +135,7 @@ class PanelWindow:
         return [item.get_name() for item in children_of(self.control_of(label).get_child_at_index(0))]
 
     def pick(self, label, index):
-        """Opens the menu of that label and goes to the item with the keys."""
+        """Opens the label's menu and moves to the item with the keys."""
         menu = self.control_of(label)
         Atspi.Action.do_action(menu, 0)
         self.wait_for(lambda: self.is_open(menu), f"{label}, open")
@@ -145,7 +145,7 @@ class PanelWindow:
 
 
 def holds(condition):
-    """Whether it holds; a window that is busy or just changing cannot say, so it does not yet."""
+    """Whether the condition holds; false while the window is busy or changing and cannot be read."""
     try:
         return condition()
     except GLib.Error:

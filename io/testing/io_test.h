@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The fixture of the tests in this folder: nothing connected, a panel that writes down its calls,
-// and a check at the end that everything was given back.
+// The fixture of the tests in this folder: no interface connected and a panel that records its
+// calls. The destructor checks that every handle was released.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -41,13 +41,13 @@ class IoTest : public testing::Test {
     EXPECT_EQ(manual_run_loop::sourceCount(), 0u);
   }
 
-  // Starts with whatever is published and forgets the calls of the start.
+  // Calls IOInit with the interfaces that are published and discards the recorded calls.
   void start() {
     IOInit();
     panel.calls.clear();
   }
 
-  // Lets the notifications that are under way arrive; returns the calls that they made.
+  // Delivers the pending notifications; returns the calls that they caused.
   std::vector<std::string> happened() {
     manual_run_loop::performAll();
     return std::exchange(panel.calls, {});

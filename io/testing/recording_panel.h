@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A panel for tests that writes down each call that comes over the bridge.
+// A panel for tests that records each call of the bridge.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 
 class RecordingPanel final : public PanelReceiver {
  public:
-  // One line a call, in order: "ShowInfo 5 true 0 \"none found\"", "FoundHardware 9", ...
+  // One line per call, in order: "ShowInfo 5 true 0 \"none found\"", "FoundHardware 9", …
   std::vector<std::string> calls;
 
   void Detach() override { calls.push_back("Detach"); }

@@ -4,14 +4,14 @@
 #include <algorithm>
 #include <span>
 
-#include "protocol/records.h"
 #include "protocol/wire.h"
 
 memory_registry::DeviceId ScriptedInterface::publish() {
   memory_registry::Device device;
   device.className = className;
-  device.properties = {
-      {kVendorIdKey, vendor}, {kProductIdKey, product}, {kProductNameKey, productName}};
+  device.properties = {{kVendorIdKey, descriptor.vendor},
+                       {kProductIdKey, descriptor.product},
+                       {kProductNameKey, productName}};
   if (!routings.empty()) {
     CFDictionary extData;
     for (const auto& [key, value] : routings) extData.emplace(key, value);
@@ -32,15 +32,15 @@ memory_registry::Answer ScriptedInterface::respond(std::span<const std::uint8_t>
   sequence.push_back(command);
   if (std::find(deaf.begin(), deaf.end(), command) != deaf.end()) return std::nullopt;
 
-  const bool isSetting = record.command() == VQ_Command::kSetClockSource ||
-                         record.command() == VQ_Command::kSetDigitalOutMode ||
-                         record.command() == VQ_Command::kSetDigitalOutSelector;
+  const bool isSetting = command == VQ_Command::kSetClockSource ||
+                         command == VQ_Command::kSetDigitalOutMode ||
+                         command == VQ_Command::kSetDigitalOutSelector;
   if (isSetting && refusesSettings) {
     return std::vector<std::uint8_t>(record.bytes.begin(),
                                      record.bytes.begin() + VQ_Dispatch::kPayloadOffset);
   }
 
-  switch (record.command()) {
+  switch (command) {
     case VQ_Command::kGetUsbSpeed:
       record.setWord(0, usb2);
       break;
@@ -55,30 +55,25 @@ memory_registry::Answer ScriptedInterface::respond(std::span<const std::uint8_t>
       std::copy(firmwareDate.begin(), firmwareDate.end(), record.payload().begin());
       break;
     case VQ_Command::kGetDeviceDescriptor:
-      VQ_DeviceDescriptor{.vendor = vendor, .product = product, .release = release}.encode(
-          record.payload());
+      descriptor.encode(record.payload());
       break;
     case VQ_Command::kGetCurrentConfiguration:
-      VQ_DeviceConfiguration{
-          .sampleRate = sampleRate, .numInputs = 6, .inputBits = 24, .numOutputs = 4}
-          .encode(record.payload());
-      break;
-    case VQ_Command::kGetCurrentClockSource:
-      record.setWord(0, clockSource);
+      configuration.encode(record.payload());
       break;
     case VQ_Command::kSetClockSource:
       if (!ignoresSettings) clockSource = record.word(0);
+      [[fallthrough]];
+    case VQ_Command::kGetCurrentClockSource:
       record.setWord(0, clockSource);
       break;
     case VQ_Command::kSetDigitalOutMode:
       if (!ignoresSettings) digitalOutMode = record.word(0);
+      [[fallthrough]];
+    case VQ_Command::kGetDigitalOutMode:
       record.setWord(0, digitalOutMode);
       break;
     case VQ_Command::kGetDigitalStatus:
-      VQ_DigitalStatus{.lockState = lockState, .rate = digitalInputRate}.encode(record.payload());
-      break;
-    case VQ_Command::kGetDigitalOutMode:
-      record.setWord(0, digitalOutMode);
+      digitalInput.encode(record.payload());
       break;
     case VQ_Command::kGetDigitalOutSelector:
       record.setWord(0, digitalOutSelector);

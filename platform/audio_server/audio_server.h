@@ -1,18 +1,19 @@
 // SPDX-License-Identifier: MIT
-// Audio server seam: the devices of the audio server, their names and the driver's custom property.
+// Audio server seam: the audio server's devices, their names and the driver's routing property.
 //
-// Objects are named by 32-bit ids. Id 1 is the system object, which has the device list; every
-// other object is an audio device; 0 is never an object. Numbers in property data are in host byte
+// An object is named by a 32-bit id. Id 1 is the system object, which has the device list; every
+// other object is an audio device; 0 names no object. Numbers in property data are in host byte
 // order.
 //
-// Operations may be called from any thread. Reading and writing wait at most
-// kAudioServerCallLimitMs. After a write that its device did not confirm, the writes of the next
-// kAudioServerCallLimitMs are sent as ever but wait only kAudioServerHurriedWriteMs: a device that
-// takes no routing delays the panel once, not once a routing. Listeners run on the audio server's
-// notification thread, one at a time, and may themselves read properties; a write that would have
-// to wait for that same thread fails.
+// Threads: any thread may call any operation. Listeners run on the audio server's notification
+// thread, one at a time. A listener may read properties; a write from a listener fails, because it
+// would wait for its own thread.
 //
-// While the server is away no device exists, and reading the list fails with
+// Limits: an operation waits at most kAudioServerCallLimitMs. After a write that timed out, writes
+// of the next kAudioServerCallLimitMs are sent but wait only kAudioServerHurriedWriteMs each, so
+// that a device that confirms no routing delays the panel once, not once per routing.
+//
+// While the server is not running there are no devices, and reading the device list fails with
 // kAudioHardwareNotRunningError.
 //
 // Back ends: pipewire/ (a mirror of the PipeWire registry), memory/ (devices made by tests).
@@ -20,6 +21,8 @@
 
 #include <cstdint>
 #include <span>
+
+#include "protocol/options.h"
 
 using AudioObjectID = std::uint32_t;
 using OSStatus = std::int32_t;
@@ -61,41 +64,56 @@ struct AudioObjectPropertyAddress {
   bool operator==(const AudioObjectPropertyAddress&) const = default;
 };
 
-// Called after the property changed. The return value is not used.
+// The address of a property of the whole object.
+constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
+  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
+}
+
+// The system object's device list: the ids of all devices, 32 bits each. A device's name: text,
+// NUL-terminated. The routing property of the driver's device: one RoutingRecord.
+inline constexpr auto kDeviceListAddress = globalProperty(kAudioHardwarePropertyDevices);
+inline constexpr auto kDeviceNameAddress = globalProperty(kAudioDevicePropertyDeviceName);
+inline constexpr auto kRoutingAddress = globalProperty(fourCharCode(kRoutingProperty));
+
+// Called after the property changed. `addresses` holds that property and lives until the callback
+// returns. The return value is ignored.
 using AudioObjectPropertyListenerProc = OSStatus (*)(
     AudioObjectID object, std::span<const AudioObjectPropertyAddress> addresses, void* clientData);
 
-// True when `object` exists and has the property now.
+// True when `object` exists and has the property.
 bool AudioObjectHasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address);
 
-// The number of bytes that reading the property would give. Failure leaves *size untouched.
+// Stores the size of the property's data, in bytes, in *size. On failure *size is unchanged.
 OSStatus AudioObjectGetPropertyDataSize(AudioObjectID object,
                                         const AudioObjectPropertyAddress& address,
                                         std::uint32_t* size);
 
-// Reads the property. *size is the number of bytes asked for, at most data.size(), and becomes the
-// number stored; a property that is longer is cut to it, a text staying NUL-terminated. On entry
-// `data` may qualify the request: a driver whose custom property holds one record for each of
-// several routings answers with the one whose leading words the request holds. Failure leaves both
-// untouched.
+// Reads the property into `data`. On entry *size is the number of bytes wanted, at most
+// data.size(); on success it becomes the number of bytes stored. Longer data is cut; a text that is
+// cut is still NUL-terminated. On failure both are unchanged.
+//
+// For the routing property, `data` names the routing on entry: its first kRoutingNameSize bytes
+// (protocol/options.h) are those of the RoutingRecord to read.
 OSStatus AudioObjectGetPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                     std::uint32_t* size, std::span<std::uint8_t> data);
 
-// Writes the property and returns once the device has confirmed it. A device that does not, or not
-// in time, fails the call with kAudioHardwareUnspecifiedError; it may take the value all the same.
+// Writes the property and waits until the device confirms the new value. Returns
+// kAudioHardwareUnspecifiedError when the device refuses it or the wait times out; after a time-out
+// the device may still take the value.
 OSStatus AudioObjectSetPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                     std::span<const std::uint8_t> data);
 
-// Calls `proc` after each change of the property until it is removed. The system object's device
-// list is the one property that can be listened to. A listener is known by all four arguments;
-// adding it twice changes nothing. The server's coming and going counts as a change of the list.
-// The first listener is also called when the list changed after this process last read it, so that
-// who reads first and listens then misses nothing.
+// Calls `proc` after each change of the property until the listener is removed. Only the system
+// object's device list can be listened to; the server's start and stop are changes of it. The four
+// arguments identify a listener; adding it again changes nothing. When the first listener is added
+// and the list has changed since this process last read it, the listener is called once, so that a
+// client that reads the list before it listens misses no change.
 OSStatus AudioObjectAddPropertyListener(AudioObjectID object,
                                         const AudioObjectPropertyAddress& address,
                                         AudioObjectPropertyListenerProc proc, void* clientData);
 
-// After the return `proc` is not running and is not called again. Not from inside a listener.
+// Removes a listener: when the call returns, `proc` is not running and is not called again. Must
+// not be called from a listener.
 OSStatus AudioObjectRemovePropertyListener(AudioObjectID object,
                                            const AudioObjectPropertyAddress& address,
                                            AudioObjectPropertyListenerProc proc, void* clientData);

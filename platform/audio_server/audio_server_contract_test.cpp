@@ -25,16 +25,9 @@ using audio_server_contract::Routings;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
-  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
-}
-constexpr auto kDeviceList = globalProperty(kAudioHardwarePropertyDevices);
-constexpr auto kName = globalProperty(kAudioDevicePropertyDeviceName);
-constexpr auto kRouting = globalProperty(fourCharCode(kRoutingProperty));
-
 constexpr Routings kRoutings{{{0, 0, 10}, {0, 1, 11}, {1, 0, 12}, {1, 1, 13}, {1, 2, 14}}};
 
-// No test waits longer than this for something that should happen.
+// How long a test waits for an event before it fails.
 constexpr auto kLimit = std::chrono::seconds(10);
 
 // Counts the calls of a listener and lets a test wait for them.
@@ -65,7 +58,7 @@ class Listener {
   const std::vector<AudioObjectPropertyAddress>& addresses() const { return addresses_; }
   std::thread::id thread() const { return thread_; }
 
-  // Run inside each call.
+  // Called in each call of the listener.
   std::function<void()> action;
 
  private:
@@ -78,19 +71,19 @@ class Listener {
 };
 
 OSStatus addListener(Listener& listener) {
-  return AudioObjectAddPropertyListener(kAudioObjectSystemObject, kDeviceList, Listener::proc,
-                                        &listener);
+  return AudioObjectAddPropertyListener(kAudioObjectSystemObject, kDeviceListAddress,
+                                        Listener::proc, &listener);
 }
 OSStatus removeListener(Listener& listener) {
-  return AudioObjectRemovePropertyListener(kAudioObjectSystemObject, kDeviceList, Listener::proc,
-                                           &listener);
+  return AudioObjectRemovePropertyListener(kAudioObjectSystemObject, kDeviceListAddress,
+                                           Listener::proc, &listener);
 }
 
 std::optional<std::vector<AudioObjectID>> deviceList() {
   std::vector<AudioObjectID> ids(64);
   std::vector<std::uint8_t> bytes(ids.size() * sizeof(AudioObjectID));
   auto size = static_cast<std::uint32_t>(bytes.size());
-  if (AudioObjectGetPropertyData(kAudioObjectSystemObject, kDeviceList, &size, bytes) !=
+  if (AudioObjectGetPropertyData(kAudioObjectSystemObject, kDeviceListAddress, &size, bytes) !=
       kAudioHardwareNoError) {
     return std::nullopt;
   }
@@ -103,7 +96,8 @@ std::optional<std::vector<AudioObjectID>> deviceList() {
 std::string deviceName(AudioObjectID device) {
   std::vector<std::uint8_t> bytes(1024);
   auto size = static_cast<std::uint32_t>(bytes.size());
-  if (AudioObjectGetPropertyData(device, kName, &size, bytes) != kAudioHardwareNoError) return "";
+  if (AudioObjectGetPropertyData(device, kDeviceNameAddress, &size, bytes) != kAudioHardwareNoError)
+    return "";
   return {bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(size) - 1};
 }
 
@@ -123,12 +117,12 @@ std::vector<std::uint8_t> toBytes(const Record& record) {
   return bytes;
 }
 
-// Asks with the pair as the value, as the panel does.
+// Sends the pair as the value, as the panel does.
 std::optional<std::int32_t> readRouting(AudioObjectID device, std::int32_t input,
                                         std::int32_t pair) {
   std::vector<std::uint8_t> bytes = toBytes({input, pair, pair});
   auto size = static_cast<std::uint32_t>(bytes.size());
-  if (AudioObjectGetPropertyData(device, kRouting, &size, bytes) != kAudioHardwareNoError) {
+  if (AudioObjectGetPropertyData(device, kRoutingAddress, &size, bytes) != kAudioHardwareNoError) {
     return std::nullopt;
   }
   Record record;
@@ -137,7 +131,7 @@ std::optional<std::int32_t> readRouting(AudioObjectID device, std::int32_t input
 }
 
 OSStatus writeRouting(AudioObjectID device, const Record& record) {
-  return AudioObjectSetPropertyData(device, kRouting, toBytes(record));
+  return AudioObjectSetPropertyData(device, kRoutingAddress, toBytes(record));
 }
 
 class AudioServerContract : public testing::Test {
@@ -146,14 +140,14 @@ class AudioServerContract : public testing::Test {
     addListener(listener_);
     EXPECT_TRUE(eventually([] { return deviceList().has_value(); }));
   }
-  // The next test must not meet what this one has left.
+  // Leave no listener or device to the next test.
   ~AudioServerContract() override {
     server_->stop();
     EXPECT_TRUE(eventually([] { return !deviceList(); }));
     removeListener(listener_);
   }
 
-  // True as soon as the condition holds; it is looked at again after each call of the listener.
+  // Waits until the condition holds; it is evaluated after each call of the listener.
   bool eventually(Listener& listener, const std::function<bool()>& condition) {
     for (;;) {
       const int calls = listener.calls();
@@ -192,7 +186,7 @@ class AudioServerContract : public testing::Test {
 
 TEST_F(AudioServerContract, WithoutDevicesTheListIsEmpty) {
   std::uint32_t size = 99;
-  EXPECT_EQ(AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceList, &size),
+  EXPECT_EQ(AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceListAddress, &size),
             kAudioHardwareNoError);
   EXPECT_EQ(size, 0u);
   EXPECT_THAT(deviceList().value(), IsEmpty());
@@ -204,11 +198,11 @@ TEST_F(AudioServerContract, DevicesAreListedInOrderOfAppearance) {
   const AudioObjectID third = addDevice("third");
   EXPECT_THAT(deviceList().value(), ElementsAre(first, second, third));
   std::uint32_t size = 0;
-  AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceList, &size);
+  AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceListAddress, &size);
   EXPECT_EQ(size, 12u);
 }
 
-TEST_F(AudioServerContract, NoDeviceHasTheIdOfNothingOrOfTheSystem) {
+TEST_F(AudioServerContract, NoDeviceHasTheId0OrThatOfTheSystemObject) {
   EXPECT_GT(addDevice("device"), kAudioObjectSystemObject);
 }
 
@@ -218,7 +212,7 @@ TEST_F(AudioServerContract, TheListIsCutToWholeIds) {
   std::array<std::uint8_t, 16> bytes;
   bytes.fill(0xAA);
   std::uint32_t size = 7;
-  EXPECT_EQ(AudioObjectGetPropertyData(kAudioObjectSystemObject, kDeviceList, &size, bytes),
+  EXPECT_EQ(AudioObjectGetPropertyData(kAudioObjectSystemObject, kDeviceListAddress, &size, bytes),
             kAudioHardwareNoError);
   EXPECT_EQ(size, 4u);
   AudioObjectID id = 0;
@@ -229,14 +223,16 @@ TEST_F(AudioServerContract, TheListIsCutToWholeIds) {
 
 TEST_F(AudioServerContract, ANameIsReadWithItsTerminator) {
   const AudioObjectID device = addDevice("VX-310");
-  EXPECT_TRUE(AudioObjectHasProperty(device, kName));
+  EXPECT_TRUE(AudioObjectHasProperty(device, kDeviceNameAddress));
   std::uint32_t size = 0;
-  EXPECT_EQ(AudioObjectGetPropertyDataSize(device, kName, &size), kAudioHardwareNoError);
+  EXPECT_EQ(AudioObjectGetPropertyDataSize(device, kDeviceNameAddress, &size),
+            kAudioHardwareNoError);
   EXPECT_EQ(size, 7u);
   std::array<std::uint8_t, 128> bytes;
   bytes.fill(0xAA);
   size = 128;
-  EXPECT_EQ(AudioObjectGetPropertyData(device, kName, &size, bytes), kAudioHardwareNoError);
+  EXPECT_EQ(AudioObjectGetPropertyData(device, kDeviceNameAddress, &size, bytes),
+            kAudioHardwareNoError);
   EXPECT_EQ(size, 7u);
   EXPECT_STREQ(reinterpret_cast<const char*>(bytes.data()), "VX-310");
   EXPECT_EQ(bytes[7], 0xAA);
@@ -246,25 +242,27 @@ TEST_F(AudioServerContract, ANameThatIsTooLongIsCutAndTerminated) {
   const AudioObjectID device = addDevice(std::string(300, 'x'));
   std::array<std::uint8_t, 128> bytes;
   std::uint32_t size = 128;
-  EXPECT_EQ(AudioObjectGetPropertyData(device, kName, &size, bytes), kAudioHardwareNoError);
+  EXPECT_EQ(AudioObjectGetPropertyData(device, kDeviceNameAddress, &size, bytes),
+            kAudioHardwareNoError);
   EXPECT_EQ(size, 128u);
   EXPECT_EQ(reinterpret_cast<const char*>(bytes.data()), std::string(127, 'x'));
 }
 
-TEST_F(AudioServerContract, ANameMayHoldBytesThatAreNoText) { addDevice("\xff\xfe\x01 \xc3\xa4"); }
+TEST_F(AudioServerContract, ANameMayHoldAnyBytes) { addDevice("\xff\xfe\x01 \xc3\xa4"); }
 
-TEST_F(AudioServerContract, AskingForNoBytesGivesNone) {
+TEST_F(AudioServerContract, ReadingNoBytesStoresNone) {
   const AudioObjectID device = addDevice("VX-310");
   std::uint32_t size = 0;
-  EXPECT_EQ(AudioObjectGetPropertyData(device, kName, &size, {}), kAudioHardwareNoError);
+  EXPECT_EQ(AudioObjectGetPropertyData(device, kDeviceNameAddress, &size, {}),
+            kAudioHardwareNoError);
   EXPECT_EQ(size, 0u);
 }
 
-TEST_F(AudioServerContract, AskingForMoreThanThereIsRoomFails) {
+TEST_F(AudioServerContract, ReadingMoreBytesThanTheBufferHoldsFails) {
   const AudioObjectID device = addDevice("VX-310");
   std::array<std::uint8_t, 4> bytes{1, 2, 3, 4};
   std::uint32_t size = 5;
-  EXPECT_EQ(AudioObjectGetPropertyData(device, kName, &size, bytes),
+  EXPECT_EQ(AudioObjectGetPropertyData(device, kDeviceNameAddress, &size, bytes),
             kAudioHardwareBadPropertySizeError);
   EXPECT_EQ(size, 5u);
   EXPECT_THAT(bytes, ElementsAre(1, 2, 3, 4));
@@ -272,13 +270,15 @@ TEST_F(AudioServerContract, AskingForMoreThanThereIsRoomFails) {
 
 TEST_F(AudioServerContract, ObjectsThatDoNotExistHaveNoProperties) {
   for (const AudioObjectID object : {0u, 0x7fffffffu}) {
-    EXPECT_FALSE(AudioObjectHasProperty(object, kName));
+    EXPECT_FALSE(AudioObjectHasProperty(object, kDeviceNameAddress));
     std::uint32_t size = 3;
     std::array<std::uint8_t, 4> bytes{1, 2, 3, 4};
-    EXPECT_EQ(AudioObjectGetPropertyDataSize(object, kName, &size), kAudioHardwareBadObjectError);
-    EXPECT_EQ(AudioObjectGetPropertyData(object, kName, &size, bytes),
+    EXPECT_EQ(AudioObjectGetPropertyDataSize(object, kDeviceNameAddress, &size),
               kAudioHardwareBadObjectError);
-    EXPECT_EQ(AudioObjectSetPropertyData(object, kRouting, bytes), kAudioHardwareBadObjectError);
+    EXPECT_EQ(AudioObjectGetPropertyData(object, kDeviceNameAddress, &size, bytes),
+              kAudioHardwareBadObjectError);
+    EXPECT_EQ(AudioObjectSetPropertyData(object, kRoutingAddress, bytes),
+              kAudioHardwareBadObjectError);
     EXPECT_EQ(size, 3u);
     EXPECT_THAT(bytes, ElementsAre(1, 2, 3, 4));
   }
@@ -291,7 +291,7 @@ TEST_F(AudioServerContract, AnAddressThatDiffersInAnyPartIsAnotherProperty) {
         AudioObjectPropertyAddress{kAudioDevicePropertyDeviceName, fourCharCode("inpt"), 0},
         AudioObjectPropertyAddress{kAudioDevicePropertyDeviceName, kAudioObjectPropertyScopeGlobal,
                                    1},
-        kDeviceList}) {
+        kDeviceListAddress}) {
     std::uint32_t size = 3;
     EXPECT_FALSE(AudioObjectHasProperty(device, address));
     EXPECT_EQ(AudioObjectGetPropertyDataSize(device, address, &size),
@@ -301,15 +301,17 @@ TEST_F(AudioServerContract, AnAddressThatDiffersInAnyPartIsAnotherProperty) {
 }
 
 TEST_F(AudioServerContract, TheSystemObjectHasTheListAndNoName) {
-  EXPECT_TRUE(AudioObjectHasProperty(kAudioObjectSystemObject, kDeviceList));
-  EXPECT_FALSE(AudioObjectHasProperty(kAudioObjectSystemObject, kName));
+  EXPECT_TRUE(AudioObjectHasProperty(kAudioObjectSystemObject, kDeviceListAddress));
+  EXPECT_FALSE(AudioObjectHasProperty(kAudioObjectSystemObject, kDeviceNameAddress));
 }
 
 TEST_F(AudioServerContract, NamesAndTheListCannotBeWritten) {
   const AudioObjectID device = addDevice("VX-310");
-  EXPECT_NE(AudioObjectSetPropertyData(device, kName, toBytes({1, 2, 3})), kAudioHardwareNoError);
-  EXPECT_NE(AudioObjectSetPropertyData(kAudioObjectSystemObject, kDeviceList, toBytes({1, 2, 3})),
+  EXPECT_NE(AudioObjectSetPropertyData(device, kDeviceNameAddress, toBytes({1, 2, 3})),
             kAudioHardwareNoError);
+  EXPECT_NE(
+      AudioObjectSetPropertyData(kAudioObjectSystemObject, kDeviceListAddress, toBytes({1, 2, 3})),
+      kAudioHardwareNoError);
   EXPECT_EQ(deviceName(device), "VX-310");
 }
 
@@ -319,13 +321,13 @@ TEST_F(AudioServerContract, ADeviceThatLeftIsNotListedAndHasNoName) {
   server_->removeDevice("VX-310");
   EXPECT_TRUE(eventually([] { return deviceNames().size() == 1; }));
   EXPECT_THAT(deviceList().value(), ElementsAre(other));
-  EXPECT_FALSE(AudioObjectHasProperty(device, kName));
+  EXPECT_FALSE(AudioObjectHasProperty(device, kDeviceNameAddress));
 }
 
-TEST_F(AudioServerContract, AListenerIsToldOfTheSystemsListOnAnotherThread) {
+TEST_F(AudioServerContract, AListenerOfTheDeviceListIsCalledOnAnotherThread) {
   addDevice("VX-310");
   EXPECT_EQ(listener_.object(), kAudioObjectSystemObject);
-  EXPECT_THAT(listener_.addresses(), ElementsAre(kDeviceList));
+  EXPECT_THAT(listener_.addresses(), ElementsAre(kDeviceListAddress));
   EXPECT_NE(listener_.thread(), std::this_thread::get_id());
 }
 
@@ -353,7 +355,7 @@ TEST_F(AudioServerContract, AListenerAddedTwiceIsCalledOnce) {
   const int before = listener_.calls();
   addDevice("VX-310");
   Listener barrier;
-  // Removing waits for a round of calls that is under way.
+  // Removing a listener waits for a round of calls that has started.
   removeListener(barrier);
   EXPECT_EQ(twice.calls(), listener_.calls() - before);
   removeListener(twice);
@@ -367,7 +369,7 @@ TEST_F(AudioServerContract, ARemovedListenerIsNotCalledAgain) {
   EXPECT_EQ(removed.calls(), 0);
 }
 
-TEST_F(AudioServerContract, AListenerIsKnownByItsClientDataToo) {
+TEST_F(AudioServerContract, ClientDataDistinguishesListeners) {
   Listener kept;
   Listener removed;
   addListener(kept);
@@ -378,14 +380,15 @@ TEST_F(AudioServerContract, AListenerIsKnownByItsClientDataToo) {
   removeListener(kept);
 }
 
-TEST_F(AudioServerContract, AChangeBetweenReadingTheListAndListeningIsToldToTheFirstListener) {
+TEST_F(AudioServerContract, TheFirstListenerIsCalledForAChangeSinceTheListWasRead) {
   const AudioObjectID routing = addRoutingDevice("Routing");
   removeListener(listener_);
   ASSERT_THAT(deviceNames(), ElementsAre("Routing"));
   const int calls = listener_.calls();
 
   server_->addDevice("New");
-  // Confirmed through the same connection: after the second one the new device is known too.
+  // A write is confirmed over the connection that announces devices, so after the second
+  // confirmation the new device is known.
   ASSERT_EQ(writeRouting(routing, {0, 0, 20}), kAudioHardwareNoError);
   ASSERT_EQ(writeRouting(routing, {0, 0, 21}), kAudioHardwareNoError);
 
@@ -398,18 +401,19 @@ TEST_F(AudioServerContract, AChangeBetweenReadingTheListAndListeningIsToldToTheF
 TEST_F(AudioServerContract, OnlyTheDeviceListCanBeListenedTo) {
   const AudioObjectID device = addDevice("VX-310");
   Listener other;
-  EXPECT_NE(AudioObjectAddPropertyListener(device, kName, Listener::proc, &other),
+  EXPECT_NE(AudioObjectAddPropertyListener(device, kDeviceNameAddress, Listener::proc, &other),
             kAudioHardwareNoError);
-  EXPECT_NE(AudioObjectAddPropertyListener(kAudioObjectSystemObject, kName, Listener::proc, &other),
+  EXPECT_NE(AudioObjectAddPropertyListener(kAudioObjectSystemObject, kDeviceNameAddress,
+                                           Listener::proc, &other),
             kAudioHardwareNoError);
 }
 
 TEST_F(AudioServerContract, OnlyTheDriversDeviceHasTheRoutingProperty) {
   const AudioObjectID plain = addDevice("plain");
   const AudioObjectID driver = addRoutingDevice("VX-310");
-  EXPECT_FALSE(AudioObjectHasProperty(plain, kRouting));
-  EXPECT_FALSE(AudioObjectHasProperty(kAudioObjectSystemObject, kRouting));
-  EXPECT_TRUE(AudioObjectHasProperty(driver, kRouting));
+  EXPECT_FALSE(AudioObjectHasProperty(plain, kRoutingAddress));
+  EXPECT_FALSE(AudioObjectHasProperty(kAudioObjectSystemObject, kRoutingAddress));
+  EXPECT_TRUE(AudioObjectHasProperty(driver, kRoutingAddress));
   EXPECT_EQ(readRouting(plain, 1, 1), std::nullopt);
   EXPECT_EQ(writeRouting(plain, {1, 1, 1}), kAudioHardwareUnknownPropertyError);
 }
@@ -417,11 +421,11 @@ TEST_F(AudioServerContract, OnlyTheDriversDeviceHasTheRoutingProperty) {
 TEST_F(AudioServerContract, TheRoutingPropertyIsOneRecordLong) {
   const AudioObjectID device = addRoutingDevice("VX-310");
   std::uint32_t size = 0;
-  EXPECT_EQ(AudioObjectGetPropertyDataSize(device, kRouting, &size), kAudioHardwareNoError);
+  EXPECT_EQ(AudioObjectGetPropertyDataSize(device, kRoutingAddress, &size), kAudioHardwareNoError);
   EXPECT_EQ(size, 12u);
 }
 
-TEST_F(AudioServerContract, TheRequestChoosesTheRoutingThatIsRead) {
+TEST_F(AudioServerContract, TheRequestNamesTheRoutingToRead) {
   const AudioObjectID device = addRoutingDevice("VX-310");
   EXPECT_EQ(readRouting(device, 0, 0), 10);
   EXPECT_EQ(readRouting(device, 0, 1), 11);
@@ -430,11 +434,12 @@ TEST_F(AudioServerContract, TheRequestChoosesTheRoutingThatIsRead) {
   EXPECT_EQ(readRouting(device, 1, 2), 14);
 }
 
-TEST_F(AudioServerContract, ARoutingIsCutToTheBytesAskedFor) {
+TEST_F(AudioServerContract, ARoutingIsCutToTheSizeOfTheRequest) {
   const AudioObjectID device = addRoutingDevice("VX-310");
   std::vector<std::uint8_t> bytes = toBytes({1, 2, 77});
   std::uint32_t size = 8;
-  EXPECT_EQ(AudioObjectGetPropertyData(device, kRouting, &size, bytes), kAudioHardwareNoError);
+  EXPECT_EQ(AudioObjectGetPropertyData(device, kRoutingAddress, &size, bytes),
+            kAudioHardwareNoError);
   EXPECT_EQ(size, 8u);
   EXPECT_EQ(bytes, toBytes({1, 2, 77}));
 }
@@ -443,7 +448,8 @@ TEST_F(AudioServerContract, ARoutingThatDoesNotExistCannotBeRead) {
   const AudioObjectID device = addRoutingDevice("VX-310");
   std::vector<std::uint8_t> bytes = toBytes({1, 3, 77});
   std::uint32_t size = 12;
-  EXPECT_NE(AudioObjectGetPropertyData(device, kRouting, &size, bytes), kAudioHardwareNoError);
+  EXPECT_NE(AudioObjectGetPropertyData(device, kRoutingAddress, &size, bytes),
+            kAudioHardwareNoError);
   EXPECT_EQ(size, 12u);
   EXPECT_EQ(bytes, toBytes({1, 3, 77}));
 }
@@ -468,12 +474,13 @@ TEST_F(AudioServerContract, AWriteOfAnotherSizeThanReportedFails) {
   const AudioObjectID device = addRoutingDevice("VX-310");
   std::vector<std::uint8_t> bytes = toBytes({1, 1, 3});
   bytes.pop_back();
-  EXPECT_EQ(AudioObjectSetPropertyData(device, kRouting, bytes),
+  EXPECT_EQ(AudioObjectSetPropertyData(device, kRoutingAddress, bytes),
             kAudioHardwareBadPropertySizeError);
   bytes.resize(13);
-  EXPECT_EQ(AudioObjectSetPropertyData(device, kRouting, bytes),
+  EXPECT_EQ(AudioObjectSetPropertyData(device, kRoutingAddress, bytes),
             kAudioHardwareBadPropertySizeError);
-  EXPECT_EQ(AudioObjectSetPropertyData(device, kRouting, {}), kAudioHardwareBadPropertySizeError);
+  EXPECT_EQ(AudioObjectSetPropertyData(device, kRoutingAddress, {}),
+            kAudioHardwareBadPropertySizeError);
   EXPECT_EQ(readRouting(device, 1, 1), 13);
 }
 
@@ -482,7 +489,7 @@ TEST_F(AudioServerContract, ARefusedWriteFailsInTime) {
   server_->refuseWrites("VX-310");
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(writeRouting(device, {1, 1, 3}), kAudioHardwareUnspecifiedError);
-  // The limit, and what a busy machine may add to it.
+  // The limit, plus time for a busy machine.
   EXPECT_LT(std::chrono::steady_clock::now() - start,
             std::chrono::milliseconds(kAudioServerCallLimitMs + 500));
   EXPECT_EQ(readRouting(device, 1, 1), 13);
@@ -498,12 +505,12 @@ TEST_F(AudioServerContract, WithoutTheServerThereAreNoDevices) {
   server_->stop();
   EXPECT_TRUE(eventually([] { return !deviceList(); }));
   std::uint32_t size = 7;
-  EXPECT_EQ(AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceList, &size),
+  EXPECT_EQ(AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceListAddress, &size),
             kAudioHardwareNotRunningError);
   EXPECT_EQ(size, 7u);
-  EXPECT_TRUE(AudioObjectHasProperty(kAudioObjectSystemObject, kDeviceList));
-  EXPECT_FALSE(AudioObjectHasProperty(device, kName));
-  EXPECT_FALSE(AudioObjectHasProperty(device, kRouting));
+  EXPECT_TRUE(AudioObjectHasProperty(kAudioObjectSystemObject, kDeviceListAddress));
+  EXPECT_FALSE(AudioObjectHasProperty(device, kDeviceNameAddress));
+  EXPECT_FALSE(AudioObjectHasProperty(device, kRoutingAddress));
   EXPECT_EQ(writeRouting(device, {1, 1, 3}), kAudioHardwareBadObjectError);
 }
 

@@ -17,7 +17,7 @@ void ListenerList::remove(AudioObjectID object, const AudioObjectPropertyAddress
     const std::lock_guard lock(mutex_);
     std::erase(listeners_, Listener{object, address, proc, clientData});
   }
-  // A round of calls that started before may be about to call it, or be inside it.
+  // A round of calls that started before may still be calling `proc`: wait until it ends.
   const std::lock_guard untilCallsEnd(calling_);
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The property listeners of a back end: who is called for which property. Any thread.
+// The property listeners of a back end. Any thread.
 #pragma once
 
 #include <mutex>
@@ -9,17 +9,18 @@
 
 class ListenerList {
  public:
-  // Adding the same four again changes nothing. True when it is the only one now.
+  // Does nothing for a listener that is in the list. Returns true when the list then has one
+  // listener.
   bool add(AudioObjectID object, const AudioObjectPropertyAddress& address,
            AudioObjectPropertyListenerProc proc, void* clientData);
 
-  // Returns once `proc` is not running any more. Not from inside a listener, which would wait for
-  // itself.
+  // Returns when `proc` is not running any more. Must not be called from a listener: it would wait
+  // for itself.
   void remove(AudioObjectID object, const AudioObjectPropertyAddress& address,
               AudioObjectPropertyListenerProc proc, void* clientData);
 
-  // Calls the listeners of one property on the calling thread, in the order they were added. No
-  // lock is held that adding a listener takes.
+  // Calls the listeners of one property on the calling thread, in the order they were added. A
+  // listener may call add().
   void call(AudioObjectID object, const AudioObjectPropertyAddress& address);
 
  private:
@@ -32,7 +33,7 @@ class ListenerList {
   };
   bool contains(const Listener& listener);
 
-  std::mutex calling_;  // held while listeners run; taken before mutex_
+  std::mutex calling_;  // held while listeners run; locked before mutex_
   std::mutex mutex_;    // guards listeners_
   std::vector<Listener> listeners_;
 };

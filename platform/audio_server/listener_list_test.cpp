@@ -16,7 +16,7 @@ using testing::IsEmpty;
 
 constexpr AudioObjectPropertyAddress kAddress{1, 2, 3};
 
-// Notes its number in a list when it is called.
+// Appends its number to a list when it is called.
 struct Noting {
   int number;
   std::vector<int>* calls;
@@ -41,7 +41,7 @@ class ListenerListTest : public testing::Test {
   Noting second_{2, &calls_};
 };
 
-TEST_F(ListenerListTest, ListenersAreCalledInTheOrderTheyWereAdded) {
+TEST_F(ListenerListTest, ListenersAreCalledInTheOrderOfTheirAddition) {
   add(first_);
   add(second_);
   list_.call(1, kAddress);
@@ -55,7 +55,7 @@ TEST_F(ListenerListTest, AddingTwiceCallsOnce) {
   EXPECT_THAT(calls_, ElementsAre(1));
 }
 
-TEST_F(ListenerListTest, OtherObjectsAndPropertiesCallNobody) {
+TEST_F(ListenerListTest, AChangeOfAnotherObjectOrPropertyCallsNoListener) {
   add(first_);
   list_.call(2, kAddress);
   list_.call(1, {1, 2, 4});
@@ -69,7 +69,7 @@ TEST_F(ListenerListTest, RemovingAnAbsentListenerChangesNothing) {
   EXPECT_THAT(calls_, ElementsAre(1));
 }
 
-TEST_F(ListenerListTest, AListenerThatAddsAnotherIsNotHeldUp) {
+TEST_F(ListenerListTest, AListenerMayAddAnother) {
   first_.action = [&] { add(second_); };
   add(first_);
   list_.call(1, kAddress);

@@ -11,16 +11,18 @@ namespace pipewire {
 
 namespace {
 
-// The socket appears when the server binds it, and connections are refused until it listens, for
-// which there is no event. That gap is bridged by a few attempts after the event; then the next
-// event is waited for. A socket that a crashed server left behind costs the same few attempts once.
+// The socket appears when the server binds it, but the server refuses connections until it listens,
+// and listening causes no event. So the connection is tried a few more times after the event; then
+// it waits for the next event. A socket that a crashed server left behind costs the same attempts
+// once.
 constexpr int kMaximumAttempts = 25;
 constexpr timespec kRetryDelay{0, 10'000'000};  // 10 ms
 
 }  // namespace
 
 const char* realtimeConfiguration(const char* libraryVersion) {
-  // From then on every client's audio thread has it, and asking for the other file is warned about.
+  // From this version on the general file gives realtime priority, and the other one logs a
+  // warning.
   constexpr const char* kOneFileForAll = "1.3.81";
   return ::strverscmp(libraryVersion, kOneFileForAll) < 0 ? "client-rt.conf" : "client.conf";
 }
@@ -97,19 +99,19 @@ void Connection::onRetry(void* data, std::uint64_t /*expirations*/) {
 void Connection::onLost(void* data, std::uint64_t /*count*/) {
   Connection& self = *static_cast<Connection*>(data);
   self.close();
-  // A server that is started on demand listens all the time, so there will be no event. One that
-  // accepts connections and never answers is left alone after the usual number of attempts.
+  // The socket of a server that is started on demand always exists and causes no event: try again.
+  // A server that accepts connections and never answers is given up after kMaximumAttempts.
   self.scheduleRetry();
 }
 
 namespace {
 
-// How the library reports the end of the connection; other errors of the core leave it standing.
+// Whether a core error means that the connection was lost; other errors leave it open.
 bool isLoss(int result) { return result == -EPIPE || result == -ECONNRESET || result == -EPROTO; }
 
 }  // namespace
 
-// The server answers: its connection was not one that a dying server's queue had accepted.
+// The server has answered, so the connection was not just accepted by the socket of a dying server.
 void Connection::onCoreInfo(void* data, const pw_core_info* /*info*/) {
   static_cast<Connection*>(data)->attempts_ = 0;
 }
@@ -117,7 +119,8 @@ void Connection::onCoreInfo(void* data, const pw_core_info* /*info*/) {
 void Connection::onCoreError(void* data, std::uint32_t id, int /*seq*/, int result,
                              const char* /*message*/) {
   Connection& self = *static_cast<Connection*>(data);
-  // Errors of single proxies are theirs. The core cannot be taken down from inside its own event.
+  // Errors of single proxies are ignored. The core must not be disconnected inside its own event,
+  // so onLost does it.
   if (id == PW_ID_CORE && isLoss(result)) {
     pw_loop_signal_event(self.loop_, self.lostEvent_.get());
   }

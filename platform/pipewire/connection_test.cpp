@@ -32,7 +32,7 @@ TEST(RealtimeConfiguration, IsEveryClientsFromVersion1_4On) {
   }
 }
 
-// Stands for a server: its socket takes connections and says nothing.
+// A server socket that accepts connections and never answers.
 class ServerConnection : public testing::Test {
  protected:
   ServerConnection() {
@@ -59,7 +59,7 @@ class ServerConnection : public testing::Test {
   }
   void listen() { ASSERT_EQ(::listen(socket_.get(), 4), 0); }
 
-  // Does what is ready, waiting at most `milliseconds` for it. False when nothing came.
+  // Waits at most `milliseconds` for events and handles them; false when there were none.
   bool iterate(int milliseconds) {
     pw_loop_enter(loop_);
     const int events = pw_loop_iterate(loop_, milliseconds);
@@ -101,24 +101,24 @@ TEST_F(ServerConnection, WithoutAServerNothingIsOpened) {
 TEST_F(ServerConnection, AServerThatListensAMomentAfterBindingIsConnectedTo) {
   EXPECT_FALSE(connection_->start());
   bind();
-  // The event of the binding has come and its attempt was refused before the server listens.
+  // The event of the bind has arrived and the attempt was refused before the server listens.
   EXPECT_TRUE(iterate(1000));
   EXPECT_EQ(opened_, 0);
   listen();
   EXPECT_TRUE(runUntil([&] { return opened_ == 1; }));
 }
 
-TEST_F(ServerConnection, ASocketThatACrashedServerLeftIsGivenUpAfterAWhile) {
+TEST_F(ServerConnection, ASocketOfACrashedServerIsGivenUpAfterAFewAttempts) {
   bind();
   EXPECT_FALSE(connection_->start());
-  // Attempts are 10 ms apart; when none came for much longer, no more will.
+  // Attempts are 10 ms apart: after a much longer time without one there will be no more.
   int events = 0;
   while (events < 1000 && iterate(300)) ++events;
   EXPECT_EQ(events, 25);
   EXPECT_EQ(opened_, 0);
 }
 
-TEST_F(ServerConnection, AServerThatHangsUpOnEveryConnectionIsLeftAloneAfterAWhile) {
+TEST_F(ServerConnection, AServerThatClosesEveryConnectionIsGivenUpAfterAFewAttempts) {
   bind();
   listen();
   EXPECT_TRUE(connection_->start());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What the audio server's mirror and the driver's node share of PipeWire: a connection to the
-// server that comes back when the server does, each with a loop of its own, and the routing
-// property. No seam: the logic includes none of this.
+// The PipeWire parts that the audio server back end and the driver's audio node share: a connection
+// to the PipeWire server that reconnects when the server returns, and the routing property. No
+// seam: the logic includes none of this.
 #pragma once
 
 #include <pipewire/pipewire.h>
@@ -19,7 +19,7 @@
 
 namespace pipewire {
 
-// The client library's global state; it stays set up while one of these lives.
+// Initialises the PipeWire client library for as long as an object of this class lives.
 class Library {
  public:
   Library() { pw_init(nullptr, nullptr); }
@@ -28,25 +28,27 @@ class Library {
   Library& operator=(const Library&) = delete;
 };
 
-// The client configuration file whose audio thread has realtime priority, for a client library of
-// that version.
+// The name of the client configuration file that gives the audio thread realtime priority, for a
+// client library of `libraryVersion`.
 const char* realtimeConfiguration(const char* libraryVersion);
 
-// Destroys a source of `loop`.
+// Owns an event source of a PipeWire loop.
 struct SourceDeleter {
   pw_loop* loop;
   void operator()(spa_source* source) const { pw_loop_destroy_source(loop, source); }
 };
 using Source = std::unique_ptr<spa_source, SourceDeleter>;
 
-// Made, started and destroyed on the thread of the loop, or while the loop does not run. Handlers
-// run on that thread.
+// A connection to the PipeWire server, on a loop of the caller. Thread: construct, start and
+// destroy it on the loop's thread or while the loop does not run; the handlers run on the loop's
+// thread.
 class Connection {
  public:
   struct Handlers {
-    // A new connection, on which nothing has been exchanged yet. The core stays the Connection's.
+    // Called when a connection to the server was opened, before any message. The Connection owns
+    // `core`.
     std::function<void(pw_core* core)> opened;
-    // The connection is closed after the return: every proxy made from its core must be gone then.
+    // Called before the connection is closed; it must destroy every proxy made from the core.
     // Called once for each `opened`, also by the destructor.
     std::function<void()> closing;
   };
@@ -57,7 +59,8 @@ class Connection {
   Connection(const Connection&) = delete;
   Connection& operator=(const Connection&) = delete;
 
-  // Connects now if the server is there, else as soon as its socket appears. True when connected.
+  // Connects at once if the server is running, otherwise when its socket appears. Returns true when
+  // connected. After a loss of the server it reconnects in the same way.
   bool start();
 
   pw_context* context() const { return context_.get(); }
@@ -85,19 +88,19 @@ class Connection {
   Source watchSource_;
   Source retryTimer_;
   Source lostEvent_;
-  int attempts_ = 0;  // failed ones since the last sign of a server
+  int attempts_ = 0;  // failed attempts since the last sign of a server
   pw_core* core_ = nullptr;
   spa_hook coreListener_{};
 };
 
-// The driver's routing property stands in the Props of its node: in the struct `params`, the key
-// kRoutingProperty followed by opaque bytes (SPA type Bytes).
+// The routing property is an entry of the Props of the driver's node: in the struct `params`, the
+// key kRoutingProperty followed by a value of SPA type Bytes.
 
-// The entry's bytes, which lie in `props`; nothing when it has no such entry or one of another
-// type. `props` may be null and may hold anything.
+// The bytes of the entry, which point into `props`; nullopt when the entry is missing or has
+// another type. `props` may be null and may hold anything.
 std::optional<std::span<const std::uint8_t>> findRoutingBytes(const spa_pod* props);
 
-// A Props object that holds nothing but the entry with these bytes.
+// A Props object that holds only the entry with `bytes`.
 class RoutingProps {
  public:
   explicit RoutingProps(std::span<const std::uint8_t> bytes);

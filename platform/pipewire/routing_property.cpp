@@ -15,7 +15,7 @@ namespace pipewire {
 
 namespace {
 
-// What the pods around the bytes take at most.
+// Maximum size of the pods around the bytes.
 constexpr std::size_t kOverhead = 256;
 
 }  // namespace

@@ -16,7 +16,7 @@ using pipewire::findRoutingBytes;
 using pipewire::RoutingProps;
 using testing::ElementsAre;
 
-// Props whose struct `params` holds what `fill` adds.
+// Props with a struct `params` that `fill` fills.
 class Props {
  public:
   explicit Props(const std::function<void(spa_pod_builder&)>& fill,
@@ -47,7 +47,7 @@ void addEntry(spa_pod_builder& builder) {
   spa_pod_builder_bytes(&builder, kBytes.data(), kBytes.size());
 }
 
-TEST(RoutingProperty, WhatIsMadeIsFound) {
+TEST(RoutingProperty, APropertyThatWasBuiltIsFound) {
   std::vector<std::uint8_t> bytes;
   for (std::uint8_t i = 0; i < 60; ++i) bytes.push_back(i);
   const RoutingProps props(bytes);
@@ -56,14 +56,14 @@ TEST(RoutingProperty, WhatIsMadeIsFound) {
   EXPECT_EQ(std::vector(found->begin(), found->end()), bytes);
 }
 
-TEST(RoutingProperty, NoBytesAreAnEntryToo) {
+TEST(RoutingProperty, AnEntryMayHaveNoBytes) {
   const RoutingProps props({});
   const auto found = findRoutingBytes(props.pod());
   ASSERT_TRUE(found);
   EXPECT_TRUE(found->empty());
 }
 
-TEST(RoutingProperty, OtherEntriesArePassedOver) {
+TEST(RoutingProperty, OtherEntriesAreSkipped) {
   const Props props([](spa_pod_builder& builder) {
     spa_pod_builder_string(&builder, "other");
     spa_pod_builder_float(&builder, 0.5f);
@@ -72,7 +72,7 @@ TEST(RoutingProperty, OtherEntriesArePassedOver) {
   EXPECT_THAT(findRoutingBytes(props.pod()).value(), ElementsAre(1, 2, 3));
 }
 
-TEST(RoutingProperty, AnEntryOfAnotherTypeIsNone) {
+TEST(RoutingProperty, AnEntryOfAnotherTypeIsNotFound) {
   const Props props([](spa_pod_builder& builder) {
     spa_pod_builder_string(&builder, "VQrt");
     spa_pod_builder_string(&builder, "text");
@@ -80,12 +80,12 @@ TEST(RoutingProperty, AnEntryOfAnotherTypeIsNone) {
   EXPECT_FALSE(findRoutingBytes(props.pod()));
 }
 
-TEST(RoutingProperty, AKeyWithoutAValueIsNone) {
+TEST(RoutingProperty, AKeyWithoutAValueIsNotFound) {
   const Props props([](spa_pod_builder& builder) { spa_pod_builder_string(&builder, "VQrt"); });
   EXPECT_FALSE(findRoutingBytes(props.pod()));
 }
 
-TEST(RoutingProperty, AStructThatIsNotMadeOfKeysAndValuesIsNone) {
+TEST(RoutingProperty, AStructWithoutKeysAndValuesHasNoEntry) {
   const Props props([](spa_pod_builder& builder) {
     spa_pod_builder_int(&builder, 1);
     addEntry(builder);
@@ -93,11 +93,11 @@ TEST(RoutingProperty, AStructThatIsNotMadeOfKeysAndValuesIsNone) {
   EXPECT_FALSE(findRoutingBytes(props.pod()));
 }
 
-TEST(RoutingProperty, OtherObjectsAndOtherPropertiesHaveNone) {
+TEST(RoutingProperty, OtherObjectsAndPropertiesHaveNoEntry) {
   EXPECT_FALSE(findRoutingBytes(Props(addEntry, SPA_TYPE_OBJECT_Format).pod()));
   EXPECT_FALSE(findRoutingBytes(Props(addEntry, SPA_TYPE_OBJECT_Props, SPA_PROP_device).pod()));
 }
 
-TEST(RoutingProperty, NoPropsHaveNone) { EXPECT_FALSE(findRoutingBytes(nullptr)); }
+TEST(RoutingProperty, NullPropsHaveNoEntry) { EXPECT_FALSE(findRoutingBytes(nullptr)); }
 
 }  // namespace

@@ -58,8 +58,8 @@ void SocketWatch::arm() {
   do {
     if (watch_ >= 0) ::inotify_rm_watch(inotify_.get(), std::exchange(watch_, -1));
     watchDeepestFolder();
-    // A folder that was made after it was found missing and before the one above it was watched
-    // causes no event.
+    // A folder that was made after the watch on it failed and before its parent was watched causes
+    // no event: check for it.
   } while (watch_ >= 0 && awaited_ != path_ && ::access(awaited_.c_str(), F_OK) == 0);
 }
 
@@ -91,7 +91,7 @@ bool SocketWatch::takeEvents() {
       next = name + event.len;
       if (event.mask & IN_Q_OVERFLOW) concerned = true;
       if (event.wd != watch_) continue;
-      // An event without a name is about the folder itself, which went away.
+      // An event without a name concerns the watched folder, which was moved or deleted.
       if (event.len == 0 || awaitedName == name) concerned = true;
     }
   }

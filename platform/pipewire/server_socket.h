@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The PipeWire server's socket: where it is, a connection to it, and a watch that tells when it
-// appears.
+// The PipeWire server's socket: its path, a connection to it, and a watch for its appearance.
 #pragma once
 
 #include <string>
@@ -9,28 +8,28 @@
 
 namespace pipewire {
 
-// Where the environment says that the server listens: PIPEWIRE_REMOTE names it, as an absolute path
-// or relative to the first that is set of PIPEWIRE_RUNTIME_DIR, XDG_RUNTIME_DIR and HOME. Without
-// that name it is "pipewire-0". Empty when no folder is known.
+// The path of the server's socket: $PIPEWIRE_REMOTE, or "pipewire-0" if it is not set. A relative
+// name is in the first folder that is set of PIPEWIRE_RUNTIME_DIR, XDG_RUNTIME_DIR and HOME. Empty
+// when none is set.
 std::string serverSocketPath();
 
-// A connected, non-blocking stream socket, or the negated errno. Never waits.
+// Returns a connected, non-blocking stream socket, or a negative errno. Never waits.
 int connectToSocket(const std::string& path);
 
-// Tells by an event when a socket may have appeared. Folders on the way that do not exist yet are
-// waited for in the same manner. One thread.
+// Watches (with inotify) for a socket to appear, and for folders of its path that do not exist yet.
+// One thread.
 class SocketWatch {
  public:
   explicit SocketWatch(std::string path);
 
-  // Readable when something happened; -1 when the system gives no watch.
+  // Reads as ready when an event has arrived; -1 when the system has no inotify instances left.
   int descriptor() const { return inotify_.get(); }
 
-  // Watches the deepest folder of the path that exists now. A socket that is there before the
-  // return causes no event: try to connect after arming.
+  // Watches the deepest folder of the path that exists. A socket that exists when this returns may
+  // cause no event, so the caller tries to connect after it.
   void arm();
 
-  // Takes the events that are there; true when one of them concerns the path. Arm again then.
+  // Reads the pending events. Returns true when one concerns the path; the caller then arms again.
   bool takeEvents();
 
  private:
@@ -39,7 +38,7 @@ class SocketWatch {
   std::string path_;
   FileDescriptor inotify_;
   int watch_ = -1;
-  std::string awaited_;  // what is to appear in the watched folder: path_ or a folder above it
+  std::string awaited_;  // the path to appear in the watched folder: path_ or a folder of it
 };
 
 }  // namespace pipewire

@@ -61,12 +61,12 @@ TEST_F(ServerSocketPath, AnotherServerIsNamed) {
   EXPECT_EQ(serverSocketPath(), "/elsewhere/socket");
 }
 
-TEST_F(ServerSocketPath, WithoutAnyFolderThereIsNone) {
+TEST_F(ServerSocketPath, WithoutAnyFolderThePathIsEmpty) {
   EXPECT_EQ(serverSocketPath(), "");
   EXPECT_EQ(connectToSocket(serverSocketPath()), -ENOENT);
 }
 
-// A bound socket, listening when told to.
+// A bound socket; listen() makes it listen.
 class Server {
  public:
   explicit Server(const std::filesystem::path& path)
@@ -96,20 +96,20 @@ TEST_F(ServerSocket, AListeningServerIsConnectedTo) {
   EXPECT_GE(connection.get(), 0);
 }
 
-TEST_F(ServerSocket, ASocketThatNobodyListensOnRefuses) {
+TEST_F(ServerSocket, ASocketThatDoesNotListenRefusesTheConnection) {
   Server server(path_);
   EXPECT_EQ(connectToSocket(path_), -ECONNREFUSED);
 }
 
 TEST_F(ServerSocket, AMissingSocketIsNotFound) { EXPECT_EQ(connectToSocket(path_), -ENOENT); }
 
-TEST_F(ServerSocket, APathThatFitsNoAddressFails) {
+TEST_F(ServerSocket, APathTooLongForAnAddressFails) {
   EXPECT_EQ(connectToSocket("/" + std::string(200, 'x')), -ENAMETOOLONG);
 }
 
 class SocketWatching : public ServerSocket {
  protected:
-  // Whether an event is there now; file events are queued by the time the change returns.
+  // Whether an event is pending; a file event is queued before the change returns.
   static bool ready(const SocketWatch& watch) {
     pollfd event{watch.descriptor(), POLLIN, 0};
     return ::poll(&event, 1, 0) > 0;
@@ -135,7 +135,7 @@ TEST_F(SocketWatching, ASocketThatIsMovedInIsAnEvent) {
   EXPECT_TRUE(watch.takeEvents());
 }
 
-TEST_F(SocketWatching, OtherFilesDoNotConcernIt) {
+TEST_F(SocketWatching, OtherFilesCauseNoEvent) {
   SocketWatch watch(path_);
   watch.arm();
   folder_.write("pipewire-0.lock", "");

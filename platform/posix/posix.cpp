@@ -48,7 +48,8 @@ std::optional<std::string> readWhole(const FileDescriptor& file, std::size_t lim
     return std::nullopt;
   }
   const auto expected = static_cast<std::size_t>(status.st_size);
-  // One byte more than there are, so that the end shows itself. The file may be growing.
+  // Room for one byte more than the file's size, so that read() reports the end. The file may grow
+  // meanwhile.
   std::string bytes(expected <= limit ? expected + 1 : 0, '\0');
   std::size_t size = 0;
   while (expected <= limit && size <= limit) {

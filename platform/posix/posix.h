@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// What the back ends on a POSIX system share. No seam: the logic includes none of this.
+// POSIX helpers that the back ends share. No seam: the logic includes none of this.
 //
-// Functions that can fail leave errno as the reason. All paths are absolute. Any thread, but none
-// may change the environment meanwhile.
+// A function that fails sets errno. Paths are absolute. Any thread, as long as no thread changes
+// the environment.
 #pragma once
 
 #include <unistd.h>
@@ -12,7 +12,7 @@
 #include <string>
 #include <utility>
 
-// An open file, closed at the end of its owner; none when it is below 0.
+// Owns an open file descriptor and closes it; empty when negative. Move-only.
 class FileDescriptor {
  public:
   FileDescriptor() = default;
@@ -31,7 +31,7 @@ class FileDescriptor {
     if (descriptor_ >= 0) ::close(release());
   }
   int get() const { return descriptor_; }
-  // Gives it away, unclosed.
+  // Gives up ownership without closing.
   int release() { return std::exchange(descriptor_, -1); }
   explicit operator bool() const { return descriptor_ >= 0; }
 
@@ -39,18 +39,18 @@ class FileDescriptor {
   int descriptor_ = -1;
 };
 
-// The folder of the user's preferences, which need not be there: below the folder that
-// XDG_CONFIG_HOME names, or else below ".config" in the home folder. Paths that are not absolute
-// count for nothing; empty when there is none.
+// The path of the user's preferences folder, which may not exist: "vantrel/preferences" below
+// $XDG_CONFIG_HOME, else below $HOME/.config. Relative values are ignored; empty when neither is
+// set.
 std::string preferencesFolder();
 
-// Makes `folder` and what is missing above it, durably and for this user alone. True also when
-// something of that name was there.
+// Makes `folder` and its missing parents with mode 0700 and syncs each entry to disk. Returns true
+// also when a file or folder of that name exists.
 bool makeFolder(const std::string& folder);
 
-// Writes the entries of `folder`, which names and renames, to the disk.
+// Syncs the entries of `folder` to disk: files that were created, renamed or removed in it.
 bool syncFolder(const std::string& folder);
 
-// All bytes of an open file; nothing when it is no regular file, cannot be read or has more than
-// `limit`.
+// Reads all bytes of an open file. nullopt when it is not a regular file, cannot be read or is
+// larger than `limit` bytes.
 std::optional<std::string> readWhole(const FileDescriptor& file, std::size_t limit);

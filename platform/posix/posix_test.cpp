@@ -57,7 +57,7 @@ class Folders : public testing::Test {
   test_support::TemporaryDirectory home_;
 };
 
-TEST_F(Folders, AreMadeWithAllThatIsMissingAboveForThisUserAlone) {
+TEST_F(Folders, AreMadeWithTheirMissingParentsForThisUserAlone) {
   const fs::path folder = home_.path() / "a/b/c";
   EXPECT_TRUE(makeFolder(folder));
   EXPECT_TRUE(makeFolder(folder));
@@ -72,7 +72,7 @@ TEST_F(Folders, AreNotMadeBelowAFile) {
   EXPECT_FALSE(makeFolder(""));
 }
 
-TEST_F(Folders, ThatAreNoneCannotBeSynchronised) {
+TEST_F(Folders, ThatDoNotExistCannotBeSynced) {
   EXPECT_TRUE(syncFolder(home_.path()));
   EXPECT_FALSE(syncFolder(home_.path() / "missing"));
   EXPECT_FALSE(syncFolder(home_.write("file", "")));
@@ -90,8 +90,8 @@ TEST_F(Files, AreReadWholeUpToTheLimit) {
   }
 }
 
-// Of files like this one the size is known only when they have been read.
-TEST_F(Files, WhoseSizeIsNotKnownBeforehandAreReadWhole) {
+// A file in /proc has size 0 until it is read.
+TEST_F(Files, OfUnknownSizeAreReadWhole) {
   const FileDescriptor file = openToRead("/proc/self/status");
   struct stat status;
   ASSERT_EQ(fstat(file.get(), &status), 0);

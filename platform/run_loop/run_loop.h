@@ -1,56 +1,53 @@
 // SPDX-License-Identifier: MIT
-// Run loop seam: the loop on which device notifications, panel actions and timers of one thread
-// run.
+// Run loop seam: one thread's event loop, which performs sources such as the device notifications.
 //
-// Back ends: qt/ (the toolkit's own loop), poll/ (programs without a window), manual/ (driven by
-// hand, for tests). A program links exactly one.
+// Back ends: qt/ (the toolkit's loop), poll/ (programs without a window), manual/ (driven by
+// tests). A program links exactly one.
 #pragma once
 
 #include <memory>
 
-// Something whose work a run loop performs. The maker owns it together with every loop it was added
-// to; it stays alive until the last of them lets go.
+// A source of events that a run loop performs. Its maker and every loop that it was added to share
+// ownership.
 class CFRunLoopSource {
  public:
   virtual ~CFRunLoopSource() = default;
 
-  // A descriptor that reads as ready while there is work. It stays the same and open for as long as
-  // the source lives. The source keeps it; the loop only watches it.
+  // A descriptor that reads as ready while there are events. The source owns it; it stays open and
+  // the same as long as the source lives.
   virtual int descriptor() const = 0;
 
-  // Does all work that is ready and returns; never waits for more to come. Runs on the thread of
-  // the loop, and may add and remove sources, this one included. Lets no exception out: not every
-  // loop could pass it on.
+  // Handles the events that are ready and returns without waiting for more. Runs on the loop's
+  // thread; may add and remove sources, this one included. Must not throw.
   virtual void perform() = 0;
 };
 
 using CFRunLoopSourceRef = std::shared_ptr<CFRunLoopSource>;
 
-// Names the run loop of one thread. Null names none.
+// The run loop of one thread; null for no loop.
 struct CFRunLoop;
 using CFRunLoopRef = CFRunLoop*;
 
-// The one mode that this system uses.
+// The only mode in use.
 inline constexpr const char* kCFRunLoopDefaultMode = "kCFRunLoopDefaultMode";
 
-// The calling thread's run loop; null where the thread has none and cannot have one. The reference
-// is valid as long as the thread; nobody releases it.
+// The calling thread's run loop; null when the thread cannot have one. Valid until the thread ends;
+// not to be released.
 CFRunLoopRef CFRunLoopGetCurrent();
 
-// Adds `source` to `loop`, which performs it from then on whenever its descriptor is ready. Adding
-// a source twice changes nothing. Thread of the loop only.
+// Adds `source` to `loop`, which then performs it whenever its descriptor is ready. Does nothing if
+// the loop has the source. Thread: the loop's.
 void CFRunLoopAddSource(CFRunLoopRef loop, const CFRunLoopSourceRef& source, const char* mode);
 
-// The opposite. After the return the source is not performed again by this loop, also when its
-// descriptor was ready already. Removing an absent source changes nothing.
+// Removes `source` from `loop`, which does not perform it again, even if its descriptor is ready.
+// Does nothing if the loop does not have the source. Thread: the loop's.
 void CFRunLoopRemoveSource(CFRunLoopRef loop, const CFRunLoopSourceRef& source, const char* mode);
 
-// Runs the calling thread's loop until CFRunLoopStop is called for it or `seconds` have passed,
-// whichever comes first. At least the sources that are ready at the call are performed, also with 0
-// seconds. True when it was stopped, false when the time ran out. May be called from within
-// perform().
+// Runs the calling thread's loop until CFRunLoopStop or for `seconds`. Performs at least the
+// sources that are ready at the call, even with 0 seconds. Returns true when it was stopped, false
+// when the time has passed. May be called from perform().
 bool CFRunLoopRunInMode(const char* mode, double seconds);
 
-// Makes the innermost CFRunLoopRunInMode of `loop` return once the source being performed has
-// returned. Without one running, the next returns at once. Thread of the loop only.
+// Makes the innermost CFRunLoopRunInMode of `loop` return after the source that it is performing.
+// If none is running, the next call returns after performing the ready sources. Thread: the loop's.
 void CFRunLoopStop(CFRunLoopRef loop);

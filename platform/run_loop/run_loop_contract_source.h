@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A run loop source for the contract tests: whoever signals gives it one piece of work.
+// A run loop source for the contract tests, which counts how often it was performed.
 #pragma once
 
 #include <sys/eventfd.h>
@@ -37,7 +37,7 @@ class CountingSource : public CFRunLoopSource {
     if (write(event_, &one, sizeof one) != sizeof one) std::abort();
   }
 
-  // What the work consists of, besides being counted.
+  // Calls `action` at each perform().
   void onWork(std::function<void()> action) { action_ = std::move(action); }
 
   int workDone() const { return workDone_; }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What every run loop does. Compiled once against each back end.
+// The contract of every run loop. Compiled once for each back end.
 #include "platform/run_loop/run_loop.h"
 
 #include <gtest/gtest.h>
@@ -35,14 +35,14 @@ TEST_F(RunLoop, TheMainThreadHasOneAndAlwaysTheSame) {
   EXPECT_EQ(CFRunLoopGetCurrent(), loop);
 }
 
-TEST_F(RunLoop, AReadySourceIsPerformedAlsoByARunOfNoTime) {
+TEST_F(RunLoop, AReadySourceIsPerformedAlsoWith0Seconds) {
   const auto source = addSource();
   source->signal();
   EXPECT_FALSE(runOnce());
   EXPECT_EQ(source->workDone(), 1);
 }
 
-TEST_F(RunLoop, ASourceWithoutWorkHasNothingToDo) {
+TEST_F(RunLoop, ASourceThatIsNotReadyHandlesNoEvent) {
   const auto source = addSource();
   EXPECT_FALSE(runOnce());
   EXPECT_EQ(source->workDone(), 0);
@@ -75,7 +75,7 @@ TEST_F(RunLoop, ARemovedSourceIsNotPerformedThoughItIsReady) {
   EXPECT_EQ(source->workDone(), 0);
 }
 
-TEST_F(RunLoop, ASourceThatAnotherOneRemovesInTheSameRunIsNotPerformed) {
+TEST_F(RunLoop, ASourceThatAnotherRemovesInTheSameRunIsNotPerformed) {
   const auto first = addSource();
   const auto second = addSource();
   first->onWork([&] { CFRunLoopRemoveSource(loop, second, kCFRunLoopDefaultMode); });
@@ -117,7 +117,7 @@ TEST_F(RunLoop, ASourceMayAddAnother) {
   EXPECT_EQ(added.back()->workDone(), 1);
 }
 
-TEST_F(RunLoop, TheLoopHoldsWhatWasAdded) {
+TEST_F(RunLoop, TheLoopOwnsItsSources) {
   auto source = addSource();
   const std::weak_ptr<Source> watch = source;
   source->signal();
@@ -137,7 +137,7 @@ TEST_F(RunLoop, AStopFromASourceEndsTheRun) {
   EXPECT_TRUE(CFRunLoopRunInMode(kCFRunLoopDefaultMode, run_loop_contract::kLimit));
 }
 
-TEST_F(RunLoop, AStopBeforeARunEndsThatOneAtOnceAndNoOther) {
+TEST_F(RunLoop, AStopBeforeARunEndsThatRunOnly) {
   CFRunLoopStop(loop);
   EXPECT_TRUE(CFRunLoopRunInMode(kCFRunLoopDefaultMode, run_loop_contract::kLimit));
   EXPECT_FALSE(runOnce());
@@ -157,7 +157,7 @@ TEST_F(RunLoop, AStopEndsTheInnermostRunOnly) {
   EXPECT_TRUE(innerStopped);
 }
 
-TEST_F(RunLoop, NoLoopAndNoSourceAreLeftAlone) {
+TEST_F(RunLoop, ANullLoopOrSourceIsIgnored) {
   CFRunLoopAddSource(nullptr, std::make_shared<Source>(), kCFRunLoopDefaultMode);
   CFRunLoopAddSource(loop, nullptr, kCFRunLoopDefaultMode);
   CFRunLoopRemoveSource(nullptr, nullptr, kCFRunLoopDefaultMode);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the run loops do that watch descriptors and wait, as the ones of real programs do.
+// The contract of the run loops that watch descriptors and wait, which the programs use.
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -43,7 +43,7 @@ TEST_F(WaitingRunLoop, EndsAfterTheGivenTime) {
   EXPECT_GE(Seconds(std::chrono::steady_clock::now() - start).count(), 0.049);
 }
 
-TEST_F(WaitingRunLoop, RunsThatAreNestedEachEndByThemselves) {
+TEST_F(WaitingRunLoop, NestedRunsEndEachByItself) {
   bool innerStopped = true;
   source->onWork([&] {
     if (source->workDone() == 1) {

@@ -22,7 +22,7 @@ int openSessionBus(int limitMs, Bus* bus) {
   const Deadline deadline(limitMs);
   Bus opened;
   int result = startSessionBus(&opened);
-  // A blocking call on a connection that is not ready waits for that as long as the library likes.
+  // A blocking call on a bus that is not ready would wait without limit until it is: wait here.
   while (result >= 0 && (result = sd_bus_is_ready(opened.get())) == 0) {
     if (deadline.hasPassed()) return -ETIMEDOUT;
     result = sd_bus_process(opened.get(), nullptr);
@@ -40,10 +40,10 @@ void waitForBuses(std::span<sd_bus* const> buses, const Deadline& deadline) {
   for (sd_bus* bus : buses) {
     const int descriptor = sd_bus_get_fd(bus);
     const int events = sd_bus_get_events(bus);
-    if (descriptor < 0 || events < 0) return;  // broken: processing it tells
+    if (descriptor < 0 || events < 0) return;  // lost: sd_bus_process() reports it
     watched.push_back({descriptor, static_cast<short>(events), 0});
   }
-  // Whether it is ready, late or interrupted by a signal, the caller looks again.
+  // The result does not matter: the caller processes the buses and checks the deadline.
   poll(watched.data(), watched.size(), deadline.milliseconds());
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What programs share of the session bus: owners of the bus library's handles, and a connection
-// that is opened within a time limit. No seam: the logic includes none of this.
+// Owners of sd-bus handles, and a session bus connection that is opened within a time limit. No
+// seam: for back ends, the driver service and the tool. A bus connection and its messages belong to
+// one thread.
 #pragma once
 
 #include <systemd/sd-bus.h>
@@ -17,14 +18,14 @@ struct Release {
   void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }
   void operator()(sd_bus_slot* slot) const { sd_bus_slot_unref(slot); }
 };
-// Closing drops what the bus has not taken yet: a bus that hangs must not keep the process.
+// Closing drops unsent messages without flushing: a bus that hangs must not block the process.
 using Bus = std::unique_ptr<sd_bus, Release>;
 using BusMessage = std::unique_ptr<sd_bus_message, Release>;
-// A pending call, a match or an object; releasing it ends it, and its handler is not called any
-// more.
+// A pending call, a match or an exported object. Releasing it cancels it: its handler is not called
+// again.
 using BusSlot = std::unique_ptr<sd_bus_slot, Release>;
 
-// The time by which a call has to be over, all of its steps together.
+// The point in time at which an operation times out, all of its steps together.
 class Deadline {
  public:
   using Clock = std::chrono::steady_clock;
@@ -34,7 +35,7 @@ class Deadline {
 
   bool hasPassed() const { return Clock::now() >= end_; }
 
-  // What is left, rounded up for poll(): 0 only when nothing is.
+  // The time left for poll(), rounded up, so that it is 0 only after the deadline.
   int milliseconds() const {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now());
     return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
@@ -44,15 +45,16 @@ class Deadline {
   Clock::time_point end_;
 };
 
-// A connection that is still being set up: process it until sd_bus_is_ready(). Negative errno, and
-// no connection, on failure.
+// Starts to connect to the session bus. The caller processes *bus until sd_bus_is_ready(). Returns
+// a negative errno and sets *bus to null on failure.
 int startSessionBus(Bus* bus);
 
-// Waits until the bus has let this process in, at most `limitMs`: 0, or negative errno with *bus
-// left alone, -ETIMEDOUT for a bus that does not answer. Blocking calls on the bus wait as long.
+// Connects to the session bus and waits until it is ready, at most `limitMs` milliseconds. Blocking
+// calls on *bus then have the same limit. Returns 0, or a negative errno with *bus unchanged;
+// -ETIMEDOUT when the bus does not answer in time.
 int openSessionBus(int limitMs, Bus* bus);
 
-// Waits until one of `buses` has something to process or the deadline passes.
+// Waits until sd-bus can process one of `buses`, a signal arrives or the deadline passes.
 void waitForBuses(std::span<sd_bus* const> buses, const Deadline& deadline);
 
 }  // namespace session_bus

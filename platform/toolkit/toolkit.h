@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Toolkit seam: the application's main loop, its window and the controls in it.
 //
-// Controls are small values that name a control of the loaded window; copies name the same control,
-// which belongs to the window. One that names nothing (made by default, or an outlet that the
-// window lacks) drops what it is told and answers with zeros. Sizes and positions are in points;
-// the origin is the lower left corner of the enclosing view, y growing upwards. Texts are UTF-8.
+// A control here is a small value that refers to a control of the loaded window; copies refer to
+// the same control, which the window owns. An empty control (default-constructed, or not in the
+// window) ignores every call and returns zeros. Sizes and positions are in points; the origin is
+// the lower left corner of the enclosing view, y growing upwards. Texts are UTF-8.
 //
 // Main thread only.
 //
@@ -36,11 +36,11 @@ struct NSRect {
   bool operator==(const NSRect&) const = default;
 };
 
-// A picture among the application's resources. One that could not be found is empty.
+// A picture of the application's resources; empty if it was not found.
 class NSImage {
  public:
   NSImage() = default;
-  // Finds the resource `name` ("VX-310.png"), in the resolutions that it comes in.
+  // Loads the resource `name` ("VX-310.png") in the resolution for the screen.
   static NSImage imageNamed(std::string_view name);
 
   bool empty() const { return picture_ == nullptr; }
@@ -48,11 +48,10 @@ class NSImage {
 
  private:
   explicit NSImage(std::shared_ptr<const void> picture) : picture_(std::move(picture)) {}
-  std::shared_ptr<const void> picture_;  // the back end's own form
+  std::shared_ptr<const void> picture_;  // of a type of the back end
 };
 
-// A fill: here, always an image repeated in both directions. An empty image leaves the
-// window's own colour.
+// A fill: an image repeated in both directions. An empty image keeps the window's own colour.
 struct NSColor {
   static NSColor colorWithPatternImage(NSImage image) { return NSColor{std::move(image)}; }
   NSImage pattern;
@@ -66,7 +65,7 @@ class NSView {
   NSView superview() const;
   NSRect frame() const;
   void setFrame(NSRect frame);
-  // Redraws the view now.
+  // Redraws the view before it returns.
   void display();
 
   void* object() const { return object_; }
@@ -107,7 +106,7 @@ class NSPopUpButton : public NSControl {
 
   // Selects the item at zero-based `index`; an index outside the items clears the selection.
   void selectItemAtIndex(std::int32_t index);
-  // Selects the item; null, the one value used, clears the selection.
+  // Clears the selection; null is the only argument in use.
   void selectItem(std::nullptr_t);
   // -1 when no item is selected.
   std::int32_t indexOfSelectedItem() const;
@@ -122,13 +121,13 @@ class NSImageView : public NSControl {
  public:
   using NSControl::NSControl;
 
-  // Shows the image, scaled to the view; an empty one empties the view.
+  // Shows the image, scaled to the view; an empty image clears the view.
   void setImage(const NSImage& image);
   void setFrameSize(NSSize size);
   void setFrameOrigin(NSPoint origin);
 };
 
-// The root of the objects that a window file makes.
+// Base class of the window file's owner.
 class NSObject {
  public:
   NSObject() = default;
@@ -150,8 +149,7 @@ class NSApplicationDelegate {
   ~NSApplicationDelegate() = default;
 };
 
-// The loaded window file. A control that is not in it, or of another kind, comes back naming
-// nothing.
+// The loaded window file. Returns an empty control when it has none of that name and kind.
 class NSNib {
  public:
   virtual NSTextField textField(std::string_view name) = 0;
@@ -160,36 +158,36 @@ class NSNib {
   virtual NSButton button(std::string_view name) = 0;
 
   using Action = std::function<void()>;
-  // Runs `action` whenever the user picks an item of the menu or presses the button called `name`.
-  // What the program selects does not run it. The window owns the action and drops it when it goes.
+  // Runs `action` whenever the user picks an item of the menu or presses the button `name`; items
+  // that the program selects do not run it. The window owns the action and destroys it with itself.
   virtual void connectAction(std::string_view name, Action action) = 0;
 
  protected:
   ~NSNib() = default;
 };
 
-// Makes the file's owner and binds its outlets to the controls of `nib`, which lives until the
-// owner has been destroyed.
+// Makes the window file's owner and binds its outlets to the controls of `nib`, which outlives the
+// owner.
 using NSNibLoader = std::unique_ptr<NSObject> (*)(NSNib& nib);
 
-// Runs the application: loads the window, lets `loader` make its owner, shows the window and paints
-// it once, calls awakeFromNib, paints it again, calls the delegate's applicationDidFinishLaunching,
-// then runs the main loop of the calling thread until the application is terminated: by
-// NSAppTerminate, by closing the last window when the delegate agrees, or by SIGINT, SIGTERM or
-// SIGHUP (one that was ignored when the program started stays ignored; SIGPIPE never ends it).
-// Before it returns it calls applicationWillTerminate once and destroys the owner. Returns the
-// program's exit status.
+// Runs the application: loads the window, makes its owner with `loader`, shows the window and
+// paints it once, calls awakeFromNib, paints it again, calls the delegate's
+// applicationDidFinishLaunching, then runs the main loop of the calling thread until the
+// application is terminated: by NSAppTerminate, by closing the last window if the delegate agrees,
+// or by SIGINT, SIGTERM or SIGHUP. A signal that was ignored when the program started stays
+// ignored; SIGPIPE never ends the program. Before it returns it calls applicationWillTerminate once
+// and destroys the owner. Returns the program's exit status.
 int NSApplicationMain(int argc, char** argv, NSNibLoader loader);
 
-// The receiver of the application's questions and notices, not owned; null for none.
+// Sets the application's delegate, which is not owned; null for none.
 void NSAppSetDelegate(NSApplicationDelegate* delegate);
 
-// Ends the application once the event being handled is done.
+// Terminates the application after the event that is being handled.
 void NSAppTerminate();
 
-// The folder of the application package, without a slash at the end. Its resources are below
+// The path of the application package, without a slash at the end. Its resources are in the folder
 // "Contents/Resources".
 std::string NSBundleMainBundlePath();
 
-// Opens a file with the application that the user's desktop has for it; false when it has none.
+// Opens a file with the desktop's application for it; false when there is none.
 bool NSWorkspaceOpenFile(std::string_view path);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the contract tests need from a back end besides the contract: its user, and eyes. Each back
-// end's test program defines the operations.
+// What the contract tests need from a back end beyond the contract: to act as the user and to read
+// the state of the controls. Each back end's test program defines these functions.
 #pragma once
 
 #include <functional>
@@ -10,9 +10,9 @@
 
 namespace toolkit_contract {
 
-// Names of the window that every back end is tested with.
+// Controls and resources that every back end is tested with.
 inline constexpr const char* kField = "KvDeviceField";
-inline constexpr const char* kMenu = "KvIoRInCh1And2Menu";  // of kMenuItems
+inline constexpr const char* kMenu = "KvIoRInCh1And2Menu";  // has kMenuItems items
 inline constexpr const char* kImageView = "KvDeviceBitmap";
 inline constexpr const char* kButton = "Help";
 inline constexpr std::int32_t kMenuItems = 4;
@@ -25,7 +25,7 @@ void prepare();
 // Runs the program with `loader`, as main does.
 int run(NSNibLoader loader);
 
-// Once the application runs: lets the main loop call `event` after what is already waiting.
+// Makes the main loop call `event`, once it runs, after the events that are already queued.
 void post(std::function<void()> event);
 
 std::string textOf(const char* field);
@@ -33,7 +33,7 @@ bool isHidden(const char* control);
 bool isEnabled(const char* control);
 bool showsPicture(const char* imageView);
 
-// The user's doings. The controls must be shown.
+// Act as the user. The controls must be shown.
 void pickLastItem(const char* menu);
 void press(const char* button);
 void closeWindow();

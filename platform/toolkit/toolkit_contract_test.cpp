@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What every toolkit does. Compiled once against each back end.
+// The contract of every toolkit. Compiled once for each back end.
 #include <gmock/gmock.h>
 
 #include <string>
@@ -18,8 +18,8 @@ using testing::StartsWith;
 
 using Steps = std::vector<std::string>;
 
-// What a test lets the window's owner do. The loader is a plain function, so it finds the plan
-// here.
+// The actions that a test gives the window's owner. The loader is a plain function pointer without
+// user data, so the plan is global.
 struct Plan {
   std::function<void(NSNib&)> loading = [](NSNib&) {};
   std::function<void(NSNib&)> awaking = [](NSNib&) {};
@@ -76,7 +76,7 @@ class Toolkit : public testing::Test {
         [](NSNib& nib) -> std::unique_ptr<NSObject> { return std::make_unique<Owner>(nib); });
   }
 
-  // Runs the program for what is to be done with the window.
+  // Runs the program and calls the function with the window's controls.
   void runFor(const std::function<void(NSNib&)>& action) {
     plan.running = [&](NSNib& nib) {
       action(nib);
@@ -88,7 +88,7 @@ class Toolkit : public testing::Test {
   Plan plan;
 };
 
-TEST_F(Toolkit, TheApplicationGoesThroughItsLifeInOrder) {
+TEST_F(Toolkit, TheApplicationStartsAndEndsInOrder) {
   plan.running = [this](NSNib&) {
     post([this] {
       plan.steps.push_back("event");
@@ -113,7 +113,7 @@ TEST_F(Toolkit, TerminatingLetsTheEventBeingHandledFinish) {
                           "rest of the event", "applicationWillTerminate", "destroyed"));
 }
 
-TEST_F(Toolkit, TerminatingWhileAwakingStillGoesThroughItsLifeInOrder) {
+TEST_F(Toolkit, TerminatingInAwakeFromNibStillStartsAndEndsInOrder) {
   plan.awaking = [](NSNib&) { NSAppTerminate(); };
   plan.running = [](NSNib&) {};
   EXPECT_EQ(run(), 0);
@@ -201,7 +201,7 @@ TEST_F(Toolkit, AControlIsDisabledAndEnabledWhetherShownOrNot) {
   });
 }
 
-TEST_F(Toolkit, CopiesOfAControlNameTheSame) {
+TEST_F(Toolkit, CopiesReferToTheSameControl) {
   runFor([](NSNib& nib) {
     NSTextField copy = nib.textField(kField);
     nib.textField(kField).setStringValue("from the other");
@@ -266,7 +266,7 @@ TEST_F(Toolkit, TheUsersPickSelectsTheItemAndRunsTheAction) {
   EXPECT_THAT(picks, ElementsAre(std::to_string(kMenuItems - 1)));
 }
 
-TEST_F(Toolkit, WhatTheProgramSelectsRunsNoAction) {
+TEST_F(Toolkit, AnItemThatTheProgramSelectsRunsNoAction) {
   bool acted = false;
   plan.loading = [&](NSNib& nib) { nib.connectAction(kMenu, [&] { acted = true; }); };
   runFor([](NSNib& nib) {
@@ -305,7 +305,7 @@ TEST_F(Toolkit, AnActionMayEndTheApplication) {
   EXPECT_EQ(run(), 0);
 }
 
-TEST_F(Toolkit, TheFrameOfAViewIsWhatWasSet) {
+TEST_F(Toolkit, TheFrameOfAViewIsTheOneThatWasSet) {
   runFor([](NSNib& nib) {
     NSImageView view = nib.imageView(kImageView);
     const NSRect frame{{13, 45}, {200, 100}};
@@ -335,7 +335,7 @@ TEST_F(Toolkit, AnImageViewShowsAnImageAndIsEmptiedByAnEmptyOne) {
   });
 }
 
-TEST_F(Toolkit, AnImageThatIsNotThereIsEmpty) {
+TEST_F(Toolkit, AMissingImageIsEmpty) {
   runFor([](NSNib&) {
     EXPECT_FALSE(NSImage::imageNamed(kImage).empty());
     EXPECT_TRUE(NSImage::imageNamed(kMissingImage).empty());
@@ -354,7 +354,7 @@ TEST_F(Toolkit, TheEnclosingViewIsRedrawn) {
   runFor([](NSNib& nib) { nib.textField(kField).superview().display(); });
 }
 
-TEST_F(Toolkit, ANameThatTheWindowLacksNamesNothing) {
+TEST_F(Toolkit, AnUnknownNameGivesAnEmptyControl) {
   runFor([](NSNib& nib) {
     EXPECT_EQ(nib.textField("NoSuchField").object(), nullptr);
     EXPECT_EQ(nib.popUpButton("NoSuchMenu").object(), nullptr);
@@ -364,7 +364,7 @@ TEST_F(Toolkit, ANameThatTheWindowLacksNamesNothing) {
   });
 }
 
-TEST_F(Toolkit, AControlOfAnotherKindNamesNothing) {
+TEST_F(Toolkit, ANameOfAnotherKindGivesAnEmptyControl) {
   runFor([](NSNib& nib) {
     nib.textField(kField);
     nib.popUpButton(kMenu);
@@ -378,7 +378,7 @@ TEST_F(Toolkit, AControlOfAnotherKindNamesNothing) {
   });
 }
 
-TEST(ToolkitNothing, DropsWhatItIsToldAndAnswersWithZeros) {
+TEST(EmptyControl, IgnoresEveryCallAndReturnsZeros) {
   NSTextField().setStringValue("nobody");
   NSPopUpButton menu;
   menu.selectItemAtIndex(1);
@@ -398,7 +398,7 @@ TEST(ToolkitNothing, DropsWhatItIsToldAndAnswersWithZeros) {
   EXPECT_EQ(view.frame(), NSRect());
 }
 
-TEST_F(Toolkit, ActionsGoWithTheWindow) {
+TEST_F(Toolkit, TheWindowDestroysItsActions) {
   auto held = std::make_shared<int>(0);
   plan.loading = [&](NSNib& nib) {
     nib.connectAction(kButton, [held] { ++*held; });

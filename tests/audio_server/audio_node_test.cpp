@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The driver's node on a private server, driven by hand from the test's own thread.
+// The driver's audio node on a private PipeWire server, run from the test's own thread.
 #include "driver/audio_node/audio_node.h"
 
 #include <gmock/gmock.h>
@@ -49,7 +49,7 @@ std::size_t countThreads() {
 
 class DriverAudioNode : public testing::Test {
  protected:
-  // A node that keeps account of itself here.
+  // A node that records its writes in this fixture.
   void publish() {
     node_.emplace(driverGraph_, "VX-310", kRecords,
                   AudioNode::Handlers{[this](const RoutingRecord& record) {
@@ -71,7 +71,7 @@ class DriverAudioNode : public testing::Test {
     ASSERT_TRUE(runUntil([&] { return graph_->findNode("VX-310") != 0; }));
   }
 
-  // Runs the driver's graph until the condition holds, looking again after each event.
+  // Runs the driver's graph until the condition holds; it is evaluated after each event.
   bool runUntil(const std::function<bool()>& condition) {
     const auto deadline = std::chrono::steady_clock::now() + kLimit;
     while (!condition()) {
@@ -87,7 +87,7 @@ class DriverAudioNode : public testing::Test {
     return true;
   }
 
-  // Has another program follow the node, until it has seen these records.
+  // Lets another client follow the node and waits until it has seen these records.
   bool othersSee(const RoutingRecords& records) {
     return runUntil([&] { return graph_->routings() == bytesOf(records); });
   }
@@ -158,7 +158,7 @@ TEST_F(DriverAudioNode, AfterADestroyedNodeAnotherCanBeMade) {
   EXPECT_TRUE(runUntil([&] { return presence_ == std::vector{true, true}; }));
 }
 
-TEST_F(DriverAudioNode, PublishedBeforeTheServerItAppearsWithIt) {
+TEST_F(DriverAudioNode, ANodePublishedBeforeTheServerStartsAppearsWithIt) {
   publish();
   driverGraph_.dispatch();
   EXPECT_FALSE(present());
@@ -188,7 +188,7 @@ TEST_F(DriverAudioNode, ItReappearsAfterTheServerWasKilled) {
   }
 }
 
-TEST_F(DriverAudioNode, DestroyedWhileTheServerIsAwayItStaysAway) {
+TEST_F(DriverAudioNode, DestroyedWithoutAServerItDoesNotReappear) {
   AudioNode other(driverGraph_, "Other", kRecords, {});
   startServerAndPublish();
   graph_.reset();
@@ -217,7 +217,7 @@ TEST_F(DriverAudioNode, AllNodesOfAGraphReappearWithTheServer) {
   EXPECT_TRUE(runUntil(allAreThere));
 }
 
-// However many there are, they share what the system gives each user few of.
+// The system limits the number of inotify watches per user, so the nodes of a graph share one.
 TEST_F(DriverAudioNode, ManyNodesOfAGraphTakeOneWatchAndOneThread) {
   startServerAndPublish();
   const auto resources = [] {
@@ -234,13 +234,13 @@ TEST_F(DriverAudioNode, ManyNodesOfAGraphTakeOneWatchAndOneThread) {
   EXPECT_EQ(resources(), before);
 }
 
-TEST_F(DriverAudioNode, OthersReadTheRecords) {
+TEST_F(DriverAudioNode, OtherClientsReadTheRecords) {
   startServerAndPublish();
   graph_->follow(graph_->findNode("VX-310"));
   EXPECT_TRUE(othersSee(kRecords));
 }
 
-TEST_F(DriverAudioNode, OthersSeeARecordThatTheDriverChanges) {
+TEST_F(DriverAudioNode, OtherClientsSeeARecordThatTheDriverChanges) {
   startServerAndPublish();
   graph_->follow(graph_->findNode("VX-310"));
   RoutingRecords records = kRecords;
@@ -261,7 +261,7 @@ TEST_F(DriverAudioNode, AWriteReachesTheDriverAndItsAnswerTheWriter) {
   EXPECT_THAT(written_, ElementsAre(RoutingRecord{1, 1, 2}));
 }
 
-TEST_F(DriverAudioNode, AfterARefusedWriteTheRecordsAreShownAgain) {
+TEST_F(DriverAudioNode, AfterARefusedWriteTheNodeSendsItsRecordsAgain) {
   startServerAndPublish();
   graph_->follow(graph_->findNode("VX-310"));
   EXPECT_TRUE(othersSee(kRecords));
@@ -279,13 +279,13 @@ TEST_F(DriverAudioNode, WritesOfAnyOtherSizeAreIgnored) {
   for (const std::size_t size : {0u, 1u, 11u, 13u, 60u, 4000u}) {
     write(std::vector<std::uint8_t>(size, 0));
   }
-  // Writes arrive in order: when the good one has come, the others have been judged.
+  // Writes arrive in order: when the correct one has arrived, the others have been handled.
   write({1, 1, 2});
   EXPECT_TRUE(runUntil([&] { return !written_.empty(); }));
   EXPECT_THAT(written_, ElementsAre(RoutingRecord{1, 1, 2}));
 }
 
-TEST_F(DriverAudioNode, TheLoopbackPairGivesBackWhatIsPlayed) {
+TEST_F(DriverAudioNode, TheLoopbackPairReturnsThePlayback) {
   startServerAndPublish();
   pipewire_test::Player player(*graph_, {0.25f, 0.5f});
   pipewire_test::Recorder recorder(*graph_, 6);

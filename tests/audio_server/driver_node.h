@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The driver's node as a driver process runs it: on a thread with a loop of its own.
+// The driver's audio node on a thread with a loop of its own, as in a driver process.
 #pragma once
 
 #include <poll.h>
@@ -17,7 +17,7 @@
 
 namespace pipewire_test {
 
-// Takes every value that is written to one of its routings, unless told to refuse.
+// Takes every value that is written to one of its routings until refuseWrites(). Any thread.
 class DriverNode {
  public:
   DriverNode(std::string name, const RoutingRecords& records)
@@ -37,7 +37,7 @@ class DriverNode {
     refuse_ = true;
   }
 
-  // The records that reached the driver.
+  // The records that clients have written, in order.
   std::vector<RoutingRecord> written() const {
     const std::lock_guard lock(mutex_);
     return written_;

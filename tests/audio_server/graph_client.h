@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Another program on the same PipeWire server: it makes devices as the server does for sound cards,
-// looks at what is in the graph, writes to nodes and connects ports.
+// Another client of the same PipeWire server: makes devices as the server does for sound cards,
+// lists the graph's objects, writes to nodes and connects ports.
 #pragma once
 
 #include <pipewire/pipewire.h>
@@ -19,21 +19,22 @@ namespace pipewire_test {
 
 using Properties = std::map<std::string, std::string>;
 
-// A client with a thread of its own. What it makes lives as long as it does. Any thread.
+// A client with a thread of its own. It owns the devices and links that it makes. Any thread.
 class GraphClient {
  public:
-  // The server must run.
+  // The server must be running.
   GraphClient();
   ~GraphClient();
   GraphClient(const GraphClient&) = delete;
   GraphClient& operator=(const GraphClient&) = delete;
 
-  // A device with these properties, known by its "node.name". Ports and format come from the
-  // server.
+  // Makes a device with these properties; its "node.name" identifies it. The server chooses its
+  // ports and format.
   void addDevice(const Properties& properties);
   void removeDevice(const std::string& nodeName);
 
-  // Readable after each change of what the functions below tell; taking the event resets it.
+  // Reads as ready after each change of the data that the functions below return, until
+  // takeEvent().
   int descriptor() const { return changed_; }
   void takeEvent();
   // Waits for events until the condition holds.
@@ -45,22 +46,22 @@ class GraphClient {
     std::string type;
     Properties properties;
   };
-  // Everything in the registry.
+  // All objects of the registry.
   std::vector<Object> objects() const;
-  // The node whose "node.description" this is; 0 when there is none.
+  // The id of the node with this "node.description"; 0 if there is none.
   std::uint32_t findNode(const std::string& description) const;
-  // The port of that name of a node; 0 when there is none.
+  // The id of a node's port of this name; 0 if there is none.
   std::uint32_t findPort(std::uint32_t node, const std::string& name) const;
 
-  // Follows the node's Props from now on, and can write them.
+  // Follows the Props of `node`; writeProps() then writes to it.
   void follow(std::uint32_t node);
-  // The bytes of the routing property as last shown by the node that is followed.
+  // The bytes of the routing property that the followed node sent last.
   std::vector<std::uint8_t> routings() const;
-  // How often it has shown its Props.
+  // How often the followed node has sent its Props.
   int timesShown() const;
   void writeProps(const spa_pod* props);
 
-  // Connects two ports, known by their ids.
+  // Connects two ports by their ids.
   void link(std::uint32_t outputPort, std::uint32_t inputPort);
 
   pw_thread_loop* loop() { return loop_; }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What is particular to the audio server seam on PipeWire. The back end starts once in a process;
-// each test leaves it without a server.
+// The PipeWire back end of the audio server seam, beyond the contract. The back end starts once per
+// process; each test stops its server at the end.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -32,16 +32,9 @@ using testing::ElementsAre;
 using Clock = std::chrono::steady_clock;
 
 constexpr auto kLimit = std::chrono::seconds(10);
-// The seam's limit, and what a busy machine may add to it.
+// The seam's limit, plus time for a busy machine.
 constexpr auto kCallLimit = std::chrono::milliseconds(kAudioServerCallLimitMs + 500);
 constexpr RoutingRecords kRecords{{{0, 0, 10}, {0, 1, 11}, {1, 0, 12}, {1, 1, 13}, {1, 2, 14}}};
-
-constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
-  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
-}
-constexpr auto kDeviceList = globalProperty(kAudioHardwarePropertyDevices);
-constexpr auto kName = globalProperty(kAudioDevicePropertyDeviceName);
-constexpr auto kRouting = globalProperty(fourCharCode(kRoutingProperty));
 
 test_support::PipeWireServer& server() {
   static test_support::PipeWireServer privateServer;
@@ -51,16 +44,16 @@ test_support::PipeWireServer& server() {
 std::string nameOf(AudioObjectID device) {
   std::array<std::uint8_t, 128> bytes{};
   std::uint32_t size = bytes.size();
-  AudioObjectGetPropertyData(device, kName, &size, bytes);
+  AudioObjectGetPropertyData(device, kDeviceNameAddress, &size, bytes);
   return reinterpret_cast<const char*>(bytes.data());
 }
 
-// The ids and names in order; nothing while the server is not running.
+// The ids and names in order; nullopt while the server is not running.
 using Devices = std::vector<std::pair<AudioObjectID, std::string>>;
 std::optional<Devices> devices() {
   std::array<std::uint8_t, 256> bytes{};
   std::uint32_t size = bytes.size();
-  if (AudioObjectGetPropertyData(kAudioObjectSystemObject, kDeviceList, &size, bytes) !=
+  if (AudioObjectGetPropertyData(kAudioObjectSystemObject, kDeviceListAddress, &size, bytes) !=
       kAudioHardwareNoError) {
     return std::nullopt;
   }
@@ -78,7 +71,7 @@ OSStatus writeRouting(AudioObjectID device, std::uint32_t input, std::int32_t pa
   const RoutingRecord record{input, pair, value};
   std::array<std::uint8_t, sizeof record> bytes;
   std::memcpy(bytes.data(), &record, sizeof record);
-  return AudioObjectSetPropertyData(device, kRouting, bytes);
+  return AudioObjectSetPropertyData(device, kRoutingAddress, bytes);
 }
 
 std::optional<std::int32_t> readRouting(AudioObjectID device, std::uint32_t input,
@@ -87,7 +80,7 @@ std::optional<std::int32_t> readRouting(AudioObjectID device, std::uint32_t inpu
   std::array<std::uint8_t, sizeof record> bytes;
   std::memcpy(bytes.data(), &record, sizeof record);
   std::uint32_t size = bytes.size();
-  if (AudioObjectGetPropertyData(device, kRouting, &size, bytes) != kAudioHardwareNoError) {
+  if (AudioObjectGetPropertyData(device, kRoutingAddress, &size, bytes) != kAudioHardwareNoError) {
     return std::nullopt;
   }
   std::memcpy(&record, bytes.data(), sizeof record);
@@ -96,18 +89,19 @@ std::optional<std::int32_t> readRouting(AudioObjectID device, std::uint32_t inpu
 
 class PipeWireAudioServer : public testing::Test {
  protected:
-  // The server's folder is known to the process before anything connects.
+  // Set PipeWire's environment variables before the back end connects.
   PipeWireAudioServer() { server(); }
   ~PipeWireAudioServer() override {
     graph_.reset();
     server().stop();
-    // The next test must not meet what this one has left.
+    // Leave no listener or device to the next test.
     EXPECT_TRUE(eventually([] { return !devices(); }));
-    AudioObjectRemovePropertyListener(kAudioObjectSystemObject, kDeviceList, listChanged, this);
+    AudioObjectRemovePropertyListener(kAudioObjectSystemObject, kDeviceListAddress, listChanged,
+                                      this);
   }
 
   void listen() {
-    AudioObjectAddPropertyListener(kAudioObjectSystemObject, kDeviceList, listChanged, this);
+    AudioObjectAddPropertyListener(kAudioObjectSystemObject, kDeviceListAddress, listChanged, this);
   }
 
   void startServer() {
@@ -117,7 +111,7 @@ class PipeWireAudioServer : public testing::Test {
     ASSERT_TRUE(eventually([] { return devices().has_value(); }));
   }
 
-  // Looks again after each change of the list.
+  // Waits until the condition holds; it is evaluated after each change of the device list.
   bool eventually(const std::function<bool()>& condition) {
     std::unique_lock lock(mutex_);
     for (;;) {
@@ -160,7 +154,8 @@ class PipeWireAudioServer : public testing::Test {
   int changes_ = 0;
 };
 
-// The two tests of the first connection come first, so that they meet it in any way of running.
+// The two tests of the first connection come first, so that they see it also when one process runs
+// all tests.
 TEST_F(PipeWireAudioServer, AServerThatDoesNotAnswerDelaysTheFirstCallByNoMoreThanTheLimit) {
   ASSERT_TRUE(server().start());
   server().suspend();
@@ -172,7 +167,7 @@ TEST_F(PipeWireAudioServer, AServerThatDoesNotAnswerDelaysTheFirstCallByNoMoreTh
   EXPECT_TRUE(eventually([] { return devices().has_value(); }));
 }
 
-TEST_F(PipeWireAudioServer, WithoutAServerNothingIsWaitedFor) {
+TEST_F(PipeWireAudioServer, WithoutAServerNoCallWaits) {
   const auto start = Clock::now();
   listen();
   EXPECT_TRUE(eventually([] { return !devices().has_value(); }));
@@ -181,7 +176,7 @@ TEST_F(PipeWireAudioServer, WithoutAServerNothingIsWaitedFor) {
   EXPECT_TRUE(eventually([] { return devices().has_value(); }));
 }
 
-TEST_F(PipeWireAudioServer, AServerThatWasKilledIsNoticedWhenItComesBack) {
+TEST_F(PipeWireAudioServer, AKilledServerIsFoundAgainWhenItReturns) {
   startServer();
   for (int round = 0; round < 3; ++round) {
     graph_.reset();
@@ -216,14 +211,14 @@ TEST_F(PipeWireAudioServer, OnlyAudioDevicesAreListed) {
   EXPECT_THAT(devices().value(), ElementsAre(std::pair(speaker, std::string("speaker"))));
 }
 
-TEST_F(PipeWireAudioServer, IdsAreTheServersOwn) {
+TEST_F(PipeWireAudioServer, IdsAreThoseOfTheServer) {
   startServer();
   graph_->addDevice({{"media.class", "Audio/Sink"}, {"node.name", "n"}, {"node.description", "d"}});
   const AudioObjectID device = find("d");
   EXPECT_TRUE(graph_->waitFor([&] { return graph_->findNode("d") == device; }, kLimit));
 }
 
-TEST_F(PipeWireAudioServer, AListenedChangeShowsTheDeviceWithItsNameAndItsRoutings) {
+TEST_F(PipeWireAudioServer, AListenerSeesANewDeviceWithItsNameAndRoutings) {
   std::mutex mutex;
   std::vector<std::optional<std::int32_t>> seen;
   onChange_ = [&] {
@@ -267,7 +262,7 @@ TEST_F(PipeWireAudioServer, AWriteOnTheNotificationThreadFailsAtOnce) {
   const Outcome outcome = future.get();
   EXPECT_EQ(outcome.status, kAudioHardwareUnspecifiedError);
   EXPECT_LT(outcome.time, std::chrono::milliseconds(kAudioServerCallLimitMs));
-  // And the thread is not stuck.
+  // The notification thread still works.
   EXPECT_EQ(writeRouting(find("VX-310"), 1, 1, 3), kAudioHardwareNoError);
 }
 
@@ -289,7 +284,7 @@ TEST_F(PipeWireAudioServer, ADriverThatDoesNotAnswerDelaysAWriteByNoMoreThanTheL
   EXPECT_LT(Clock::now() - start, kCallLimit);
 }
 
-TEST_F(PipeWireAudioServer, AServerThatHangsDelaysReadsByNothingAndWritesByTheLimit) {
+TEST_F(PipeWireAudioServer, AHungServerDoesNotDelayReadsAndDelaysWritesByTheLimit) {
   startServer();
   DriverNode node("VX-310", kRecords);
   const AudioObjectID device = find("VX-310");
@@ -302,7 +297,7 @@ TEST_F(PipeWireAudioServer, AServerThatHangsDelaysReadsByNothingAndWritesByTheLi
   EXPECT_LT(Clock::now() - start, kCallLimit);
   server().resume();
   EXPECT_EQ(writeRouting(device, 1, 2, 2), kAudioHardwareNoError);
-  // The late write was carried out all the same.
+  // The device has taken the late write.
   EXPECT_EQ(readRouting(device, 1, 1), 3);
 }
 

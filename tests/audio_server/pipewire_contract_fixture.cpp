@@ -13,7 +13,8 @@ namespace audio_server_contract {
 
 namespace {
 
-// The back end under test connects once in a process, so all tests of a process share the folder.
+// The back end under test connects once per process, so all tests of a process share the server's
+// folder.
 test_support::PipeWireServer& privateServer() {
   static test_support::PipeWireServer server;
   return server;

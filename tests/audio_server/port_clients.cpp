@@ -78,7 +78,7 @@ std::vector<float> Recorder::levels() const {
   return levels_;
 }
 
-// A test may hold the audio thread up for a moment: there is no hardware behind it.
+// Locks the audio thread for a moment, which is allowed here: the tests have no hardware.
 void Recorder::onProcess(void* data, spa_io_position* position) {
   Recorder& self = *static_cast<Recorder*>(data);
   const auto frames = static_cast<std::uint32_t>(position->clock.duration);

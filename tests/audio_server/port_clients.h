@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Programs that play to and record from other nodes of the graph.
+// Clients that play to and record from other nodes of the graph.
 #pragma once
 
 #include <pipewire/filter.h>
@@ -11,8 +11,8 @@
 
 namespace pipewire_test {
 
-// A node named "player" whose port out_N carries the N-th level all the time. It lives on the
-// connection of `client`.
+// A node named "player" on the server connection of `client`. Its port out_N plays the N-th level,
+// from 1, without end.
 class Player {
  public:
   Player(GraphClient& client, std::vector<float> levels);
@@ -30,7 +30,7 @@ class Player {
   std::vector<void*> ports_;
 };
 
-// A node named "recorder" with ports in_1 to in_N.
+// A node named "recorder" with ports in_1 to in_N on the server connection of `client`.
 class Recorder {
  public:
   Recorder(GraphClient& client, std::size_t ports);
@@ -38,8 +38,8 @@ class Recorder {
   Recorder(const Recorder&) = delete;
   Recorder& operator=(const Recorder&) = delete;
 
-  // The level of each port in the last period; empty when a port was not connected or carried
-  // several levels. Each period is an event of the client.
+  // The level of each port in the last period; empty when a port was not connected or had more than
+  // one level. Each period is an event of the client.
   std::vector<float> levels() const;
 
  private:

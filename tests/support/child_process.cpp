@@ -33,7 +33,7 @@ struct Pipe {
 
 std::string nameOf(const std::string& entry) { return entry.substr(0, entry.find('=')); }
 
-// This process's environment with the changes made.
+// A copy of this process's environment with the changes.
 std::vector<std::string> changedEnvironment(const std::vector<std::string>& changes) {
   std::vector<std::string> result;
   for (char** entry = environ; *entry; ++entry) {
@@ -63,7 +63,7 @@ bool waitReadable(int descriptor, std::chrono::milliseconds limit) {
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments,
                            const std::vector<std::string>& environment, Output output) {
-  // Everything that allocates is done before the fork: other threads may hold locks then.
+  // Allocate before the fork: in the child, locks of other threads may be held forever.
   std::vector<std::string> ownArguments = arguments;
   std::vector<std::string> ownEnvironment = changedEnvironment(environment);
   const std::vector<char*> argv = pointers(ownArguments);
@@ -80,7 +80,7 @@ void ChildProcess::start(Output output, const std::function<void()>& body) {
   Pipe printed;
   Pipe errors;
   const pid_t parent = ::getpid();
-  std::fflush(stdout);  // or the child would print what this process has not printed yet
+  std::fflush(stdout);  // otherwise the child would print this process's buffered output too
   pid_ = ::fork();
   if (pid_ == 0) {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A program that a test runs beside itself. It never outlives the test.
+// A process that a test starts. It never outlives the test.
 #pragma once
 
 #include <sys/types.h>
@@ -14,48 +14,48 @@
 
 namespace test_support {
 
-// Long enough for anything that is going to happen at all, on a busy machine too.
+// How long a test waits for an event before it fails; long enough for a busy machine.
 inline constexpr std::chrono::seconds kPatience{20};
 
-// Waits until the descriptor is readable or has been closed at the other end; false when that does
-// not happen in time.
+// Waits until the descriptor is readable or its other end has been closed; false after `limit`.
 bool waitReadable(int descriptor, std::chrono::milliseconds limit);
 
 class ChildProcess {
  public:
   enum class Output {
-    kept,   // can be read here
-    shared  // goes where this process's goes
+    kept,   // read with readLine() and readOutput()
+    shared  // to this process's standard output and error
   };
 
-  // Starts `arguments`, whose first is the program, looked up in PATH. `environment` holds "NAME=
-  // value" entries that are set on top of this process's environment; an entry without '=' unsets
-  // that variable. The child is killed when the thread that started it ends.
+  // Starts the program arguments[0], looked up in PATH, with `arguments`. Each entry of
+  // `environment` sets a variable on top of this process's environment ("NAME=value") or unsets it
+  // ("NAME"). The system kills the child when the thread that started it ends.
   explicit ChildProcess(const std::vector<std::string>& arguments,
                         const std::vector<std::string>& environment = {},
                         Output output = Output::kept);
 
-  // The same with a function of this program, which may not rely on other threads.
+  // Runs `body` in a fork of this process, where no other thread exists.
   explicit ChildProcess(const std::function<void()>& body);
 
-  // Kills it if it still runs, and waits for its end.
+  // Kills the process if it is still running, and waits for its end.
   ~ChildProcess();
   ChildProcess(const ChildProcess&) = delete;
   ChildProcess& operator=(const ChildProcess&) = delete;
 
-  // -1 when it could not be started.
+  // -1 when the process could not be started.
   pid_t pid() const { return pid_; }
 
-  // Sends a signal. Nothing happens when it has been waited for.
+  // Sends a signal; does nothing after wait() has returned a status.
   void signal(int number);
 
-  // Waits for its end, at most `limit`. The exit status as a shell gives it: 128 + the signal's
-  // number for a signal, 127 when the program was not found. Nothing when it still runs.
+  // Waits for the end of the process, at most `limit`. Returns its exit status as a shell does: 128
+  // + the number of the signal that killed it, 127 when the program was not found. nullopt when it
+  // is still running.
   std::optional<int> wait(std::chrono::milliseconds limit = kPatience);
 
-  // One line that it prints, without its end; empty when none comes in time.
+  // The next line that the process prints, without the line end; empty after kPatience.
   std::string readLine();
-  // All that it prints from now until it ends.
+  // Everything that the process still prints until it ends.
   std::string readOutput() { return readAll(output_.get()); }
   std::string readErrors() { return readAll(errors_.get()); }
 

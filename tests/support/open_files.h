@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What a process holds open, as the system tells it.
+// The open files of a process, from /proc.
 #pragma once
 
 #include <sys/types.h>
@@ -9,7 +9,7 @@
 
 namespace test_support {
 
-// How many of the process's descriptors are this, for example "anon_inode:inotify".
+// How many descriptors of `process` refer to `target`, for example "anon_inode:inotify".
 std::size_t countOpenFiles(pid_t process, std::string_view target);
 
 }  // namespace test_support

@@ -9,26 +9,26 @@
 
 namespace test_support {
 
-// Makes a folder for the server and points PipeWire's environment variables of this process to it:
-// everything in the process that connects afterwards finds this server, or none while it is
-// stopped. A clock of its own drives connected nodes, so audio flows without hardware.
+// Makes a folder for the server and sets this process's PipeWire environment variables to it: every
+// later connection of the process reaches this server, or none while it is stopped. The server's
+// own clock drives connected nodes, so audio flows without hardware.
 class PipeWireServer {
  public:
   PipeWireServer();
   ~PipeWireServer();
 
-  // Starts the server and waits until it accepts connections. False when it did not in 10 s.
+  // Starts the server and waits until it accepts connections; false after 10 s.
   bool start();
 
-  // Asks it to end and waits for it; kill() ends it without its doing, leaving its socket behind.
+  // stop() ends the server in order; kill() leaves its socket behind. Both wait for its end.
   void stop();
   void kill();
 
-  // Suspends and resumes it; while suspended it accepts connections and answers nothing.
+  // Suspend and resume the server; while suspended it accepts connections and answers nothing.
   void suspend();
   void resume();
 
-  // The folder in which its socket "pipewire-0" appears.
+  // The folder of the server's socket "pipewire-0".
   const std::filesystem::path& folder() const { return folder_.path(); }
 
  private:

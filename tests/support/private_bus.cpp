@@ -32,7 +32,7 @@ PrivateBus::PrivateBus() : address_("unix:path=" + folder() + "/bus") {
   daemon_ = std::make_unique<ChildProcess>(
       std::vector<std::string>{"dbus-daemon", "--config-file=" + file, "--nofork", "--nopidfile",
                                "--nosyslog", "--print-address=1"});
-  // The daemon prints its address when it listens.
+  // The daemon prints its address once it listens.
   if (daemon_->readLine().empty()) giveUp("dbus-daemon");
   setenv("DBUS_SESSION_BUS_ADDRESS", address_.c_str(), 1);
 }

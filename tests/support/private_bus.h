@@ -22,16 +22,16 @@ class PrivateBus {
 
   const std::string& address() const { return address_; }
 
-  // Where its files are; removed with the bus.
+  // The folder of the bus's files; removed with the bus.
   std::string folder() const { return folder_.path(); }
 
-  // From now on the bus starts `command` when somebody asks for the name.
+  // Makes the bus start `command` when a client calls StartServiceByName or sends to `name`.
   void makeActivatable(const std::string& name, const std::string& command);
 
-  // From now on the bus takes nothing in and answers nothing.
+  // Suspends the bus: it receives and answers nothing.
   void hang() { daemon_->signal(SIGSTOP); }
 
-  // The bus goes away, with everybody's connection.
+  // Ends the bus, which closes all connections to it.
   void stop() { daemon_.reset(); }
 
  private:

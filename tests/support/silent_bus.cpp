@@ -14,7 +14,7 @@ SilentBus::SilentBus()
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   path_.copy(address.sun_path, sizeof address.sun_path - 1);
-  // The system accepts connections for it as long as there is room for them to wait.
+  // The kernel completes connections to the listening socket until its queue is full.
   if (::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
       ::listen(listener_.get(), 16) != 0) {
     std::perror(path_.c_str());

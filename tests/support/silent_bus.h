@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A hung session bus: it accepts connections and never says a word.
+// A hung session bus: it accepts connections and never answers.
 #pragma once
 
 #include <string>
@@ -11,12 +11,12 @@ namespace test_support {
 
 class SilentBus {
  public:
-  // Aborts the test program when there is no socket to be had.
+  // Aborts the test program when no socket can be made.
   SilentBus();
 
-  // The entry of an environment in which it is the session bus.
+  // The environment entry that makes it the session bus of a child process.
   std::string variable() const { return "DBUS_SESSION_BUS_ADDRESS=unix:path=" + path_; }
-  // Makes it this process's session bus.
+  // Makes it the session bus of this process.
   void enter() const;
 
  private:

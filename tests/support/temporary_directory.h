@@ -9,8 +9,8 @@ namespace test_support {
 
 class TemporaryDirectory {
  public:
-  // A new folder below the system's folder for temporary files. A test cannot go on without one:
-  // failing to make it ends the process with a message.
+  // Makes a new folder in the system's folder for temporary files. On failure prints a message and
+  // ends the test program.
   TemporaryDirectory();
   ~TemporaryDirectory();
   TemporaryDirectory(const TemporaryDirectory&) = delete;
@@ -18,7 +18,7 @@ class TemporaryDirectory {
 
   const std::filesystem::path& path() const { return path_; }
 
-  // Writes a file of that name, replacing one that is there; gives its path.
+  // Writes the file `name`, replacing an existing one; returns its path.
   std::filesystem::path write(std::string_view name, std::string_view content) const;
 
  private:

@@ -9,15 +9,17 @@
 #include <QComboBox>
 #include <QLabel>
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "app/kv_panel_nib.h"
-#include "app/panel_tables.h"
+#include "io/menu_items.h"
 #include "io/testing/scripted_interface.h"
 #include "platform/device_registry/memory/memory_registry.h"
 #include "platform/toolkit/qt/qt_nib.h"
@@ -28,7 +30,7 @@ using testing::ElementsAreArray;
 using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
 
-// Controls of the window file that the program does not use.
+// Controls of the window file that the program never asks for.
 constexpr const char* kDecoration[] = {"Heading", "Legend", "InputHeading", "OutputHeading",
                                        "EmptyHint"};
 
@@ -111,7 +113,7 @@ TEST_F(PanelWindow, HasEveryControlThatTheProgramAsksFor) {
   EXPECT_THAT(noted_.missing, IsEmpty());
 }
 
-TEST_F(PanelWindow, HasNoOtherControlButDecoration) {
+TEST_F(PanelWindow, EveryOtherControlIsDecoration) {
   std::set<std::string> others = namesOfMenusAndButtons();
   others.merge(namesOf<QLabel>());  // texts and pictures
   for (const std::string& name : noted_.outlets) others.erase(name);
@@ -122,15 +124,25 @@ TEST_F(PanelWindow, HasAnActionForEachMenuAndButtonAndNothingElse) {
   EXPECT_THAT(noted_.actions, ElementsAreArray(namesOfMenusAndButtons()));
 }
 
-TEST_F(PanelWindow, OffersTheProgramsItemsInEveryMenu) {
-  EXPECT_EQ(namesOf<QComboBox>().size(), kPanelMenus.size());
-  for (const PanelMenu& row : kPanelMenus) {
-    const auto* widget = qobject_cast<QComboBox*>(find(row.menu.name));
-    ASSERT_NE(widget, nullptr) << row.menu.name;
-    std::vector<std::string> items;
-    items.reserve(row.items.size());
-    for (int i = 0; i < widget->count(); ++i) items.push_back(widget->itemText(i).toStdString());
-    EXPECT_THAT(items, ElementsAreArray(row.items)) << row.menu.name;
+TEST_F(PanelWindow, EveryMenuHasTheItemsOfTheProgram) {
+  const std::map<std::string, std::span<const std::string_view>> expected = {
+      {"KvIoRInCh1And2Menu", kInputItems},
+      {"KvIoRInCh3And4Menu", kInputItems},
+      {"KvIoRInCh5And6Menu", kInputItems},
+      {"KvIoROutLineMenu", kOutputItems},
+      {"KvIoROutDigitalMenu", kOutputItems},
+      {"KvSampleClockSourceMenu", kClockSourceItems},
+      {"KvDigitalOutputFormatMenu", kDigitalOutputFormatItems},
+      {"KvCoreAudioPerformanceMenu", kAudioPerformanceItems},
+      {"KvUsb1ModeInputSelectionMenu", kUsb1InputItems},
+  };
+  EXPECT_EQ(namesOf<QComboBox>().size(), expected.size());
+  for (const auto& [name, items] : expected) {
+    const auto* menu = qobject_cast<QComboBox*>(find(name.c_str()));
+    ASSERT_NE(menu, nullptr) << name;
+    std::vector<std::string> shown;
+    for (int i = 0; i < menu->count(); ++i) shown.push_back(menu->itemText(i).toStdString());
+    EXPECT_THAT(shown, ElementsAreArray(items)) << name;
   }
 }
 
@@ -142,7 +154,7 @@ TEST_F(PanelWindow, NeverShowsTheReservedFields) {
   owner_->awakeFromNib();
   auto& delegate = dynamic_cast<NSApplicationDelegate&>(*owner_);
   delegate.applicationDidFinishLaunching();
-  EXPECT_TRUE(isShown("KvIoROutLineMenu"));  // the interface has been found
+  EXPECT_TRUE(isShown("KvIoROutLineMenu"));  // the panel has found the interface
   for (const char* name : kReserved) {
     EXPECT_FALSE(isShown(name)) << name;
     QWidget* field = find(name);

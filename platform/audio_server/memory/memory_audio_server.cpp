@@ -19,10 +19,6 @@ using memory_audio_server::RoutingProperty;
 
 constexpr AudioObjectID kFirstDevice = 40;
 
-constexpr AudioObjectPropertyAddress kDeviceList{kAudioHardwarePropertyDevices,
-                                                 kAudioObjectPropertyScopeGlobal,
-                                                 kAudioObjectPropertyElementMaster};
-
 struct Device {
   AudioObjectID id;
   std::string name;
@@ -46,7 +42,7 @@ struct State {
   int pendingNotifications = 0;
 };
 
-std::mutex mutex;  // guards state and listeners, but not what runs inside the listeners
+std::mutex mutex;  // guards state and listeners; not held while listeners run
 State state;
 std::shared_ptr<ListenerList> listeners = std::make_shared<ListenerList>();
 
@@ -69,7 +65,7 @@ std::optional<OSStatus> scriptedFailure(Operation operation, AudioObjectID objec
   return std::nullopt;
 }
 
-// What a property is once it has been found: its bytes, or the driver's property to ask further.
+// A property that was found: its bytes, or the driver's routing property.
 struct Property {
   OSStatus status = kAudioHardwareNoError;
   std::vector<std::uint8_t> bytes;
@@ -99,7 +95,7 @@ Property findProperty(AudioObjectID object, const AudioObjectPropertyAddress& ad
   Property property;
   property.status = kAudioHardwareUnknownPropertyError;
   if (object == kAudioObjectSystemObject) {
-    return address == kDeviceList ? deviceListProperty() : property;
+    return address == kDeviceListAddress ? deviceListProperty() : property;
   }
   const Device* device = findDevice(object);
   if (!device) {
@@ -226,7 +222,7 @@ void failNext(Operation operation, AudioObjectID object, std::uint32_t selector,
 void deliverNotificationsHere() {
   const std::shared_ptr<ListenerList> list = currentListeners();
   for (int left = takePendingNotifications(); left > 0; --left) {
-    list->call(kAudioObjectSystemObject, kDeviceList);
+    list->call(kAudioObjectSystemObject, kDeviceListAddress);
   }
 }
 
@@ -248,8 +244,8 @@ void reset() {
 bool AudioObjectHasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) {
   const std::lock_guard lock(mutex);
   record(Operation::kHasProperty, object, address);
-  // The list is a property of the system object also while it cannot be read.
-  if (object == kAudioObjectSystemObject) return address == kDeviceList;
+  // The system object has the device list also while the server is stopped.
+  if (object == kAudioObjectSystemObject) return address == kDeviceListAddress;
   return findProperty(object, address).status == kAudioHardwareNoError;
 }
 
@@ -306,7 +302,7 @@ OSStatus AudioObjectAddPropertyListener(AudioObjectID object,
                                         AudioObjectPropertyListenerProc proc, void* clientData) {
   const std::lock_guard lock(mutex);
   record(Operation::kAddListener, object, address);
-  if (object != kAudioObjectSystemObject || address != kDeviceList) {
+  if (object != kAudioObjectSystemObject || address != kDeviceListAddress) {
     return kAudioHardwareUnknownPropertyError;
   }
   listeners->add(object, address, proc, clientData);
@@ -320,7 +316,7 @@ OSStatus AudioObjectRemovePropertyListener(AudioObjectID object,
     const std::lock_guard lock(mutex);
     record(Operation::kRemoveListener, object, address);
   }
-  // Without the lock: a listener that is running may be asking for properties.
+  // Not under the lock: the listener being waited for may read properties.
   currentListeners()->remove(object, address, proc, clientData);
   return kAudioHardwareNoError;
 }

@@ -18,13 +18,6 @@ using memory_audio_server::RoutingProperty;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
-  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
-}
-constexpr auto kDeviceList = globalProperty(kAudioHardwarePropertyDevices);
-constexpr auto kName = globalProperty(kAudioDevicePropertyDeviceName);
-constexpr auto kRouting = globalProperty(kRoutingSelector);
-
 struct Listener {
   int calls = 0;
   std::thread::id thread;
@@ -44,7 +37,7 @@ class MemoryAudioServer : public testing::Test {
   }
 
   void listen() {
-    AudioObjectAddPropertyListener(kAudioObjectSystemObject, kDeviceList, Listener::proc,
+    AudioObjectAddPropertyListener(kAudioObjectSystemObject, kDeviceListAddress, Listener::proc,
                                    &listener_);
   }
 
@@ -52,7 +45,7 @@ class MemoryAudioServer : public testing::Test {
     std::vector<std::uint8_t> bytes(std::max(size, sizeof record));
     std::memcpy(bytes.data(), &record, sizeof record);
     bytes.resize(size);
-    return AudioObjectSetPropertyData(device, kRouting, bytes);
+    return AudioObjectSetPropertyData(device, kRoutingAddress, bytes);
   }
 
   RoutingProperty property_;
@@ -101,15 +94,15 @@ TEST_F(MemoryAudioServer, AScriptedFailureHitsTheNextCallsOfItsKindOnly) {
   const AudioObjectID device = memory_audio_server::addDevice("a");
   memory_audio_server::failNext(Operation::kGetSize, device, kAudioDevicePropertyDeviceName, 7, 2);
   std::uint32_t size = 0;
-  EXPECT_EQ(AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceList, &size), 0);
-  EXPECT_EQ(AudioObjectGetPropertyDataSize(device, kName, &size), 7);
-  EXPECT_EQ(AudioObjectGetPropertyDataSize(device, kName, &size), 7);
-  EXPECT_EQ(AudioObjectGetPropertyDataSize(device, kName, &size), 0);
+  EXPECT_EQ(AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceListAddress, &size), 0);
+  EXPECT_EQ(AudioObjectGetPropertyDataSize(device, kDeviceNameAddress, &size), 7);
+  EXPECT_EQ(AudioObjectGetPropertyDataSize(device, kDeviceNameAddress, &size), 7);
+  EXPECT_EQ(AudioObjectGetPropertyDataSize(device, kDeviceNameAddress, &size), 0);
   memory_audio_server::failNext(Operation::kSetData, device, kRoutingSelector, 8);
   EXPECT_EQ(write(device, 12, {1, 1, 1}), 8);
 }
 
-TEST_F(MemoryAudioServer, AnyReportedSizeIsTakenAndGiven) {
+TEST_F(MemoryAudioServer, AnyReportedSizeIsReadAndWritten) {
   property_.reportedSize = 20;
   const AudioObjectID device = memory_audio_server::addDevice("a", property_);
   EXPECT_EQ(write(device, 20, {1, 2, 3}), kAudioHardwareNoError);
@@ -118,7 +111,8 @@ TEST_F(MemoryAudioServer, AnyReportedSizeIsTakenAndGiven) {
 
   std::array<std::uint8_t, 24> bytes{1, 0, 0, 0, 2};
   std::uint32_t size = 24;
-  EXPECT_EQ(AudioObjectGetPropertyData(device, kRouting, &size, bytes), kAudioHardwareNoError);
+  EXPECT_EQ(AudioObjectGetPropertyData(device, kRoutingAddress, &size, bytes),
+            kAudioHardwareNoError);
   EXPECT_EQ(size, 20u);
   EXPECT_EQ(bytes[8], 3);
   EXPECT_EQ(bytes[12], memory_audio_server::kFillByte);
@@ -126,24 +120,24 @@ TEST_F(MemoryAudioServer, AnyReportedSizeIsTakenAndGiven) {
   EXPECT_EQ(bytes[20], 0);
 }
 
-TEST_F(MemoryAudioServer, AWriteShorterThanARecordChangesNone) {
+TEST_F(MemoryAudioServer, AWriteShorterThanARecordChangesNoRecord) {
   property_.reportedSize = 8;
   const AudioObjectID device = memory_audio_server::addDevice("a", property_);
   EXPECT_EQ(write(device, 8, {1, 2, 3}), kAudioHardwareNoError);
   EXPECT_EQ(memory_audio_server::routingProperty(device)->records, property_.records);
 }
 
-TEST_F(MemoryAudioServer, TheDriversStatusesAreGiven) {
+TEST_F(MemoryAudioServer, TheDriversStatusesAreReturned) {
   property_.sizeStatus = 1;
   property_.readStatus = 2;
   property_.writeStatus = 3;
   const AudioObjectID device = memory_audio_server::addDevice("a", property_);
   std::uint32_t size = 12;
   std::array<std::uint8_t, 12> bytes{};
-  EXPECT_EQ(AudioObjectGetPropertyDataSize(device, kRouting, &size), 1);
-  EXPECT_EQ(AudioObjectGetPropertyData(device, kRouting, &size, bytes), 2);
+  EXPECT_EQ(AudioObjectGetPropertyDataSize(device, kRoutingAddress, &size), 1);
+  EXPECT_EQ(AudioObjectGetPropertyData(device, kRoutingAddress, &size, bytes), 2);
   EXPECT_EQ(write(device, 12, {1, 2, 3}), 3);
-  EXPECT_TRUE(AudioObjectHasProperty(device, kRouting));
+  EXPECT_TRUE(AudioObjectHasProperty(device, kRoutingAddress));
 }
 
 TEST_F(MemoryAudioServer, ADeviceWithoutThePropertyHasNoScript) {
@@ -151,10 +145,10 @@ TEST_F(MemoryAudioServer, ADeviceWithoutThePropertyHasNoScript) {
   EXPECT_EQ(memory_audio_server::routingProperty(3), nullptr);
 }
 
-TEST_F(MemoryAudioServer, CallsAreKeptInOrder) {
+TEST_F(MemoryAudioServer, CallsAreRecordedInOrder) {
   const AudioObjectID device = memory_audio_server::addDevice("a", property_);
   listen();
-  AudioObjectHasProperty(device, kRouting);
+  AudioObjectHasProperty(device, kRoutingAddress);
   write(device, 12, {1, 1, 2});
   EXPECT_THAT(memory_audio_server::calls(),
               ElementsAre(Call{Operation::kAddListener, kAudioObjectSystemObject,
@@ -174,7 +168,7 @@ TEST_F(MemoryAudioServer, ResetForgetsEverything) {
   memory_audio_server::reset();
   EXPECT_THAT(memory_audio_server::calls(), IsEmpty());
   std::uint32_t size = 9;
-  EXPECT_EQ(AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceList, &size), 0);
+  EXPECT_EQ(AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceListAddress, &size), 0);
   EXPECT_EQ(size, 0u);
   memory_audio_server::addDevice("b");
   memory_audio_server::deliverNotificationsHere();

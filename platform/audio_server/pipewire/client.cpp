@@ -10,7 +10,7 @@ Client::~Client() {
 
 DeviceMirror& Client::devices(Deadline deadline) {
   std::call_once(started_, [this] { start(); });
-  // Only the thread itself can bring the list: it must not wait for it.
+  // The notification thread receives the list itself: it must not wait for it.
   if (std::this_thread::get_id() != notificationThread_) mirror_.waitUntilKnown(deadline);
   return mirror_;
 }
@@ -54,12 +54,10 @@ void Client::onNotify(void* data, std::uint64_t /*count*/) {
 }
 
 void Client::listChanged() {
-  // The devices that leave with the connection at the program's end are nobody's concern any more.
+  // The destructor closes the connection, which removes all devices: report no change.
   if (ending_) return;
   notificationThread_ = std::this_thread::get_id();
-  listeners_.call(kAudioObjectSystemObject,
-                  {kAudioHardwarePropertyDevices, kAudioObjectPropertyScopeGlobal,
-                   kAudioObjectPropertyElementMaster});
+  listeners_.call(kAudioObjectSystemObject, kDeviceListAddress);
 }
 
 }  // namespace pipewire

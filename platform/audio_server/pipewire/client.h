@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// This process's connection to the PipeWire server as an audio server of the seam.
+// The PipeWire back end's thread, its connection to the PipeWire server, and the mirror of the
+// server's devices.
 #pragma once
 
 #include <pipewire/pipewire.h>
@@ -17,26 +18,28 @@
 
 namespace pipewire {
 
-// Owns the notification thread, on which the connection works and the listeners run. Any thread.
+// Owns the notification thread, on which the PipeWire connection is served and the listeners run.
+// Any thread may call the public functions.
 class Client {
  public:
   Client() = default;
-  // Ends the notification thread; a listener that is running is waited for.
+  // Stops the notification thread and waits for a listener that is running.
   ~Client();
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
 
-  // The devices. The first call starts the thread and waits until the first complete list has come,
-  // the server was found absent, or the deadline.
+  // The mirror of the server's devices. The first call starts the thread. Waits until the first
+  // complete list has arrived, the server was found absent, or the deadline.
   DeviceMirror& devices(Deadline deadline);
 
-  // Has the notification thread send a write, and waits until the device confirms it. False on the
-  // notification thread itself, which would wait for its own work.
+  // Queues a write for the notification thread and waits until the device confirms it. Returns
+  // false when that times out, the device leaves, or the caller is the notification thread, which
+  // would wait for itself.
   bool write(AudioObjectID device, const RoutingBytes& record, Deadline deadline);
 
   ListenerList& listeners() { return listeners_; }
 
-  // Has the notification thread call the listeners as after a change of the list.
+  // Makes the notification thread call the listeners as after a change of the device list.
   void notifyListeners();
 
  private:
@@ -53,7 +56,8 @@ class Client {
   DeviceMirror mirror_;
   ListenerList listeners_;
 
-  // In the order of their making; what stands below works on the loop.
+  // Constructed in this order. The members below loop_ belong to the notification thread once it
+  // runs.
   std::optional<Library> library_;
   std::unique_ptr<pw_thread_loop, LoopDeleter> loop_;
   std::optional<RegistryWatch> registry_;

@@ -133,7 +133,7 @@ std::vector<DeviceMirror::Request> DeviceMirror::takeQueuedWrites() {
   return requests;
 }
 
-// The caller holds the lock.
+// The caller holds mutex_.
 void DeviceMirror::failWrites(std::optional<AudioObjectID> device) {
   for (Write* write : writes_) {
     if (!device || write->device == *device) write->state = Write::State::kFailed;

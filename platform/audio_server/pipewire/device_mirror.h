@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What is known of the server's audio devices. The notification thread keeps it; every other thread
-// reads it and waits on it. Any thread; nothing waits on the server except where it says so.
+// A copy of the server's audio devices. The notification thread updates it; any thread reads it.
+// Only waitUntilKnown() and finishWrite() wait for the server.
 #pragma once
 
 #include <array>
@@ -26,44 +26,46 @@ using RoutingBytes = std::array<std::uint8_t, sizeof(RoutingRecord)>;
 struct Device {
   AudioObjectID id;
   std::string name;
-  // The routing property's records in a row; none when the device does not have the property.
+  // The routing property's RoutingRecords, one after the other; nullopt when the device does not
+  // have the property.
   std::optional<std::vector<std::uint8_t>> routings;
 };
 
 class DeviceMirror {
  public:
-  // For the notification thread. The server counts as running from the first complete list until
-  // it is lost; with the loss all devices are gone.
+  // For the notification thread. The server is running from its first complete device list until
+  // the connection to it is lost, which removes all devices.
   void setRunning(std::vector<Device> devices);
   void setStopped();
   void add(Device device);
   void remove(AudioObjectID device);
   void setName(AudioObjectID device, std::string name);
-  // What the device shows now; confirms the writes that wait for it.
+  // Stores the device's routing records and confirms the waiting writes that they contain.
   void setRoutings(AudioObjectID device, std::span<const std::uint8_t> records);
-  // The first attempt to reach the server found none.
+  // The first attempt to connect found no server.
   void setAbsent();
 
-  // The devices in order of appearance; none while the server is not running.
+  // The devices in order of appearance; nullopt while the server is not running.
   std::optional<std::vector<AudioObjectID>> ids();
-  // Whether ids() would say something else than when it was last called; false before the first.
+  // Whether the device list has changed since the last call of ids(); false before the first call.
   bool changedSinceRead() const;
   std::optional<Device> find(AudioObjectID device) const;
 
-  // Waits until the server was found running or absent once.
+  // Waits until the server is known to be running or absent, or until the deadline.
   void waitUntilKnown(Deadline deadline);
 
-  // A write on its way. The caller keeps it alive and ends it with finishWrite().
+  // A write that waits for its confirmation. The caller owns it from queueWrite() until
+  // finishWrite() returns.
   struct Write {
     AudioObjectID device;
     RoutingBytes record;
     enum class State { kQueued, kSent, kConfirmed, kFailed } state = State::kQueued;
   };
   void queueWrite(Write& write);
-  // Waits until the device shows the record; false when it is gone or the time is over, which is
-  // sooner after a write that ended so.
+  // Waits until the device's routing property contains the record. Returns false when the device
+  // leaves or the wait times out; after a time-out the next waits are shorter (audio_server.h).
   bool finishWrite(Write& write, Deadline deadline);
-  // For the notification thread: the queued writes, which count as sent.
+  // For the notification thread: returns the queued writes and marks them as sent.
   struct Request {
     AudioObjectID device;
     RoutingBytes record;
@@ -79,10 +81,10 @@ class DeviceMirror {
   bool known_ = false;
   bool running_ = false;
   std::vector<Device> devices_;
-  bool read_ = false;  // ids() was called, and
+  bool read_ = false;  // ids() has been called
   bool changedSinceRead_ = false;
   std::vector<Write*> writes_;
-  Deadline hurriedUntil_;  // of writes, after one that was not confirmed
+  Deadline hurriedUntil_;  // until then a write waits only kAudioServerHurriedWriteMs
 };
 
 }  // namespace pipewire

@@ -24,7 +24,7 @@ constexpr auto kShort = milliseconds(5);
 
 RoutingBytes recordWithValue(std::uint8_t value) { return {1, 0, 0, 0, 2, 0, 0, 0, value}; }
 
-// What a device with two routings shows, the second of which has this value.
+// The routing records of a device with two routings; `value` is that of the second.
 std::vector<std::uint8_t> records(std::uint8_t value) {
   std::vector<std::uint8_t> bytes(24);
   std::ranges::copy(recordWithValue(value), bytes.begin() + 12);
@@ -38,7 +38,7 @@ class DeviceMirrorTest : public testing::Test {
   DeviceMirror mirror_;
 };
 
-TEST(DeviceMirrorStart, NothingIsKnownBeforeTheFirstList) {
+TEST(DeviceMirrorStart, TheServerIsNeitherRunningNorAbsentBeforeTheFirstList) {
   DeviceMirror mirror;
   mirror.waitUntilKnown(in(kShort));
   EXPECT_FALSE(mirror.ids());
@@ -57,7 +57,7 @@ TEST(DeviceMirrorStart, TheFirstListEndsTheWait) {
   EXPECT_THAT(waited.get().value(), IsEmpty());
 }
 
-TEST(DeviceMirrorStart, AListThatComesAfterItWasAskedForIsAChange) {
+TEST(DeviceMirrorStart, AListThatArrivesAfterItWasReadIsAChange) {
   DeviceMirror mirror;
   EXPECT_FALSE(mirror.changedSinceRead());
   EXPECT_EQ(mirror.ids(), std::nullopt);
@@ -67,12 +67,12 @@ TEST(DeviceMirrorStart, AListThatComesAfterItWasAskedForIsAChange) {
   EXPECT_FALSE(mirror.changedSinceRead());
 }
 
-TEST_F(DeviceMirrorTest, AListThatNobodyReadHasNotChangedForAnybody) {
+TEST_F(DeviceMirrorTest, AListThatWasNeverReadCountsAsUnchanged) {
   mirror_.add({70, "c", std::nullopt});
   EXPECT_FALSE(mirror_.changedSinceRead());
 }
 
-TEST_F(DeviceMirrorTest, EachComingAndGoingChangesTheListThatWasRead) {
+TEST_F(DeviceMirrorTest, EachArrivalAndRemovalChangesAListThatWasRead) {
   mirror_.ids();
   mirror_.remove(99);
   mirror_.setName(50, "other");
@@ -120,7 +120,7 @@ TEST_F(DeviceMirrorTest, AWriteIsTakenOnce) {
   EXPECT_FALSE(mirror_.finishWrite(write, in(kShort)));
 }
 
-TEST_F(DeviceMirrorTest, TheRecordShownLaterConfirmsAWrite) {
+TEST_F(DeviceMirrorTest, ARecordSentAfterTheWriteConfirmsIt) {
   DeviceMirror::Write write{60, recordWithValue(7)};
   mirror_.queueWrite(write);
   mirror_.takeQueuedWrites();
@@ -128,7 +128,7 @@ TEST_F(DeviceMirrorTest, TheRecordShownLaterConfirmsAWrite) {
   EXPECT_TRUE(mirror_.finishWrite(write, in(kLong)));
 }
 
-TEST_F(DeviceMirrorTest, WhatWasShownBeforeTheSendingConfirmsNothing) {
+TEST_F(DeviceMirrorTest, ARecordSentBeforeTheWriteDoesNotConfirmIt) {
   DeviceMirror::Write write{60, recordWithValue(7)};
   mirror_.queueWrite(write);
   mirror_.setRoutings(60, records(7));
@@ -155,7 +155,7 @@ TEST_F(DeviceMirrorTest, RecordsThatEndInTheMiddleConfirmNothing) {
   EXPECT_FALSE(mirror_.finishWrite(write, in(kShort)));
 }
 
-TEST_F(DeviceMirrorTest, AfterAWriteThatWasNotConfirmedTheNextWaitsOnlyAMoment) {
+TEST_F(DeviceMirrorTest, AfterAWriteThatTimedOutTheNextWaitsOnlyAMoment) {
   for (const Deadline deadline : {in(kShort), in(std::chrono::hours(1))}) {
     DeviceMirror::Write write{60, recordWithValue(7)};
     mirror_.queueWrite(write);
@@ -164,7 +164,7 @@ TEST_F(DeviceMirrorTest, AfterAWriteThatWasNotConfirmedTheNextWaitsOnlyAMoment) 
   }
 }
 
-TEST_F(DeviceMirrorTest, AConfirmedWriteGivesTheNextItsWholeTimeAgain) {
+TEST_F(DeviceMirrorTest, AfterAConfirmedWriteTheNextWaitsUpToTheLimit) {
   DeviceMirror::Write write{60, recordWithValue(7)};
   mirror_.queueWrite(write);
   EXPECT_FALSE(mirror_.finishWrite(write, in(kShort)));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The audio server seam on PipeWire. Reading is answered from a mirror of the server's registry and
-// waits for nothing once the first list has come; only a write waits for its device.
+// The audio server seam on PipeWire. Reads are answered from the mirror of the server's devices and
+// do not wait once the first device list has arrived; a write waits for its device.
 #include <algorithm>
 #include <chrono>
 #include <cstring>
@@ -14,15 +14,8 @@ using pipewire::Deadline;
 using pipewire::Device;
 using pipewire::RoutingBytes;
 
-// Started by the first operation; its destructor ends the thread when the program exits.
+// The first operation starts its thread; its destructor stops it when the program exits.
 pipewire::Client client;
-
-constexpr AudioObjectPropertyAddress globalProperty(std::uint32_t selector) {
-  return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMaster};
-}
-constexpr auto kDeviceListAddress = globalProperty(kAudioHardwarePropertyDevices);
-constexpr auto kDeviceNameAddress = globalProperty(kAudioDevicePropertyDeviceName);
-constexpr auto kRoutingAddress = globalProperty(fourCharCode(kRoutingProperty));
 
 Deadline callDeadline() {
   return std::chrono::steady_clock::now() + std::chrono::milliseconds(kAudioServerCallLimitMs);
@@ -30,12 +23,12 @@ Deadline callDeadline() {
 
 enum class Property { kDeviceList, kName, kRouting };
 
-// Which property is asked for, and what there is to answer with.
+// The property that a call names, and the data to answer with.
 struct Lookup {
   OSStatus status = kAudioHardwareNoError;
   Property property{};
-  std::vector<AudioObjectID> ids{};  // of the device list
-  Device device{};                   // for the other two
+  std::vector<AudioObjectID> ids{};  // for kDeviceList
+  Device device{};                   // for kName and kRouting
 
   std::size_t size() const {
     switch (property) {
@@ -69,7 +62,7 @@ Lookup lookUp(AudioObjectID object, const AudioObjectPropertyAddress& address, D
   return {kAudioHardwareUnknownPropertyError};
 }
 
-// Gives the record whose name stands in `data`.
+// Reads the record whose first kRoutingNameSize bytes equal those of `data`.
 OSStatus readRouting(std::span<const std::uint8_t> records, std::uint32_t* size,
                      std::span<std::uint8_t> data) {
   if (data.size() < kRoutingNameSize) return kAudioHardwareBadPropertySizeError;
@@ -102,7 +95,7 @@ void readText(const std::string& text, std::uint32_t* size, std::span<std::uint8
 }  // namespace
 
 bool AudioObjectHasProperty(AudioObjectID object, const AudioObjectPropertyAddress& address) {
-  // The list is a property of the system object also while it cannot be read.
+  // The system object has the device list also while the server is not running.
   if (object == kAudioObjectSystemObject) return address == kDeviceListAddress;
   return lookUp(object, address, callDeadline()).status == kAudioHardwareNoError;
 }
@@ -152,7 +145,7 @@ OSStatus AudioObjectAddPropertyListener(AudioObjectID object,
   if (object != kAudioObjectSystemObject || address != kDeviceListAddress) {
     return kAudioHardwareUnknownPropertyError;
   }
-  // The first list is what there is, not a change of it.
+  // Wait for the first device list before adding the listener: its arrival is not a change.
   pipewire::DeviceMirror& devices = client.devices(callDeadline());
   const bool first = client.listeners().add(object, address, proc, clientData);
   if (first && devices.changedSinceRead()) client.notifyListeners();

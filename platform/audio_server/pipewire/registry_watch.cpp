@@ -27,10 +27,10 @@ bool isAudioDevice(const char* type, const spa_dict* properties) {
 
 }  // namespace
 
-// One audio device and the proxy that it is known through.
+// One audio device and its proxy.
 class RegistryWatch::Node {
  public:
-  // Takes the proxy over.
+  // Takes ownership of `proxy`.
   Node(DeviceMirror& mirror, pw_core* core, pw_node* proxy, Device device)
       : mirror_(mirror), device_(std::move(device)), proxy_(proxy) {
     static const pw_node_events events = [] {
@@ -43,7 +43,7 @@ class RegistryWatch::Node {
     pw_node_add_listener(proxy_, &listener_, &events, this);
     std::uint32_t props = SPA_PARAM_Props;
     pw_node_subscribe_params(proxy_, &props, 1);
-    // The answer comes after the node's description and its present Props.
+    // The server answers this request after it has sent the node's info and its present Props.
     sequence_ = pw_core_sync(core, PW_ID_CORE, 0);
   }
   ~Node() {
@@ -75,7 +75,7 @@ class RegistryWatch::Node {
                       std::uint32_t /*next*/, const spa_pod* param) {
     Node& self = *static_cast<Node*>(data);
     if (id != SPA_PARAM_Props) return;
-    // A node may have several Props; the ones without the entry say nothing about it.
+    // A node may send several Props; ignore those without the routing property.
     const auto bytes = findRoutingBytes(param);
     if (!bytes) return;
     self.device_.routings.emplace(bytes->begin(), bytes->end());
@@ -170,7 +170,7 @@ void RegistryWatch::onGlobal(void* data, std::uint32_t id, std::uint32_t /*permi
                              const char* type, std::uint32_t /*version*/,
                              const spa_dict* properties) {
   RegistryWatch& self = *static_cast<RegistryWatch*>(data);
-  // Low ids are the server's own objects, and mean something else at the seam.
+  // Ids 0 and 1 are the server's own objects; at the seam they have other meanings.
   if (id <= kAudioObjectSystemObject || !isAudioDevice(type, properties)) return;
   auto* proxy = static_cast<pw_node*>(
       pw_registry_bind(self.registry_, id, PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, 0));

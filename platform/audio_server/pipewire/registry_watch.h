@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Follows the audio devices in the server's registry and keeps a DeviceMirror of them.
+// Follows the audio devices in the PipeWire registry and updates a DeviceMirror.
 #pragma once
 
 #include <pipewire/pipewire.h>
@@ -13,19 +13,19 @@
 
 namespace pipewire {
 
-// Thread of the connection's loop. A device is a node whose media class begins with "Audio/". It is
-// listed once the server has told its name and its properties, so that both are known at once.
+// A device is a node whose media class begins with "Audio/". It is added to the mirror once the
+// server has sent both its name and its Props. Thread: that of the PipeWire connection's loop.
 class RegistryWatch {
  public:
-  // `listChanged` is called after each change of the list.
+  // `listChanged` is called after each change of the device list.
   RegistryWatch(DeviceMirror& mirror, std::function<void()> listChanged);
   ~RegistryWatch();
 
+  // Starts on a new connection; close() destroys every proxy made from `core`.
   void open(pw_core* core);
-  // Lets go of everything that belongs to the connection.
   void close();
 
-  // Sends the writes that wait in the mirror. Those to a device that left fail with its leaving.
+  // Sends the writes that are queued in the mirror. A write to a device that has left fails.
   void sendWrites();
 
  private:
@@ -46,8 +46,8 @@ class RegistryWatch {
   pw_registry* registry_ = nullptr;
   spa_hook registryListener_{};
   std::vector<std::unique_ptr<Node>> nodes_;  // in order of appearance
-  int listSequence_ = 0;                      // the request after which all old nodes are known
-  bool listReceived_ = false;                 // it was answered
+  int listSequence_ = 0;                      // answered once all present nodes were announced
+  bool listReceived_ = false;                 // listSequence_ was answered
   bool published_ = false;                    // the mirror holds a complete list
 };
 

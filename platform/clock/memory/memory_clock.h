@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What tests do to the in-memory clock: see the pauses, and let something happen during one.
+// The tests' side of the in-memory clock: read the pauses, and run code during a pause. One thread.
 #pragma once
 
 #include <functional>
@@ -10,9 +10,10 @@ namespace memory_clock {
 // The pauses since the last reset, in microseconds.
 const std::vector<unsigned>& pauses();
 
-// Called at each pause with its length; stands for what happens on the machine meanwhile.
+// Calls `action` during each pause with its length, to simulate events on the machine meanwhile.
 void onPause(std::function<void(unsigned microseconds)> action);
 
+// Forgets the pauses and the action.
 void reset();
 
 }  // namespace memory_clock

@@ -24,7 +24,7 @@ bool contains(const CFRunLoop& loop, const CFRunLoopSourceRef& source) {
 namespace manual_run_loop {
 
 void performAll() {
-  const auto sources = loopDrivenByHand.sources;  // performing may add and remove
+  const auto sources = loopDrivenByHand.sources;  // a copy: perform() may add and remove sources
   for (const CFRunLoopSourceRef& source : sources) {
     if (contains(loopDrivenByHand, source)) source->perform();
   }

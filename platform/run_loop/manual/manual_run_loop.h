@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What tests do to the run loop that is driven by hand. There is one loop; it belongs to whichever
-// thread drives it, and descriptors are not watched: every source is simply performed.
+// The tests' side of the manual run loop. There is one loop, for the thread that calls
+// performAll(). It does not watch descriptors: it performs every source.
 #pragma once
 
 #include <cstddef>
@@ -15,10 +15,10 @@ void performAll();
 // The number of sources added and not removed.
 std::size_t sourceCount();
 
-// False makes CFRunLoopGetCurrent return null, as on a thread that has no loop.
+// With false, CFRunLoopGetCurrent returns null, as on a thread without a loop.
 void setAvailable(bool available);
 
-// Lets go of every source and makes the loop available.
+// Removes every source and makes the loop available.
 void reset();
 
 }  // namespace manual_run_loop

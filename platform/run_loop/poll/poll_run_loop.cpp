@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The run loop of programs without a window: each thread has one, which watches its sources with
-// poll(2).
+// The run loop of programs without a window: each thread has one, which waits with poll(2).
 #include <poll.h>
 
 #include <algorithm>
@@ -26,7 +25,7 @@ bool contains(const CFRunLoop& loop, const CFRunLoopSourceRef& source) {
   return std::find(loop.sources.begin(), loop.sources.end(), source) != loop.sources.end();
 }
 
-// A wait that nobody sits out stands for endless ones, which the clock could not add up.
+// Clamps long waits: adding DBL_MAX seconds would overflow time_point.
 Clock::time_point deadlineAfter(double seconds) {
   constexpr double kLongestWait = 1e8;  // three years
   const double wait = seconds > 0 ? std::min(seconds, kLongestWait) : 0;
@@ -34,22 +33,21 @@ Clock::time_point deadlineAfter(double seconds) {
          std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(wait));
 }
 
-// Rounded up, so that the last wait does not end before the deadline and begin again.
+// Rounded up, so that the last wait does not end just before the deadline.
 int millisecondsUntil(Clock::time_point deadline) {
   const auto rest = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
   return static_cast<int>(std::clamp<decltype(rest)>(rest, 0, std::numeric_limits<int>::max()));
 }
 
-// Waits at most `milliseconds`, then performs what is ready until one of the sources stops the
-// loop.
+// Waits at most `milliseconds`, then performs the ready sources until one of them stops the loop.
 void performReady(CFRunLoop& loop, int milliseconds) {
-  const auto sources = loop.sources;  // performing may add and remove
+  const auto sources = loop.sources;  // a copy: perform() may add and remove sources
   std::vector<pollfd> watched;
   watched.reserve(sources.size());
   for (const CFRunLoopSourceRef& source : sources) {
     watched.push_back({source->descriptor(), POLLIN, 0});
   }
-  // A signal ends the wait early; the caller waits again for what is left of it.
+  // A signal ends the wait early; the caller waits again until the deadline.
   if (poll(watched.data(), watched.size(), milliseconds) <= 0) return;
   for (std::size_t i = 0; i < sources.size() && !loop.stopped; ++i) {
     if (watched[i].revents != 0 && contains(loop, sources[i])) sources[i]->perform();

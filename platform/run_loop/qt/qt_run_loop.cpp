@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The run loop of programs with a window: the toolkit's own, on the application's thread. Other
-// threads have none.
+// The run loop of programs with a window: Qt's event loop, on the application's thread. Other
+// threads have no run loop.
 #include <poll.h>
 
 #include <QCoreApplication>
@@ -21,14 +21,14 @@ namespace {
 
 struct Watched {
   CFRunLoopSourceRef source;
-  QPointer<QSocketNotifier> notifier;  // the application's child, gone with it
+  QPointer<QSocketNotifier> notifier;  // owned by the application
 };
 
 }  // namespace
 
 struct CFRunLoop {
   std::vector<Watched> watched;
-  QEventLoop* innermost = nullptr;  // of those that CFRunLoopRunInMode runs
+  QEventLoop* innermost = nullptr;  // of the nested CFRunLoopRunInMode calls
   bool stopped = false;
 };
 
@@ -41,7 +41,7 @@ bool contains(const CFRunLoop& loop, const CFRunLoopSourceRef& source) {
                      [&](const Watched& watched) { return watched.source == source; });
 }
 
-// The caller's reference keeps a source alive that removes itself.
+// The caller holds a reference, so that a source may remove itself.
 void perform(CFRunLoop& loop, const CFRunLoopSourceRef& source) {
   if (contains(loop, source)) source->perform();
 }
@@ -51,7 +51,7 @@ bool isReady(const CFRunLoopSource& source) {
   return poll(&descriptor, 1, 0) > 0;
 }
 
-// What is ready at this moment, whatever the toolkit would do first.
+// Performs the sources that are ready at the call, before Qt handles any event.
 void performReady(CFRunLoop& loop) {
   std::vector<CFRunLoopSourceRef> ready;
   for (const Watched& watched : loop.watched) {
@@ -64,7 +64,7 @@ void performReady(CFRunLoop& loop) {
 }
 
 void runToolkitFor(CFRunLoop& loop, double seconds) {
-  constexpr double kLongestWait = 1e6;  // fits the toolkit's milliseconds
+  constexpr double kLongestWait = 1e6;  // seconds; its milliseconds fit in an int
   QEventLoop events;
   const double milliseconds = std::ceil(std::min(seconds, kLongestWait) * 1000);
   QTimer::singleShot(static_cast<int>(milliseconds), Qt::PreciseTimer, &events, &QEventLoop::quit);
@@ -98,7 +98,7 @@ void CFRunLoopRemoveSource(CFRunLoopRef loop, const CFRunLoopSourceRef& source, 
     if (watched.source != source) return false;
     if (watched.notifier) {
       watched.notifier->setEnabled(false);
-      watched.notifier->deleteLater();  // it may be what is calling
+      watched.notifier->deleteLater();  // it may be the caller
     }
     return true;
   });

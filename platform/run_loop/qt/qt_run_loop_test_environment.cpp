@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The toolkit's loop needs an application; the tests of this program share one.
+// Qt's event loop needs an application object; the tests of this program share one.
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>

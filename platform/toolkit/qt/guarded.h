@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The border that no exception passes: the toolkit's event delivery.
+// Keeps exceptions out of Qt, which cannot pass them on from an event.
 #pragma once
 
 #include <QtGlobal>
@@ -7,6 +7,7 @@
 
 namespace qt_toolkit {
 
+// Runs `call`; an exception is logged and dropped.
 template <typename Call>
 void guarded(const Call& call) noexcept {
   try {

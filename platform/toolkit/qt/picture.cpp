@@ -27,8 +27,8 @@ QPixmap load(const QString& path, int resolution) {
   return picture;
 }
 
-// The picture made for the sharpest screen, or failing that the nearest finer one, or failing that
-// the nearest coarser one.
+// Loads the resolution of the sharpest screen; if it is missing, the next finer one; if all finer
+// ones are missing, the next coarser one.
 QPixmap loadForScreens(const QString& path) {
   const int wanted =
       std::clamp(static_cast<int>(std::ceil(qGuiApp->devicePixelRatio())), 1, kHighestResolution);

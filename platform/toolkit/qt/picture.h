@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The Qt form of an image of the application's resources.
+// Images of the application's resources as Qt pixmaps. Main thread.
 #pragma once
 
 #include <QPixmap>
@@ -8,7 +8,7 @@
 
 namespace qt_toolkit {
 
-// The picture of `image`; a null one for an empty image.
+// The pixmap of `image`; a null pixmap for an empty image.
 QPixmap pixmapOf(const NSImage& image);
 
 // The path of a file in the application's resources.

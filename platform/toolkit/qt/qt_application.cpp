@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The application: its main loop, its end, and what it asks of the desktop.
+// The application: its main loop, its end, and its use of the desktop.
 #include <QApplication>
 #include <QDesktopServices>
 #include <QDir>
@@ -23,7 +23,7 @@
 namespace {
 
 constexpr int kFirstPaintLimitMs = 2000;
-constexpr const char* kDesktopName = "vx310-panel";  // of the desktop entry and the icon
+constexpr const char* kDesktopName = "vx310-panel";  // the name of the desktop entry and the icon
 
 NSApplicationDelegate* receiver = nullptr;
 bool terminating = false;
@@ -32,13 +32,13 @@ bool endsWithItsWindow() {
   return !receiver || receiver->applicationShouldTerminateAfterLastWindowClosed();
 }
 
-// Tells when the window is painted and when it is closed.
+// Watches for the window's first paint and for its being closed.
 class WindowWatch final : public QObject {
  public:
   explicit WindowWatch(QWidget& window) { window.installEventFilter(this); }
 
-  // Returns once the window was painted, or after a limit: a window that starts minimised, or on a
-  // screen that is off, is not. What the user does meanwhile waits for the main loop.
+  // Waits until the window has been painted, with a limit: a window that starts minimised or on a
+  // screen that is off is not painted. The user's input meanwhile waits for the main loop.
   void waitForPaint() {
     if (painted_) return;
     QTimer::singleShot(kFirstPaintLimitMs, &untilPainted_, &QEventLoop::quit);
@@ -64,8 +64,8 @@ class WindowWatch final : public QObject {
   QEventLoop untilPainted_;
 };
 
-// Turns all warnings of Qt's bridge to assistive technologies off. Qt 6.8 announces each change of
-// a label whose text can be selected, then prints a warning that labels have no text interface.
+// Turns off the warnings of Qt's bridge to assistive technologies. For each change of a label with
+// selectable text, Qt 6.8 prints a warning that labels have no text interface.
 void silenceAccessibilityBridge() {
   QLoggingCategory::setFilterRules(QStringLiteral("qt.accessibility.atspi.warning=false"));
 }
@@ -76,9 +76,9 @@ void setIdentity() {
   QGuiApplication::setWindowIcon(QIcon::fromTheme(kDesktopName, bundled));
 }
 
-// The content of a window that is lower than it scrolls.
+// Makes the window no taller than the screen; its content scrolls then.
 void fitScreen(QWidget& window) {
-  constexpr int kTitleBar = 40;  // at most; it is not known before the window is shown
+  constexpr int kTitleBar = 40;  // maximum height: the real one is known once the window is shown
   const int room = window.screen()->availableGeometry().height() - kTitleBar;
   window.resize(window.width(), std::min(window.height(), room));
 }
@@ -86,7 +86,7 @@ void fitScreen(QWidget& window) {
 }  // namespace
 
 int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
-  // Whoever follows the output through a pipe sees each line when it is printed.
+  // Line-buffered, so that a reader on a pipe sees each line when it is printed.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   silenceAccessibilityBridge();
   QApplication application(argc, argv);
@@ -109,7 +109,7 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   if (receiver) receiver->applicationWillTerminate();
   owner.reset();
   receiver = nullptr;
-  std::fflush(stdout);  // while nobody reading it is still no reason to be killed
+  std::fflush(stdout);  // before QuitSignals ends, while SIGPIPE does not kill the process
   return status;
 }
 
@@ -117,7 +117,7 @@ void NSAppSetDelegate(NSApplicationDelegate* delegate) { receiver = delegate; }
 
 void NSAppTerminate() {
   terminating = true;
-  // Queued: the event being handled is finished first.
+  // Queued, so that the event being handled is finished first.
   QMetaObject::invokeMethod(
       qApp, [] { QCoreApplication::exit(0); }, Qt::QueuedConnection);
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The controls: each names a widget of the window.
+// The controls: each refers to a widget of the window.
 #include <QComboBox>
 #include <QLabel>
 #include <QPalette>
@@ -11,26 +11,26 @@
 
 namespace {
 
-// What an object of the right kind was given as; the nib hands out no other.
+// QtNib makes every control from a widget of the right class, so the casts are safe.
 QWidget* widgetOf(const NSView& view) { return static_cast<QWidget*>(view.object()); }
 QLabel* labelOf(const NSView& view) { return static_cast<QLabel*>(widgetOf(view)); }
 QComboBox* menuOf(const NSView& view) { return static_cast<QComboBox*>(widgetOf(view)); }
 
 int pixels(double points) { return static_cast<int>(std::lround(points)); }
 
-// Points count from the enclosing view's lower left corner, the widgets' pixels from the upper one.
+// Converts y: points count from the parent's lower left corner, pixels from its upper left corner.
 int flipped(const QWidget& widget, int y, int height) {
   const QWidget* enclosing = widget.parentWidget();
   return (enclosing ? enclosing->height() : 0) - y - height;
 }
 
-// The text, or as much of its beginning as the label has room for.
+// The text, cut at its end to the width of the label.
 QString fitting(const QLabel& label, const QString& text) {
   label.ensurePolished();
   return label.fontMetrics().elidedText(text, Qt::ElideRight, label.contentsRect().width());
 }
 
-// A tool tip guesses whether its text is markup; this one always is, and so wraps.
+// Qt guesses whether a tool tip is markup. Markup wraps long lines, so make it markup.
 QString asMarkup(const QString& text) {
   return QStringLiteral("<p>%1</p>").arg(text.toHtmlEscaped());
 }
@@ -66,7 +66,7 @@ void NSWindow::setBackgroundColor(const NSColor& color) {
   QWidget* window = static_cast<QWidget*>(object_);
   if (!window) return;
   QPalette palette = window->palette();
-  QBrush fill(palette.color(QPalette::Window));  // which it keeps below a tile
+  QBrush fill(palette.color(QPalette::Window));  // the colour below the tile
   const QPixmap tile = qt_toolkit::pixmapOf(color.pattern);
   if (!tile.isNull()) fill.setTexture(tile);
   palette.setBrush(QPalette::Window, fill);
@@ -89,7 +89,7 @@ NSWindow NSControl::window() const {
 void NSTextField::setStringValue(std::string_view text) {
   QLabel* label = labelOf(*this);
   if (!label) return;
-  label->setTextFormat(Qt::PlainText);  // what a device says is never markup
+  label->setTextFormat(Qt::PlainText);  // a device's texts are never markup
   const QString whole = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
   label->setText(fitting(*label, whole));
   const bool fits = label->text() == whole;

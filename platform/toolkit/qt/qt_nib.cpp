@@ -12,8 +12,8 @@
 #include "platform/toolkit/qt/guarded.h"
 #include "ui_panel_window.h"
 
-// The pictures of the window's style sheet, which a static library does not bring along by itself.
-// (The macro wants to stand outside of any namespace.)
+// Registers the pictures of the window's style sheet: the linker drops a static library's resources
+// unless they are initialised. The macro must be outside of any namespace.
 static void loadPictures() { Q_INIT_RESOURCE(panel_window); }
 
 namespace qt_toolkit {
@@ -24,7 +24,7 @@ QString textOf(std::string_view name) {
   return QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()));
 }
 
-// A label shows a picture or a text; the window file says which by scaling its contents.
+// Whether a label shows a picture or a text; in the window file only pictures have scaled contents.
 bool showsPicture(const QLabel& label) { return label.hasScaledContents(); }
 
 QWidget* labelNamed(const QWidget& window, std::string_view name, bool withPicture) {
@@ -32,7 +32,7 @@ QWidget* labelNamed(const QWidget& window, std::string_view name, bool withPictu
   return label && showsPicture(*label) == withPicture ? label : nullptr;
 }
 
-// Controls keep a QWidget's address, so that they get it back from any kind of widget.
+// A control stores the address as a void*, so it must be that of the QWidget whatever the class.
 QWidget* asWidget(QWidget* widget) { return widget; }
 
 }  // namespace
@@ -43,14 +43,14 @@ bool WheelRefusal::eventFilter(QObject*, QEvent* event) {
   return true;
 }
 
-// Only the window system's events are spontaneous: sendEvent() clears that flag, so Qt sends a new
-// ShortcutOverride before this press.
+// Only events of the window system are spontaneous. sendEvent() clears the flag, so Qt sends a new
+// ShortcutOverride before this press, which passes the filter.
 bool KeysInOrder::eventFilter(QObject* list, QEvent* event) {
   if (!event->spontaneous()) return false;
   if (event->type() == QEvent::ShortcutOverride) return true;
   if (event->type() != QEvent::KeyPress) return false;
   QCoreApplication::sendEvent(list, event);
-  event->accept();  // Qt has offered it to the widgets around the list
+  event->accept();  // Qt has already offered the press to the list's parents
   return true;
 }
 
@@ -58,7 +58,8 @@ QtNib::QtNib() {
   loadPictures();
   Ui::PanelWindow ui;
   ui.setupUi(&window_);
-  // By itself a scroller follows the focus only within what it scrolls, not into it.
+  // By default a scroll area follows the focus only while it moves inside the area, not when it
+  // enters it.
   QObject::connect(
       qApp, &QApplication::focusChanged, ui.Scroller,
       [scroller = ui.Scroller](QWidget*, QWidget* now) { scroller->ensureWidgetVisible(now); });

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The window as its Designer file gives it.
+// The panel's window, made from its Designer file. Main thread.
 #pragma once
 
 #include <QWidget>
@@ -8,17 +8,17 @@
 
 namespace qt_toolkit {
 
-// Leaves the wheel to what is around a widget. A closed menu would otherwise take the next item,
-// and so re-route sound, when the pointer happens to be over it.
+// Passes the mouse wheel on to the widget's parent. Otherwise scrolling with the pointer over a
+// closed menu would pick its next item, and so re-route sound.
 class WheelRefusal final : public QObject {
  protected:
   bool eventFilter(QObject* widget, QEvent* event) override;
 };
 
-// Has a menu's open list act on a key once, when its press arrives. By itself the list picks at the
-// shortcut override before the press. An assistive technology that looks at presses first holds
-// them back, but no overrides: the list would pick before older presses have moved it, and pick
-// again when the press comes along with an override of its own.
+// Makes a menu's open list handle each key once, when its press arrives. By default the list picks
+// the item at the ShortcutOverride event before the press. An assistive technology delays presses,
+// but not overrides: the list would pick before earlier presses have moved the selection, and again
+// when the press arrives with an override of its own.
 class KeysInOrder final : public QObject {
  protected:
   bool eventFilter(QObject* list, QEvent* event) override;
@@ -26,7 +26,7 @@ class KeysInOrder final : public QObject {
 
 class QtNib final : public NSNib {
  public:
-  // Loads the window, which is not shown yet.
+  // Loads the window without showing it.
   QtNib();
 
   QWidget& window() { return window_; }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The contract's fixture for the Qt back end, and what is Qt's own: signals, the first painting,
-// the window file, resolutions. Needs no display: the environment names the offscreen platform.
+// The contract's fixture for the Qt back end, and tests of its own parts: signals, the first paint,
+// the window file, resolutions. Needs no display: it uses Qt's offscreen platform.
 #include <gmock/gmock.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -52,7 +52,7 @@ void type(QWidget* widget, Qt::Key key) {
   QApplication::sendEvent(widget, &release);
 }
 
-// Whether the widget used it.
+// Returns whether the widget accepted the event.
 bool turnWheel(QWidget* widget) {
   const QPointF middle(widget->rect().center());
   QWheelEvent turn(middle, widget->mapToGlobal(middle), {}, {0, -120}, Qt::NoButton, Qt::NoModifier,
@@ -94,7 +94,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-// What a test lets the application do once it runs, and before that with the window as loaded.
+// The actions of a test: once the application runs, and before that on the window as loaded.
 std::function<void()> whenLoaded;
 std::function<void()> whenAwake;
 std::function<void()> whenRunning;
@@ -133,13 +133,13 @@ TEST_P(QuitSignal, EndsTheApplicationWhileItRuns) {
   EXPECT_EQ(run(), 0);
 }
 
-TEST_P(QuitSignal, EndsTheApplicationThatIsStillStarting) {
+TEST_P(QuitSignal, EndsAnApplicationThatIsStarting) {
   whenAwake = [] { raise(GetParam()); };
   whenRunning = [] {};
   EXPECT_EQ(run(), 0);
 }
 
-TEST_P(QuitSignal, IsLeftToItsFormerHandlerAfterwards) {
+TEST_P(QuitSignal, GoesToItsPreviousHandlerAfterwards) {
   static volatile std::sig_atomic_t handled = 0;
   handled = 0;
   const auto former = std::signal(GetParam(), [](int) { handled = 1; });
@@ -161,7 +161,7 @@ TEST_P(QuitSignal, ThatWasIgnoredAtTheStartStaysIgnored) {
   std::signal(GetParam(), former);
 }
 
-TEST_F(QtToolkit, AnOutputThatNobodyReadsEndsNothing) {
+TEST_F(QtToolkit, AClosedOutputDoesNotEndTheApplication) {
   bool wentOn = false;
   whenRunning = [&] {
     raise(SIGPIPE);
@@ -175,8 +175,8 @@ TEST_F(QtToolkit, AnOutputThatNobodyReadsEndsNothing) {
 INSTANTIATE_TEST_SUITE_P(QtToolkit, QuitSignal, testing::Values(SIGINT, SIGTERM, SIGHUP),
                          [](const auto& parameter) { return sigabbrev_np(parameter.param); });
 
-// Whose output went to a reader that is gone is not killed by what it printed last.
-TEST_F(QtToolkit, NothingPrintedIsLeftForTheEndOfTheProgram) {
+// A program whose reader has gone must not be killed by the last line that it printed.
+TEST_F(QtToolkit, AllOutputIsWrittenBeforeTheProgramEnds) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   std::fflush(stdout);
@@ -192,7 +192,7 @@ TEST_F(QtToolkit, NothingPrintedIsLeftForTheEndOfTheProgram) {
     NSAppTerminate();
   };
   run();
-  std::fflush(stdout);  // as the end of the program does
+  std::fflush(stdout);  // as exit() does
   dup2(standardOutput, STDOUT_FILENO);
   close(standardOutput);
   std::clearerr(stdout);
@@ -200,7 +200,7 @@ TEST_F(QtToolkit, NothingPrintedIsLeftForTheEndOfTheProgram) {
   EXPECT_EQ(handled, 0);
 }
 
-TEST_F(QtToolkit, ALineIsOutWhenItIsPrinted) {
+TEST_F(QtToolkit, ALineIsWrittenWhenItIsPrinted) {
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   std::fflush(stdout);
@@ -241,7 +241,7 @@ TEST_F(QtToolkit, TheWindowIsPaintedBeforeItsOwnerAwakes) {
   EXPECT_EQ(steps.front(), "awake");
 }
 
-// Launching may take its time: meanwhile the window shows what its owner made of it.
+// Launching may take long: meanwhile the window shows the state after awakeFromNib.
 TEST_F(QtToolkit, TheWindowIsPaintedBetweenAwakingAndTheEndOfLaunching) {
   std::vector<std::string> steps;
   PaintWatch watch;
@@ -255,7 +255,7 @@ TEST_F(QtToolkit, TheWindowIsPaintedBetweenAwakingAndTheEndOfLaunching) {
   run();
 }
 
-TEST_F(QtToolkit, TheWindowIsDarkFromItsFirstPaintingWhateverTheDesktopsColours) {
+TEST_F(QtToolkit, TheWindowIsDarkFromItsFirstPaintWithAnyDesktopColours) {
   whenLoaded = [] {
     EXPECT_LT(window()->palette().color(QPalette::Window).lightness(), 80);
     const QColor painted = window()->grab().toImage().pixelColor(10, 300);
@@ -324,8 +324,8 @@ TEST_F(QtToolkit, EveryTitleIsTheLabelOfItsControl) {
   run();
 }
 
-// At the sizes and in the widest of the typefaces that the window file sets. A driver or an
-// interface may give itself a longer name or version; then there is a tool tip.
+// Checked at the sizes and in the widest typeface of the window file. A driver or an interface may
+// report a longer name or version, which is then cut and shown in a tool tip.
 TEST_F(QtToolkit, TheLongestTextsFit) {
   whenRunning = [] {
     const auto fits = [](const char* name, const char* text) {
@@ -353,7 +353,7 @@ TEST_F(QtToolkit, TheLongestTextsFit) {
   run();
 }
 
-TEST_F(QtToolkit, ATextThatDoesNotFitIsCutVisiblyAndReadInTheToolTipOfItsField) {
+TEST_F(QtToolkit, ATextThatDoesNotFitIsCutAndItsToolTipHasTheWholeText) {
   whenRunning = [] {
     auto* label = find<QLabel>("KvDeviceField");
     NSTextField field(static_cast<QWidget*>(label));
@@ -377,7 +377,7 @@ TEST_F(QtToolkit, ATextThatDoesNotFitIsCutVisiblyAndReadInTheToolTipOfItsField) 
   run();
 }
 
-TEST_F(QtToolkit, WhatTheFieldsShowCanBeSelectedWithTheMouseAndIsNoStopOfTheTabulator) {
+TEST_F(QtToolkit, TheFieldsTextsCanBeSelectedWithTheMouseAndAreNoTabStops) {
   whenRunning = [] {
     const auto fields = window()->findChildren<QLabel*>(QRegularExpression("^Kv.*Field$"));
     EXPECT_EQ(fields.size(), 8);
@@ -390,7 +390,7 @@ TEST_F(QtToolkit, WhatTheFieldsShowCanBeSelectedWithTheMouseAndIsNoStopOfTheTabu
   run();
 }
 
-TEST_F(QtToolkit, TheWheelOverAClosedMenuIsLeftToWhatScrollsAroundIt) {
+TEST_F(QtToolkit, TheWheelOverAClosedMenuDoesNotChangeIt) {
   whenRunning = [] {
     auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
     menu->show();
@@ -405,8 +405,8 @@ TEST_F(QtToolkit, TheWheelOverAClosedMenuIsLeftToWhatScrollsAroundIt) {
   run();
 }
 
-// Takes every key press before the window gets it and hands it on later, as the bus of the
-// assistive technologies does.
+// Takes every key press before the window gets it and delivers it later, as the bus of assistive
+// technologies does.
 class AssistiveTechnology : public QObject {
  public:
   AssistiveTechnology() { qApp->installEventFilter(this); }
@@ -427,7 +427,7 @@ class AssistiveTechnology : public QObject {
 };
 
 // Types `keys` into the open menu's list and returns the picks. The action resets the menu after
-// each pick, as an interface does that refuses it.
+// each pick, as happens when an interface refuses the choice.
 std::vector<int> picksBy(std::vector<Qt::Key> keys, bool assisted) {
   static std::vector<int> picks;
   picks.clear();
@@ -459,7 +459,7 @@ TEST_F(QtToolkit, TheKeysPickOnce) {
   EXPECT_THAT(picksBy({Qt::Key_End, Qt::Key_Up, Qt::Key_Enter}, false), ElementsAre(2));
 }
 
-TEST_F(QtToolkit, TheKeysPickOnceAndInTheirOrderWhenAnAssistiveTechnologyTakesThemFirst) {
+TEST_F(QtToolkit, TheKeysPickOnceAndInOrderWhenAnAssistiveTechnologyDelaysThem) {
   EXPECT_THAT(picksBy({Qt::Key_End, Qt::Key_Return}, true), ElementsAre(3));
   EXPECT_THAT(picksBy({Qt::Key_End, Qt::Key_Up, Qt::Key_Enter}, true), ElementsAre(2));
 }
@@ -484,7 +484,7 @@ TEST_F(QtToolkit, ReturnPressesTheButtonThatHasTheFocus) {
   EXPECT_THAT(pressed, ElementsAre("Help", "CloseButton"));
 }
 
-TEST_F(QtToolkit, TheUsualKeysPressTheCloseButtonAndEscapeDoesNot) {
+TEST_F(QtToolkit, TheStandardKeysPressTheCloseButtonAndEscapeDoesNot) {
   int presses = 0;
   whenRunning = [&] {
     window()->activateWindow();
@@ -502,7 +502,7 @@ TEST_F(QtToolkit, TheUsualKeysPressTheCloseButtonAndEscapeDoesNot) {
   run();
 }
 
-TEST_F(QtToolkit, ASectionTellsOnlyOfChanges) {
+TEST_F(QtToolkit, ASectionSignalsOnlyChanges) {
   whenRunning = [] {
     std::vector<bool> told;
     auto* section = find<qt_toolkit::SectionBox>("OutputSection");
@@ -518,7 +518,7 @@ TEST_F(QtToolkit, ASectionTellsOnlyOfChanges) {
   run();
 }
 
-TEST_F(QtToolkit, ASectionIsThereWhileOneOfItsControlsIs) {
+TEST_F(QtToolkit, ASectionIsShownWhileOneOfItsControlsIs) {
   whenRunning = [] {
     auto* section = find<QWidget>("OutputSection");
     auto* hint = find<QWidget>("EmptyHint");
@@ -549,7 +549,7 @@ TEST_F(QtToolkit, PointsCountFromTheLowerLeftCorner) {
   run();
 }
 
-TEST_F(QtToolkit, ThePictureHasItsPlaceFromTheStart) {
+TEST_F(QtToolkit, ThePictureHasItsPositionFromTheStart) {
   whenRunning = [] {
     EXPECT_EQ(NSView(find<QWidget>("KvDeviceBitmap")).frame(), (NSRect{{316, 220}, {296, 132}}));
     NSAppTerminate();
@@ -587,7 +587,7 @@ TEST_F(QtToolkit, AWindowOnALowScreenFitsItAndScrollsToEachMenu) {
   unsetenv("QT_SCALE_FACTOR");
 }
 
-TEST_F(QtToolkit, WhatScrollsIsPaintedInTheColoursOfTheWindowFile) {
+TEST_F(QtToolkit, TheScrolledPartHasTheColoursOfTheWindowFile) {
   whenRunning = [] {
     const QImage painted = window()->grab().toImage();
     const QPoint display = find<QWidget>("Display")->mapTo(window(), QPoint(290, 150));
@@ -598,7 +598,7 @@ TEST_F(QtToolkit, WhatScrollsIsPaintedInTheColoursOfTheWindowFile) {
   run();
 }
 
-TEST_F(QtToolkit, ThePicturesOfThePanelAreThere) {
+TEST_F(QtToolkit, ThePanelsPicturesExist) {
   whenRunning = [] {
     for (const char* name : {"StripTexture.png", "VX-310.png", "None.bmp"}) {
       EXPECT_FALSE(NSImage::imageNamed(name).empty()) << name;
@@ -608,7 +608,7 @@ TEST_F(QtToolkit, ThePicturesOfThePanelAreThere) {
   run();
 }
 
-TEST_F(QtToolkit, APictureComesInTheResolutionOfTheScreen) {
+TEST_F(QtToolkit, APictureIsLoadedInTheResolutionOfTheScreen) {
   setenv("QT_SCALE_FACTOR", "2", 1);
   whenRunning = [] {
     const QPixmap picture = qt_toolkit::pixmapOf(NSImage::imageNamed("VX-310.png"));
@@ -620,7 +620,7 @@ TEST_F(QtToolkit, APictureComesInTheResolutionOfTheScreen) {
   unsetenv("QT_SCALE_FACTOR");
 }
 
-TEST_F(QtToolkit, WhatAnActionThrowsGoesNoFurther) {
+TEST_F(QtToolkit, AnExceptionOfAnActionIsCaught) {
   const auto loader = [](NSNib& nib) -> std::unique_ptr<NSObject> {
     nib.connectAction("Help", [] { throw std::runtime_error("from the action"); });
     return std::make_unique<Owner>();

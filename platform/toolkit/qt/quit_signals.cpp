@@ -16,7 +16,8 @@ namespace qt_toolkit {
 
 namespace {
 
-// Handlers, unlike a blocked signal mask, are not inherited by the browser that shows the help.
+// Handlers instead of a blocked signal mask: the browser that shows the help would inherit the
+// mask.
 std::atomic<int> eventOfHandler{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
@@ -45,7 +46,7 @@ QuitSignals::QuitSignals(std::function<void()> quit)
   for (std::size_t i = 0; i < std::size(kSignals); ++i) {
     action.sa_handler = kSignals[i] == SIGPIPE ? handleNothing : handleSignal;
     sigaction(kSignals[i], nullptr, &previous_[i]);
-    // Whoever started the program without this signal (nohup, a script's background job) meant it.
+    // A signal that was ignored at the start (nohup, a script's background job) stays ignored.
     if (previous_[i].sa_handler != SIG_IGN) sigaction(kSignals[i], &action, nullptr);
   }
 }

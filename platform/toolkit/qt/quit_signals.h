@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The signals that would end a program, which the toolkit's event loop handles instead.
+// Handles the signals that end a program in Qt's event loop instead.
 #pragma once
 
 #include <QSocketNotifier>
@@ -10,9 +10,9 @@
 
 namespace qt_toolkit {
 
-// From its construction to its end SIGINT, SIGTERM and SIGHUP call `quit` from the event loop; one
-// that comes before the loop runs is delivered when it does. SIGPIPE does nothing: a program whose
-// output nobody reads any more keeps its window. One object at a time.
+// While an object of this class lives, SIGINT, SIGTERM and SIGHUP call `quit` from the event loop;
+// a signal that arrives before the loop runs calls it when the loop starts. SIGPIPE does nothing,
+// so that the panel keeps running when the reader of its output has gone. One object at a time.
 class QuitSignals {
  public:
   explicit QuitSignals(std::function<void()> quit);

@@ -12,7 +12,7 @@ void SectionBox::childEvent(QChildEvent* event) {
 }
 
 bool SectionBox::eventFilter(QObject* child, QEvent* event) {
-  // Sent for what the program asks for, whether or not the box itself is on screen.
+  // Qt sends these when a control is shown or hidden, even while the box itself is hidden.
   if (event->type() == QEvent::ShowToParent || event->type() == QEvent::HideToParent) {
     const bool empty = !hasShownControl();
     if (empty != isHidden()) {

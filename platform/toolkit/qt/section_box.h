@@ -1,14 +1,14 @@
 // SPDX-License-Identifier: MIT
-// A titled part of the window that is there only while it has something in it.
+// A titled part of the window that hides itself while all its controls are hidden.
 #pragma once
 
 #include <QFrame>
 
 namespace qt_toolkit {
 
-// Shows itself while at least one of the controls in it is shown, and hides otherwise. The program
-// shows and hides single controls; frames and headings follow. Headings, which are always shown,
-// bear the dynamic property "heading" and do not count.
+// Shown while at least one of its controls is shown, hidden otherwise: the program shows and hides
+// single controls, and the frame with its heading follows. Widgets with the dynamic property
+// "heading" do not count as controls.
 class SectionBox : public QFrame {
   Q_OBJECT
 
@@ -16,7 +16,7 @@ class SectionBox : public QFrame {
   using QFrame::QFrame;
 
  signals:
-  // Emitted when the box hides (true) or shows (false) itself.
+  // Emitted when the box hides itself (true) or shows itself (false).
   void emptied(bool empty);
 
  protected:

@@ -34,7 +34,7 @@ std::string nameOrNothing(const NSImage& image) {
   return image.empty() ? "nothing" : nameOf(image);
 }
 
-// What every superview and the window stand for: the log needs no more than a name.
+// The object of every superview and of the window; the log needs only its name.
 RecordedControl* windowObject() {
   static RecordedControl window = [] {
     RecordedControl control;

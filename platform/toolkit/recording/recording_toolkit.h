@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// What tests do to the recording toolkit: read the operations that a program performed on its
-// window, look at the controls, and act as the user.
+// The tests' side of the recording toolkit: read the operations that the program performed on its
+// window, read and change the controls, act as the user. One thread.
 //
-// Every operation is one line of readable text: `KvDeviceField.setStringValue "none found"`,
+// An operation is recorded as one line of text: `KvDeviceField.setStringValue "none found"`,
 // `KvDeviceField.setHidden no`, `KvSampleClockSourceMenu.selectItem nothing`,
 // `KvDeviceBitmap.setFrameSize 296x132`, `window.setBackgroundColor StripTexture.png`.
 #pragma once
@@ -25,59 +25,57 @@ struct Outlet {
   Kind kind;
 };
 
-// A control of the window. Unless a test says otherwise, the program finds it shown and enabled,
-// empty, and at the origin.
+// A control of the window. By default it is shown, enabled, empty and at the origin.
 struct Control {
-  std::optional<Kind> kind;  // the first that the program asks for, unless the window was given
+  std::optional<Kind> kind;  // from loadWindow(), else the first kind that the program asked for
   bool hidden = false;
   bool enabled = true;
   std::string text;
   std::int32_t itemCount = 16;
   std::int32_t selectedItem = -1;
-  std::string image;  // the resource's name; empty for none
+  std::string image;  // the resource's name; empty without an image
   NSRect frame;
 };
 
-// Takes everything back to the start: an empty log, and a window that has every control that the
-// program asks for.
+// Clears the log and makes a new window, which has every control that the program asks for.
 void reset();
 
-// Gives the window these controls and no others.
+// Makes a window with these controls only.
 void loadWindow(const std::vector<Outlet>& outlets);
 
-// The window, for tests that make its owner themselves and not through NSApplicationMain.
+// The window, for tests that make its owner without NSApplicationMain.
 NSNib& nib();
 
-// A control to look at or to change. One that nobody asked for yet is made.
+// A control, for the test to read or change; made if the window does not have it yet.
 Control& control(std::string_view name);
 
 // The operations since the last reset or clearLog.
 const std::vector<std::string>& log();
 void clearLog();
 
-// Calls `action` with each operation after it was written down, for tests that see in which order
-// it comes with what happens elsewhere. An empty action ends that.
+// Calls `action` with each operation after it was recorded, for tests that compare its order with
+// events elsewhere. An empty action ends this.
 void onOperation(std::function<void(const std::string& operation)> action);
 
-// Makes the resource, which otherwise exists, one that cannot be found.
+// Removes a resource; all others exist.
 void removeImage(std::string name);
 
-// What NSBundleMainBundlePath answers.
+// Sets the result of NSBundleMainBundlePath.
 void setMainBundlePath(std::string path);
 
-// What NSWorkspaceOpenFile answers; otherwise true.
+// Sets the result of NSWorkspaceOpenFile; true by default.
 void setOpenFileResult(bool result);
 
 NSApplicationDelegate* delegate();
 
-// Acts as the user: picks an item, presses a button, closes the window. A hidden or disabled
-// control cannot be used; then nothing happens and the answer is false.
+// Act as the user: pick an item, press a button, close the window. They do nothing and return false
+// for a hidden or disabled control.
 bool pickItem(std::string_view name, std::int32_t index);
 bool press(std::string_view name);
 void closeWindow();
 
-// Puts `event` at the end of what NSApplicationMain's main loop goes through. When it has gone
-// through everything, the application is ended as by a signal.
+// Appends `event` to the queue of NSApplicationMain's main loop. When the queue is empty, the
+// application is terminated as by a signal.
 void post(std::function<void()> event);
 
 }  // namespace recording_toolkit

@@ -48,7 +48,7 @@ class RecordingToolkit : public testing::Test {
   ~RecordingToolkit() override { recording_toolkit::reset(); }
 };
 
-TEST_F(RecordingToolkit, TellsOfEachOperationUntilToldOtherwise) {
+TEST_F(RecordingToolkit, CallsTheTestForEachOperationUntilTheActionIsEmpty) {
   NSTextField field = nib().textField("Field");
   std::vector<std::string> told;
   recording_toolkit::onOperation([&](const std::string& operation) { told.push_back(operation); });
@@ -60,7 +60,7 @@ TEST_F(RecordingToolkit, TellsOfEachOperationUntilToldOtherwise) {
   EXPECT_EQ(told.size(), 1u);
 }
 
-TEST_F(RecordingToolkit, WritesEachOperationDownInOrder) {
+TEST_F(RecordingToolkit, RecordsEachOperationInOrder) {
   NSTextField field = nib().textField("Field");
   field.setHidden(false);
   field.setStringValue("none found");
@@ -98,7 +98,7 @@ TEST_F(RecordingToolkit, AWindowOfGivenControlsHasNoOthers) {
   EXPECT_EQ(nib().button("Field").object(), nullptr);
 }
 
-TEST_F(RecordingToolkit, AControlThatATestMadeIsOfTheKindThatTheProgramAsksFor) {
+TEST_F(RecordingToolkit, AControlThatATestMadeGetsTheKindThatTheProgramAsksFor) {
   recording_toolkit::control("Menu").itemCount = 2;
   NSPopUpButton menu = nib().popUpButton("Menu");
   menu.selectItemAtIndex(2);
@@ -107,7 +107,7 @@ TEST_F(RecordingToolkit, AControlThatATestMadeIsOfTheKindThatTheProgramAsksFor) 
   EXPECT_EQ(nib().textField("Menu").object(), nullptr);
 }
 
-TEST_F(RecordingToolkit, TheUserCannotUseWhatIsHiddenOrDisabled) {
+TEST_F(RecordingToolkit, TheUserCannotUseAHiddenOrDisabledControl) {
   NSPopUpButton menu = nib().popUpButton("Menu");
   NSButton button = nib().button("Button");
   menu.setHidden(true);
@@ -117,7 +117,7 @@ TEST_F(RecordingToolkit, TheUserCannotUseWhatIsHiddenOrDisabled) {
   EXPECT_FALSE(recording_toolkit::press("NoButton"));
 }
 
-TEST_F(RecordingToolkit, TheUserPicksOnlyItemsThatThereAre) {
+TEST_F(RecordingToolkit, TheUserPicksOnlyExistingItems) {
   nib().popUpButton("Menu");
   recording_toolkit::control("Menu").itemCount = 2;
   EXPECT_TRUE(recording_toolkit::pickItem("Menu", 1));

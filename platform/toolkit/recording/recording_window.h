@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The state behind the recording toolkit, shared by the program's side and the test's side of it.
+// The state of the recording toolkit, which the program's operations and the tests' share.
 #pragma once
 
 #include <deque>
@@ -28,14 +28,15 @@ class Window final : public NSNib {
   NSButton button(std::string_view name) override;
   void connectAction(std::string_view name, Action action) override;
 
-  // Null when the window has no such control.
+  // Null when the window does not have the control.
   RecordedControl* find(std::string_view name);
   RecordedControl& add(std::string_view name, std::optional<Kind> kind);
 
   bool hasEveryControl = true;
 
  private:
-  // The control of that name and kind, made if the window has every control; null if not.
+  // The control of this name and kind; if it is missing, a new one when the window has every
+  // control, else null.
   RecordedControl* outlet(std::string_view name, Kind kind);
 
   std::map<std::string, std::unique_ptr<RecordedControl>, std::less<>> controls_;

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+#include "protocol/dispatch.h"
+
+#include <gtest/gtest.h>
+
+#include <utility>
+
+namespace {
+
+// Drivers of other makers know the commands by these numbers. All other tests use the names.
+TEST(Dispatch, EachCommandHasItsNumber) {
+  const std::pair<VQ_Command, std::uint32_t> expected[] = {
+      {VQ_Command::kGetDigitalOutSelector, 2},
+      {VQ_Command::kSetDigitalOutSelector, 3},
+      {VQ_Command::kReadLogicChip, 4},
+      {VQ_Command::kWriteLogicChip, 5},
+      {VQ_Command::kGetCountConfigurations, 6},
+      {VQ_Command::kGetConfiguration, 7},
+      {VQ_Command::kGetCurrentConfiguration, 8},
+      {VQ_Command::kSetConfiguration, 9},
+      {VQ_Command::kSetBufferSize, 9},
+      {VQ_Command::kGetCountBufferSizes, 10},
+      {VQ_Command::kGetBufferSize, 11},
+      {VQ_Command::kGetCurrentBufferSize, 12},
+      {VQ_Command::kCanClockSource, 14},
+      {VQ_Command::kGetCurrentClockSource, 15},
+      {VQ_Command::kSetClockSource, 16},
+      {VQ_Command::kGetDigitalStatus, 17},
+      {VQ_Command::kGetString0, 18},
+      {VQ_Command::kGetString1, 19},
+      {VQ_Command::kGetUsbSpeed, 20},
+      {VQ_Command::kGetDeviceDescriptor, 21},
+      {VQ_Command::kGetDriverVersion, 22},
+      {VQ_Command::kGetFirmwareVersion, 23},
+      {VQ_Command::kGetFirmwareDate, 24},
+      {VQ_Command::kGetUSB1Mode, 25},
+      {VQ_Command::kSetUSB1Mode, 26},
+      {VQ_Command::kGetDigitalOutMode, 27},
+      {VQ_Command::kSetDigitalOutMode, 28},
+      {VQ_Command::kPrepareFirmwareUpdate, 33},
+      {VQ_Command::kUsbRequest, 34},
+      {VQ_Command::kReadLevelInfo, 35},
+      {VQ_Command::kSendCPortBytes, 36},
+      {VQ_Command::kResumeStreaming, 37},
+      {VQ_Command::kGetConfigStatus, 38},
+      {VQ_Command::kSuspendStreaming, 38},
+      {VQ_Command::kSetRouting, 40},
+      {VQ_Command::kGetWMRegister, 41},
+      {VQ_Command::kSetWMRegister, 42},
+      {VQ_Command::kControlCode56, 48},
+      {VQ_Command::kGetOutLevels, 49},
+      {VQ_Command::kGetChannelMap, 65},
+      {VQ_Command::kSetChannelMap, 66},
+      {VQ_Command::kGetValueAtOpen, 67},
+      {VQ_Command::kSetConfigurationAndChannelMap, 68},
+      {VQ_Command::kGetConfigurationAndChannelMap, 69},
+      {VQ_Command::kGetDeviceName, 70},
+      {VQ_Command::kSetDeviceName, 71},
+      {VQ_Command::kGetInLevels, 72},
+      {VQ_Command::kReenumerateDevice, 76},
+  };
+  for (const auto& [command, number] : expected) {
+    EXPECT_EQ(static_cast<std::uint32_t>(command), number);
+  }
+}
+
+TEST(Dispatch, TheCommandIsTheFirstFourBytesOfTheRecord) {
+  const VQ_Dispatch record(VQ_Command::kReenumerateDevice, 0x04030201);
+  EXPECT_EQ(wire::load<std::uint32_t>(record.bytes, 0), 76u);
+  EXPECT_EQ(wire::load<std::uint32_t>(record.bytes, 4), 0x04030201u);
+  EXPECT_EQ(record.command(), VQ_Command::kReenumerateDevice);
+}
+
+}  // namespace
