@@ -18,6 +18,10 @@ class DbusRegistry : public Registry {
   void receive() override {
     if (bus_) bus_->receive();
   }
+  void beginTurn() override {
+    ++turn;
+    if (bus_) bus_->beginTurn();
+  }
   int incoming() const override { return bus_ ? bus_->descriptor() : -1; }
 
   std::unique_ptr<DriverBus> bus_;  // while a master port is held
