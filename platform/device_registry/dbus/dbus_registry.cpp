@@ -4,6 +4,7 @@
 
 #include "platform/device_registry/core/registry.h"
 #include "platform/device_registry/dbus/driver_bus.h"
+#include "platform/posix/driver_waits.h"
 
 namespace device_registry {
 
@@ -11,6 +12,7 @@ namespace {
 
 class DbusRegistry : public Registry {
   IOReturn connect() override {
+    driverWaits().renew();
     bus_ = std::make_unique<DriverBus>(*this);
     return bus_->connect();
   }
