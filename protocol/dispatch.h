@@ -23,6 +23,8 @@
 inline constexpr std::uint32_t kDispatchSelector = 0;
 inline constexpr std::size_t kDispatchSelectorSize = 4;
 inline constexpr std::uint32_t kDispatchConnectionType = 2;
+// The size of an answer that refuses a request: the command number alone.
+inline constexpr std::size_t kDispatchRefusalSize = 4;
 
 // The commands of the driver. Two numbers have two uses each: 9 sets a configuration or a buffer
 // size, depending on the payload; 38 both suspends streaming and reads the configuration status.

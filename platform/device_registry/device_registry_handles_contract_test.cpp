@@ -144,7 +144,9 @@ TEST_F(DeviceRegistry, EveryIteratorReturnsTheSameHandleForAService) {
 TEST_F(DeviceRegistry, AHandleInUseIsNotReusedForAnotherService) {
   client_.follow();
   for (int i = 0; i < 3; ++i) {
-    world_->terminate(publish());
+    const int device = publish();
+    perform();
+    world_->terminate(device);
     perform();
   }
   EXPECT_THAT(client_.log, ElementsAre("+1", "-1", "+2", "-2", "+3", "-3"));

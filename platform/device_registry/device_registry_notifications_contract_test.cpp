@@ -98,17 +98,68 @@ TEST_F(DeviceRegistry, ATerminationHasTheHandleOfThePublication) {
 
 TEST_F(DeviceRegistry, EventsComeInOrderEvenAcrossIterators) {
   client_.follow();
+  const int first = publish();
+  perform();
+  world_->terminate(first);
+  publish();
+  perform();
+  EXPECT_THAT(client_.log, ElementsAre("+1", "-1", "+2"));
+}
+
+TEST_F(DeviceRegistry, AServiceThatLeftBeforeItWasTakenIsSeenByNeitherIterator) {
+  client_.follow();
   world_->terminate(publish());
+  perform();
+  EXPECT_EQ(client_.callbacks, 0);
   world_->terminate(publish());
   publish();
   perform();
-  EXPECT_THAT(client_.log, ElementsAre("+1", "-1", "+2", "-2", "+3"));
+  EXPECT_THAT(client_.log, ElementsAre("+1"));
+  EXPECT_EQ(client_.callbacks, 1);
+}
+
+TEST_F(DeviceRegistry, AServiceThatLeftBeforeTheFirstDrainIsSeenByNeitherIterator) {
+  const int device = publish();
+  arrive();
+  const io_iterator_t come = client_.add(kIOPublishNotification);
+  const io_iterator_t gone = client_.add(kIOTerminatedNotification);
+  world_->terminate(device);
+  arrive();
+  client_.drain(come, "+");
+  client_.drain(gone, "-");
+  perform();
+  EXPECT_THAT(client_.log, IsEmpty());
+}
+
+TEST_F(DeviceRegistry, AServiceThatOneIteratorHandedOutIsSeenToTerminate) {
+  client_.follow();
+  const io_iterator_t late = client_.add(kIOPublishNotification);
+  const int device = publish();
+  arrive();
+  client_.drain(late, "+");
+  world_->terminate(device);
+  perform();
+  EXPECT_THAT(client_.log, ElementsAre("+1", "-1"));
+}
+
+TEST_F(DeviceRegistry, AServiceThatLeftIsMissingInAListOfThePresentOnesThatWasMadeBefore) {
+  const int device = publish();
+  publish();
+  arrive();
+  io_iterator_t present = 0;
+  ASSERT_EQ(IOServiceGetMatchingServices(client_.master, IOServiceMatching(kClass), &present),
+            kIOReturnSuccess);
+  world_->terminate(device);
+  arrive();
+  client_.drain(present, "+");
+  EXPECT_THAT(client_.log, ElementsAre("+1"));
+  IOObjectRelease(present);
 }
 
 TEST_F(DeviceRegistry, ADeviceReplacedDuringADrainTerminatesBeforeItsSuccessorIsPublished) {
   client_.follow();
   const int device = publish();
-  client_.beforeDrain = [this, device] {
+  client_.afterDrain = [this, device] {
     world_->terminate(device);
     publish();
     arrive();
@@ -125,10 +176,10 @@ TEST_F(DeviceRegistry, ADeviceReplacedBeforeTheFirstDrainTerminatesBeforeItsSucc
   arrive();
   const io_iterator_t come = client_.add(kIOPublishNotification);
   const io_iterator_t gone = client_.add(kIOTerminatedNotification);
+  client_.drain(come, "+");
   world_->terminate(device);
   publish();
   arrive();
-  client_.drain(come, "+");
   client_.drain(gone, "-");
   perform();
   EXPECT_THAT(client_.log, ElementsAre("+1", "-1", "+2"));
@@ -137,8 +188,10 @@ TEST_F(DeviceRegistry, ADeviceReplacedBeforeTheFirstDrainTerminatesBeforeItsSucc
 TEST_F(DeviceRegistry, AnIteratorThatIsNeverDrainedDoesNotHoldBackTheOthers) {
   const io_iterator_t come = client_.add(kIOPublishNotification);
   client_.add(kIOTerminatedNotification);
+  const int device = publish();
+  perform();
   client_.drain(come, "+");
-  world_->terminate(publish());
+  world_->terminate(device);
   publish();
   perform();
   EXPECT_THAT(client_.log, ElementsAre("+1", "+2"));
@@ -196,20 +249,24 @@ TEST_F(DeviceRegistry, CallbacksRunOnlyFromThePortsSource) {
 TEST_F(DeviceRegistry, ACallbackMayReleaseItsIterator) {
   client_.follow();
   client_.afterDrain = [this] { client_.release(client_.publishIterator); };
+  const int first = publish();
+  perform();
   publish();
   perform();
-  const int last = publish();
+  world_->terminate(first);
   perform();
-  world_->terminate(last);
-  perform();
-  EXPECT_THAT(client_.log, ElementsAre("+1", "-2"));
+  EXPECT_THAT(client_.log, ElementsAre("+1", "-1"));
 }
 
 TEST_F(DeviceRegistry, ACallbackMayReleaseTheIteratorWhoseTurnIsNext) {
   client_.follow();
-  client_.afterDrain = [this] { client_.release(client_.terminateIterator); };
-  world_->terminate(publish());
-  publish();
+  const int device = publish();
+  client_.afterDrain = [this, device] {
+    world_->terminate(device);
+    publish();
+    arrive();
+    client_.release(client_.terminateIterator);
+  };
   perform();
   perform();
   EXPECT_THAT(client_.log, ElementsAre("+1", "+2"));
@@ -218,11 +275,13 @@ TEST_F(DeviceRegistry, ACallbackMayReleaseTheIteratorWhoseTurnIsNext) {
 
 TEST_F(DeviceRegistry, ACallbackMayDestroyThePortAndReleaseTheSource) {
   client_.follow();
-  client_.afterDrain = [this] {
+  const int device = publish();
+  client_.afterDrain = [this, device] {
+    world_->terminate(device);
+    arrive();
     IONotificationPortDestroy(std::exchange(client_.port, nullptr));
     client_.source.reset();
   };
-  world_->terminate(publish());
   arrive();
   CFRunLoopSource* source = client_.source.get();
   source->perform();

@@ -24,6 +24,15 @@ void addLiving(std::vector<std::weak_ptr<T>>& list, const std::shared_ptr<T>& ob
   list.push_back(object);
 }
 
+// How much of a message's argument tells what happened: the size and the number of a driver's.
+constexpr std::size_t kMessageHead = 8;
+
+bool tellsTheSame(std::span<const std::uint8_t> left, std::span<const std::uint8_t> right) {
+  return left.size() == right.size() &&
+         std::ranges::equal(left.first(std::min(left.size(), kMessageHead)),
+                            right.first(std::min(right.size(), kMessageHead)));
+}
+
 }  // namespace
 
 std::shared_ptr<PortSource> PortSource::create(Surroundings surroundings) {
@@ -43,7 +52,7 @@ PortSource::PortSource(Surroundings surroundings, FileDescriptor event, FileDesc
 void PortSource::perform() {
   const std::shared_ptr<PortSource> self = shared_from_this();  // a callback may release it
   woken_ = false;
-  if (surroundings_.receive) surroundings_.receive();
+  if (surroundings_.beginTurn) surroundings_.beginTurn();
   // Events that arrive during the callbacks are left to the next call, so that a driver that never
   // stops sending cannot keep the run loop from its other sources.
   const std::uint64_t lastPlace = lastPlace_;
@@ -60,7 +69,7 @@ void PortSource::close() {
   interests_.clear();
   messages_.clear();
   woken_ = false;
-  surroundings_.receive = nullptr;
+  surroundings_.beginTurn = nullptr;
   if (surroundings_.incoming >= 0) {
     // Fails harmlessly when the descriptor was closed before.
     epoll_ctl(descriptor_.get(), EPOLL_CTL_DEL, surroundings_.incoming, nullptr);
@@ -109,13 +118,27 @@ void PortSource::queueService(const char* kind, const std::shared_ptr<Service>& 
   showReadiness();
 }
 
+void PortSource::drop(const Service& service) {
+  for (const auto& entry : iterators_) {
+    const auto iterator = entry.lock();
+    if (!iterator || iterator->kind != kIOPublishNotification) continue;
+    std::erase_if(iterator->items, [&](const auto& item) { return item.service.get() == &service; });
+  }
+  showReadiness();
+}
+
 void PortSource::queueMessage(const Service& service, natural_t type,
                               std::span<const std::uint8_t> argument) {
   for (const auto& entry : interests_) {
     const auto interest = entry.lock();
-    if (interest && interest->service.get() == &service) {
-      messages_.push_back({++lastPlace_, interest, type, {argument.begin(), argument.end()}});
-    }
+    if (!interest || interest->service.get() != &service) continue;
+    const bool waits = std::ranges::any_of(messages_, [&](const Message& message) {
+      return message.interest.lock() == interest && message.type == type &&
+             tellsTheSame(message.argument, argument);
+    });
+    if (waits) continue;
+    messages_.push_back({++lastPlace_, interest, type, {argument.begin(), argument.end()}});
+    if (messages_.size() > kMessageLimit) messages_.pop_front();
   }
   showReadiness();
 }

@@ -59,10 +59,13 @@ class Interest : public Object {
 
 class PortSource : public CFRunLoopSource, public std::enable_shared_from_this<PortSource> {
  public:
+  // Messages that wait; the oldest of more than these are dropped.
+  static constexpr std::size_t kMessageLimit = 4096;
+
   // The parts of the registry that the source uses.
   struct Surroundings {
-    // As Registry::receive().
-    std::function<void()> receive;
+    // As Registry::beginTurn().
+    std::function<void()> beginTurn;
     // As Registry::incoming(). Closing the descriptor ends its watching.
     int incoming = -1;
     // The clients' references.
@@ -85,7 +88,10 @@ class PortSource : public CFRunLoopSource, public std::enable_shared_from_this<P
 
   // Adds `service` to the iterators of `kind` that match it.
   void queueService(const char* kind, const std::shared_ptr<Service>& service);
-  // Queues a message for every interest in `service`.
+  // Removes a terminated service from the publish iterators in which it still waits.
+  void drop(const Service& service);
+  // Queues a message for every interest in `service`. A message of the same type and number as one
+  // that still waits is dropped: the client reads the state of both when it sees the earlier.
   void queueMessage(const Service& service, natural_t type, std::span<const std::uint8_t> argument);
   void add(const std::shared_ptr<Interest>& interest);
 

@@ -73,7 +73,7 @@ IONotificationPortRef IONotificationPortCreate(mach_port_t masterPort) {
   if (registry().refusal(Operation::kNotificationPortCreate)) return nullptr;
   if (!registry().masterPorts.contains(masterPort)) return nullptr;
   auto source =
-      PortSource::create({[] { registry().receive(); }, registry().incoming(), registry().objects});
+      PortSource::create({[] { registry().beginTurn(); }, registry().incoming(), registry().objects});
   if (!source) return nullptr;
   auto port = std::make_unique<IONotificationPort>(IONotificationPort{std::move(source)});
   return registry().ports.emplace_back(std::move(port)).get();
@@ -164,11 +164,16 @@ io_object_t IOIteratorNext(io_iterator_t handle) {
   if (const auto port = iterator->port.lock()) {
     registry().receive();
     service = port->next(*iterator);
-  } else if (!iterator->items.empty()) {
-    service = std::move(iterator->items.front().service);
-    iterator->items.pop_front();
+  } else {
+    while (!iterator->items.empty() && !(service && service->isPresent())) {
+      service = std::move(iterator->items.front().service);
+      iterator->items.pop_front();
+    }
+    if (service && !service->isPresent()) service.reset();
   }
-  return service ? registry().objects->give(std::move(service)) : 0;
+  if (!service) return 0;
+  service->handOut(registry().turn);
+  return registry().objects->give(std::move(service));
 }
 
 void IOObjectRetain(io_object_t object) { registry().objects->retain(object); }

@@ -12,7 +12,10 @@ void Registry::publish(const std::shared_ptr<Service>& service) {
 void Registry::terminate(const std::shared_ptr<Service>& service) {
   if (!service->isPresent()) return;
   service->setPresent(false);
-  for (const auto& port : ports) port->source->queueService(kIOTerminatedNotification, service);
+  for (const auto& port : ports) {
+    port->source->drop(*service);
+    if (service->handedOutTurn()) port->source->queueService(kIOTerminatedNotification, service);
+  }
   std::erase(services, service);
 }
 

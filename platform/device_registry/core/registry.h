@@ -53,6 +53,11 @@ class Registry {
   virtual void receive() {}
   // A descriptor that reads as ready when there is something to receive; -1 without a descriptor.
   virtual int incoming() const { return -1; }
+  // Called whenever the run loop performs a port's source: begins a turn and receives.
+  virtual void beginTurn() {
+    ++turn;
+    receive();
+  }
   // The failure with which `operation` returns at once; kIOReturnSuccess lets it proceed.
   virtual IOReturn refusal(Operation) { return kIOReturnSuccess; }
 
@@ -77,6 +82,7 @@ class Registry {
     std::shared_ptr<Service> service;
   };
 
+  std::uint64_t turn = 0;
   std::shared_ptr<Numbers> numbers = std::make_shared<Numbers>();
   std::shared_ptr<ObjectTable> objects = std::make_shared<ObjectTable>();
   std::vector<std::shared_ptr<Service>> services;  // present, in the order of publication

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <utility>
@@ -37,6 +38,13 @@ class Service : public Object {
   bool isPresent() const { return present_; }
   void setPresent(bool present) { present_ = present; }
 
+  // The turn of the run loop (Registry::turn) in which a client took the service from an iterator;
+  // nothing before that. Only then is a client told of its termination.
+  std::optional<std::uint64_t> handedOutTurn() const { return handedOutTurn_; }
+  void handOut(std::uint64_t turn) {
+    if (!handedOutTurn_) handedOutTurn_ = turn;
+  }
+
   // Failure leaves `properties` untouched.
   virtual IOReturn readProperties(CFDictionary* properties) = 0;
   // Success stores a connection, failure leaves `connection` untouched.
@@ -45,6 +53,7 @@ class Service : public Object {
  private:
   std::string className_;
   bool present_ = false;
+  std::optional<std::uint64_t> handedOutTurn_;
 };
 
 }  // namespace device_registry

@@ -35,13 +35,17 @@ class Channel {
                     std::span<std::uint8_t> output, std::size_t* outputSize,
                     const Deadline& deadline);
 
- private:
-  explicit Channel(FileDescriptor socket) : socket_(std::move(socket)) {}
-
+  // The two halves of an exchange.
   IOReturn send(std::uint32_t selector, std::span<const std::uint8_t> input,
                 const Deadline& deadline);
   IOReturn receive(std::span<std::uint8_t> output, std::size_t* outputSize,
                    const Deadline& deadline);
+
+  int descriptor() const { return socket_.get(); }
+
+ private:
+  explicit Channel(FileDescriptor socket) : socket_(std::move(socket)) {}
+
   // Success also when a signal interrupted the wait: the caller retries.
   IOReturn wait(short events, const Deadline& deadline) const;
 

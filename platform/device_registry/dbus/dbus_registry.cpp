@@ -4,6 +4,7 @@
 
 #include "platform/device_registry/core/registry.h"
 #include "platform/device_registry/dbus/driver_bus.h"
+#include "platform/posix/driver_waits.h"
 
 namespace device_registry {
 
@@ -11,12 +12,17 @@ namespace {
 
 class DbusRegistry : public Registry {
   IOReturn connect() override {
+    driverWaits().renew();
     bus_ = std::make_unique<DriverBus>(*this);
     return bus_->connect();
   }
   void disconnect() override { bus_.reset(); }
   void receive() override {
     if (bus_) bus_->receive();
+  }
+  void beginTurn() override {
+    ++turn;
+    if (bus_) bus_->beginTurn();
   }
   int incoming() const override { return bus_ ? bus_->descriptor() : -1; }
 

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "platform/device_registry/dbus/driver_bus.h"
 
+#include <sys/epoll.h>
+
 #include <algorithm>
 #include <array>
 #include <string_view>
 #include <utility>
 
-#include "platform/device_registry/dbus/driver_service.h"
+#include "platform/posix/driver_waits.h"
 #include "protocol/services.h"
 
 namespace device_registry {
@@ -18,6 +20,14 @@ constexpr const char* kBusPath = "/org/freedesktop/DBus";
 
 // Messages processed in one turn; the run loop calls again for the rest.
 constexpr int kReceiveLimit = 1000;
+
+// The most services of one driver, which publishes one for each connected interface. Further ones
+// are ignored.
+constexpr std::size_t kServiceLimit = 1024;
+
+// A service is repaired so many times, then again after this long without a repair.
+constexpr int kRepairLimit = 3;
+constexpr std::chrono::seconds kRepairBreak{10};
 
 // Processes up to kReceiveLimit received messages. Negative when the bus is lost, 1 when messages
 // may be left, 0 when none are.
@@ -86,8 +96,15 @@ bool isServicePath(std::string_view path) {
 }  // namespace
 
 IOReturn DriverBus::connect() {
-  const Deadline deadline(kRegistryCallLimitMs);
+  const DriverWaits::Call wait(driverWaits(), kRegistryCallLimitMs);
+  const Deadline deadline(wait.limitMs());
   if (session_bus::startSessionBus(&bus_) < 0 || !calls_.connect() || !addMatches()) {
+    return kIOReturnError;
+  }
+  watcher_ = FileDescriptor(epoll_create1(EPOLL_CLOEXEC));
+  epoll_event event{};
+  event.events = EPOLLIN;
+  if (epoll_ctl(watcher_.get(), EPOLL_CTL_ADD, sd_bus_get_fd(bus_.get()), &event) != 0) {
     return kIOReturnError;
   }
   const std::array buses{bus_.get(), calls_.bus()};
@@ -137,9 +154,8 @@ void DriverBus::receive() {
   } else if (result > 0) {
     registry_.wakePorts();
   }
+  lookAtProbes();
 }
-
-int DriverBus::descriptor() const { return bus_ ? sd_bus_get_fd(bus_.get()) : -1; }
 
 void DriverBus::lose() {
   setOwner("");
@@ -149,6 +165,8 @@ void DriverBus::lose() {
 void DriverBus::setOwner(const std::string& owner) {
   if (owner == owner_) return;
   services_.clear();
+  silences_.clear();
+  repairs_.clear();
   registry_.terminateAll();
   listing_.reset();
   owner_ = owner;
@@ -187,7 +205,10 @@ bool DriverBus::isFromOwner(sd_bus_message* message) const {
 // Ignores an object that is no service (nullopt).
 void DriverBus::addService(const std::string& path, const std::optional<std::string>& className) {
   if (!className || !isServicePath(path) || services_.contains(path)) return;
-  auto service = std::make_shared<DriverService>(registry_.numbers, *className, path, calls_);
+  if (services_.size() == kServiceLimit) return;
+  auto service = std::make_shared<DriverService>(
+      registry_.numbers, *className, path, calls_,
+      [this, path](DriverService::Failure failure) { noteFailure(path, failure); });
   services_.emplace(path, service);
   registry_.publish(service);
 }
@@ -195,8 +216,73 @@ void DriverBus::addService(const std::string& path, const std::optional<std::str
 void DriverBus::removeService(const std::string& path) {
   const auto entry = services_.find(path);
   if (entry == services_.end()) return;
+  silences_.erase(path);
+  repairs_.erase(path);
   registry_.terminate(entry->second);
   services_.erase(entry);
+}
+
+void DriverBus::noteFailure(const std::string& path, DriverService::Failure failure) {
+  const auto entry = services_.find(path);
+  if (entry == services_.end()) return;
+  Silence& silence = silences_[path];
+  silence.inArrival |= entry->second->handedOutTurn() == registry_.turn;
+  if (failure == DriverService::Failure::kSilence && std::exchange(silence.spared, false)) {
+    probe(path, silence);
+  }
+  registry_.wakePorts();  // a turn without failed calls gives time for waiting again
+}
+
+void DriverBus::probe(const std::string& path, Silence& silence) {
+  silence.probe = std::make_unique<DriverProbe>(bus_.get(), watcher_.get(), owner_, path);
+}
+
+void DriverBus::lookAtProbes() {
+  for (auto& [path, silence] : silences_) {
+    if (!silence.probe) continue;
+    const DriverProbe::State state = silence.probe->look();
+    if (state == DriverProbe::State::kWaiting) continue;
+    silence.probe.reset();
+    if (state == DriverProbe::State::kRefused) continue;  // until the driver's next message
+    silence.answering = true;
+    registry_.wakePorts();
+  }
+}
+
+void DriverBus::beginTurn() {
+  driverWaits().renew();
+  receive();
+  std::vector<std::pair<std::string, bool>> due;
+  for (const auto& [path, silence] : silences_) {
+    if (silence.spared || (silence.answering && mayRepair(path))) {
+      due.emplace_back(path, silence.inArrival);
+    }
+  }
+  for (const auto& [path, inArrival] : due) repair(path, inArrival);
+}
+
+bool DriverBus::mayRepair(const std::string& path) {
+  const auto now = std::chrono::steady_clock::now();
+  Repairs& repairs = repairs_[path];
+  if (now - repairs.last >= kRepairBreak) repairs.count = 0;
+  if (repairs.count == kRepairLimit) return false;
+  ++repairs.count;
+  repairs.last = now;
+  return true;
+}
+
+void DriverBus::repair(const std::string& path, bool inArrival) {
+  silences_.erase(path);
+  calls_.endPause();
+  const std::shared_ptr<DriverService> service = services_.at(path);
+  service->setAnswering();
+  if (inArrival) {
+    services_.erase(path);
+    registry_.terminate(service);
+    addService(path, service->className());
+  } else {
+    registry_.sendMessage(*service, kDriverMessage, driverMessageArgument(kStateChanged));
+  }
 }
 
 int DriverBus::ownerKnown(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
@@ -281,11 +367,15 @@ int DriverBus::messageSent(sd_bus_message* message, void* self, sd_bus_error*) n
   std::uint32_t type = 0;
   const void* argument = nullptr;
   std::size_t size = 0;
-  if (entry != bus.services_.end() && bus.isFromOwner(message) &&
-      sd_bus_message_read(message, "u", &type) > 0 &&
+  if (entry == bus.services_.end() || !bus.isFromOwner(message)) return 0;
+  if (sd_bus_message_read(message, "u", &type) > 0 &&
       sd_bus_message_read_array(message, SD_BUS_TYPE_BYTE, &argument, &size) > 0) {
     bus.registry_.sendMessage(*entry->second, type,
                               {static_cast<const std::uint8_t*>(argument), size});
+  }
+  const auto silence = bus.silences_.find(path);
+  if (silence != bus.silences_.end() && !silence->second.probe && !silence->second.answering) {
+    bus.probe(path, silence->second);
   }
   return 0;
 }

@@ -6,6 +6,7 @@
 // driver name are ignored.
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <optional>
@@ -13,6 +14,8 @@
 
 #include "platform/device_registry/core/registry.h"
 #include "platform/device_registry/dbus/driver_calls.h"
+#include "platform/device_registry/dbus/driver_probe.h"
+#include "platform/device_registry/dbus/driver_service.h"
 
 namespace device_registry {
 
@@ -26,9 +29,11 @@ class DriverBus {
 
   // Handles the announcements received by now. Terminates all services when the bus is lost.
   void receive();
+  // As receive(), and makes good what the silence of drivers that answer again left wrong.
+  void beginTurn();
 
-  // Reads as ready when there is something to receive; negative after the bus was lost.
-  int descriptor() const;
+  // Reads as ready when there is something to receive.
+  int descriptor() const { return watcher_.get(); }
 
  private:
   bool isReady() const;
@@ -41,6 +46,27 @@ class DriverBus {
   bool isFromOwner(sd_bus_message* message) const;
   void addService(const std::string& path, const std::optional<std::string>& className);
   void removeService(const std::string& path);
+
+  // What a service did not answer, until that is made good: when the driver answers again, the
+  // service is published anew if the client was taking it in, and else the client is told that the
+  // state changed.
+  struct Silence {
+    bool inArrival = false;
+    bool spared = true;  // nobody waited for the driver
+    bool answering = false;
+    std::unique_ptr<DriverProbe> probe;
+  };
+  // How often a service was made good lately. A driver that answers the probe and nothing else must
+  // not keep the client busy.
+  struct Repairs {
+    int count = 0;
+    std::chrono::steady_clock::time_point last{};
+  };
+  void noteFailure(const std::string& path, DriverService::Failure failure);
+  void probe(const std::string& path, Silence& silence);
+  void lookAtProbes();
+  bool mayRepair(const std::string& path);
+  void repair(const std::string& path, bool inArrival);
 
   // Handlers of the bus library; each gets the DriverBus as its user data.
   static int ownerKnown(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;
@@ -56,7 +82,11 @@ class DriverBus {
   Bus bus_;
   BusSlot listing_;  // the pending call that lists the owner's services
   std::string owner_;
-  std::map<std::string, std::shared_ptr<Service>> services_;  // by object path
+  FileDescriptor watcher_;  // watches the bus and the probes
+  // By object path.
+  std::map<std::string, std::shared_ptr<DriverService>> services_;
+  std::map<std::string, Silence> silences_;
+  std::map<std::string, Repairs> repairs_;
   bool settled_ = false;  // the services present at first are listed, or there is no driver
 };
 

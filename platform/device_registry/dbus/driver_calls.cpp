@@ -74,8 +74,8 @@ IOReturn DriverCalls::call(sd_bus_message* request, const Deadline& deadline, Bu
   return kIOReturnSuccess;
 }
 
-IOReturn DriverCalls::readProperties(const std::string& path, CFDictionary* properties) {
-  const Deadline deadline(kRegistryCallLimitMs);
+IOReturn DriverCalls::readProperties(const std::string& path, const Deadline& deadline,
+                                     CFDictionary* properties) {
   if (const IOReturn result = makeSureOfBus(deadline)) return result;
   const BusMessage request = newCall(path, kPropertiesInterface, "Get");
   if (sd_bus_message_append(request.get(), "ss", kServiceInterface, kRegistryProperties) < 0) {

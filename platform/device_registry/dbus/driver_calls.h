@@ -60,8 +60,12 @@ class DriverCalls {
   // the pause after a call to the previous owner timed out.
   void setOwner(std::string owner);
 
+  // The driver answers again: calls are made at once.
+  void endPause() { silence_ = Pause(); }
+
   // Failure leaves `properties` untouched.
-  IOReturn readProperties(const std::string& path, CFDictionary* properties);
+  IOReturn readProperties(const std::string& path, const Deadline& deadline,
+                          CFDictionary* properties);
   // Failure leaves `channel` untouched.
   IOReturn open(const std::string& path, std::uint32_t type, const Deadline& deadline,
                 std::optional<Channel>* channel);

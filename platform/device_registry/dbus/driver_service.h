@@ -2,6 +2,7 @@
 // A service of the driver, and connections to it.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,34 +13,52 @@
 
 namespace device_registry {
 
-class DriverService : public Service {
+class DriverService : public Service, public std::enable_shared_from_this<DriverService> {
  public:
-  // `calls` is used only while the service is present.
+  enum class Failure {
+    kSilence,  // no answer, or none of the right form
+    kSpared    // not asked: other calls had used up the time for waiting
+  };
+
+  // `calls` is used only while the service is present. `failed` is called for each Failure.
   DriverService(std::shared_ptr<Numbers> numbers, std::string className, std::string path,
-                DriverCalls& calls)
+                DriverCalls& calls, std::function<void(Failure)> failed)
       : Service(numbers, std::move(className)),
         numbers_(std::move(numbers)),
         path_(std::move(path)),
-        calls_(calls) {}
+        calls_(calls),
+        failed_(std::move(failed)) {}
 
   // Asks the driver at each call, so that the properties are never stale.
   IOReturn readProperties(CFDictionary* properties) override;
   IOReturn open(std::uint32_t type, std::shared_ptr<Connection>* connection) override;
 
+  // Carries out `call`, which gets its deadline, within what is left for waiting.
+  IOReturn withinLimit(const std::function<IOReturn(const Deadline&)>& call);
+  // Opens a channel; part of a call.
+  IOReturn reopen(std::uint32_t type, const Deadline& deadline, std::optional<Channel>* channel);
+  // The driver did not answer a request, or not as it should.
+  void noteSilence() { failed_(Failure::kSilence); }
+
+  // The driver answers again: pauses end.
+  void setAnswering() { ++timesAnswering_; }
+  int timesAnswering() const { return timesAnswering_; }
+
  private:
   std::shared_ptr<Numbers> numbers_;
   std::string path_;
   DriverCalls& calls_;
+  std::function<void(Failure)> failed_;
+  int timesAnswering_ = 0;
 };
 
 class DriverConnection : public Connection {
  public:
-  DriverConnection(std::shared_ptr<Numbers> numbers, std::string path, std::uint32_t type,
-                   DriverCalls& calls, std::optional<Channel> channel)
+  DriverConnection(std::shared_ptr<Numbers> numbers, std::shared_ptr<DriverService> service,
+                   std::uint32_t type, std::optional<Channel> channel)
       : Connection(std::move(numbers)),
-        path_(std::move(path)),
+        service_(std::move(service)),
         type_(type),
-        calls_(calls),
         channel_(std::move(channel)) {}
 
   IOReturn call(std::uint32_t selector, std::span<const std::uint8_t> input,
@@ -47,14 +66,15 @@ class DriverConnection : public Connection {
 
  private:
   IOReturn exchange(std::uint32_t selector, std::span<const std::uint8_t> input,
-                    std::span<std::uint8_t> output, std::size_t* outputSize);
+                    std::span<std::uint8_t> output, std::size_t* outputSize,
+                    const Deadline& deadline);
 
-  std::string path_;
+  std::shared_ptr<DriverService> service_;
   std::uint32_t type_;
-  DriverCalls& calls_;
   std::optional<Channel> channel_;  // nullopt after a failure
   bool lastFailed_ = false;
   Pause pause_;  // after two failures in a row
+  int timesAnswering_ = 0;
 };
 
 }  // namespace device_registry

@@ -129,6 +129,7 @@ void DbusClient::published(void* self, io_iterator_t iterator) {
   while (const io_service_t service = IOIteratorNext(iterator)) {
     ++client.come;
     client.services.push_back(service);
+    if (client.takeIn) client.takeIn(service);
   }
 }
 

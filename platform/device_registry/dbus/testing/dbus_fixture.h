@@ -57,6 +57,7 @@ class DbusClient {
   bool waitUntil(const std::function<bool()>& done) { return performUntil(source(), done); }
   IOReturn addInterest(io_service_t service);
 
+  std::function<void(io_service_t)> takeIn;  // called for each service that came
   int come = 0;
   int gone = 0;
   std::vector<io_service_t> services;
