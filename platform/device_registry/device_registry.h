@@ -105,7 +105,9 @@ IOReturn IOServiceAddMatchingNotification(IONotificationPortRef port, const char
 
 // Requests the messages of `service`'s driver; `kind` is kIOGeneralInterest. On success
 // *notification is an object whose release ends the notification; the callback is never called
-// after that.
+// after that. A message is dropped while another one of its type, length and first 8 bytes (size
+// and number of a driver's message) waits to be delivered. Of more than 4096 that wait, the oldest
+// are dropped.
 IOReturn IOServiceAddInterestNotification(IONotificationPortRef port, io_service_t service,
                                           const char* kind, IOServiceInterestCallback callback,
                                           void* refcon, io_object_t* notification);

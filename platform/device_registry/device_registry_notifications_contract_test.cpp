@@ -352,6 +352,43 @@ TEST_F(DeviceRegistry, MessagesComeInOrderAndOnlyFromTheInterestsService) {
   client_.release(interest);
 }
 
+TEST_F(DeviceRegistry, AMessageLikeOneThatStillWaitsIsDropped) {
+  const int device = publish();
+  arrive();
+  const io_object_t interest = client_.addInterest(find());
+  const auto send = [&](std::uint8_t number, std::uint8_t rest) {
+    world_->sendMessage(device, kDriverMessage, {36, 0, 0, 0, number, 0, 0, 0, rest});
+  };
+  send(kStateChanged, 0);
+  send(kDigitalInputChanged, 1);
+  send(kStateChanged, 2);
+  world_->sendMessage(device, kDriverMessage, {36, 0, 0, 0, kStateChanged, 0, 0, 0});
+  world_->sendMessage(device, 1, {36, 0, 0, 0, kStateChanged, 0, 0, 0, 3});
+  perform();
+  const std::string message = "m" + std::to_string(kDriverMessage);
+  EXPECT_THAT(client_.log, ElementsAre(message, message, message, "m1"));
+  send(kStateChanged, 4);  // nothing waits any more
+  perform();
+  EXPECT_THAT(client_.lastArgument, ElementsAre(36, 0, 0, 0, kStateChanged, 0, 0, 0, 4));
+  client_.release(interest);
+}
+
+TEST_F(DeviceRegistry, OfTooManyMessagesThatWaitTheOldestAreDropped) {
+  constexpr std::uint32_t kKept = 4096;
+  const int device = publish();
+  arrive();
+  const io_object_t interest = client_.addInterest(find());
+  for (std::uint32_t type = 1; type <= kKept + 10; ++type) {
+    world_->sendMessage(device, type, {});
+    if (type % 500 == 0) arrive();  // the transport's own buffers have limits, too
+  }
+  while (perform(), client_.isReady()) {
+  }
+  ASSERT_EQ(client_.log.size(), kKept);
+  EXPECT_EQ(client_.log.front(), "m11");
+  client_.release(interest);
+}
+
 TEST_F(DeviceRegistry, MessagesAndNotificationsComeInTheOrderOfTheirEvents) {
   client_.follow();
   const int device = publish();
