@@ -13,6 +13,7 @@ from Xlib import X, Xatom, display
 from Xlib.protocol import event
 
 INTERVAL = 0.02  # seconds between pings
+LIMIT = 60  # seconds for the last answers
 
 
 class FreezeMeter:
@@ -28,6 +29,7 @@ class FreezeMeter:
         self.window = self.find(title)
         self.sent = {}
         self.longest = 0.0
+        self.answered = 0
         self.ending = threading.Event()
         self.thread = threading.Thread(target=self.run, daemon=True)
         self.thread.start()
@@ -69,11 +71,14 @@ class FreezeMeter:
             return
         kind, number = received.data[1][:2]
         if kind == self.ping and number in self.sent:
+            self.answered += 1
             self.longest = max(self.longest, time.monotonic() - self.sent.pop(number))
 
     def stop(self):
         """Waits for the last answers; the longest freeze in seconds."""
         self.ending.set()
-        self.thread.join()
+        self.thread.join(LIMIT)
+        if self.thread.is_alive() or self.sent or not self.answered:
+            raise AssertionError(f"{self.answered} pings answered, {len(self.sent)} not")
         self.display.close()
         return self.longest

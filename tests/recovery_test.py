@@ -2,12 +2,12 @@
 """A driver that is silent for a while, on the real transports: what its silence left wrong is made good.
 
 usage: recovery_test.py BUILD_FOLDER Class.test_method
-Followed with `vx310ctl watch`, which takes an interface in with the panel's own code.
+Followed with `vx310ctl watch`, which reads an interface with the panel's own code, but sends it no choices.
+These tests need time to pass: a driver is stopped for a while, and what is shown must stay.
 """
 
 import json
 import os
-import select
 import signal
 import sys
 import time
@@ -17,11 +17,11 @@ from panel_session import TIME_LIMIT, Session, read_line
 
 BUILD = None
 
-# What a client asks when it takes an interface in: all of the commands that are sent then.
-ARRIVAL = (22, 18, 19, 20, 67, 69, 21, 8, 12, 15, 16, 17, 23, 24, 27, 28)
-# How soon the truth is to be seen after the driver's next sign of life: a second, and the two deliberate
-# pauses (0.1 s and 0.4 s) of the arrival that fails and of the one that succeeds.
-SOON = 1 + 2 * 0.5
+# The commands that `watch` sends when an interface arrives.
+ARRIVAL = (22, 18, 19, 20, 67, 69, 21, 8, 15, 17, 23, 24, 27)
+# How soon the truth is to be seen after the driver's next sign of life: a second and the deliberate pauses,
+# and as much again for a busy machine. The times taken are printed.
+SOON = 4
 
 
 class RecoveryTest(unittest.TestCase):
@@ -84,9 +84,12 @@ class Arrival(RecoveryTest):
         for command in ARRIVAL:
             with self.subTest(fault=fault, command=command):
                 self.replug(*fault, "command", command)
-                taken = self.expect_truth()
-                print(*fault, "command", command, f"{taken:.2f} s", self.connections, flush=True)
-                self.session.sim("fault", "none")
+                try:
+                    taken = self.expect_truth()
+                    self.assertIn("faults: 0", " ".join(self.session.sim("state").split()))
+                finally:
+                    self.session.sim("fault", "none")
+                print(*fault, "command", command, f"{taken:.2f} s", flush=True)
 
     def test_one_answer_that_is_late_is_made_good(self):
         self.expect_truth_after("late", 300)
@@ -105,9 +108,9 @@ class Stopped(RecoveryTest):
             for delay in (0, 0.1, 0.2, 0.3, 0.5):
                 with self.subTest(stopped=pause, after=delay):
                     self.replug()
-                    select.select([], [], [], delay)
+                    time.sleep(delay)
                     os.kill(driver, signal.SIGSTOP)
-                    select.select([], [], [], pause)
+                    time.sleep(pause)
                     os.kill(driver, signal.SIGCONT)
                     taken = self.expect_truth()
                     print(f"stopped {pause} s after {delay} s: {taken:.2f} s", flush=True)

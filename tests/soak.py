@@ -1,11 +1,11 @@
 # SPDX-License-Identifier: MIT
 """The panel under storms: what, how many, longest freeze, growth, values lost.
 
-usage: soak.py BUILD_FOLDER SECONDS
+usage: soak.py BUILD_FOLDER SECONDS [FACTOR]
 Runs each trial for its share of the seconds and prints one table. The freeze is the longest time for which
 the panel's main thread did not answer a window manager's ping; the growth is that of the panel from the
-beginning of a trial to its end. Fails when a freeze is longer than the limits below, a value is lost, or
-descriptors or threads are left.
+beginning of a trial to its end. Fails when a freeze is longer than the limits below times the factor (for a
+busy machine), a value is lost, descriptors or threads are left, or memory grows. Its trials need time to pass.
 """
 
 import fcntl
@@ -28,16 +28,18 @@ FAKE = pathlib.Path(__file__).with_name("fake_driver.py")
 # share 1 s a turn of the run loop.
 PAUSES = 0.5
 LONGEST_OF_EVENTS = 1.2
-LONGEST_OF_SILENCE = 1 + PAUSES + 0.3
+LONGEST_OF_SILENCE = 1 + PAUSES + 0.5
+LARGEST_GROWTH = 4096  # KiB
 SETTLED = 20  # seconds for the panel to show the truth again
 
 
 class Soak:
-    def __init__(self, build, seconds):
+    def __init__(self, build, seconds, factor=1):
         self.session = Session(build)
         from panel_window import PanelWindow
 
         self.seconds = seconds
+        self.factor = factor
         self.random = random.Random(310)
         self.failures = []
         self.session.start_pipewire()
@@ -83,9 +85,9 @@ class Soak:
         growth = {name: now - before[name] for name, now in self.growth_base().items()}
         print(f"{what:<46} {count:>6} {freeze:>9.2f} {growth['KiB']:>8} {growth['descriptors']:>11} "
               f"{growth['threads']:>7} {lost:>5}", flush=True)
-        if freeze > limit:
-            self.failures.append(f"{what}: a freeze of {freeze:.2f} s, allowed are {limit} s")
-        if lost or growth["descriptors"] > 0 or growth["threads"] > 0:
+        if freeze > limit * self.factor:
+            self.failures.append(f"{what}: a freeze of {freeze:.2f} s, allowed are {limit * self.factor:.1f} s")
+        if lost or growth["descriptors"] > 0 or growth["threads"] > 0 or growth["KiB"] > LARGEST_GROWTH:
             self.failures.append(f"{what}: {lost} values lost, {growth}")
 
     def storm(self):
@@ -176,7 +178,7 @@ class Soak:
 
 
 def main():
-    soak = Soak(sys.argv[1], float(sys.argv[2]))
+    soak = Soak(sys.argv[1], *map(float, sys.argv[2:]))
     try:
         return soak.run()
     finally:

@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "platform/driver_waits/driver_waits.h"
 #include "protocol/services.h"
 #include "tools/commands.h"
 
@@ -80,6 +81,8 @@ class CommandLine {
  private:
   ExitStatus runCommand() const {
     const auto index = parseNumber(index_, kAny32);
+    if (watch_->parsed()) return understood_ ? runWatch(json_) : wrong("'watch' takes [--json]");
+    driverWaits().unlimit();  // these commands have nothing else to do
     if (list_->parsed()) return understood_ ? runList() : wrong("'list' takes nothing");
     if (show_->parsed()) {
       return understood_ && index ? runShow(json_, *index) : wrong("'show' takes [--json] [INDEX]");
@@ -91,7 +94,6 @@ class CommandLine {
       return understood_ ? runSet(*setting_, item_)
                          : wrong("'set' takes a setting and an item's text or number");
     }
-    if (watch_->parsed()) return understood_ ? runWatch(json_) : wrong("'watch' takes [--json]");
     return wrong("a command is missing");
   }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// How long the main thread may wait for the driver between two turns of its run loop: each wait has a
-// limit of its own, and this one keeps them from adding up. The device registry and the audio server
-// share it. Main thread.
+// How long the main thread may wait for the driver between two turns of its run loop: each wait has
+// a limit of its own, and this one keeps them from adding up. The device registry and the audio
+// server share it. Main thread.
 #pragma once
 
 #include <algorithm>
@@ -13,8 +13,9 @@ class DriverWaits {
   static constexpr std::chrono::milliseconds kLimit{1000};
 
   // A new turn begins.
-  void renew() { left_ = kLimit; }
-  bool areUsedUp() const { return left_ <= Clock::duration::zero(); }
+  void renew() { left_ = limit_; }
+  // For a program without a window, which may wait for as many calls as it makes.
+  void unlimit() { left_ = limit_ = std::chrono::hours(24); }
 
   // A call that may wait for the driver. Its whole duration counts.
   class Call {
@@ -38,6 +39,7 @@ class DriverWaits {
   };
 
  private:
+  Clock::duration limit_ = kLimit;
   Clock::duration left_ = kLimit;
 };
 

@@ -58,6 +58,7 @@ void PortSource::perform() {
   const std::uint64_t lastPlace = lastPlace_;
   while (performEarliest(lastPlace)) {
   }
+  surroundings_.endTurn();
   showReadiness();
 }
 

@@ -64,8 +64,9 @@ class PortSource : public CFRunLoopSource, public std::enable_shared_from_this<P
 
   // The parts of the registry that the source uses.
   struct Surroundings {
-    // As Registry::beginTurn().
+    // As those of Registry.
     std::function<void()> beginTurn;
+    std::function<void()> endTurn;
     // As Registry::incoming(). Closing the descriptor ends its watching.
     int incoming = -1;
     // The clients' references.

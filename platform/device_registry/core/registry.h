@@ -53,10 +53,14 @@ class Registry {
   virtual void receive() {}
   // A descriptor that reads as ready when there is something to receive; -1 without a descriptor.
   virtual int incoming() const { return -1; }
-  // Called whenever the run loop performs a port's source: begins a turn and receives.
+  // Called before and after the callbacks, whenever the run loop performs a port's source.
   virtual void beginTurn() {
-    ++turn;
+    startTurn();
     receive();
+  }
+  void endTurn() {
+    ++turn;
+    isInTurn = false;
   }
   // The failure with which `operation` returns at once; kIOReturnSuccess lets it proceed.
   virtual IOReturn refusal(Operation) { return kIOReturnSuccess; }
@@ -77,12 +81,20 @@ class Registry {
   // Terminates all services without notifying anyone, and disconnects.
   void close();
 
+  void startTurn() {
+    ++turn;
+    isInTurn = true;
+  }
+
   struct OpenConnection {
     std::shared_ptr<Connection> connection;
     std::shared_ptr<Service> service;
   };
 
+  // Two numbers for each turn of the run loop: the callbacks of the ports' sources, and the
+  // client's other work until the next ones.
   std::uint64_t turn = 0;
+  bool isInTurn = false;  // within the callbacks
   std::shared_ptr<Numbers> numbers = std::make_shared<Numbers>();
   std::shared_ptr<ObjectTable> objects = std::make_shared<ObjectTable>();
   std::vector<std::shared_ptr<Service>> services;  // present, in the order of publication

@@ -21,7 +21,7 @@ class DbusRegistry : public Registry {
     if (bus_) bus_->receive();
   }
   void beginTurn() override {
-    ++turn;
+    startTurn();
     if (bus_) bus_->beginTurn();
   }
   int incoming() const override { return bus_ ? bus_->descriptor() : -1; }

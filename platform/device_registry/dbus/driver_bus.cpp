@@ -25,6 +25,9 @@ constexpr int kReceiveLimit = 1000;
 // are ignored.
 constexpr std::size_t kServiceLimit = 1024;
 
+// Longer arguments of messages are not a driver's.
+constexpr std::size_t kArgumentLimit = 256;
+
 // A service is repaired so many times, then again after this long without a repair.
 constexpr int kRepairLimit = 3;
 constexpr std::chrono::seconds kRepairBreak{10};
@@ -101,12 +104,6 @@ IOReturn DriverBus::connect() {
   if (session_bus::startSessionBus(&bus_) < 0 || !calls_.connect() || !addMatches()) {
     return kIOReturnError;
   }
-  watcher_ = FileDescriptor(epoll_create1(EPOLL_CLOEXEC));
-  epoll_event event{};
-  event.events = EPOLLIN;
-  if (epoll_ctl(watcher_.get(), EPOLL_CTL_ADD, sd_bus_get_fd(bus_.get()), &event) != 0) {
-    return kIOReturnError;
-  }
   const std::array buses{bus_.get(), calls_.bus()};
   while (!isReady() || !settled_) {
     int more = 0;
@@ -115,8 +112,16 @@ IOReturn DriverBus::connect() {
       if (result < 0) return kIOReturnError;
       more |= result;
     }
-    if (deadline.hasPassed()) return isReady() ? kIOReturnSuccess : kIOReturnTimeout;
+    if (deadline.hasPassed() && !isReady()) return kIOReturnTimeout;
+    if (deadline.hasPassed()) break;
     if (more == 0 && !(isReady() && settled_)) session_bus::waitForBuses(buses, deadline);
+  }
+  // Only now: a connection that is being set up may change its descriptor.
+  watcher_ = FileDescriptor(epoll_create1(EPOLL_CLOEXEC));
+  epoll_event event{};
+  event.events = EPOLLIN;
+  if (epoll_ctl(watcher_.get(), EPOLL_CTL_ADD, sd_bus_get_fd(bus_.get()), &event) != 0) {
+    return kIOReturnError;
   }
   return kIOReturnSuccess;
 }
@@ -208,7 +213,7 @@ void DriverBus::addService(const std::string& path, const std::optional<std::str
   if (services_.size() == kServiceLimit) return;
   auto service = std::make_shared<DriverService>(
       registry_.numbers, *className, path, calls_,
-      [this, path](DriverService::Failure failure) { noteFailure(path, failure); });
+      [this, path](DriverService::Event event) { noteEvent(path, event); });
   services_.emplace(path, service);
   registry_.publish(service);
 }
@@ -222,23 +227,39 @@ void DriverBus::removeService(const std::string& path) {
   services_.erase(entry);
 }
 
-void DriverBus::noteFailure(const std::string& path, DriverService::Failure failure) {
+void DriverBus::noteEvent(const std::string& path, DriverService::Event event) {
+  if (event == DriverService::Event::kAsked && registry_.isInTurn) return;
   const auto entry = services_.find(path);
   if (entry == services_.end()) return;
+  const bool isInArrival = entry->second->handedOutTurn() == registry_.turn;
+  // A client that reads a service outside the callbacks, as at its start, needs a turn to end it.
+  if (event == DriverService::Event::kAsked && !isInArrival) return;
+  registry_.wakePorts();  // the next turn has time for waiting again
+  if (event == DriverService::Event::kAsked || event == DriverService::Event::kWaited) return;
   Silence& silence = silences_[path];
-  silence.inArrival |= entry->second->handedOutTurn() == registry_.turn;
-  if (failure == DriverService::Failure::kSilence) {
+  silence.inArrival |= isInArrival;
+  if (event == DriverService::Event::kSilence) {
     silence.timedOut = silence.isLimited = true;
-    if (!silence.probe) startProbe(path, silence);
+    silence.answersAgain = false;
+    silence.needsProbe = !silence.probe;
+    startProbes();
   } else {
     silence.answersAgain |= !silence.timedOut;
     silence.isLimited |= entry->second->wasAsked();
   }
-  registry_.wakePorts();  // the next turn has time for waiting again
 }
 
-void DriverBus::startProbe(const std::string& path, Silence& silence) {
-  silence.probe = std::make_unique<DriverProbe>(bus_.get(), watcher_.get(), owner_, path);
+// Few at a time, since each keeps a connection open until it is answered.
+void DriverBus::startProbes() {
+  constexpr std::ptrdiff_t kProbeLimit = 8;
+  std::ptrdiff_t running = std::ranges::count_if(
+      silences_, [](const auto& entry) { return entry.second.probe != nullptr; });
+  for (auto& [path, silence] : silences_) {
+    if (running == kProbeLimit) return;
+    if (!std::exchange(silence.needsProbe, false)) continue;
+    silence.probe = std::make_unique<DriverProbe>(bus_.get(), watcher_.get(), owner_, path);
+    ++running;
+  }
 }
 
 // A refused probe is repeated at the driver's next message.
@@ -248,8 +269,7 @@ void DriverBus::readProbes() {
     const DriverProbe::State state = silence.probe->read();
     if (state == DriverProbe::State::kWaiting) continue;
     silence.probe.reset();
-    if (state == DriverProbe::State::kRefused) continue;
-    silence.answersAgain = true;
+    silence.answersAgain = state == DriverProbe::State::kAnswered;
     registry_.wakePorts();
   }
 }
@@ -257,12 +277,14 @@ void DriverBus::readProbes() {
 void DriverBus::beginTurn() {
   driverWaits().renew();
   receive();
+  startProbes();
   std::vector<std::pair<std::string, bool>> due;
   for (const auto& [path, silence] : silences_) {
     if (silence.answersAgain && (!silence.isLimited || mayRepair(path))) {
       due.emplace_back(path, silence.inArrival);
     }
   }
+  std::ranges::sort(due, NaturalOrder{}, [](const auto& entry) { return entry.first; });
   for (const auto& [path, inArrival] : due) repair(path, inArrival);
 }
 
@@ -374,14 +396,18 @@ int DriverBus::messageSent(sd_bus_message* message, void* self, sd_bus_error*) n
   std::size_t size = 0;
   if (entry == bus.services_.end() || !bus.isFromOwner(message)) return 0;
   if (sd_bus_message_read(message, "u", &type) > 0 &&
-      sd_bus_message_read_array(message, SD_BUS_TYPE_BYTE, &argument, &size) > 0) {
+      sd_bus_message_read_array(message, SD_BUS_TYPE_BYTE, &argument, &size) > 0 &&
+      size <= kArgumentLimit) {
     bus.registry_.sendMessage(*entry->second, type,
                               {static_cast<const std::uint8_t*>(argument), size});
   }
   const auto silence = bus.silences_.find(path);
-  if (silence != bus.silences_.end() && !silence->second.probe && !silence->second.answersAgain) {
-    bus.startProbe(path, silence->second);
-  }
+  if (silence == bus.silences_.end() || silence->second.answersAgain) return 0;
+  // The answer to a probe may have been lost as well.
+  if (silence->second.probe && !silence->second.probe->isOverdue()) return 0;
+  silence->second.probe.reset();
+  silence->second.needsProbe = true;
+  bus.startProbes();
   return 0;
 }
 

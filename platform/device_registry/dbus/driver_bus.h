@@ -55,6 +55,7 @@ class DriverBus {
     bool timedOut = false;   // the driver did not answer, or not in the right form
     bool isLimited = false;  // the repair counts as one of kRepairLimit
     bool answersAgain = false;
+    bool needsProbe = false;
     std::unique_ptr<DriverProbe> probe;  // finds out whether the driver answers again
   };
   // The recent repairs of a service. A driver that answers the probe and fails all other requests
@@ -63,8 +64,8 @@ class DriverBus {
     int count = 0;
     std::chrono::steady_clock::time_point last{};
   };
-  void noteFailure(const std::string& path, DriverService::Failure failure);
-  void startProbe(const std::string& path, Silence& silence);
+  void noteEvent(const std::string& path, DriverService::Event event);
+  void startProbes();
   void readProbes();
   bool mayRepair(const std::string& path);
   void repair(const std::string& path, bool inArrival);

@@ -20,9 +20,10 @@ int keepReply(sd_bus_message* message, void* reply, sd_bus_error*) noexcept {
 
 // Processes late replies and the connection's end first.
 bool isOpen(sd_bus* bus) {
+  constexpr int kLimit = 1000;  // against a peer that never stops sending
   int processed = 1;
-  while (processed > 0) processed = sd_bus_process(bus, nullptr);
-  return processed == 0 && sd_bus_is_open(bus) > 0;
+  for (int i = 0; i < kLimit && processed > 0; ++i) processed = sd_bus_process(bus, nullptr);
+  return processed >= 0 && sd_bus_is_open(bus) > 0;
 }
 
 }  // namespace

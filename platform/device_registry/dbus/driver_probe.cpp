@@ -51,7 +51,7 @@ DriverProbe::State DriverProbe::read() {
   VQ_Dispatch answer;
   std::size_t size = 0;
   // The channel is readable, so this does not wait.
-  const IOReturn result = channel_->receive(answer.bytes, &size, Deadline(1));
+  const IOReturn result = channel_->receive(answer.bytes, &size, Deadline(kRegistryCallLimitMs));
   const bool answered = result == kIOReturnSuccess && size == answer.bytes.size();
   channel_.reset();
   return state_ = answered ? State::kAnswered : State::kRefused;

@@ -22,6 +22,8 @@ class DriverProbe {
   enum class State { kWaiting, kAnswered, kRefused };
   // Reads the answer if it is there.
   State read();
+  // Whether a driver that answers would have answered by now.
+  bool isOverdue() const { return limit_.hasPassed(); }
 
  private:
   static int opened(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;
@@ -29,6 +31,7 @@ class DriverProbe {
 
   State state_ = State::kWaiting;
   int watcher_;
+  Deadline limit_{kRegistryCallLimitMs};
   session_bus::BusSlot call_;
   std::optional<Channel> channel_;
 };

@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What a driver's silence leaves wrong is made good when it answers again.
+#include <poll.h>
+
 #include <atomic>
 #include <optional>
 #include <string>
@@ -125,6 +127,44 @@ TEST_F(DriverRecovery, AServiceThatOpensLaterIsPublishedAnewAtTheDriversNextMess
   EXPECT_TRUE(isTakenInAfter(2));
 }
 
+TEST_F(DriverRecovery, AProbeThatIsNotAnsweredIsRepeatedAtTheDriversNextMessage) {
+  Service service = sane();
+  left_ = 2;  // the client's request and the probe's
+  service.respond = [this](std::uint32_t, const Bytes& request) -> std::optional<Bytes> {
+    if (left_ > 0 && left_-- > 0) return std::nullopt;
+    return request;
+  };
+  open(service);
+  EXPECT_THAT(taken_, ElementsAre(false));
+  expectQuiet();
+  EXPECT_EQ(taken_.size(), 1u);
+  // The repetition waits until the first probe is overdue.
+  const session_bus::Deadline overdue(kRegistryCallLimitMs);
+  while (!overdue.hasPassed()) expectQuiet();
+  driver_.perform([](Driver& driver) { driver.sendMessage("Device", 1, Bytes{}); });
+  EXPECT_TRUE(isTakenInAfter(2));
+}
+
+TEST_F(DriverRecovery, ASlowDriverThatAnswersInTimeIsAskedInEveryTurn) {
+  constexpr int kAnswerMs = 150;
+  constexpr int kRequests = 10;  // more than one turn's time for waiting
+  Service service = sane();
+  std::atomic<bool> slow = false;
+  service.respond = [&slow](std::uint32_t, const Bytes& request) -> std::optional<Bytes> {
+    const session_bus::Deadline answer(slow ? kAnswerMs : 0);
+    while (!answer.hasPassed()) poll(nullptr, 0, answer.milliseconds());
+    return request;
+  };
+  open(service);
+  ASSERT_THAT(taken_, ElementsAre(true));
+  slow = true;
+  for (int i = 0; i < kRequests; ++i) {
+    while (client_.isReady()) client_.source().perform();
+    EXPECT_TRUE(ask());
+  }
+  EXPECT_EQ(client_.come, 1);
+}
+
 TEST_F(DriverRecovery, AServiceOfADriverThatHungIsPublishedAnewWhenItGoesOn) {
   startDriver(failing(0, {}));
   std::optional<std::promise<void>> release;
@@ -160,7 +200,7 @@ TEST_F(DriverRecovery, ADriverThatAnswersNothingIsLeftAloneWhateverItSays) {
 TEST_F(DriverRecovery, AServiceThatIsTakenInAlreadyStaysAndItsClientIsToldToReadItAgain) {
   open(failing(0, std::nullopt));
   ASSERT_THAT(taken_, ElementsAre(true));
-  client_.source().perform();  // another turn of the run loop
+  while (client_.isReady()) client_.source().perform();  // as the run loop does
   left_ = 1;
   EXPECT_FALSE(ask());
   EXPECT_TRUE(client_.waitUntil([this] { return !client_.messages.empty(); }));
@@ -189,7 +229,7 @@ TEST_F(DriverRecovery, ManySilentServicesShareOneSecondOfWaitingInATurn) {
     longest = std::max(longest, millisecondsOf([this] { client_.source().perform(); }));
   }
   EXPECT_TRUE(taken_.back());
-  EXPECT_LE(longest, DriverWaits::kLimit.count() + 300);
+  EXPECT_LE(longest, DriverWaits::kLimit.count() + 1000);  // without the limit, three times as long
 }
 
 TEST_F(DriverRecovery, OfAFloodOfServicesAThousandAndTwentyFourAreKept) {

@@ -20,20 +20,31 @@ bool isProperAnswer(std::span<const std::uint8_t> request, std::size_t answered)
 }  // namespace
 
 IOReturn DriverService::withinLimit(const std::function<IOReturn(const Deadline&)>& call) {
+  constexpr int kNoticeableMs = 10;
   const DriverWaits::Call wait(driverWaits(), kRegistryCallLimitMs);
   if (wait.limitMs() == 0) {
-    failed_(Failure::kSpared);
+    tell_(Event::kSpared);
     return kIOReturnTimeout;
   }
   wasAsked_ = true;
-  return call(Deadline(wait.limitMs()));
+  tell_(Event::kAsked);
+  isShortened_ = wait.limitMs() < kRegistryCallLimitMs;
+  const Deadline deadline(wait.limitMs());
+  const IOReturn result = call(deadline);
+  if (wait.limitMs() - deadline.milliseconds() >= kNoticeableMs) tell_(Event::kWaited);
+  return result;
+}
+
+// The driver cannot be blamed for a timeout before its time.
+void DriverService::noteFailure(IOReturn result) {
+  tell_(isShortened_ && result == kIOReturnTimeout ? Event::kSpared : Event::kSilence);
 }
 
 // An error reply is an answer, too: a driver may have no properties.
 IOReturn DriverService::readProperties(CFDictionary* properties) {
   return withinLimit([&](const Deadline& deadline) {
     const IOReturn result = calls_.readProperties(path_, deadline, properties);
-    if (result == kIOReturnTimeout) failed_(Failure::kSilence);
+    if (result == kIOReturnTimeout) noteFailure(result);
     return result;
   });
 }
@@ -51,7 +62,7 @@ IOReturn DriverService::open(std::uint32_t type, std::shared_ptr<Connection>* co
 IOReturn DriverService::reopen(std::uint32_t type, const Deadline& deadline,
                                std::optional<Channel>* channel) {
   const IOReturn result = calls_.open(path_, type, deadline, channel);
-  if (result != kIOReturnSuccess) failed_(Failure::kSilence);
+  if (result != kIOReturnSuccess) noteFailure(result);
   return result;
 }
 
@@ -82,7 +93,9 @@ IOReturn DriverConnection::exchange(std::uint32_t selector, std::span<const std:
     if (const IOReturn result = service_->reopen(type_, deadline, &channel_)) return result;
   }
   const IOReturn result = channel_->exchange(selector, input, output, outputSize, deadline);
-  if (result != kIOReturnSuccess || !isProperAnswer(input, *outputSize)) service_->noteSilence();
+  if (result != kIOReturnSuccess || !isProperAnswer(input, *outputSize)) {
+    service_->noteFailure(result);
+  }
   return result;
 }
 

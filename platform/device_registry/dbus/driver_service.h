@@ -15,19 +15,21 @@ namespace device_registry {
 
 class DriverService : public Service, public std::enable_shared_from_this<DriverService> {
  public:
-  enum class Failure {
+  enum class Event {
+    kAsked,    // a call begins
+    kWaited,   // a call took part of the time for waiting
     kSilence,  // the driver did not answer, or not in the right form
-    kSpared    // the driver was not asked: other calls had used up the time for waiting
+    kSpared    // other calls had used up the time for waiting, or most of it
   };
 
-  // `calls` is used only while the service is present. `failed` is called for each Failure.
+  // `calls` is used only while the service is present. `tell` is called for each Event.
   DriverService(std::shared_ptr<Numbers> numbers, std::string className, std::string path,
-                DriverCalls& calls, std::function<void(Failure)> failed)
+                DriverCalls& calls, std::function<void(Event)> tell)
       : Service(numbers, std::move(className)),
         numbers_(std::move(numbers)),
         path_(std::move(path)),
         calls_(calls),
-        failed_(std::move(failed)) {}
+        tell_(std::move(tell)) {}
 
   // Asks the driver at each call, so that the properties are never stale.
   IOReturn readProperties(CFDictionary* properties) override;
@@ -37,8 +39,8 @@ class DriverService : public Service, public std::enable_shared_from_this<Driver
   IOReturn withinLimit(const std::function<IOReturn(const Deadline&)>& call);
   // Opens a channel; part of a call.
   IOReturn reopen(std::uint32_t type, const Deadline& deadline, std::optional<Channel>* channel);
-  // The driver did not answer a request, or not as it should.
-  void noteSilence() { failed_(Failure::kSilence); }
+  // A call failed with `result`, or its answer has a wrong form.
+  void noteFailure(IOReturn result);
 
   // Whether a call was made that was not spared.
   bool wasAsked() const { return wasAsked_; }
@@ -51,7 +53,8 @@ class DriverService : public Service, public std::enable_shared_from_this<Driver
   std::shared_ptr<Numbers> numbers_;
   std::string path_;
   DriverCalls& calls_;
-  std::function<void(Failure)> failed_;
+  std::function<void(Event)> tell_;
+  bool isShortened_ = false;  // the call has less time than kRegistryCallLimitMs
   bool wasAsked_ = false;
   int endedPauses_ = 0;
 };

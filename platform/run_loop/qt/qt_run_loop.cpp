@@ -63,12 +63,20 @@ void performReady(CFRunLoop& loop) {
   }
 }
 
-// A source that is ready again at once must not keep the window waiting: it is watched again when the
-// window's events are handled. Timers of 0 ms come last.
-void letWindowGoFirst(QSocketNotifier* notifier) {
-  if (!notifier->isEnabled()) return;  // removed by its callback
+// A source that is ready again at once must not keep the window waiting: it is watched again when
+// the window's events are handled. Timers of 0 ms come last. `notifier` is null when a nested loop
+// has deleted it after its source was removed.
+void letWindowGoFirst(CFRunLoop& loop, const QPointer<QSocketNotifier>& notifier) {
+  const auto isWatched = [&loop, notifier] {
+    return notifier && std::ranges::any_of(loop.watched, [&](const Watched& watched) {
+             return watched.notifier == notifier;
+           });
+  };
+  if (!isWatched()) return;
   notifier->setEnabled(false);
-  QTimer::singleShot(0, notifier, [notifier] { notifier->setEnabled(true); });
+  QTimer::singleShot(0, notifier, [isWatched, notifier] {
+    if (isWatched()) notifier->setEnabled(true);
+  });
 }
 
 void runToolkitFor(CFRunLoop& loop, double seconds) {
@@ -94,9 +102,12 @@ void CFRunLoopAddSource(CFRunLoopRef loop, const CFRunLoopSourceRef& source, con
   auto* notifier = new QSocketNotifier(source->descriptor(), QSocketNotifier::Read,
                                        QCoreApplication::instance());
   QObject::connect(notifier, &QSocketNotifier::activated, notifier,
-                   [loop, notifier, weak = std::weak_ptr(source)] {
-                     if (const CFRunLoopSourceRef held = weak.lock()) perform(*loop, held);
-                     letWindowGoFirst(notifier);
+                   [loop, pointer = QPointer(notifier), weak = std::weak_ptr(source)] {
+                     // The lambda goes with its notifier.
+                     CFRunLoop& running = *loop;
+                     const QPointer<QSocketNotifier> performed = pointer;
+                     if (const CFRunLoopSourceRef held = weak.lock()) perform(running, held);
+                     letWindowGoFirst(running, performed);
                    });
   loop->watched.push_back({source, notifier});
 }
