@@ -18,10 +18,10 @@
 // only two of the many calls that a panel makes in a row, and the user's next action tries again.
 //
 // All waits on drivers between two turns of the run loop share one second (DriverWaits); after it
-// calls fail at once. When a driver answers again after calls failed by its silence, a service whose
-// calls failed in the turn in which it was taken from an iterator is terminated and published anew;
-// for another one the driver's message that the state changed is sent to its interests. So a client
-// that follows notifications shows the truth without a timer of its own.
+// calls fail at once. When a driver answers again after calls failed by its silence, a service
+// whose calls failed in the turn in which it was taken from an iterator is terminated and published
+// anew; for another one the driver's message that the state changed is sent to its interests. So a
+// client that follows notifications shows the truth without a timer of its own.
 //
 // Back ends: dbus/ (driver services on the session bus), memory/ (scripted devices).
 #pragma once
