@@ -401,7 +401,7 @@ int DriverBus::messageSent(sd_bus_message* message, void* self, sd_bus_error*) n
     bus.registry_.sendMessage(*entry->second, type,
                               {static_cast<const std::uint8_t*>(argument), size});
   }
-  const auto silence = bus.silences_.find(path);
+  const auto silence = bus.silences_.find(entry->first);
   if (silence == bus.silences_.end() || silence->second.answersAgain) return 0;
   // The answer to a probe may have been lost as well.
   if (silence->second.probe && !silence->second.probe->isOverdue()) return 0;
