@@ -105,7 +105,7 @@ void CFRunLoopAddSource(CFRunLoopRef loop, const CFRunLoopSourceRef& source, con
                    [loop, pointer = QPointer(notifier), weak = std::weak_ptr(source)] {
                      // The lambda goes with its notifier.
                      CFRunLoop& running = *loop;
-                     const QPointer<QSocketNotifier> performed = pointer;
+                     const QPointer performed(pointer.data());
                      if (const CFRunLoopSourceRef held = weak.lock()) perform(running, held);
                      letWindowGoFirst(running, performed);
                    });
