@@ -63,19 +63,19 @@ void performReady(CFRunLoop& loop) {
   }
 }
 
+QSocketNotifier* notifierOf(const CFRunLoop& loop, const CFRunLoopSourceRef& source) {
+  const auto found = std::ranges::find(loop.watched, source, &Watched::source);
+  return found == loop.watched.end() ? nullptr : found->notifier.data();
+}
+
 // A source that is ready again at once must not keep the window waiting: it is watched again when
-// the window's events are handled. Timers of 0 ms come last. `notifier` is null when a nested loop
-// has deleted it after its source was removed.
-void letWindowGoFirst(CFRunLoop& loop, const QPointer<QSocketNotifier>& notifier) {
-  const auto isWatched = [&loop, notifier] {
-    return notifier && std::ranges::any_of(loop.watched, [&](const Watched& watched) {
-             return watched.notifier == notifier;
-           });
-  };
-  if (!isWatched()) return;
+// the window's events are handled. Timers of 0 ms come last.
+void letWindowGoFirst(CFRunLoop& loop, const CFRunLoopSourceRef& source) {
+  QSocketNotifier* const notifier = notifierOf(loop, source);
+  if (!notifier) return;
   notifier->setEnabled(false);
-  QTimer::singleShot(0, notifier, [isWatched, notifier] {
-    if (isWatched()) notifier->setEnabled(true);
+  QTimer::singleShot(0, notifier, [&loop, source, notifier] {
+    if (notifierOf(loop, source) == notifier) notifier->setEnabled(true);
   });
 }
 
@@ -102,12 +102,13 @@ void CFRunLoopAddSource(CFRunLoopRef loop, const CFRunLoopSourceRef& source, con
   auto* notifier = new QSocketNotifier(source->descriptor(), QSocketNotifier::Read,
                                        QCoreApplication::instance());
   QObject::connect(notifier, &QSocketNotifier::activated, notifier,
-                   [loop, pointer = QPointer(notifier), weak = std::weak_ptr(source)] {
-                     // The lambda goes with its notifier.
+                   [loop, weak = std::weak_ptr(source)] {
+                     const CFRunLoopSourceRef held = weak.lock();
+                     if (!held) return;
+                     // The lambda goes with its notifier, which a callback may remove.
                      CFRunLoop& running = *loop;
-                     const QPointer performed(pointer.data());
-                     if (const CFRunLoopSourceRef held = weak.lock()) perform(running, held);
-                     letWindowGoFirst(running, performed);
+                     perform(running, held);
+                     letWindowGoFirst(running, held);
                    });
   loop->watched.push_back({source, notifier});
 }
