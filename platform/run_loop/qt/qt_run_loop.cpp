@@ -74,8 +74,8 @@ void letWindowGoFirst(CFRunLoop& loop, const CFRunLoopSourceRef& source) {
   QSocketNotifier* const notifier = notifierOf(loop, source);
   if (!notifier) return;
   notifier->setEnabled(false);
-  QTimer::singleShot(0, notifier, [&loop, source, notifier] {
-    if (notifierOf(loop, source) == notifier) notifier->setEnabled(true);
+  QTimer::singleShot(0, notifier, [&loop, source] {
+    if (QSocketNotifier* const watched = notifierOf(loop, source)) watched->setEnabled(true);
   });
 }
 
