@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "platform/posix/posix.h"
 #include "protocol/services.h"
 #include "tools/commands.h"
 
@@ -122,6 +123,7 @@ class CommandLine {
 }  // namespace
 
 int main(int count, char** words) {
+  openStandardDescriptors();
   const ExitStatus status = CommandLine().run(count, words);
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
   std::fputs("vx310ctl: the output cannot be written\n", stderr);

@@ -15,7 +15,8 @@ enum class LogPriority { kError = 3, kWarning = 4, kNotice = 5 };
 [[gnu::format(printf, 2, 3)]] void syslog(LogPriority priority, const char* format, ...);
 
 // Print to the program's standard output and standard error, formatted as printf does: the format
-// ends its own lines. Failures are ignored. Any thread.
+// ends its own lines. Never block on a reader: what the stream does not take at once is dropped.
+// Any thread.
 [[gnu::format(printf, 1, 2)]] void printOutput(const char* format, ...);
 [[gnu::format(printf, 1, 2)]] void printError(const char* format, ...);
 
