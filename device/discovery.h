@@ -53,4 +53,4 @@ void _vqapiScanServices();
 
 // Takes `device` out of the table as if its interface had been unplugged: reports the removal, then
 // closes and releases the device. Does nothing for a device that is not in the table.
-void _vqapiMarkAsRemoved(USBDevice* device);
+void _vqapiMarkAsRemoved(USBDevice* device);  // no program calls this

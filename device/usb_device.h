@@ -79,11 +79,12 @@ class USBDevice {
   std::int16_t productId() const { return productId_; }
   // The driver's version, its two texts and its value as of the last open(). If a text could not be
   // read at that open(), its previous value is kept.
-  const VqVersion& driverVersion() const { return driverVersion_; }
-  const char* string0() const { return string0_; }
+  const VqVersion& driverVersion() const { return driverVersion_; }  // no program calls this
+  const char* string0() const { return string0_; }                   // no program calls this
   const char* string1() const { return string1_; }
-  double valueAtOpen() const { return valueAtOpen_; }
+  double valueAtOpen() const { return valueAtOpen_; }  // no program calls this
   // The copy of the last configuration and map read from or written to the device.
+  // No program calls this.
   const VQ_Orbek_ConfigAndMap& configurationAndMap() const { return configurationAndMap_; }
 
   // --- Transport ---
@@ -130,13 +131,13 @@ class USBDevice {
 
   // --- Options ---
 
-  bool canClockSource(VQE_ClockSource source);
+  bool canClockSource(VQE_ClockSource source);  // no program calls this
   // The getters return the driver's value, the setters the value that the device then has; -1 on
   // failure.
   std::int32_t getCurrentClockSource();
   std::int32_t setClockSource(VQE_ClockSource source);
   std::int32_t getUSB1Mode();
-  std::int32_t setUSB1Mode(VQE_USB1Mode mode);
+  std::int32_t setUSB1Mode(VQE_USB1Mode mode);  // no program calls this
   std::int32_t getDigitalOutMode();
   std::int32_t setDigitalOutMode(VQE_DigitalOutMode mode);
   std::int32_t getDigitalOutSelector();
@@ -146,40 +147,44 @@ class USBDevice {
   // --- Configurations and buffer sizes ---
 
   // Operations that return a number return 0 on failure. Buffer sizes are in the driver's unit.
-  std::uint32_t getCountConfigurations();
+  std::uint32_t getCountConfigurations();  // no program calls this
+  // No program calls this.
   bool getConfiguration(std::uint32_t index, VQ_DeviceConfiguration& configuration);
   bool getCurrentConfiguration(VQ_DeviceConfiguration& configuration);
   // `actual` receives the configuration that the device then has.
+  // No program calls this.
   bool setConfiguration(VQ_DeviceConfiguration configuration, VQ_DeviceConfiguration& actual);
-  std::uint32_t getConfigStatus();
-  std::uint32_t getCountBufferSizes();
-  std::uint32_t getBufferSize(std::uint32_t index);
+  std::uint32_t getConfigStatus();                   // no program calls this
+  std::uint32_t getCountBufferSizes();               // no program calls this
+  std::uint32_t getBufferSize(std::uint32_t index);  // no program calls this
   std::uint32_t getCurrentBufferSize();
   // Returns the size that the device then has.
-  std::uint32_t setBufferSize(std::uint32_t size);
-  bool suspendStreaming();
-  bool resumeStreaming();
+  std::uint32_t setBufferSize(std::uint32_t size);  // no program calls this
+  bool suspendStreaming();                          // no program calls this
+  bool resumeStreaming();                           // no program calls this
 
   // --- Channel maps, names and descriptor ---
 
-  bool getChannelMap(VQ_Orbek_ChannelMap& map);
-  bool setChannelMap(VQ_Orbek_ChannelMap map);
+  bool getChannelMap(VQ_Orbek_ChannelMap& map);  // no program calls this
+  bool setChannelMap(VQ_Orbek_ChannelMap map);   // no program calls this
   bool getConfigurationAndChannelMap(VQ_Orbek_ConfigAndMap& record);
   // `actual` and configurationAndMap() receive the record that the device then has.
+  // No program calls this.
   bool setConfigurationAndChannelMap(VQ_Orbek_ConfigAndMap record, VQ_Orbek_ConfigAndMap& actual);
   // Reads configurationAndMap() again.
   bool updateOrbekConfigAndMap();
   // The pointer receives kDeviceNameSize bytes; a name of that length has no terminating NUL. The
   // span receives the name, cut to fit and NUL-terminated. On failure both receive an empty text.
-  bool getOrbekDeviceName(char* name);
-  bool getOrbekDeviceName(std::span<char> name);
+  bool getOrbekDeviceName(char* name);            // no program calls this
+  bool getOrbekDeviceName(std::span<char> name);  // no program calls this
   // Sends at most kDeviceNameSize bytes of the name.
-  bool setOrbekDeviceName(const char* name);
-  bool setOrbekDeviceName(std::string_view name);
+  bool setOrbekDeviceName(const char* name);       // no program calls this
+  bool setOrbekDeviceName(std::string_view name);  // no program calls this
   // Clears `descriptor` first, so it is empty on failure.
   bool getDeviceDescriptor(VQ_DeviceDescriptor& descriptor);
 
   // --- Levels ---
+  // No program calls these.
 
   // Clears `levels` on failure.
   bool readLevelInfo(VQ_LevelInfo& levels);
@@ -202,6 +207,7 @@ class USBDevice {
   // --- Routing ---
 
   // Returns the value that the device then has; on failure `index`, which is not a value.
+  // No program calls this.
   std::int32_t setRouting(bool input, std::int32_t index, std::int32_t value);
   // Reads the value from the service's properties (entry "RoutingIn0" … of the dictionary
   // "AjExtData"), where the driver publishes it; -1 when it is missing. Needs no open device.
@@ -209,6 +215,7 @@ class USBDevice {
   std::int32_t getRouting(bool input, std::int32_t index);
 
   // --- Codec, logic chip and control port ---
+  // No program calls these.
 
   // Read and write a register of the codec; 0 on failure.
   std::uint16_t getWMRegister(std::uint16_t a, std::uint16_t b);
@@ -229,6 +236,7 @@ class USBDevice {
   bool writeAJData(AJCPortBase* port, std::uint32_t value);
 
   // --- Firmware ---
+  // No program calls these.
 
   bool prepareFirmwareUpdate();
   // The device leaves the bus instead of answering: returns true when no answer came, false when

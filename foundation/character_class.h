@@ -38,6 +38,7 @@ constexpr bool isOneOf(char c, int classes) {
 }  // namespace character_class
 
 // '0' to '9'.
+// No program calls this.
 constexpr bool cfIsDigit(char c) { return character_class::isOneOf(c, character_class::kDigit); }
 
 // Bytes 0x09 to 0x0d, 0x20, 0x81 to 0x90 without 0x86, and 0x93 to 0xa0.
@@ -47,6 +48,7 @@ constexpr bool cfIsSpace(char c) { return character_class::isOneOf(c, character_
 constexpr bool cfIsAlpha(char c) { return character_class::isOneOf(c, character_class::kAlpha); }
 
 // A letter or '_', but no digit.
+// No program calls this.
 constexpr bool cfIsCSymbol(char c) { return character_class::isOneOf(c, character_class::kSymbol); }
 
 // Maps 'A' to 'Z' to 'a' to 'z' and returns every other character unchanged.

@@ -52,7 +52,7 @@ class LumCollection : public LumObject {
                                                         : nullptr;
   }
   // Calls onCommand(command, param) of each object.
-  void forEach(int command, std::int32_t param);
+  void forEach(int command, std::int32_t param);  // no program calls this
   // Empties the collection without releasing the objects: the references are the caller's now.
   std::vector<LumObject*> takeAll();
 

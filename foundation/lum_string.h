@@ -31,7 +31,7 @@ class LumString : public LumObject {
   LumString(const char* text);
   LumString(const LumString& other);
   // Repeats `c` `count` times; empty when `c` is NUL or `count` is not positive.
-  LumString(char c, std::int32_t count);
+  LumString(char c, std::int32_t count);  // no program calls this
 
   LumString& operator=(const LumString& other) { return assign(other); }
   LumString& operator=(const char* text) { return assign(text); }
@@ -58,7 +58,7 @@ class LumString : public LumObject {
   // Raises a capacity below `size` to `size` + 1 and then counts the length. Never shrinks.
   LumString& setSize(std::int32_t size);
   // Cuts the text or appends blanks; a negative length is read as 0.
-  LumString& setLength(std::int32_t length);
+  LumString& setLength(std::int32_t length);  // no program calls this
   // Ignores null. A text that does not fit raises the capacity to the new length plus 3. Counts the
   // length.
   LumString& operator+=(const char* text);
@@ -79,48 +79,50 @@ class LumString : public LumObject {
 
   // --- Text ---
 
-  LumString& toString(short value);
-  LumString& toString(std::int32_t value);
+  LumString& toString(short value);         // no program calls this
+  LumString& toString(std::int32_t value);  // no program calls this
   // Formats as the standard library's printf does, with a decimal point in every locale. Output
   // beyond 2047 characters is cut.
+  // No program calls this.
   LumString& printf(const char* format, ...) __attribute__((format(printf, 2, 3)));
 
   // Pops the first token: skips leading characters of `delims`, moves the text before the next
   // delimiter to `token`, and drops that delimiter. Without a token it returns false, empties
   // `token` and leaves the string unchanged.
-  bool getToken(const LumString& delims, LumString& token);
+  bool getToken(const LumString& delims, LumString& token);  // no program calls this
   // Replaces each `find` from the left; inserted text is not searched.
-  LumString& replace(const char* find, const char* with);
-  LumString& trimLeft();
-  LumString& trimRight();
+  LumString& replace(const char* find, const char* with);  // no program calls this
+  LumString& trimLeft();                                   // no program calls this
+  LumString& trimRight();                                  // no program calls this
 
   // At most `count` characters from `start`; empty when `start` is outside the text or `count` is
   // not positive.
+  // No program calls this.
   void substring(LumString& out, std::int32_t start, std::int32_t count) const;
-  void left(LumString& out, std::int32_t count) const;
-  void right(LumString& out, std::int32_t count) const;
+  void left(LumString& out, std::int32_t count) const;   // no program calls this
+  void right(LumString& out, std::int32_t count) const;  // no program calls this
 
   // Pass each byte of the length through the standard library's tolower or toupper.
-  LumString& lowercase();
-  LumString& uppercase();
+  LumString& lowercase();  // no program calls this
+  LumString& uppercase();  // no program calls this
 
   // Writes two digits a byte, in capitals, for 7-bit text. A byte of 0x80 or above gets one of the
   // eight characters before '0' as its first digit.
-  void toHexString(LumString& out) const;
+  void toHexString(LumString& out) const;  // no program calls this
   // Writes a Pascal string. The length byte says at most 255, but at most 253 characters are
   // written, byte 254 is always 0, and byte 255 is not touched.
-  void toStr255(unsigned char (&out)[256]) const;
+  void toStr255(unsigned char (&out)[256]) const;  // no program calls this
   // Reads a Pascal string. The length stays 256 until countLength() is called.
-  void asString(const unsigned char (&in)[256]);
+  void asString(const unsigned char (&in)[256]);  // no program calls this
 
   // Reads as scanf's "%d" does; 0 without a number, clamped to 32 bits.
   std::int32_t scanInt() const;
   // The number in the first 256 characters. Digits, '-', '.', 'e' and 'E' are kept; 'm' and 'M'
   // are read as E6, 't' and 'T' as E3; all others are dropped.
-  double asNumeric() const;
+  double asNumeric() const;  // no program calls this
 
   // Index of the first `needle`, or -1.
-  std::int32_t match(const char* needle) const;
+  std::int32_t match(const char* needle) const;  // no program calls this
   int strcmp(const char* text) const;
   // Compares as cfStricmp does, whose sign is the reverse of strcmp's at the first difference.
   std::int32_t stricmp(const char* text) const;
@@ -131,9 +133,9 @@ class LumString : public LumObject {
 
   // Copies the whole text when `count` is -1 or at least the length, else `count` bytes, and
   // appends a NUL. Returns `out`, which may be null.
-  char* copyString(char* out, std::int32_t count) const;
+  char* copyString(char* out, std::int32_t count) const;  // no program calls this
   // Returns a new array; the caller frees it with delete[].
-  char* copyString() const;
+  char* copyString() const;  // no program calls this
 
  private:
   // The text in place; bytes up to the length may be written.

@@ -48,7 +48,7 @@ bool setRouting(bool input, int pair, int value);
 
 // Reads one routing of _halDevice. Returns -1 when there is no device or it does not have the
 // property, 0 when the read fails. Main thread.
-int getRouting(bool input, int pair);
+int getRouting(bool input, int pair);  // no program calls this
 
 // Does nothing: the panel's performance setting has no counterpart in the driver.
 void AudioPerformance(std::int32_t value);

@@ -11,9 +11,9 @@
 // Routing commands. They return the result of setRouting (io/audio_device.h) as a number, which no
 // caller uses. DoLine12Out and DoLineOut write the same routing, and so do DoLine34Out and
 // DoDigitalOut.
-std::int32_t DoLine12Out(std::int32_t value);
+std::int32_t DoLine12Out(std::int32_t value);  // no program calls this
 std::int32_t DoLineOut(std::int32_t value);
-std::int32_t DoLine34Out(std::int32_t value);
+std::int32_t DoLine34Out(std::int32_t value);  // no program calls this
 std::int32_t DoDigitalOut(std::int32_t value);
 std::int32_t DoChannel1and2(std::int32_t value);
 std::int32_t DoChannel3and4(std::int32_t value);
@@ -31,7 +31,7 @@ void DigitalOutputFormat(std::int32_t value);
 void Usb11Mode(std::int32_t value);
 
 // Queries. They return -1 when there is no current device or it does not answer.
-std::int32_t getUSB1Mode();
+std::int32_t getUSB1Mode();  // no program calls this
 std::int32_t GetDigitalOutFormat();
 std::int32_t GetLineOut();
 std::int32_t GetDigitalOut();
@@ -41,7 +41,7 @@ std::int32_t GetChannel5and6();
 
 // Returns 1 for the internal clock, 0 for any other source or when the device does not answer, and
 // -1 when there is no current device.
-std::int32_t GetSampleClockSource();
+std::int32_t GetSampleClockSource();  // no program calls this
 
 // Shows the current clock source in its menu; hides the menu when there is no current device.
 void SampleClockSourceReadback();

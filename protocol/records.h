@@ -48,6 +48,7 @@ struct VIDPID {
   std::uint16_t release = 0;
 
   // As VQ_DeviceDescriptor::isDevice.
+  // No program calls this.
   bool isDevice(unsigned short vendorId, unsigned short productId,
                 unsigned short releaseNumber) const;
   bool operator==(const VIDPID&) const = default;
@@ -83,7 +84,7 @@ struct VQ_Orbek_ChannelMap {
 
   // The first two slots of each side carry the first stereo pair, all others nothing; the same on
   // every device.
-  void setDefaults(const VIDPID& device);
+  void setDefaults(const VIDPID& device);  // no program calls this
 
   // True when every slot is unused or holds a code that `device` has.
   bool isValid(const VIDPID& device) const;
@@ -91,7 +92,9 @@ struct VQ_Orbek_ChannelMap {
   // Says which channels of `device` the map uses, in the order in which they are listed. Flags are
   // cleared first; codes that the device does not have mark nothing. The raw pointers must lead to
   // kUsageFlags flags each; in a shorter span what does not fit is dropped.
+  // No program calls this.
   void getUsageList(bool* inputsUsed, bool* outputsUsed, const VIDPID& device) const;
+  // No program calls this.
   void getUsageList(std::span<bool> inputsUsed, std::span<bool> outputsUsed,
                     const VIDPID& device) const;
 
@@ -130,7 +133,7 @@ struct VqAjExtData {
 
   // Both leave the first word unchanged. validate() sets a clock source, USB 1.1 mode or digital
   // output mode other than 0 and 1 to 0 and keeps all other words.
-  void setDefaults();
+  void setDefaults();  // no program calls this
   void validate();
   bool operator==(const VqAjExtData&) const = default;
 };
@@ -145,7 +148,7 @@ struct VQ_DigitalStatus {
   std::uint32_t rate = 0;
 
   static VQ_DigitalStatus decode(std::span<const std::uint8_t> from);
-  void encode(std::span<std::uint8_t> to) const;
+  void encode(std::span<std::uint8_t> to) const;  // no program calls this
   bool operator==(const VQ_DigitalStatus&) const = default;
 };
 static_assert(sizeof(VQ_DigitalStatus) == VQ_DigitalStatus::kSize);

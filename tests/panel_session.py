@@ -85,10 +85,10 @@ class Session:
         log = open(self.folder / f"{name}.log", "ab")
         with log:
             options.setdefault("stdout", log)
+            options.setdefault("stdin", subprocess.DEVNULL)
             process = subprocess.Popen(
                 [*ENDS_WITH_US, *(str(word) for word in command)],
                 stderr=log,
-                stdin=subprocess.DEVNULL,
                 **options,
             )
         self.processes[name] = process

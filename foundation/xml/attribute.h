@@ -26,7 +26,7 @@ class Attribute : public LumObject {
   const char* getName() const { return name_; }
   const char* getValue() const { return value_; }
   // Null is read as "".
-  void setName(const char* name) { name_.assign(name); }
+  void setName(const char* name) { name_.assign(name); }  // no program calls this
   void setValue(const char* value) { value_.assign(value); }
   // Writes "1" or "0".
   void setValue(bool value);
@@ -38,14 +38,14 @@ class Attribute : public LumObject {
   // Read the number at the start of the value; 0 without a number, clamped to 32 bits. For
   // getValueULong(), a minus sign negates within the 32 bits, and a number too far below 0 gives
   // the largest value.
-  std::int32_t getValueLong() const;
-  std::uint32_t getValueULong() const;
-  float getValueFloat() const;
+  std::int32_t getValueLong() const;    // no program calls this
+  std::uint32_t getValueULong() const;  // no program calls this
+  float getValueFloat() const;          // no program calls this
   // Whether getValueLong() is not 0: words are false.
-  bool getValueBool() const { return getValueLong() != 0; }
+  bool getValueBool() const { return getValueLong() != 0; }  // no program calls this
 
   // Appends a blank, the name and the quoted value; nothing when the name is empty.
-  void buildXML(LumString& out) const;
+  void buildXML(LumString& out) const;  // no program calls this
   void buildXML(std::string& out) const;
 
  private:

@@ -26,13 +26,13 @@ class Doc : public Node {
   void load(const LumString& xml);
   // As load(), but also drops the skipped blanks from `xml` itself, whose length stays until its
   // countLength() is called. Null for malformed text.
-  const char* parse(const LumString& xml);
+  const char* parse(const LumString& xml);  // no program calls this
   // For derived classes to set; load() and parse() empty it.
-  const LumString& getDocBase() const { return docBase_; }
+  const LumString& getDocBase() const { return docBase_; }  // no program calls this
 
   // Replaces `out` by a header and the elements, one a line, in the form that load() reads. `out`
   // is cleared when it would become longer than a string can be.
-  void buildXML(LumString& out) const;
+  void buildXML(LumString& out) const;  // no program calls this
 
  protected:
   LumString docBase_;

@@ -10,9 +10,9 @@
 namespace XML {
 
 // Replaces the five characters by "&amp;", "&apos;", "&gt;", "&lt;" and "&quot;".
-void preStreaming(LumString& text);
+void preStreaming(LumString& text);  // no program calls this
 // Replaces the names by the characters; "&amp;lt;" becomes "&lt;". Numeric references stay.
-void postStreaming(LumString& text);
+void postStreaming(LumString& text);  // no program calls this
 
 // As preStreaming, appended to `out`.
 void appendEncoded(std::string& out, std::string_view text);

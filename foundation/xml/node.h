@@ -34,7 +34,7 @@ class Node : public LumObject {
   virtual bool onTagComment(char* content);
 
   const LumString& getName() const { return name_; }
-  const LumString& getText() const { return text_; }
+  const LumString& getText() const { return text_; }  // no program calls this
   Doc* getDoc() const { return doc_; }
 
   // --- Children ---
@@ -53,7 +53,7 @@ class Node : public LumObject {
   Node* addNode(Node* node);
   Node* addNode(const char* name);
   Node* addNode(const LumString& name);
-  void releaseNode(Node* node) { nodes_.remove(node); }
+  void releaseNode(Node* node) { nodes_.remove(node); }  // no program calls this
   void removeChilds() { nodes_.removeAll(); }
 
   // --- Attributes ---
@@ -73,16 +73,20 @@ class Node : public LumObject {
   Attribute* addAttribute(const LumString& name, const LumString& value);
   Attribute* addAttribute(const LumString& name, std::int32_t value);
   Attribute* addAttribute(const LumString& name, float value);
+  // No program calls this.
   void releaseAttribute(Attribute* attribute) { attributes_.remove(attribute); }
   void removeAttributes() { attributes_.removeAll(); }
 
   // The value of the first attribute of this name, ignoring case; "" or `def` when it is missing.
-  const char* getAttributeValue(const char* name) const;
+  const char* getAttributeValue(const char* name) const;  // no program calls this
+  // No program calls this.
   void getAttributeValue(const char* name, LumString& out, const char* def) const;
+  // No program calls this.
   void getAttributeValue(const char* name, std::int32_t& out, std::int32_t def) const;
+  // No program calls this.
   void getAttributeValue(const char* name, std::uint32_t& out, std::uint32_t def) const;
-  void getAttributeValue(const char* name, bool& out, bool def) const;
-  void getAttributeValue(const char* name, float& out, float def) const;
+  void getAttributeValue(const char* name, bool& out, bool def) const;    // no program calls this
+  void getAttributeValue(const char* name, float& out, float def) const;  // no program calls this
 
   // --- The subtree ---
 
@@ -90,14 +94,15 @@ class Node : public LumObject {
   void clear();
   // Adds the number of descendants to `nodes`, and of this node's and their attributes to
   // `attributes`.
+  // No program calls this.
   void countNodesAndAttributes(std::int32_t& nodes, std::int32_t& attributes) const;
 
   // Appends the element and its descendants, indented by `level` tabs. At level -1 only the
   // children are written, at level 0. A node without a name is left out with its descendants;
   // texts are never written. `out` is cleared when it would become longer than a string can be.
-  void buildXML(LumString& out, int level) const;
+  void buildXML(LumString& out, int level) const;  // no program calls this
   // Appends `level` tabs.
-  void addLevelString(LumString& out, int level) const;
+  void addLevelString(LumString& out, int level) const;  // no program calls this
 
   // doParse() reads a document into this node; parseNode() reads the rest of an element, from the
   // end of its name on. Both write into `text`, which ends with NUL, and keep no pointer into it.

@@ -122,7 +122,8 @@ void PortSource::drop(const Service& service) {
   for (const auto& entry : iterators_) {
     const auto iterator = entry.lock();
     if (!iterator || iterator->kind != kIOPublishNotification) continue;
-    std::erase_if(iterator->items, [&](const auto& item) { return item.service.get() == &service; });
+    std::erase_if(iterator->items,
+                  [&](const auto& item) { return item.service.get() == &service; });
   }
   showReadiness();
 }

@@ -72,8 +72,8 @@ void mach_port_deallocate(mach_port_t port) {
 IONotificationPortRef IONotificationPortCreate(mach_port_t masterPort) {
   if (registry().refusal(Operation::kNotificationPortCreate)) return nullptr;
   if (!registry().masterPorts.contains(masterPort)) return nullptr;
-  auto source =
-      PortSource::create({[] { registry().beginTurn(); }, registry().incoming(), registry().objects});
+  auto source = PortSource::create(
+      {[] { registry().beginTurn(); }, registry().incoming(), registry().objects});
   if (!source) return nullptr;
   auto port = std::make_unique<IONotificationPort>(IONotificationPort{std::move(source)});
   return registry().ports.emplace_back(std::move(port)).get();

@@ -4,7 +4,7 @@
 
 #include "platform/device_registry/core/registry.h"
 #include "platform/device_registry/dbus/driver_bus.h"
-#include "platform/posix/driver_waits.h"
+#include "platform/driver_waits/driver_waits.h"
 
 namespace device_registry {
 

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <utility>
 
-#include "platform/posix/driver_waits.h"
+#include "platform/driver_waits/driver_waits.h"
 #include "protocol/services.h"
 
 namespace device_registry {
@@ -154,7 +154,7 @@ void DriverBus::receive() {
   } else if (result > 0) {
     registry_.wakePorts();
   }
-  lookAtProbes();
+  readProbes();
 }
 
 void DriverBus::lose() {
@@ -227,24 +227,29 @@ void DriverBus::noteFailure(const std::string& path, DriverService::Failure fail
   if (entry == services_.end()) return;
   Silence& silence = silences_[path];
   silence.inArrival |= entry->second->handedOutTurn() == registry_.turn;
-  if (failure == DriverService::Failure::kSilence && std::exchange(silence.spared, false)) {
-    probe(path, silence);
+  if (failure == DriverService::Failure::kSilence) {
+    silence.timedOut = silence.isLimited = true;
+    if (!silence.probe) startProbe(path, silence);
+  } else {
+    silence.answersAgain |= !silence.timedOut;
+    silence.isLimited |= entry->second->wasAsked();
   }
-  registry_.wakePorts();  // a turn without failed calls gives time for waiting again
+  registry_.wakePorts();  // the next turn has time for waiting again
 }
 
-void DriverBus::probe(const std::string& path, Silence& silence) {
+void DriverBus::startProbe(const std::string& path, Silence& silence) {
   silence.probe = std::make_unique<DriverProbe>(bus_.get(), watcher_.get(), owner_, path);
 }
 
-void DriverBus::lookAtProbes() {
+// A refused probe is repeated at the driver's next message.
+void DriverBus::readProbes() {
   for (auto& [path, silence] : silences_) {
     if (!silence.probe) continue;
-    const DriverProbe::State state = silence.probe->look();
+    const DriverProbe::State state = silence.probe->read();
     if (state == DriverProbe::State::kWaiting) continue;
     silence.probe.reset();
-    if (state == DriverProbe::State::kRefused) continue;  // until the driver's next message
-    silence.answering = true;
+    if (state == DriverProbe::State::kRefused) continue;
+    silence.answersAgain = true;
     registry_.wakePorts();
   }
 }
@@ -254,7 +259,7 @@ void DriverBus::beginTurn() {
   receive();
   std::vector<std::pair<std::string, bool>> due;
   for (const auto& [path, silence] : silences_) {
-    if (silence.spared || (silence.answering && mayRepair(path))) {
+    if (silence.answersAgain && (!silence.isLimited || mayRepair(path))) {
       due.emplace_back(path, silence.inArrival);
     }
   }
@@ -275,7 +280,7 @@ void DriverBus::repair(const std::string& path, bool inArrival) {
   silences_.erase(path);
   calls_.endPause();
   const std::shared_ptr<DriverService> service = services_.at(path);
-  service->setAnswering();
+  service->endPauses();
   if (inArrival) {
     services_.erase(path);
     registry_.terminate(service);
@@ -374,8 +379,8 @@ int DriverBus::messageSent(sd_bus_message* message, void* self, sd_bus_error*) n
                               {static_cast<const std::uint8_t*>(argument), size});
   }
   const auto silence = bus.silences_.find(path);
-  if (silence != bus.silences_.end() && !silence->second.probe && !silence->second.answering) {
-    bus.probe(path, silence->second);
+  if (silence != bus.silences_.end() && !silence->second.probe && !silence->second.answersAgain) {
+    bus.startProbe(path, silence->second);
   }
   return 0;
 }

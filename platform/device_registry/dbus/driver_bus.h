@@ -29,7 +29,7 @@ class DriverBus {
 
   // Handles the announcements received by now. Terminates all services when the bus is lost.
   void receive();
-  // As receive(), and makes good what the silence of drivers that answer again left wrong.
+  // As receive(), and repairs what a silence of the driver left wrong, once it answers again.
   void beginTurn();
 
   // Reads as ready when there is something to receive.
@@ -47,24 +47,25 @@ class DriverBus {
   void addService(const std::string& path, const std::optional<std::string>& className);
   void removeService(const std::string& path);
 
-  // What a service did not answer, until that is made good: when the driver answers again, the
-  // service is published anew if the client was taking it in, and else the client is told that the
-  // state changed.
+  // Calls of a service that failed and are not repaired yet. The repair publishes the service anew
+  // if the client was reading it for the first time, and otherwise sends the client a message that
+  // the state changed.
   struct Silence {
     bool inArrival = false;
-    bool spared = true;  // nobody waited for the driver
-    bool answering = false;
-    std::unique_ptr<DriverProbe> probe;
+    bool timedOut = false;   // the driver did not answer, or not in the right form
+    bool isLimited = false;  // the repair counts as one of kRepairLimit
+    bool answersAgain = false;
+    std::unique_ptr<DriverProbe> probe;  // finds out whether the driver answers again
   };
-  // How often a service was made good lately. A driver that answers the probe and nothing else must
-  // not keep the client busy.
+  // The recent repairs of a service. A driver that answers the probe and fails all other requests
+  // must not keep the client busy.
   struct Repairs {
     int count = 0;
     std::chrono::steady_clock::time_point last{};
   };
   void noteFailure(const std::string& path, DriverService::Failure failure);
-  void probe(const std::string& path, Silence& silence);
-  void lookAtProbes();
+  void startProbe(const std::string& path, Silence& silence);
+  void readProbes();
   bool mayRepair(const std::string& path);
   void repair(const std::string& path, bool inArrival);
 

@@ -39,17 +39,18 @@ void DriverProbe::ask(sd_bus_message* reply) {
   const VQ_Dispatch question(VQ_Command::kGetDriverVersion);
   epoll_event event{};
   event.events = EPOLLIN;
-  if (!channel_ || channel_->send(kDispatchSelector, question.bytes, Deadline(0)) != kIOReturnSuccess ||
+  if (!channel_ ||
+      channel_->send(kDispatchSelector, question.bytes, Deadline(0)) != kIOReturnSuccess ||
       epoll_ctl(watcher_, EPOLL_CTL_ADD, channel_->descriptor(), &event) != 0) {
     state_ = State::kRefused;
   }
 }
 
-DriverProbe::State DriverProbe::look() {
+DriverProbe::State DriverProbe::read() {
   if (state_ != State::kWaiting || !channel_ || channel_->isQuiet()) return state_;
   VQ_Dispatch answer;
   std::size_t size = 0;
-  // Something is there, so nothing is waited for.
+  // The channel is readable, so this does not wait.
   const IOReturn result = channel_->receive(answer.bytes, &size, Deadline(1));
   const bool answered = result == kIOReturnSuccess && size == answer.bytes.size();
   channel_.reset();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Finds out, without waiting, whether a driver answers again: opens a connection to one of its services
-// and asks for the driver's version. The answer may come at any time later, or never.
+// Finds out without waiting whether a driver answers: opens a connection to one of its services and
+// requests the driver's version. The answer may arrive at any time later, or never.
 #pragma once
 
 #include <optional>
@@ -20,8 +20,8 @@ class DriverProbe {
   DriverProbe& operator=(const DriverProbe&) = delete;
 
   enum class State { kWaiting, kAnswered, kRefused };
-  // Takes in an answer that has come.
-  State look();
+  // Reads the answer if it is there.
+  State read();
 
  private:
   static int opened(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/device_registry/dbus/testing/dbus_fixture.h"
-#include "platform/posix/driver_waits.h"
+#include "platform/driver_waits/driver_waits.h"
 #include "platform/session_bus/session_bus.h"
 #include "protocol/dispatch.h"
 #include "protocol/services.h"
@@ -19,8 +19,8 @@ VQ_Command commandOf(const std::vector<std::uint8_t>& request) {
   return static_cast<VQ_Command>(wire::load<std::uint32_t>(request, 0));
 }
 
-// A client that takes a service in as the panel does: it reads its properties, opens it and asks for
-// the device descriptor.
+// A client that takes a service in as the panel does: it reads its properties, opens it and asks
+// for the device descriptor.
 class DriverRecovery : public DbusTest {
  protected:
   DriverRecovery() {
@@ -30,8 +30,7 @@ class DriverRecovery : public DbusTest {
 
   void takeIn(io_service_t service) {
     CFDictionary properties;
-    const bool named =
-        IORegistryEntryCreateCFProperties(service, &properties) == kIOReturnSuccess;
+    const bool named = IORegistryEntryCreateCFProperties(service, &properties) == kIOReturnSuccess;
     IOServiceClose(connection_);
     const bool open = IOServiceOpen(service, 2, &connection_) == kIOReturnSuccess;
     taken_.push_back(named && open && ask());
@@ -198,10 +197,9 @@ TEST_F(DriverRecovery, OfAFloodOfServicesAThousandAndTwentyFourAreKept) {
     driver.scriptListing([](sd_bus_message* m) {
       int result = sd_bus_message_open_container(m, 'a', "{oa{sa{sv}}}");
       for (int i = 0; i < 2000 && result >= 0; ++i) {
-        result = sd_bus_message_append(m, "{oa{sa{sv}}}",
-                                       ("/com/vantrel/Driver1/D" + std::to_string(i)).c_str(), 1,
-                                       "com.vantrel.Driver1.Service", 1, "ClassName", "s",
-                                       kTestClass);
+        result = sd_bus_message_append(
+            m, "{oa{sa{sv}}}", ("/com/vantrel/Driver1/D" + std::to_string(i)).c_str(), 1,
+            "com.vantrel.Driver1.Service", 1, "ClassName", "s", kTestClass);
       }
       return result < 0 ? result : sd_bus_message_close_container(m);
     });

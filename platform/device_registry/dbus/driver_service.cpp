@@ -3,15 +3,15 @@
 
 #include <utility>
 
-#include "platform/posix/driver_waits.h"
+#include "platform/driver_waits/driver_waits.h"
 #include "protocol/dispatch.h"
 
 namespace device_registry {
 
 namespace {
 
-// Whether a record was answered by a record, or by the command number alone, which refuses it. What
-// is no record is not looked at.
+// A record is answered by a record, or refused by the command number alone. Requests of another
+// size are not checked.
 bool isProperAnswer(std::span<const std::uint8_t> request, std::size_t answered) {
   return request.size() != VQ_Dispatch::kSize || answered == VQ_Dispatch::kSize ||
          answered == kDispatchRefusalSize;
@@ -21,12 +21,15 @@ bool isProperAnswer(std::span<const std::uint8_t> request, std::size_t answered)
 
 IOReturn DriverService::withinLimit(const std::function<IOReturn(const Deadline&)>& call) {
   const DriverWaits::Call wait(driverWaits(), kRegistryCallLimitMs);
-  if (wait.limitMs() > 0) return call(Deadline(wait.limitMs()));
-  failed_(Failure::kSpared);
-  return kIOReturnTimeout;
+  if (wait.limitMs() == 0) {
+    failed_(Failure::kSpared);
+    return kIOReturnTimeout;
+  }
+  wasAsked_ = true;
+  return call(Deadline(wait.limitMs()));
 }
 
-// An error as the reply is an answer: a driver may have no properties.
+// An error reply is an answer, too: a driver may have no properties.
 IOReturn DriverService::readProperties(CFDictionary* properties) {
   return withinLimit([&](const Deadline& deadline) {
     const IOReturn result = calls_.readProperties(path_, deadline, properties);
@@ -37,8 +40,8 @@ IOReturn DriverService::readProperties(CFDictionary* properties) {
 
 IOReturn DriverService::open(std::uint32_t type, std::shared_ptr<Connection>* connection) {
   std::optional<Channel> channel;
-  const IOReturn result = withinLimit(
-      [&](const Deadline& deadline) { return reopen(type, deadline, &channel); });
+  const IOReturn result =
+      withinLimit([&](const Deadline& deadline) { return reopen(type, deadline, &channel); });
   if (result != kIOReturnSuccess) return result;
   *connection =
       std::make_shared<DriverConnection>(numbers_, shared_from_this(), type, std::move(channel));
@@ -54,7 +57,7 @@ IOReturn DriverService::reopen(std::uint32_t type, const Deadline& deadline,
 
 IOReturn DriverConnection::call(std::uint32_t selector, std::span<const std::uint8_t> input,
                                 std::span<std::uint8_t> output, std::size_t* outputSize) {
-  if (std::exchange(timesAnswering_, service_->timesAnswering()) != service_->timesAnswering()) {
+  if (std::exchange(endedPauses_, service_->endedPauses()) != service_->endedPauses()) {
     pause_ = Pause();
     lastFailed_ = false;
   }

@@ -16,8 +16,8 @@ namespace device_registry {
 class DriverService : public Service, public std::enable_shared_from_this<DriverService> {
  public:
   enum class Failure {
-    kSilence,  // no answer, or none of the right form
-    kSpared    // not asked: other calls had used up the time for waiting
+    kSilence,  // the driver did not answer, or not in the right form
+    kSpared    // the driver was not asked: other calls had used up the time for waiting
   };
 
   // `calls` is used only while the service is present. `failed` is called for each Failure.
@@ -33,23 +33,27 @@ class DriverService : public Service, public std::enable_shared_from_this<Driver
   IOReturn readProperties(CFDictionary* properties) override;
   IOReturn open(std::uint32_t type, std::shared_ptr<Connection>* connection) override;
 
-  // Carries out `call`, which gets its deadline, within what is left for waiting.
+  // Makes `call` with a deadline: kRegistryCallLimitMs, or the rest of the turn's DriverWaits.
   IOReturn withinLimit(const std::function<IOReturn(const Deadline&)>& call);
   // Opens a channel; part of a call.
   IOReturn reopen(std::uint32_t type, const Deadline& deadline, std::optional<Channel>* channel);
   // The driver did not answer a request, or not as it should.
   void noteSilence() { failed_(Failure::kSilence); }
 
-  // The driver answers again: pauses end.
-  void setAnswering() { ++timesAnswering_; }
-  int timesAnswering() const { return timesAnswering_; }
+  // Whether a call was made that was not spared.
+  bool wasAsked() const { return wasAsked_; }
+
+  // Ends the pauses of the connections, which notice by the changed count.
+  void endPauses() { ++endedPauses_; }
+  int endedPauses() const { return endedPauses_; }
 
  private:
   std::shared_ptr<Numbers> numbers_;
   std::string path_;
   DriverCalls& calls_;
   std::function<void(Failure)> failed_;
-  int timesAnswering_ = 0;
+  bool wasAsked_ = false;
+  int endedPauses_ = 0;
 };
 
 class DriverConnection : public Connection {
@@ -74,7 +78,7 @@ class DriverConnection : public Connection {
   std::optional<Channel> channel_;  // nullopt after a failure
   bool lastFailed_ = false;
   Pause pause_;  // after two failures in a row
-  int timesAnswering_ = 0;
+  int endedPauses_ = 0;
 };
 
 }  // namespace device_registry

@@ -63,6 +63,14 @@ void performReady(CFRunLoop& loop) {
   }
 }
 
+// A source that is ready again at once must not keep the window waiting: it is watched again when the
+// window's events are handled. Timers of 0 ms come last.
+void letWindowGoFirst(QSocketNotifier* notifier) {
+  if (!notifier->isEnabled()) return;  // removed by its callback
+  notifier->setEnabled(false);
+  QTimer::singleShot(0, notifier, [notifier] { notifier->setEnabled(true); });
+}
+
 void runToolkitFor(CFRunLoop& loop, double seconds) {
   constexpr double kLongestWait = 1e6;  // seconds; its milliseconds fit in an int
   QEventLoop events;
@@ -86,8 +94,9 @@ void CFRunLoopAddSource(CFRunLoopRef loop, const CFRunLoopSourceRef& source, con
   auto* notifier = new QSocketNotifier(source->descriptor(), QSocketNotifier::Read,
                                        QCoreApplication::instance());
   QObject::connect(notifier, &QSocketNotifier::activated, notifier,
-                   [loop, weak = std::weak_ptr(source)] {
+                   [loop, notifier, weak = std::weak_ptr(source)] {
                      if (const CFRunLoopSourceRef held = weak.lock()) perform(*loop, held);
+                     letWindowGoFirst(notifier);
                    });
   loop->watched.push_back({source, notifier});
 }

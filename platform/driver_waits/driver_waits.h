@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// How long the main thread may wait for the driver between two turns of its run loop: each wait has
-// a limit of its own, and this one keeps them from adding up. The device registry and the audio
-// server share it. Main thread.
+// How long the main thread may wait for the driver between two turns of its run loop: each wait has a
+// limit of its own, and this one keeps them from adding up. The device registry and the audio server
+// share it. Main thread.
 #pragma once
 
 #include <algorithm>
