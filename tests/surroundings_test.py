@@ -6,9 +6,12 @@ Each test runs in a process of its own, since its servers are found through the 
 """
 
 import fcntl
+import json
 import os
+import plistlib
 import subprocess
 import sys
+import time
 import unittest
 
 from panel_session import ENDS_WITH_US, Session
@@ -66,6 +69,93 @@ class StandardStreams(SurroundingsTest):
         self.start_panel("", stdout=writer)
         os.close(writer)
         self.expect_the_window_follows()
+
+
+class PreferencesThatAnotherProcessLocks(SurroundingsTest):
+    """Holds the locks of both stores, as a program does that hangs while it writes."""
+
+    ONCE = 0.5  # seconds that an event may be held up
+    BUSY = 4  # how much slower than measured first a busy machine may be
+
+    def setUp(self):
+        super().setUp()
+        self.session.start_panel()
+        self.expect("Device", "VX-310")
+        self.locks = []
+        for identifier in ("vx310.panel", "vx310.hal"):
+            lock = open(self.store(identifier).with_suffix(".plist.lock"), "w")
+            self.addCleanup(lock.close)
+            self.locks.append(lock)
+
+    def store(self, identifier):
+        return self.session.folder / f"config/vantrel/preferences/com.vantrel.{identifier}.plist"
+
+    def value(self, identifier, key):
+        with open(self.store(identifier), "rb") as file:
+            return plistlib.load(file).get(key)
+
+    def lock(self):
+        for lock in self.locks:
+            fcntl.flock(lock, fcntl.LOCK_EX)
+
+    def unlock(self):
+        for lock in self.locks:
+            fcntl.flock(lock, fcntl.LOCK_UN)
+
+    def seconds_of(self, action):
+        begin = time.monotonic()
+        action()
+        return time.monotonic() - begin
+
+    def pick(self, index):
+        self.window.pick("Sample clock", index)
+        self.window.wait_for(lambda: self.clock() == index, "the interface's clock source")
+
+    def clock(self):
+        return json.loads(self.session.ctl("get", "--json", "clock-source"))["clock-source"]["index"]
+
+    def replug(self):
+        self.session.sim("unplug")
+        self.expect("Device", "none found")
+        self.session.sim("plug")
+        self.expect("Device", "VX-310")
+        self.expect("Sample clock", "Internal")
+
+    def open_anew(self):
+        self.session.end("panel")
+        self.session.start_panel()
+        self.expect("Device", "VX-310")
+        self.expect("Sample clock", "Automatic")
+
+    def test_each_event_is_held_up_once_and_no_choice_is_lost(self):
+        actions = (self.open_anew, lambda: self.pick(1), self.replug)
+        free = [self.seconds_of(action) for action in actions]
+        self.pick(0)
+        self.lock()
+        locked = [self.seconds_of(action) for action in actions]
+        for name, before, now in zip(("opening", "pick", "replug"), free, locked):
+            print(f"{name}: {1000 * before:.0f} ms, locked {1000 * now:.0f} ms", flush=True)
+        for before, now in zip(free, locked):
+            self.assertLess(now, self.BUSY * (before + self.ONCE))
+        self.pick(0)
+        self.pick(1)
+        self.assertEqual(self.value("vx310.panel", "ClockSource"), 0)
+        self.unlock()
+        self.assertEqual(self.session.end("panel"), 0)
+        self.assertEqual(self.value("vx310.panel", "ClockSource"), 1)
+        self.assertEqual(self.value("vx310.hal", "ClockSource"), "1")
+
+    def test_vx310ctl_says_that_a_choice_was_not_stored(self):
+        self.lock()
+        tool = [str(self.session.bin / "vx310ctl"), "set"]
+        result = subprocess.run([*tool, "clock-source", "1"], capture_output=True, text=True)
+        self.assertEqual((result.returncode, result.stdout), (1, ""))
+        self.assertEqual(
+            result.stderr, "vx310ctl: clock-source is set, but could not be stored for the driver's next start\n"
+        )
+        self.session.ctl("set", "line-output", "1")
+        self.unlock()
+        self.session.ctl("set", "clock-source", "1")
 
 
 def main():

@@ -4,7 +4,9 @@
 #include <nlohmann/json.hpp>
 
 #include "io/audio_device.h"
+#include "platform/preferences/preferences.h"
 #include "protocol/services.h"
+#include "settings/osx_asio_registry.h"
 #include "tools/choices.h"
 #include "tools/commands.h"
 #include "tools/current_interface.h"
@@ -67,7 +69,14 @@ ExitStatus runSet(const std::string& setting, const std::string& item) {
   const bool sent = choice->command(*index);
   const std::int32_t now = choice->query();
   if (now == kNoAnswer) return noAnswer(*choice);
-  if (now == *index) return kDone;
+  if (now == *index) {
+    // True again, and nothing to do, when the command could store what it set.
+    if (!choice->isStored || CFPreferencesAppSynchronize(DEVICE_HAL_DOMAIN)) return kDone;
+    std::fprintf(stderr,
+                 "vx310ctl: %s is set, but could not be stored for the driver's next start\n",
+                 setting.c_str());
+    return kFailed;
+  }
   if (!sent && _halDevice == 0) {
     std::fprintf(stderr, "vx310ctl: the audio server has no device %s; is PipeWire running?\n",
                  kVX310AudioDeviceName);

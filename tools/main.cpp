@@ -37,8 +37,8 @@ constexpr const char* kToolUsage =
     "\n"
     "Exit status:\n"
     "  0  done\n"
-    "  1  the interface or its driver refused, failed or did not answer in time, the session bus\n"
-    "     cannot be reached, or the output cannot be written\n"
+    "  1  the interface or its driver refused, failed or did not answer in time, the choice could\n"
+    "     not be stored, the session bus cannot be reached, or the output cannot be written\n"
     "  2  the command line is wrong\n"
     "  3  no driver service is running\n"
     "  4  there is no such interface\n";

@@ -15,9 +15,16 @@
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 // A writer holds the lock for two fsyncs, which take far less than this even on a slow disk.
-constexpr std::chrono::seconds kLockLimit{2};
+constexpr std::chrono::milliseconds kLockLimit{500};
 constexpr std::chrono::milliseconds kBetweenTries{1};  // flock() itself has no limit
+
+// A lock that was not had in time is kept by a process that hangs. One event of the user causes
+// many synchronises of several files: until this time none of them waits again.
+Clock::time_point nextWait;
+constexpr std::chrono::seconds kWithoutWaits{5};
 
 bool isSameTime(const timespec& a, const timespec& b) {
   return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
@@ -73,9 +80,9 @@ FileDescriptor writeNewFile(const std::string& path, std::string_view bytes) {
 FileDescriptor lockFile(const std::string& path, std::chrono::milliseconds limit) {
   FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
                              S_IRUSR | S_IWUSR));
-  const auto end = std::chrono::steady_clock::now() + limit;
+  const auto end = Clock::now() + limit;
   while (file && ::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-    if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= end) {
+    if ((errno != EWOULDBLOCK && errno != EINTR) || Clock::now() >= end) {
       const int reason = errno;
       file.reset();
       errno = reason;
@@ -115,9 +122,14 @@ void PreferencesFile::set(std::string_view key, std::optional<CFValue> value) {
   changes_.insert_or_assign(textForXml(key), std::move(value));
 }
 
+PreferencesFile::~PreferencesFile() {
+  if (hasFailed_) synchronize();
+}
+
 bool PreferencesFile::synchronize() {
   if (folder_.empty()) return false;
   const bool done = changes_.empty() && isOnDisk() ? update(FileDescriptor()) : store();
+  hasFailed_ = !done;
   if (done) hasComplained_ = false;
   return done;
 }
@@ -174,8 +186,12 @@ bool PreferencesFile::update(const FileDescriptor& lock) {
 }
 
 FileDescriptor PreferencesFile::takeLock() {
-  FileDescriptor lock = lockFile(path_ + ".lock", kLockLimit);
-  if (!lock) failed("it cannot be locked");
+  const std::string path = path_ + ".lock";
+  const bool mayWait = Clock::now() >= nextWait;
+  FileDescriptor lock = lockFile(path, mayWait ? kLockLimit : std::chrono::milliseconds(0));
+  if (lock) return lock;
+  if (errno == EWOULDBLOCK) nextWait = Clock::now() + kWithoutWaits;
+  failed("it cannot be locked");
   return lock;
 }
 

@@ -41,6 +41,10 @@ class PreferencesFile {
   // write, and "NAME.damaged-1" and so on, files that could not be parsed. With an empty folder
   // nothing is ever read or stored.
   PreferencesFile(std::string folder, std::string_view name);
+  // Tries once more when the last synchronise failed.
+  ~PreferencesFile();
+  PreferencesFile(const PreferencesFile&) = delete;
+  PreferencesFile& operator=(const PreferencesFile&) = delete;
 
   // As CFPreferencesCopyAppValue, CFPreferencesSetAppValue and CFPreferencesAppSynchronize.
   std::optional<CFValue> copy(std::string_view key);
@@ -76,5 +80,6 @@ class PreferencesFile {
   std::map<std::string, std::optional<CFValue>, std::less<>> changes_;
 
   bool wasRead_ = false;
+  bool hasFailed_ = false;  // the last synchronise
   bool hasComplained_ = false;
 };

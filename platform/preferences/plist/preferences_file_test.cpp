@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -200,6 +201,62 @@ TEST_F(PreferencesFileTest, AKeyThatXmlForbidsIsReplacedTheSameBeforeAndAfterASy
   EXPECT_TRUE(file.synchronize());
   EXPECT_EQ(open().copy("a\xFF"), CFValue("2"));
   EXPECT_EQ(stored()->size(), 1u);
+}
+
+// --- A lock that another process keeps ---
+
+FileDescriptor lockOf(const fs::path& path) {
+  return lockFile(path.string() + ".lock", std::chrono::seconds(0));
+}
+
+template <typename Work>
+std::chrono::nanoseconds timeOf(Work work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::steady_clock::now() - start;
+}
+
+TEST_F(PreferencesFileTest, ALockIsWaitedForOnceAndThenTriedWithoutAWait) {
+  PreferencesFile file = open();
+  PreferencesFile other(folder(), "com.vantrel.test.other.plist");
+  FileDescriptor lock = lockOf(path());
+  const FileDescriptor otherLock = lockOf(folder() / "com.vantrel.test.other.plist");
+  file.set("key", "value");
+  other.set("key", "value");
+  const auto first = timeOf([&] { EXPECT_FALSE(file.synchronize()); });
+  const auto next = timeOf([&] {
+    for (int i = 0; i < 5; ++i) {
+      EXPECT_FALSE(file.synchronize());
+      EXPECT_FALSE(other.synchronize());
+    }
+  });
+  EXPECT_GE(first, std::chrono::milliseconds(500));
+  EXPECT_LT(next, first);
+  EXPECT_EQ(stored(), std::nullopt);
+  lock.reset();
+  EXPECT_TRUE(file.synchronize());
+  EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
+}
+
+TEST_F(PreferencesFileTest, AChangeThatTheLockKeptFromTheFileIsStoredAtTheEnd) {
+  {
+    PreferencesFile file = open();
+    FileDescriptor lock = lockOf(path());
+    file.set("key", "value");
+    EXPECT_FALSE(file.synchronize());
+    lock.reset();
+  }
+  EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
+}
+
+TEST_F(PreferencesFileTest, AChangeThatWasNeverSynchronisedIsNotStoredAtTheEnd) {
+  {
+    PreferencesFile file = open();
+    file.set("key", "value");
+    EXPECT_TRUE(file.synchronize());
+    file.set("key", "other");
+  }
+  EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
 }
 
 // --- Damaged and unreadable files ---
