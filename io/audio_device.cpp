@@ -20,8 +20,6 @@ namespace {
 
 using platform::LogPriority;
 
-constexpr std::size_t kMaximumDevices = 32;
-
 // Maximum size of a routing property. A driver may report any size: writing a larger one fails,
 // reading it is cut.
 constexpr std::size_t kRoutingDataRoom = 4096;
@@ -84,8 +82,8 @@ FoundDevice lookUp(const char* name) {
       AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceListAddress, &size);
   if (found.sizeStatus != kAudioHardwareNoError) return found;
 
-  std::array<std::uint8_t, kMaximumDevices * sizeof(AudioObjectID)> bytes{};
-  std::size_t count = std::min(size / sizeof(AudioObjectID), kMaximumDevices);
+  std::array<std::uint8_t, kExaminedDevices * sizeof(AudioObjectID)> bytes{};
+  std::size_t count = std::min(size / sizeof(AudioObjectID), kExaminedDevices);
   size = static_cast<std::uint32_t>(count * sizeof(AudioObjectID));
   if (AudioObjectGetPropertyData(kAudioObjectSystemObject, kDeviceListAddress, &size, bytes) !=
       kAudioHardwareNoError) {

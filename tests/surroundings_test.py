@@ -14,7 +14,7 @@ import sys
 import time
 import unittest
 
-from panel_session import ENDS_WITH_US, Session
+from panel_session import ENDS_WITH_US, TIME_LIMIT, Session
 
 BUILD = None
 
@@ -156,6 +156,45 @@ class PreferencesThatAnotherProcessLocks(SurroundingsTest):
         self.session.ctl("set", "line-output", "1")
         self.unlock()
         self.session.ctl("set", "clock-source", "1")
+
+
+class OtherAudioDevices(unittest.TestCase):
+    def set_a_routing(self, others):
+        """The result of setting one when these many other devices were there first."""
+        session = Session(BUILD)
+        self.addCleanup(session.close)
+        session.start_pipewire()
+        wait_until(lambda: subprocess.run(["pw-cli", "info", "0"], capture_output=True).returncode == 0)
+        for number in range(others):
+            session.run("pw-cli", "create-node", "adapter", "{ factory.name=support.null-audio-sink"
+                        f" media.class=Audio/Sink object.linger=true node.name=other-{number} }}")
+        session.start_driver()
+        wait_until(lambda: '"VX-310"' in session.run("pw-dump") and session.ctl("list"))
+        command = [str(session.bin / "vx310ctl"), "set", "line-output", "1"]
+        result = subprocess.run(command, capture_output=True, text=True)
+        return result.returncode, result.stderr
+
+    def test_the_32nd_device_is_set(self):
+        self.assertEqual(self.set_a_routing(31), (0, ""))
+
+    def test_of_a_device_behind_32_others_the_tool_says_so(self):
+        self.assertEqual(self.set_a_routing(32), (
+            1, "vx310ctl: VX-310 is not among the audio server's first 32 devices; no others are looked at\n"))
+
+
+def wait_until(condition):
+    """For what only another program can tell, by its exit status or output."""
+    deadline = time.monotonic() + TIME_LIMIT
+    while not holds(condition):
+        if time.monotonic() > deadline:
+            raise AssertionError(f"not within {TIME_LIMIT} s")
+
+
+def holds(condition):
+    try:
+        return condition()
+    except AssertionError:
+        return False
 
 
 def main():

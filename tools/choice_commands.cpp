@@ -36,6 +36,23 @@ ExitStatus noAnswer(const Choice& choice) {
   return kFailed;
 }
 
+ExitStatus noAudioDevice() {
+  const std::string name = kVX310AudioDeviceName;
+  std::uint32_t size = 0;
+  const bool isRunning =
+      AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceListAddress, &size) ==
+      kAudioHardwareNoError;
+  std::string problem = "the audio server has no device " + name;
+  if (!isRunning) {
+    problem += "; is PipeWire running?";
+  } else if (size / sizeof(AudioObjectID) > kExaminedDevices) {
+    problem = name + " is not among the audio server's first " + std::to_string(kExaminedDevices) +
+              " devices; no others are looked at";
+  }
+  std::fprintf(stderr, "vx310ctl: %s\n", problem.c_str());
+  return kFailed;
+}
+
 }  // namespace
 
 ExitStatus runGet(bool json, const std::optional<std::string>& setting) {
@@ -77,11 +94,7 @@ ExitStatus runSet(const std::string& setting, const std::string& item) {
                  setting.c_str());
     return kFailed;
   }
-  if (!sent && _halDevice == 0) {
-    std::fprintf(stderr, "vx310ctl: the audio server has no device %s; is PipeWire running?\n",
-                 kVX310AudioDeviceName);
-    return kFailed;
-  }
+  if (!sent && _halDevice == 0) return noAudioDevice();
   std::fprintf(stderr, "vx310ctl: the interface did not take it; %s is %s\n", setting.c_str(),
                itemText(choice->items, now).c_str());
   return kFailed;
