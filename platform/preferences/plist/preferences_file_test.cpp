@@ -238,24 +238,22 @@ TEST_F(PreferencesFileTest, ALockIsWaitedForOnceAndThenTriedWithoutAWait) {
   EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
 }
 
-TEST_F(PreferencesFileTest, AChangeThatTheLockKeptFromTheFileIsStoredAtTheEnd) {
-  {
-    PreferencesFile file = open();
-    FileDescriptor lock = lockOf(path());
-    file.set("key", "value");
-    EXPECT_FALSE(file.synchronize());
-    lock.reset();
-  }
+TEST_F(PreferencesFileTest, ARetryStoresWhatTheLockKeptFromTheFile) {
+  PreferencesFile file = open();
+  FileDescriptor lock = lockOf(path());
+  file.set("key", "value");
+  EXPECT_FALSE(file.synchronize());
+  lock.reset();
+  file.retry();
   EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
 }
 
-TEST_F(PreferencesFileTest, AChangeThatWasNeverSynchronisedIsNotStoredAtTheEnd) {
-  {
-    PreferencesFile file = open();
-    file.set("key", "value");
-    EXPECT_TRUE(file.synchronize());
-    file.set("key", "other");
-  }
+TEST_F(PreferencesFileTest, ARetryStoresNothingThatWasNeverSynchronised) {
+  PreferencesFile file = open();
+  file.set("key", "value");
+  EXPECT_TRUE(file.synchronize());
+  file.set("key", "other");
+  file.retry();
   EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
 }
 
@@ -375,13 +373,71 @@ TEST_F(PreferencesFileTest, AFolderOrAPipeInPlaceOfTheFileIsLeftAlone) {
   }
 }
 
-TEST_F(PreferencesFileTest, AFileAboveTheSizeLimitIsLeftAlone) {
-  write(path(), "");
-  fs::resize_file(path(), PreferencesFile::kLargest + 1);
+TEST_F(PreferencesFileTest, AFileAboveTheSizeLimitIsKeptAsideAndLoggedOnce) {
+  EXPECT_EQ(PreferencesFile::kLargest, 1u << 20);
+  const CFDictionary values{{"text", std::string(PreferencesFile::kLargest, 'x')}};
+  write(path(), *xmlPropertyList(values));
+  const auto size = fs::file_size(path());
+  PreferencesFile file = open();
+  EXPECT_EQ(file.copy("text"), std::nullopt);
+  file.set("key", "value");
+  EXPECT_TRUE(file.synchronize());
+  EXPECT_EQ(fs::file_size(damaged()), size);
+  EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
+  ASSERT_THAT(memory_log::lines(), SizeIs(1));
+  EXPECT_THAT(memory_log::lines()[0].text, HasSubstr("is too large; it is kept as"));
+}
+
+TEST_F(PreferencesFileTest, AFileOfTheLargestSizeIsRead) {
+  const std::string rest = *xmlPropertyList(CFDictionary{{"text", ""}});
+  const std::string text(PreferencesFile::kLargest - rest.size() - 100, 'x');
+  write(path(), *xmlPropertyList(CFDictionary{{"text", text}}));
+  EXPECT_EQ(open().copy("text"), CFValue(text));
+}
+
+// --- Symbolic links ---
+
+TEST_F(PreferencesFileTest, TheFileBehindALinkIsReplacedAndTheLinkStays) {
+  for (const fs::path& target : {home_.path() / "elsewhere/file", fs::path("../elsewhere/file")}) {
+    fs::create_directories(home_.path() / "elsewhere");
+    const fs::path real = home_.path() / "elsewhere/file";
+    for (const bool isThere : {false, true}) {
+      if (isThere) write(real, *writtenPreferences(CFDictionary{{"old", "value"}}));
+      fs::create_symlink(target, path());
+      PreferencesFile file = open();
+      file.set("key", "value");
+      EXPECT_TRUE(file.synchronize());
+      EXPECT_TRUE(fs::is_symlink(path()));
+      EXPECT_FALSE(fs::is_symlink(real));
+      EXPECT_EQ(stored()->size(), isThere ? 2u : 1u);
+      EXPECT_EQ(read(real), read(path()));
+      file.set("key", "other");
+      EXPECT_TRUE(file.synchronize());
+      EXPECT_EQ(open().copy("key"), CFValue("other"));
+      fs::remove(path());
+      fs::remove(real);
+    }
+  }
+}
+
+TEST_F(PreferencesFileTest, ADamagedFileBehindALinkIsKeptBesideItself) {
+  const fs::path real = home_.path() / "real";
+  write(real, "damage");
+  fs::create_symlink(real, path());
+  PreferencesFile file = open();
+  file.set("key", "value");
+  EXPECT_TRUE(file.synchronize());
+  EXPECT_EQ(read(real.string() + ".damaged-1"), "damage");
+  EXPECT_TRUE(fs::is_symlink(path()));
+  EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
+}
+
+TEST_F(PreferencesFileTest, ALinkToItselfIsLeftAlone) {
+  fs::create_symlink(path(), path());
   PreferencesFile file = open();
   file.set("key", "value");
   EXPECT_FALSE(file.synchronize());
-  EXPECT_EQ(fs::file_size(path()), PreferencesFile::kLargest + 1);
+  EXPECT_TRUE(fs::is_symlink(path()));
 }
 
 TEST_F(PreferencesFileTest, AFailureIsLoggedOnceUntilASynchroniseSucceeds) {
