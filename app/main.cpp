@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "app/kv_panel_nib.h"
+#include "platform/posix/posix.h"
 #include "platform/toolkit/toolkit.h"
 
 namespace {
@@ -19,6 +20,7 @@ constexpr const char* kUsage =
 }  // namespace
 
 int main(int argc, char** argv) {
+  openStandardDescriptors();
   try {
     CLI::App options;
     options.set_version_flag("--version", "vx310-panel " VX310_VERSION);

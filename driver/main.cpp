@@ -12,6 +12,7 @@
 
 #include "driver/command_line.h"
 #include "driver/virtual_control/virtual_interfaces.h"
+#include "platform/posix/posix.h"
 #include "protocol/services.h"
 
 namespace {
@@ -116,6 +117,7 @@ int serve(const CommandLine& line) {
 }  // namespace
 
 int main(int count, char** words) {
+  openStandardDescriptors();
   CommandLine line;
   std::string problem;
   if (!driver::parseCommandLine(count, words, line, &problem)) {

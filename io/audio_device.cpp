@@ -5,6 +5,7 @@
 #include <array>
 #include <cstring>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -18,8 +19,6 @@ char _halDeviceName[kHalDeviceNameRoom] = {};
 namespace {
 
 using platform::LogPriority;
-
-constexpr std::size_t kMaximumDevices = 32;
 
 // Maximum size of a routing property. A driver may report any size: writing a larger one fails,
 // reading it is cut.
@@ -68,13 +67,69 @@ struct DeviceName {
 // Guards _halDeviceName, and is held from a look-up to the store of its result in _halDevice.
 std::mutex halMutex;
 
+// A look-up's result, and what is logged of it: not before halMutex is free.
+struct FoundDevice {
+  AudioObjectID id = 0;
+  OSStatus sizeStatus = kAudioHardwareNoError;  // of the device list's size
+  std::optional<std::size_t> listed;            // devices to examine; nullopt without a list
+  std::string name;
+};
+
+FoundDevice lookUp(const char* name) {
+  FoundDevice found;
+  std::uint32_t size = 0;
+  found.sizeStatus =
+      AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceListAddress, &size);
+  if (found.sizeStatus != kAudioHardwareNoError) return found;
+
+  std::array<std::uint8_t, kExaminedDevices * sizeof(AudioObjectID)> bytes{};
+  std::size_t count = std::min(size / sizeof(AudioObjectID), kExaminedDevices);
+  size = static_cast<std::uint32_t>(count * sizeof(AudioObjectID));
+  if (AudioObjectGetPropertyData(kAudioObjectSystemObject, kDeviceListAddress, &size, bytes) !=
+      kAudioHardwareNoError) {
+    return found;
+  }
+  found.listed = count;
+  // Devices may have left after the size was read.
+  count = std::min(count, size / sizeof(AudioObjectID));
+
+  const std::string bitAccurateName = std::string(name) + " (Bit Accurate)";
+  for (std::size_t i = 0; i < count; ++i) {
+    AudioObjectID device = 0;
+    std::memcpy(&device, bytes.data() + i * sizeof device, sizeof device);
+    const DeviceName deviceName(device);
+    if (!(deviceName == name) && !(deviceName == bitAccurateName)) continue;
+    found.id = device;
+    found.name = deviceName.text.data();
+    return found;
+  }
+  return found;
+}
+
+void log(const FoundDevice& found) {
+  if (found.sizeStatus != kAudioHardwareNoError) {
+    platform::printError(
+        "AudioObjectGetPropertyDataSize (kAudioHardwarePropertyDevices) failed: %i\n",
+        found.sizeStatus);
+  }
+  if (!found.listed) return;
+  platform::syslog(LogPriority::kWarning, "Found %d devices\n", static_cast<int>(*found.listed));
+  if (found.id == 0) return;
+  platform::syslog(LogPriority::kWarning, "Found dev %d named %s\n", static_cast<int>(found.id),
+                   found.name.c_str());
+}
+
 }  // namespace
 
 AudioObjectID findHalDevice() {
-  const std::lock_guard lock(halMutex);
-  const AudioObjectID device = getHalDevice(_halDeviceName);
-  _halDevice = device;
-  return device;
+  FoundDevice found;
+  {
+    const std::lock_guard lock(halMutex);
+    found = lookUp(_halDeviceName);
+    _halDevice = found.id;
+  }
+  log(found);
+  return found.id;
 }
 
 std::string halDeviceName() {
@@ -91,37 +146,9 @@ void setHalDeviceName(const char* name) {
 }
 
 AudioObjectID getHalDevice(const char* name) {
-  const std::string bitAccurateName = std::string(name) + " (Bit Accurate)";
-  std::uint32_t size = 0;
-  const OSStatus status =
-      AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceListAddress, &size);
-  if (status != kAudioHardwareNoError) {
-    platform::printError(
-        "AudioObjectGetPropertyDataSize (kAudioHardwarePropertyDevices) failed: %i\n", status);
-    return 0;
-  }
-
-  std::array<std::uint8_t, kMaximumDevices * sizeof(AudioObjectID)> bytes{};
-  std::size_t count = std::min(size / sizeof(AudioObjectID), kMaximumDevices);
-  size = static_cast<std::uint32_t>(count * sizeof(AudioObjectID));
-  if (AudioObjectGetPropertyData(kAudioObjectSystemObject, kDeviceListAddress, &size, bytes) !=
-      kAudioHardwareNoError) {
-    return 0;
-  }
-  platform::syslog(LogPriority::kWarning, "Found %d devices\n", static_cast<int>(count));
-  // Devices may have left after the size was read.
-  count = std::min(count, size / sizeof(AudioObjectID));
-
-  for (std::size_t i = 0; i < count; ++i) {
-    AudioObjectID device = 0;
-    std::memcpy(&device, bytes.data() + i * sizeof device, sizeof device);
-    const DeviceName deviceName(device);
-    if (!(deviceName == name) && !(deviceName == bitAccurateName)) continue;
-    platform::syslog(LogPriority::kWarning, "Found dev %d named %s\n", static_cast<int>(device),
-                     deviceName.text.data());
-    return device;
-  }
-  return 0;
+  const FoundDevice found = lookUp(name);
+  log(found);
+  return found.id;
 }
 
 bool setRouting(bool input, int pair, int value) {

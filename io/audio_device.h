@@ -21,6 +21,9 @@ extern std::atomic<AudioObjectID> _halDevice;
 // Size of a device name in bytes, with its terminating NUL. Longer names are cut.
 inline constexpr std::size_t kHalDeviceNameRoom = 128;
 
+// The look-up examines no more devices than this.
+inline constexpr std::size_t kExaminedDevices = 32;
+
 // The name to look for; empty until the first interface has arrived. Only setHalDeviceName writes
 // it, and never its last byte, which stays NUL.
 extern char _halDeviceName[kHalDeviceNameRoom];
@@ -37,8 +40,9 @@ std::string halDeviceName();
 // already. Main thread.
 void setHalDeviceName(const char* name);
 
-// Returns the first of the server's first 32 audio devices whose name equals `name` or "`name` (Bit
-// Accurate)"; 0 when none has such a name or the device list cannot be read. Any thread.
+// Returns the first of the server's first kExaminedDevices audio devices whose name equals `name`
+// or "`name` (Bit Accurate)"; 0 when none has such a name or the device list cannot be read. Any
+// thread.
 AudioObjectID getHalDevice(const char* name);
 
 // Writes one routing through the property kRoutingProperty of _halDevice. `pair` and `value` as in

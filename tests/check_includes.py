@@ -25,7 +25,8 @@ BELOW = {
 # The folders of the logic: no header of the operating system or of a library.
 LOGIC = {"app", "io", "device", "settings", "foundation", "protocol"}
 
-# The panel's main file is no logic: it is compiled only together with the back ends.
+# The panel's main file is no logic: it is compiled only together with the back ends, and may include
+# what they share.
 MAIN_FILE = "app/main.cpp"
 
 STANDARD = set(
@@ -74,7 +75,8 @@ def fault_of(source, folder, quoted, angled):
     if is_test:
         return None
     if target == "platform" and folder != "protocol":
-        if is_seam_contract(quoted) and not (folder in LOGIC and quoted in FOR_BACK_ENDS):
+        is_logic = folder in LOGIC and source != MAIN_FILE
+        if is_seam_contract(quoted) and not (is_logic and quoted in FOR_BACK_ENDS):
             return None
         seam = "/".join(source.split("/")[:2])
         if folder == "platform" and quoted.startswith(seam + "/"):

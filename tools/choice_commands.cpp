@@ -4,7 +4,9 @@
 #include <nlohmann/json.hpp>
 
 #include "io/audio_device.h"
+#include "platform/preferences/preferences.h"
 #include "protocol/services.h"
+#include "settings/osx_asio_registry.h"
 #include "tools/choices.h"
 #include "tools/commands.h"
 #include "tools/current_interface.h"
@@ -31,6 +33,23 @@ ExitStatus wrongItem(const Choice& choice, const std::string& value) {
 ExitStatus noAnswer(const Choice& choice) {
   const std::string name(choice.name);
   std::fprintf(stderr, "vx310ctl: the interface does not report its %s\n", name.c_str());
+  return kFailed;
+}
+
+ExitStatus noAudioDevice() {
+  const std::string name = kVX310AudioDeviceName;
+  std::uint32_t size = 0;
+  const bool isRunning =
+      AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, kDeviceListAddress, &size) ==
+      kAudioHardwareNoError;
+  std::string problem = "the audio server has no device " + name;
+  if (!isRunning) {
+    problem += "; is PipeWire running?";
+  } else if (size / sizeof(AudioObjectID) > kExaminedDevices) {
+    problem = name + " is not among the audio server's first " + std::to_string(kExaminedDevices) +
+              " devices; no others are looked at";
+  }
+  std::fprintf(stderr, "vx310ctl: %s\n", problem.c_str());
   return kFailed;
 }
 
@@ -67,12 +86,15 @@ ExitStatus runSet(const std::string& setting, const std::string& item) {
   const bool sent = choice->command(*index);
   const std::int32_t now = choice->query();
   if (now == kNoAnswer) return noAnswer(*choice);
-  if (now == *index) return kDone;
-  if (!sent && _halDevice == 0) {
-    std::fprintf(stderr, "vx310ctl: the audio server has no device %s; is PipeWire running?\n",
-                 kVX310AudioDeviceName);
+  if (now == *index) {
+    // True again, and nothing to do, when the command could store what it set.
+    if (!choice->isStored || CFPreferencesAppSynchronize(DEVICE_HAL_DOMAIN)) return kDone;
+    std::fprintf(stderr,
+                 "vx310ctl: %s is set, but could not be stored for the driver's next start\n",
+                 setting.c_str());
     return kFailed;
   }
+  if (!sent && _halDevice == 0) return noAudioDevice();
   std::fprintf(stderr, "vx310ctl: the interface did not take it; %s is %s\n", setting.c_str(),
                itemText(choice->items, now).c_str());
   return kFailed;

@@ -39,9 +39,9 @@ constexpr Choice kChoices[] = {
     {"input-5-6", kInputItems, GetChannel5and6, sendRouting<DoChannel5and6>},
     {"line-output", kOutputItems, GetLineOut, sendRouting<DoLineOut>},
     {"digital-output", kOutputItems, GetDigitalOut, sendRouting<DoDigitalOut>},
-    {"clock-source", kClockSourceItems, clockSource, sendOption<SampleClockSource>},
+    {"clock-source", kClockSourceItems, clockSource, sendOption<SampleClockSource>, true},
     {"digital-output-format", kDigitalOutputFormatItems, GetDigitalOutFormat,
-     sendOption<DigitalOutputFormat>},
+     sendOption<DigitalOutputFormat>, true},
 };
 
 bool equalIgnoringCase(std::string_view left, std::string_view right) {

@@ -19,6 +19,7 @@ struct Choice {
   // it knows that nothing was set.
   std::int32_t (*query)();
   bool (*command)(std::int32_t index);
+  bool isStored = false;  // the command also stores it, in the driver's settings
 };
 inline constexpr std::int32_t kNoAnswer = -1;
 

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "platform/driver_waits/driver_waits.h"
+#include "platform/posix/posix.h"
 #include "protocol/services.h"
 #include "tools/commands.h"
 
@@ -37,8 +38,8 @@ constexpr const char* kToolUsage =
     "\n"
     "Exit status:\n"
     "  0  done\n"
-    "  1  the interface or its driver refused, failed or did not answer in time, the session bus\n"
-    "     cannot be reached, or the output cannot be written\n"
+    "  1  the interface or its driver refused, failed or did not answer in time, the choice could\n"
+    "     not be stored, the session bus cannot be reached, or the output cannot be written\n"
     "  2  the command line is wrong\n"
     "  3  no driver service is running\n"
     "  4  there is no such interface\n";
@@ -124,6 +125,7 @@ class CommandLine {
 }  // namespace
 
 int main(int count, char** words) {
+  openStandardDescriptors();
   const ExitStatus status = CommandLine().run(count, words);
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
   std::fputs("vx310ctl: the output cannot be written\n", stderr);

@@ -333,10 +333,12 @@ TEST_F(ControlTool, WithoutAnAudioServerRoutingsAreShownAndCannotBeSet) {
 TEST_F(ControlTool, OutputThatCannotBeWrittenIsStatus1) {
   startDriver();
   for (const char* command : {"get", "show", "list", "watch", "--help"}) {
-    ChildProcess tool({"sh", "-c", "exec \"$0\" \"$1\" > /dev/full", VX310_CTL, command},
-                      environment());
-    EXPECT_EQ(tool.wait(), 1) << command;
-    EXPECT_EQ(tool.readErrors(), "vx310ctl: the output cannot be written\n") << command;
+    for (const std::string to : {"> /dev/full", ">&-", "<&- >&-"}) {
+      ChildProcess tool({"sh", "-c", "exec \"$0\" \"$1\" " + to, VX310_CTL, command},
+                        environment());
+      EXPECT_EQ(tool.wait(), 1) << command << to;
+      EXPECT_EQ(tool.readErrors(), "vx310ctl: the output cannot be written\n") << command << to;
+    }
   }
 }
 

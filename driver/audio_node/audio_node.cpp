@@ -23,6 +23,7 @@ class AudioNode::Impl final : private GraphMember {
   void enter(pw_core* core) override;
   void leave() override;
   void report() override;
+  void show();
 
   AudioGraph::Impl& graph_;
   std::string description_;
@@ -31,6 +32,7 @@ class AudioNode::Impl final : private GraphMember {
   Loopback loopback_;
   // Kept until PipeWire has returned, so that handlers may do anything to the graph.
   std::vector<RoutingRecord> written_;
+  bool isShown_ = false;  // the records, since the last write
   bool reportedPresent_ = false;
   std::optional<PublishedNode> node_;  // while a server runs
 };
@@ -48,9 +50,15 @@ AudioNode::Impl::~Impl() {
 }
 
 void AudioNode::Impl::setRoutings(const RoutingRecords& records) {
+  if (records == records_) return;
   records_ = records;
   loopback_.setRoutings(records_);
+  show();
+}
+
+void AudioNode::Impl::show() {
   if (node_) node_->show(records_);
+  isShown_ = true;
 }
 
 void AudioNode::Impl::enter(pw_core* core) {
@@ -69,8 +77,10 @@ void AudioNode::Impl::leave() {
 
 void AudioNode::Impl::report() {
   for (const RoutingRecord& record : std::exchange(written_, {})) {
+    // Once for each write: a second time would look like the refusal of the next write.
+    isShown_ = false;
     if (handlers_.routingWritten) handlers_.routingWritten(record);
-    if (node_) node_->show(records_);
+    if (!isShown_) show();
   }
   const bool present = node_ && node_->present();
   if (std::exchange(reportedPresent_, present) == present) return;

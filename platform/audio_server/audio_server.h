@@ -5,13 +5,15 @@
 // other object is an audio device; 0 names no object. Numbers in property data are in host byte
 // order.
 //
-// Threads: any thread may call any operation. Listeners run on the audio server's notification
-// thread, one at a time. A listener may read properties; a write from a listener fails, because it
-// would wait for its own thread.
+// Threads: writes belong to the main thread; any thread may call any other operation. Listeners run
+// on the audio server's notification thread, one at a time. A listener may read properties; a write
+// from a listener fails, because it would wait for its own thread.
 //
-// Limits: an operation waits at most kAudioServerCallLimitMs. After a write that timed out, writes
-// of the next kAudioServerCallLimitMs are sent but wait only kAudioServerHurriedWriteMs each, so
-// that a device that confirms no routing delays the panel once, not once per routing.
+// Limits: an operation waits at most kAudioServerCallLimitMs; a write may find less left of the
+// time that the main thread waits for the driver in one turn, and without any fails at once. After
+// a write that timed out, writes of the next kAudioServerCallLimitMs are sent but wait only
+// kAudioServerHurriedWriteMs each, so that a device that confirms no routing delays the panel once,
+// not once per routing.
 //
 // While the server is not running there are no devices, and reading the device list fails with
 // kAudioHardwareNotRunningError.

@@ -17,6 +17,14 @@ std::string folderAbove(const std::string& path) {
 
 }  // namespace
 
+void openStandardDescriptors() {
+  for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
+    if (::fcntl(descriptor, F_GETFD) != -1) continue;
+    // Open for the other direction. The lowest free number, which open() takes, is this one.
+    ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
+
 std::string preferencesFolder() {
   const char* configuration = std::getenv("XDG_CONFIG_HOME");
   if (configuration && *configuration == '/') {

@@ -39,6 +39,11 @@ class FileDescriptor {
   int descriptor_ = -1;
 };
 
+// Opens each of the standard descriptors 0 to 2 that is closed, so that no file that the program
+// opens later takes its place and receives what is printed. As on a closed descriptor, reading and
+// writing fail. Call it first in main().
+void openStandardDescriptors();
+
 // The path of the user's preferences folder, which may not exist: "vantrel/preferences" below
 // $XDG_CONFIG_HOME, else below $HOME/.config. Relative values are ignored; empty when neither is
 // set.

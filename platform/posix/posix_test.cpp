@@ -5,9 +5,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <initializer_list>
+#include <vector>
 
 #include "tests/support/temporary_directory.h"
 
@@ -106,6 +109,64 @@ TEST_F(Files, OfAnotherKindAreNotRead) {
   EXPECT_EQ(readWhole(openToRead(home_.path()), 100), std::nullopt);
   EXPECT_EQ(errno, EINVAL);
   EXPECT_EQ(readWhole(FileDescriptor(), 100), std::nullopt);
+}
+
+// --- Standard descriptors ---
+
+// Closes some of the standard descriptors; all are as before at its end.
+class Closed {
+ public:
+  explicit Closed(std::initializer_list<int> numbers) {
+    for (int number = 0; number <= 2; ++number) former_.emplace_back(dup(number));
+    for (const int number : numbers) close(number);
+  }
+  ~Closed() {
+    for (int number = 0; number <= 2; ++number) {
+      dup2(former_[static_cast<std::size_t>(number)].get(), number);
+    }
+  }
+
+ private:
+  std::vector<FileDescriptor> former_;
+};
+
+TEST(StandardDescriptors, ThoseThatAreClosedAreOpenedSoThatTheyStillFail) {
+  std::array<bool, 3> areOpen{};
+  std::array<int, 3> errors{};
+  int next = 0;
+  {
+    const Closed closed({0, 1, 2});
+    openStandardDescriptors();
+    for (const int number : {0, 1, 2}) {
+      const auto index = static_cast<std::size_t>(number);
+      areOpen[index] = isOpen(number);
+      char byte = 0;
+      if ((number == 0 ? read(number, &byte, 1) : write(number, &byte, 1)) < 0) {
+        errors[index] = errno;
+      }
+    }
+    next = openToRead("/").get();
+    close(next);
+  }
+  EXPECT_EQ(areOpen, (std::array{true, true, true}));
+  EXPECT_EQ(errors, (std::array{EBADF, EBADF, EBADF}));
+  EXPECT_GT(next, 2);
+}
+
+TEST(StandardDescriptors, ThoseThatAreOpenStayAsTheyAre) {
+  int ends[2];
+  ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  const FileDescriptor reader(ends[0]);
+  {
+    const Closed closed({1});
+    dup2(ends[1], 2);
+    close(ends[1]);
+    openStandardDescriptors();
+    EXPECT_EQ(write(2, "x", 1), 1);
+  }
+  char byte = 0;
+  EXPECT_EQ(read(reader.get(), &byte, 1), 1);
+  EXPECT_EQ(byte, 'x');
 }
 
 }  // namespace

@@ -24,8 +24,9 @@ void CFPreferencesSetAppValue(std::string_view key, std::optional<CFValue> value
                               std::string_view applicationId);
 
 // Stores all values set so far durably, and reads the values that other processes stored; only keys
-// set here are overwritten. False when either failed; the set values stay visible here and the next
-// call tries again.
+// set here are overwritten. False when either failed; the set values stay visible here, and the
+// next call tries again, at the latest the end of the program. Waits for a process that is storing,
+// but half a second at most, and not again for 5 s after one that took longer.
 bool CFPreferencesAppSynchronize(std::string_view applicationId);
 
 // Combines the synchronises of one identifier: while an update exists they do nothing and return

@@ -20,6 +20,8 @@
 
 #include "driver/audio_node/audio_node.h"
 #include "platform/audio_server/audio_server.h"
+#include "platform/audio_server/pipewire/client.h"
+#include "platform/driver_waits/driver_waits.h"
 #include "tests/audio_server/driver_node.h"
 #include "tests/audio_server/graph_client.h"
 #include "tests/support/pipewire_server.h"
@@ -90,7 +92,10 @@ std::optional<std::int32_t> readRouting(AudioObjectID device, std::uint32_t inpu
 class PipeWireAudioServer : public testing::Test {
  protected:
   // Set PipeWire's environment variables before the back end connects.
-  PipeWireAudioServer() { server(); }
+  PipeWireAudioServer() {
+    driverWaits().renew();  // no run loop does
+    server();
+  }
   ~PipeWireAudioServer() override {
     graph_.reset();
     server().stop();
@@ -301,16 +306,39 @@ TEST_F(PipeWireAudioServer, AHungServerDoesNotDelayReadsAndDelaysWritesByTheLimi
   EXPECT_EQ(readRouting(device, 1, 1), 3);
 }
 
+// The driver sets the property once for each write; a second time would look like the refusal of
+// the next one.
+TEST_F(PipeWireAudioServer, WritesInARowAreEachTakenOrRefusedAtOnce) {
+  startServer();
+  DriverNode node("VX-310", kRecords);
+  const AudioObjectID device = find("VX-310");
+  const auto start = Clock::now();
+  constexpr int kWrites = 100;
+  for (std::int32_t value = 0; value < kWrites; ++value) {
+    driverWaits().renew();
+    ASSERT_EQ(writeRouting(device, 1, value % 3, value), kAudioHardwareNoError) << value;
+    ASSERT_EQ(writeRouting(device, 1, 3, value), kAudioHardwareUnspecifiedError) << value;
+  }
+  // A refused write that waits takes longer than this alone.
+  EXPECT_LT(Clock::now() - start, kWrites * std::chrono::milliseconds(kAudioServerHurriedWriteMs));
+}
+
+// The seam's writes belong to the main thread, those of the client below it to any thread.
 TEST_F(PipeWireAudioServer, WritesFromSeveralThreadsAreAllConfirmed) {
   startServer();
   DriverNode node("VX-310", kRecords);
   const AudioObjectID device = find("VX-310");
+  pipewire::Client client;
+  client.devices(Clock::now() + kLimit);
   std::vector<std::thread> writers;
   std::array<int, 3> confirmed{};
   for (std::int32_t pair = 0; pair < 3; ++pair) {
     writers.emplace_back([&, pair] {
       for (std::int32_t value = 0; value < 20; ++value) {
-        if (writeRouting(device, 1, pair, value) == kAudioHardwareNoError) {
+        const RoutingRecord record{1, pair, value};
+        pipewire::RoutingBytes bytes;
+        std::memcpy(bytes.data(), &record, sizeof record);
+        if (client.write(device, bytes, Clock::now() + kLimit)) {
           ++confirmed[static_cast<std::size_t>(pair)];
         }
       }

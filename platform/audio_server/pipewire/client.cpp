@@ -11,7 +11,7 @@ Client::~Client() {
 DeviceMirror& Client::devices(Deadline deadline) {
   std::call_once(started_, [this] { start(); });
   // The notification thread receives the list itself: it must not wait for it.
-  if (std::this_thread::get_id() != notificationThread_) mirror_.waitUntilKnown(deadline);
+  if (!isNotificationThread()) mirror_.waitUntilKnown(deadline);
   return mirror_;
 }
 
@@ -34,7 +34,7 @@ void Client::start() {
 }
 
 bool Client::write(AudioObjectID device, const RoutingBytes& record, Deadline deadline) {
-  if (!writeEvent_ || std::this_thread::get_id() == notificationThread_) return false;
+  if (!writeEvent_) return false;
   DeviceMirror::Write write{device, record};
   mirror_.queueWrite(write);
   pw_loop_signal_event(pw_thread_loop_get_loop(loop_.get()), writeEvent_.get());

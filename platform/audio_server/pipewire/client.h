@@ -32,9 +32,11 @@ class Client {
   // complete list has arrived, the server was found absent, or the deadline.
   DeviceMirror& devices(Deadline deadline);
 
+  bool isNotificationThread() const { return std::this_thread::get_id() == notificationThread_; }
+
   // Queues a write for the notification thread and waits until the device confirms it. Returns
-  // false when that times out, the device leaves, or the caller is the notification thread, which
-  // would wait for itself.
+  // false when the driver refuses it, that times out or the device leaves. Not for the notification
+  // thread, which would wait for itself.
   bool write(AudioObjectID device, const RoutingBytes& record, Deadline deadline);
 
   ListenerList& listeners() { return listeners_; }

@@ -62,11 +62,17 @@ void DeviceMirror::setRoutings(AudioObjectID device, std::span<const std::uint8_
   const std::lock_guard lock(mutex_);
   const auto found = std::ranges::find(devices_, device, &Device::id);
   if (found == devices_.end()) return;
+  // The driver sets the property again after each write, also after one that it refuses. Nothing
+  // else sets it to what it was: after another program's write or a setting of the driver's own, it
+  // has a new value.
+  const bool isUnchanged = found->routings && std::ranges::equal(*found->routings, records);
   found->routings.emplace(records.begin(), records.end());
   for (Write* write : writes_) {
-    if (write->device == device && write->state == Write::State::kSent &&
-        containsRecord(records, write->record)) {
+    if (write->device != device || write->state != Write::State::kSent) continue;
+    if (containsRecord(records, write->record)) {
       write->state = Write::State::kConfirmed;
+    } else if (isUnchanged) {
+      write->state = Write::State::kFailed;
     }
   }
   changed_.notify_all();

@@ -40,7 +40,8 @@ class DeviceMirror {
   void add(Device device);
   void remove(AudioObjectID device);
   void setName(AudioObjectID device, std::string name);
-  // Stores the device's routing records and confirms the waiting writes that they contain.
+  // Stores the device's routing records and confirms the sent writes that they contain. Records
+  // that have not changed mean that the driver refused the others.
   void setRoutings(AudioObjectID device, std::span<const std::uint8_t> records);
   // The first attempt to connect found no server.
   void setAbsent();
@@ -62,8 +63,9 @@ class DeviceMirror {
     enum class State { kQueued, kSent, kConfirmed, kFailed } state = State::kQueued;
   };
   void queueWrite(Write& write);
-  // Waits until the device's routing property contains the record. Returns false when the device
-  // leaves or the wait times out; after a time-out the next waits are shorter (audio_server.h).
+  // Waits until the device's routing property contains the record. Returns false when the driver
+  // refuses it, the device leaves or the wait times out; after a time-out the next waits are
+  // shorter (audio_server.h).
   bool finishWrite(Write& write, Deadline deadline);
   // For the notification thread: returns the queued writes and marks them as sent.
   struct Request {

@@ -145,6 +145,33 @@ TEST_F(DeviceMirrorTest, AnotherValueOrAnotherDeviceConfirmsNothing) {
   EXPECT_FALSE(mirror_.finishWrite(write, in(kShort)));
 }
 
+TEST_F(DeviceMirrorTest, RecordsThatAreSentAgainUnchangedRefuseAWriteAtOnce) {
+  DeviceMirror::Write write{60, recordWithValue(7)};
+  mirror_.queueWrite(write);
+  mirror_.setRoutings(60, records(1));  // before the write was sent
+  mirror_.takeQueuedWrites();
+  EXPECT_EQ(write.state, DeviceMirror::Write::State::kSent);
+  mirror_.setRoutings(60, records(1));
+  EXPECT_FALSE(mirror_.finishWrite(write, in(std::chrono::hours(1))));
+}
+
+TEST_F(DeviceMirrorTest, ARecordThatTheDeviceHadBeforeIsConfirmedWhenItIsWrittenAgain) {
+  DeviceMirror::Write write{60, recordWithValue(1)};
+  mirror_.queueWrite(write);
+  mirror_.takeQueuedWrites();
+  mirror_.setRoutings(60, records(1));
+  EXPECT_TRUE(mirror_.finishWrite(write, in(kLong)));
+}
+
+TEST_F(DeviceMirrorTest, ADeviceThatIsWrittenForTheFirstTimeRefusesNothingWithItsFirstRecords) {
+  DeviceMirror::Write write{50, recordWithValue(7)};
+  mirror_.queueWrite(write);
+  mirror_.takeQueuedWrites();
+  mirror_.setRoutings(50, records(1));
+  EXPECT_EQ(write.state, DeviceMirror::Write::State::kSent);
+  EXPECT_FALSE(mirror_.finishWrite(write, in(kShort)));
+}
+
 TEST_F(DeviceMirrorTest, RecordsThatEndInTheMiddleConfirmNothing) {
   DeviceMirror::Write write{60, recordWithValue(7)};
   mirror_.queueWrite(write);

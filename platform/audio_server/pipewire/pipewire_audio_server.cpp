@@ -7,6 +7,7 @@
 
 #include "platform/audio_server/audio_server.h"
 #include "platform/audio_server/pipewire/client.h"
+#include "platform/driver_waits/driver_waits.h"
 
 namespace {
 
@@ -128,13 +129,17 @@ OSStatus AudioObjectGetPropertyData(AudioObjectID object, const AudioObjectPrope
 
 OSStatus AudioObjectSetPropertyData(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                     std::span<const std::uint8_t> data) {
-  const Deadline deadline = callDeadline();
+  // The notification thread would wait for itself.
+  if (client.isNotificationThread()) return kAudioHardwareUnspecifiedError;
+  const DriverWaits::Call wait(driverWaits(), kAudioServerCallLimitMs);
+  const Deadline deadline = DriverWaits::Clock::now() + std::chrono::milliseconds(wait.limitMs());
   const Lookup found = lookUp(object, address, deadline);
   if (found.status != kAudioHardwareNoError) return found.status;
   if (found.property != Property::kRouting) return kAudioHardwareUnspecifiedError;
   RoutingBytes record;
   if (data.size() != record.size()) return kAudioHardwareBadPropertySizeError;
   std::ranges::copy(data, record.begin());
+  if (wait.limitMs() == 0) return kAudioHardwareUnspecifiedError;
   return client.write(object, record, deadline) ? kAudioHardwareNoError
                                                 : kAudioHardwareUnspecifiedError;
 }

@@ -8,6 +8,9 @@ namespace {
 
 struct Domain {
   explicit Domain(std::string folder, std::string_view name) : file(std::move(folder), name) {}
+  ~Domain() { file.retry(); }  // at the end of the program
+  Domain(const Domain&) = delete;
+  Domain& operator=(const Domain&) = delete;
 
   PreferencesFile file;
   int updates = 0;

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 #include <thread>
 
 #include "platform/log/log.h"
@@ -15,9 +17,16 @@
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 // A writer holds the lock for two fsyncs, which take far less than this even on a slow disk.
-constexpr std::chrono::seconds kLockLimit{2};
+constexpr std::chrono::milliseconds kLockLimit{500};
 constexpr std::chrono::milliseconds kBetweenTries{1};  // flock() itself has no limit
+
+// A lock that was not had in time is kept by a process that hangs. One event of the user causes
+// many synchronises of several files: until this time none of them waits again.
+Clock::time_point nextWait;
+constexpr std::chrono::seconds kWithoutWaits{5};
 
 bool isSameTime(const timespec& a, const timespec& b) {
   return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
@@ -55,6 +64,20 @@ FileDescriptor createFile(const std::string& path) {
   return file;
 }
 
+std::string folderOf(const std::string& path) { return std::filesystem::path(path).parent_path(); }
+
+// The file that `path` leads to through symbolic links, which may not exist.
+std::string followed(std::string path) {
+  constexpr int kMostLinks = 40;  // as many as the system follows
+  std::error_code error;
+  for (int links = 0; links < kMostLinks; ++links) {
+    const auto target = std::filesystem::read_symlink(path, error);
+    if (error) break;
+    path = std::filesystem::path(path).parent_path() / target;
+  }
+  return path;
+}
+
 }  // namespace
 
 // --- Files and locks ---
@@ -73,9 +96,9 @@ FileDescriptor writeNewFile(const std::string& path, std::string_view bytes) {
 FileDescriptor lockFile(const std::string& path, std::chrono::milliseconds limit) {
   FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
                              S_IRUSR | S_IWUSR));
-  const auto end = std::chrono::steady_clock::now() + limit;
+  const auto end = Clock::now() + limit;
   while (file && ::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-    if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= end) {
+    if ((errno != EWOULDBLOCK && errno != EINTR) || Clock::now() >= end) {
       const int reason = errno;
       file.reset();
       errno = reason;
@@ -115,9 +138,14 @@ void PreferencesFile::set(std::string_view key, std::optional<CFValue> value) {
   changes_.insert_or_assign(textForXml(key), std::move(value));
 }
 
+void PreferencesFile::retry() {
+  if (hasFailed_) synchronize();
+}
+
 bool PreferencesFile::synchronize() {
   if (folder_.empty()) return false;
   const bool done = changes_.empty() && isOnDisk() ? update(FileDescriptor()) : store();
+  hasFailed_ = !done;
   if (done) hasComplained_ = false;
   return done;
 }
@@ -147,7 +175,7 @@ PreferencesFile::ReadResult PreferencesFile::read() {
   struct stat status;
   if (!file || ::fstat(file.get(), &status) != 0) return ReadResult::kFailed;
   const auto bytes = readWhole(file, kLargest);
-  if (!bytes) return ReadResult::kFailed;
+  if (!bytes) return errno == EFBIG ? ReadResult::kTooLarge : ReadResult::kFailed;
   auto values = parsePreferences(*bytes);
   if (!values) return ReadResult::kDamaged;
   stored_ = *std::move(values);
@@ -160,33 +188,34 @@ PreferencesFile::ReadResult PreferencesFile::read() {
 // Reads what other processes stored. A damaged file that was read without the lock is read once
 // more under it: another process may have replaced it in between.
 bool PreferencesFile::update(const FileDescriptor& lock) {
-  switch (read()) {
-    case ReadResult::kDone:
-      return true;
-    case ReadResult::kFailed:
-      return failed("it cannot be read");
-    case ReadResult::kDamaged:
-      break;
-  }
-  if (lock) return setAside();
+  const ReadResult result = read();
+  if (result == ReadResult::kDone) return true;
+  if (result == ReadResult::kFailed) return failed("it cannot be read");
+  if (lock) return setAside(result == ReadResult::kTooLarge ? "too large" : "damaged");
   const FileDescriptor locked = takeLock();
   return locked && update(locked);
 }
 
 FileDescriptor PreferencesFile::takeLock() {
-  FileDescriptor lock = lockFile(path_ + ".lock", kLockLimit);
-  if (!lock) failed("it cannot be locked");
+  const std::string path = path_ + ".lock";
+  const bool mayWait = Clock::now() >= nextWait;
+  FileDescriptor lock = lockFile(path, mayWait ? kLockLimit : std::chrono::milliseconds(0));
+  if (lock) return lock;
+  if (errno == EWOULDBLOCK) nextWait = Clock::now() + kWithoutWaits;
+  failed("it cannot be locked");
   return lock;
 }
 
-// Renames the damaged file to a free name and writes stored_ in its place. The lock is held.
-bool PreferencesFile::setAside() {
+// Renames the file, which is `what`, to a free name and writes stored_ in its place. The lock is
+// held.
+bool PreferencesFile::setAside(const char* what) {
+  const std::string path = followed(path_);
   int number = 1;
-  while (exists(path_ + ".damaged-" + std::to_string(number))) ++number;
-  const std::string aside = path_ + ".damaged-" + std::to_string(number);
-  if (::rename(path_.c_str(), aside.c_str()) != 0) return failed("it is damaged");
+  while (exists(path + ".damaged-" + std::to_string(number))) ++number;
+  const std::string aside = path + ".damaged-" + std::to_string(number);
+  if (::rename(path.c_str(), aside.c_str()) != 0) return failed("it cannot be kept aside");
   platform::syslog(platform::LogPriority::kWarning,
-                   "The preferences file %s is damaged; it is kept as %s", path_.c_str(),
+                   "The preferences file %s is %s; it is kept as %s", path_.c_str(), what,
                    aside.c_str());
   file_.reset();
   return stored_.empty() || put(stored_);
@@ -215,25 +244,26 @@ bool PreferencesFile::put(CFDictionary values) {
     errno = EFBIG;
     return failed("it cannot hold these values");
   }
-  const std::string path = path_ + ".new";  // replaces a file that a killed process left
-  FileDescriptor file = writeNewFile(path, *bytes);
+  const std::string path = followed(path_);
+  const std::string newPath = path + ".new";  // replaces a file that a killed process left
+  FileDescriptor file = writeNewFile(newPath, *bytes);
   if (!file) return failed("it cannot be written");
-  if (::rename(path.c_str(), path_.c_str()) != 0) {
+  if (::rename(newPath.c_str(), path.c_str()) != 0) {
     failed("it cannot be replaced");
-    ::unlink(path.c_str());
+    ::unlink(newPath.c_str());
     return false;
   }
   ::fstat(file.get(), &status_);
   file_ = std::move(file);
   stored_ = std::move(values);
-  isDurable_ = syncFolder(folder_);
+  isDurable_ = syncFolder(folderOf(followed(path_)));
   return isDurable_ || failed("it cannot be written");
 }
 
 // If another process replaced the file, we cannot tell whether it also synced it.
 bool PreferencesFile::makeDurable() {
   if (isDurable_ || !file_) return true;
-  isDurable_ = ::fsync(file_.get()) == 0 && syncFolder(folder_);
+  isDurable_ = ::fsync(file_.get()) == 0 && syncFolder(folderOf(followed(path_)));
   return isDurable_ || failed("it cannot be written");
 }
 

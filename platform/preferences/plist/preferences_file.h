@@ -34,12 +34,14 @@ FileDescriptor lockFile(const std::string& path, std::chrono::milliseconds limit
 
 class PreferencesFile {
  public:
-  // In bytes. Larger files are neither read nor written.
-  static constexpr std::size_t kLargest = std::size_t{256} << 20;
+  // In bytes. Larger files are kept aside as damaged ones are, and never written. A file this large
+  // takes half a second to parse; what the programs store is a thousandth of it.
+  static constexpr std::size_t kLargest = std::size_t{1} << 20;
 
   // The file `name` in `folder`, an absolute path. Beside it stand "NAME.lock", "NAME.new" during a
-  // write, and "NAME.damaged-1" and so on, files that could not be parsed. With an empty folder
-  // nothing is ever read or stored.
+  // write, and "NAME.damaged-1" and so on, files that could not be parsed. If `name` is a symbolic
+  // link, it stays, and all but the lock stand beside the file that it leads to. With an empty
+  // folder nothing is ever read or stored.
   PreferencesFile(std::string folder, std::string_view name);
 
   // As CFPreferencesCopyAppValue, CFPreferencesSetAppValue and CFPreferencesAppSynchronize.
@@ -47,15 +49,18 @@ class PreferencesFile {
   void set(std::string_view key, std::optional<CFValue> value);
   bool synchronize();
 
+  // Synchronises once more if the last synchronise failed.
+  void retry();
+
  private:
-  enum class ReadResult { kDone, kDamaged, kFailed };
+  enum class ReadResult { kDone, kDamaged, kTooLarge, kFailed };
 
   bool isUnchanged() const;
   bool isOnDisk() const;
   ReadResult read();
   bool update(const FileDescriptor& lock);
   FileDescriptor takeLock();
-  bool setAside();
+  bool setAside(const char* what);
   bool store();
   bool put(CFDictionary values);
   bool makeDurable();
@@ -76,5 +81,6 @@ class PreferencesFile {
   std::map<std::string, std::optional<CFValue>, std::less<>> changes_;
 
   bool wasRead_ = false;
+  bool hasFailed_ = false;  // the last synchronise
   bool hasComplained_ = false;
 };

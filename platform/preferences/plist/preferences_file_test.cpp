@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <sys/stat.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -202,6 +203,60 @@ TEST_F(PreferencesFileTest, AKeyThatXmlForbidsIsReplacedTheSameBeforeAndAfterASy
   EXPECT_EQ(stored()->size(), 1u);
 }
 
+// --- A lock that another process keeps ---
+
+FileDescriptor lockOf(const fs::path& path) {
+  return lockFile(path.string() + ".lock", std::chrono::seconds(0));
+}
+
+template <typename Work>
+std::chrono::nanoseconds timeOf(Work work) {
+  const auto start = std::chrono::steady_clock::now();
+  work();
+  return std::chrono::steady_clock::now() - start;
+}
+
+TEST_F(PreferencesFileTest, ALockIsWaitedForOnceAndThenTriedWithoutAWait) {
+  PreferencesFile file = open();
+  PreferencesFile other(folder(), "com.vantrel.test.other.plist");
+  FileDescriptor lock = lockOf(path());
+  const FileDescriptor otherLock = lockOf(folder() / "com.vantrel.test.other.plist");
+  file.set("key", "value");
+  other.set("key", "value");
+  const auto first = timeOf([&] { EXPECT_FALSE(file.synchronize()); });
+  const auto next = timeOf([&] {
+    for (int i = 0; i < 5; ++i) {
+      EXPECT_FALSE(file.synchronize());
+      EXPECT_FALSE(other.synchronize());
+    }
+  });
+  EXPECT_GE(first, std::chrono::milliseconds(500));
+  EXPECT_LT(next, first);
+  EXPECT_EQ(stored(), std::nullopt);
+  lock.reset();
+  EXPECT_TRUE(file.synchronize());
+  EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
+}
+
+TEST_F(PreferencesFileTest, ARetryStoresWhatTheLockKeptFromTheFile) {
+  PreferencesFile file = open();
+  FileDescriptor lock = lockOf(path());
+  file.set("key", "value");
+  EXPECT_FALSE(file.synchronize());
+  lock.reset();
+  file.retry();
+  EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
+}
+
+TEST_F(PreferencesFileTest, ARetryStoresNothingThatWasNeverSynchronised) {
+  PreferencesFile file = open();
+  file.set("key", "value");
+  EXPECT_TRUE(file.synchronize());
+  file.set("key", "other");
+  file.retry();
+  EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
+}
+
 // --- Damaged and unreadable files ---
 
 TEST_F(PreferencesFileTest, AFileThatIsNoPropertyListIsKeptAsideAndLoggedOnce) {
@@ -318,13 +373,71 @@ TEST_F(PreferencesFileTest, AFolderOrAPipeInPlaceOfTheFileIsLeftAlone) {
   }
 }
 
-TEST_F(PreferencesFileTest, AFileAboveTheSizeLimitIsLeftAlone) {
-  write(path(), "");
-  fs::resize_file(path(), PreferencesFile::kLargest + 1);
+TEST_F(PreferencesFileTest, AFileAboveTheSizeLimitIsKeptAsideAndLoggedOnce) {
+  EXPECT_EQ(PreferencesFile::kLargest, 1u << 20);
+  const CFDictionary values{{"text", std::string(PreferencesFile::kLargest, 'x')}};
+  write(path(), *xmlPropertyList(values));
+  const auto size = fs::file_size(path());
+  PreferencesFile file = open();
+  EXPECT_EQ(file.copy("text"), std::nullopt);
+  file.set("key", "value");
+  EXPECT_TRUE(file.synchronize());
+  EXPECT_EQ(fs::file_size(damaged()), size);
+  EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
+  ASSERT_THAT(memory_log::lines(), SizeIs(1));
+  EXPECT_THAT(memory_log::lines()[0].text, HasSubstr("is too large; it is kept as"));
+}
+
+TEST_F(PreferencesFileTest, AFileOfTheLargestSizeIsRead) {
+  const std::string rest = *xmlPropertyList(CFDictionary{{"text", ""}});
+  const std::string text(PreferencesFile::kLargest - rest.size() - 100, 'x');
+  write(path(), *xmlPropertyList(CFDictionary{{"text", text}}));
+  EXPECT_EQ(open().copy("text"), CFValue(text));
+}
+
+// --- Symbolic links ---
+
+TEST_F(PreferencesFileTest, TheFileBehindALinkIsReplacedAndTheLinkStays) {
+  for (const fs::path& target : {home_.path() / "elsewhere/file", fs::path("../elsewhere/file")}) {
+    fs::create_directories(home_.path() / "elsewhere");
+    const fs::path real = home_.path() / "elsewhere/file";
+    for (const bool isThere : {false, true}) {
+      if (isThere) write(real, *writtenPreferences(CFDictionary{{"old", "value"}}));
+      fs::create_symlink(target, path());
+      PreferencesFile file = open();
+      file.set("key", "value");
+      EXPECT_TRUE(file.synchronize());
+      EXPECT_TRUE(fs::is_symlink(path()));
+      EXPECT_FALSE(fs::is_symlink(real));
+      EXPECT_EQ(stored()->size(), isThere ? 2u : 1u);
+      EXPECT_EQ(read(real), read(path()));
+      file.set("key", "other");
+      EXPECT_TRUE(file.synchronize());
+      EXPECT_EQ(open().copy("key"), CFValue("other"));
+      fs::remove(path());
+      fs::remove(real);
+    }
+  }
+}
+
+TEST_F(PreferencesFileTest, ADamagedFileBehindALinkIsKeptBesideItself) {
+  const fs::path real = home_.path() / "real";
+  write(real, "damage");
+  fs::create_symlink(real, path());
+  PreferencesFile file = open();
+  file.set("key", "value");
+  EXPECT_TRUE(file.synchronize());
+  EXPECT_EQ(read(real.string() + ".damaged-1"), "damage");
+  EXPECT_TRUE(fs::is_symlink(path()));
+  EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
+}
+
+TEST_F(PreferencesFileTest, ALinkToItselfIsLeftAlone) {
+  fs::create_symlink(path(), path());
   PreferencesFile file = open();
   file.set("key", "value");
   EXPECT_FALSE(file.synchronize());
-  EXPECT_EQ(fs::file_size(path()), PreferencesFile::kLargest + 1);
+  EXPECT_TRUE(fs::is_symlink(path()));
 }
 
 TEST_F(PreferencesFileTest, AFailureIsLoggedOnceUntilASynchroniseSucceeds) {
