@@ -315,15 +315,19 @@ TEST_F(Status, WhereTheUsb1FlagIsSetTheInternalClockSelectsTheFirstInputAndDisab
 
 // The clock source is read again after the mode was shown: it may have changed meanwhile.
 TEST_F(Status, WhereTheUsb1FlagIsSetTheMenuFollowsTheClockSourceOfThatMoment) {
+  struct Case {
+    std::uint32_t before, after;
+    std::string call;
+  };
   _ioShowUSB1Mode = true;
   const std::string mode = call(kInfoUsb1ModeInputSelection, item(1));
-  for (const std::uint32_t later : {kClockInternal, kClockDigitalInput}) {
-    interface.clockSource = later == kClockInternal ? kClockDigitalInput : kClockInternal;
+  for (const Case& clock :
+       {Case{2, 1, "EnableUSB1Mode false"}, Case{1, 2, "EnableUSB1Mode true"}}) {
+    interface.clockSource = clock.before;
     panel.onCall = [&](const std::string& shown) {
-      if (shown == mode) interface.clockSource = later;
+      if (shown == mode) interface.clockSource = clock.after;
     };
-    EXPECT_THAT(gathered(),
-                Contains(later == kClockInternal ? "EnableUSB1Mode false" : "EnableUSB1Mode true"));
+    EXPECT_THAT(gathered(), Contains(clock.call));
   }
 }
 
