@@ -11,6 +11,7 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 class Menus : public ControllerTest {
  protected:
@@ -83,6 +84,13 @@ std::string line(VQ_Command request) {
 std::string line(const RoutingRecord& record) {
   return (record.input != 0 ? "input " : "output ") + std::to_string(record.pair) + " from " +
          std::to_string(record.value);
+}
+
+// Two menus with the same turn would be applied in an order that nothing says.
+TEST_F(Menus, EachMenuHasATurnOfItsOwn) {
+  std::vector<int> turns;
+  for (const PanelMenu& row : kPanelMenus) turns.push_back(row.turn);
+  EXPECT_THAT(turns, UnorderedElementsAre(1, 2, 3, 4, 5, 6, 7, 8, 9));
 }
 
 // Picking -----------------------------------------------------------------------------------------
@@ -170,6 +178,17 @@ TEST_F(Menus, PickingAPerformanceOnlyStoresIt) {
   EXPECT_THAT(operations(), IsEmpty());
   EXPECT_THAT(interface.sequence, IsEmpty());
   EXPECT_THAT(sent(), IsEmpty());
+}
+
+TEST_F(Menus, APickIsSentBeforeItIsStored) {
+  connect();
+  const std::size_t before = memory_preferences::operations().size();
+  ASSERT_TRUE(recording_toolkit::pickItem("KvDigitalOutputFormatMenu", 1));
+  const auto& all = memory_preferences::operations();
+  // What the command stores in the driver's settings, then the panel's choice.
+  EXPECT_THAT(std::vector(all.begin() + static_cast<std::ptrdiff_t>(before), all.end()),
+              ElementsAre("set DigitalOutMode", "synchronize", "synchronize", "set Version",
+                          "synchronize", "set DigOutFormat", "synchronize"));
 }
 
 TEST_F(Menus, OptionActionsReadTheirOwnMenuAndIgnoreTheSender) {

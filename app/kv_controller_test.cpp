@@ -78,6 +78,13 @@ TEST_F(Controller, AMissingPictureLeavesTheImageViewEmpty) {
   EXPECT_THAT(pictureOperations(), ElementsAre("KvDeviceBitmap.setImage nothing"));
 }
 
+TEST_F(Controller, AwakingFindsNoHardware) {
+  loadQuietly();
+  controller->m_lIxHardwareFound = kHardwareIndexVX310;
+  controller->awakeFromNib();
+  EXPECT_EQ(controller->m_lIxHardwareFound, 0);
+}
+
 TEST_F(Controller, AwakingWithAnEmptyWindowDoesNothing) {
   recording_toolkit::loadWindow({});
   load();

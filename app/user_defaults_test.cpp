@@ -49,6 +49,7 @@ TEST(IntValue, CutsAnIntegerAndClampsAFractionTo32Bits) {
   EXPECT_EQ(intValue(CFValue(1e300)), INT32_MAX);
   EXPECT_EQ(intValue(CFValue(-1e300)), INT32_MIN);
   EXPECT_EQ(intValue(CFValue(true)), 1);
+  EXPECT_EQ(intValue(CFValue(false)), 0);
 }
 
 TEST(IntValue, ParsesTheDecimalNumberAtTheStartOfAText) {

@@ -94,6 +94,33 @@ TEST_F(Discovery, ARestartStartsWithAnEmptyTable) {
   EXPECT_THAT(events, ElementsAre(Event{vqapiDeviceMap[0], VQAPI_CB_Arrived}));
 }
 
+TEST_F(Discovery, AStartForgetsWhatIsLeftOfAnEarlierRun) {
+  manual_run_loop::setAvailable(false);
+  USBDevice earlier(0);
+  vqapiDeviceMap[5] = &earlier;
+  vqapiNumDevices = 3;
+  mIteratorsNeedEmptying =
+      true;  // the first scan would drain the iterators, of which there are none
+  publish();
+  start();
+  EXPECT_THAT(vqapiDeviceMap[5], IsNull());
+  EXPECT_EQ(vqapiNumDevices, 0);
+  EXPECT_FALSE(mIteratorsNeedEmptying);
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived));
+}
+
+TEST_F(Discovery, AStopForgetsPortIteratorsSourceAndWhatWasMatched) {
+  start();
+  ASSERT_FALSE(mMatchingDict.empty());
+  vqapiTerm();
+  EXPECT_EQ(_vqapiMasterDevicePort, 0u);
+  EXPECT_THAT(_vqapiNotifyPort, IsNull());
+  EXPECT_FALSE(_vqapiRunLoopSource);
+  EXPECT_EQ(_vqapiServicePublishIterator, 0u);
+  EXPECT_EQ(mServiceTerminateIterator, 0u);
+  EXPECT_TRUE(mMatchingDict.empty());
+}
+
 TEST_F(Discovery, AStopClosesAndReleasesWithoutAReport) {
   publish();
   onEvent = [](USBDevice* device, VQAPI_CBEvent) { EXPECT_TRUE(device->open(false)); };

@@ -83,6 +83,19 @@ TEST_F(DriverMessages, AMessageOfAnotherTypeGivesNone) {
   }
 }
 
+TEST_F(DriverMessages, AreRequestedOnceAndNotWithoutAPort) {
+  const auto before = memory_registry::outstanding();
+  vqapiDeviceMap[0]->addInterestNotification(_vqapiNotifyPort);
+  EXPECT_EQ(memory_registry::outstanding(), before);
+  EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, 3)), VQAPI_CB_Changed);
+
+  const Retained other(new USBDevice(vqapiDeviceMap[0]->getDeviceInstance()));
+  const auto withOther = memory_registry::outstanding();
+  other->addInterestNotification(nullptr);
+  EXPECT_EQ(memory_registry::outstanding(), withOther);
+  EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, 3)), VQAPI_CB_Changed);
+}
+
 TEST_F(DriverMessages, WithoutADeviceNothingHappens) {
   USBDevice::ServiceInterestCallback(nullptr, 0, kDriverMessage, messageOf(36, 3));
   EXPECT_THAT(events, IsEmpty());

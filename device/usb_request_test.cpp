@@ -90,6 +90,15 @@ TEST_F(UsbRequest, TheOldLayoutHasTheSetupFieldsBeforeTheData) {
   EXPECT_EQ(record.bytes[28 + 8], 0);
 }
 
+TEST_F(UsbRequest, OneByteOfDataIsSent) {
+  data[0] = 'd';
+  EXPECT_TRUE(device->request(EDIR_HostToDevice, EDRQ_Vendor, EDRQ_Device, 0x57, 0x1234, 0x5678,
+                              data.data(), 1, true));
+  const auto record = onlyRequest();
+  expectSetup(record, kNew, 0, 1);
+  EXPECT_EQ(record.bytes[4], 'd');
+}
+
 TEST_F(UsbRequest, TheNewLayoutHasTheDataBeforeTheSetupFields) {
   EXPECT_TRUE(send(8, true));
   const auto record = onlyRequest();

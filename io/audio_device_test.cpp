@@ -114,6 +114,22 @@ TEST_F(AudioDeviceLookup, AVeryLongNameOfAnotherDeviceDoesNotDisturbTheSearch) {
   EXPECT_EQ(getHalDevice("VX-310"), device);
 }
 
+TEST_F(AudioDeviceLookup, TheFirst127BytesOfADevicesNameAreCompared) {
+  const AudioObjectID device = addDevice(std::string(200, 'x'));
+  EXPECT_EQ(getHalDevice(std::string(127, 'x').c_str()), device);
+  EXPECT_EQ(getHalDevice(std::string(126, 'x').c_str()), 0u);
+}
+
+TEST_F(AudioDeviceLookup, NothingButTheNamesOfTheListedDevicesIsRead) {
+  std::vector<AudioObjectID> read;
+  const std::vector<AudioObjectID> devices = {addDevice("Built-in"), addDevice("Other")};
+  getHalDevice("VX-310");
+  for (const Call& call : memory_audio_server::calls()) {
+    if (call.selector == kAudioDevicePropertyDeviceName) read.push_back(call.object);
+  }
+  EXPECT_EQ(read, devices);
+}
+
 TEST_F(AudioDeviceLookup, AVeryLongNameToLookForIsNotFound) {
   addDevice(std::string(5000, 'x'));
   EXPECT_EQ(getHalDevice(std::string(5000, 'x').c_str()), 0u);

@@ -23,7 +23,6 @@ void releaseCurrentDevice() {
 }
 
 bool currentDeviceIsVX310() {
-  _ioDescriptor.clear();
   _ioDevice->getDeviceDescriptor(_ioDescriptor);
   return _ioDescriptor.isDevice(kVX310VendorId, kVX310ProductId, kAnyRelease);
 }

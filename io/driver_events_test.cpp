@@ -45,6 +45,16 @@ TEST_F(DriverEvents, AStartWithNothingConnectedShowsTheStateWithoutADevice) {
   EXPECT_EQ(_ioDevice, nullptr);
 }
 
+TEST_F(DriverEvents, AStartForgetsTheDeviceAndTheDescriptorOfAnEarlierRun) {
+  USBDevice earlier(0);
+  _ioDevice = &earlier;
+  _ioDescriptor = interface.descriptor;
+  IOInit();
+  EXPECT_EQ(panel.calls, kNoDeviceCalls);
+  EXPECT_EQ(_ioDevice, nullptr);
+  EXPECT_EQ(_ioDescriptor, VQ_DeviceDescriptor{});
+}
+
 TEST_F(DriverEvents, TheStartDiscoversTheServicesOfTheVX310sDriver) {
   IOInit();
   EXPECT_STREQ(_TheGuid.data(), "LumKernelDeviceVantrelVX310");
@@ -104,6 +114,28 @@ TEST_F(DriverEvents, AUsb1ConnectionGetsTheSameFlags) {
   EXPECT_FALSE(_ioShowDigOutMode);
 }
 
+// What a panel sets in FoundHardware is kept for USB 2.0 and set again for USB 1.1.
+TEST_F(DriverEvents, AUsb1ConnectionSetsTheClockAndDigitalInputFlagsAgainAfterFoundHardware) {
+  panel.onCall = [](const std::string& call) {
+    if (call != "FoundHardware 9") return;
+    _ioShowClockSource = _ioShowDigitalStatus = false;
+    _ioShowDigOutMode = true;
+  };
+  const auto id = interface.publish();
+  start();
+  EXPECT_FALSE(_ioShowClockSource || _ioShowDigitalStatus);
+  EXPECT_TRUE(_ioShowDigOutMode);
+  memory_registry::terminate(id);
+  happened();
+
+  interface.usb2 = 0;
+  interface.publish();
+  happened();
+  ASSERT_NE(_ioDevice, nullptr);
+  EXPECT_TRUE(_ioShowClockSource && _ioShowDigitalStatus);
+  EXPECT_FALSE(_ioShowDigOutMode);
+}
+
 TEST_F(DriverEvents, ArrivalFindsTheAudioDeviceOfTheInterface) {
   const AudioObjectID audioDevice = memory_audio_server::addDevice("VX-310");
   interface.publish();
@@ -138,33 +170,39 @@ TEST_F(DriverEvents, AnInterfaceOfAnyReleaseBecomesCurrent) {
   EXPECT_NE(_ioDevice, nullptr);
 }
 
-TEST_F(DriverEvents, ADeviceOfAnotherVendorIsForgottenAndStaysOpen) {
-  start();
-  _ioShowUSB1Mode = _ioShowDigOutMode = true;
+// A device that has the driver's class but is no VX-310.
+class ForeignDevice : public DriverEvents {
+ protected:
+  // Publishes the interface and expects that it is not shown.
+  void expectForgottenAndLeftOpen() {
+    start();
+    _ioShowClockSource = _ioShowDigitalStatus = _ioShowRoutingMenus = true;
+    _ioShowDigOutMode = _ioShowUSB1Mode = true;
+    interface.publish();
+    EXPECT_THAT(happened(), IsEmpty());
+    EXPECT_EQ(_ioDevice, nullptr);
+    EXPECT_EQ(memory_registry::outstanding().connections, 1u);
+    EXPECT_FALSE(_ioShowClockSource);
+    EXPECT_FALSE(_ioShowUSB1Mode);
+    EXPECT_FALSE(_ioShowRoutingMenus);
+    EXPECT_FALSE(_ioShowDigitalStatus);
+    EXPECT_TRUE(_ioShowDigOutMode);
+  }
+};
+
+TEST_F(ForeignDevice, OfAnotherVendorClearsTheShowFlagsAndIsForgottenOpen) {
   interface.descriptor.vendor = 0x7F22;
-  interface.publish();
-  EXPECT_THAT(happened(), IsEmpty());
-  EXPECT_EQ(_ioDevice, nullptr);
-  EXPECT_EQ(memory_registry::outstanding().connections, 1u);
-  EXPECT_FALSE(_ioShowClockSource || _ioShowUSB1Mode || _ioShowRoutingMenus ||
-               _ioShowDigitalStatus);
-  EXPECT_TRUE(_ioShowDigOutMode);
+  expectForgottenAndLeftOpen();
 }
 
-TEST_F(DriverEvents, ADeviceOfAnotherProductIsForgotten) {
-  start();
+TEST_F(ForeignDevice, OfAnotherProductClearsTheShowFlagsAndIsForgottenOpen) {
   interface.descriptor.product = 0x5D13;
-  interface.publish();
-  EXPECT_THAT(happened(), IsEmpty());
-  EXPECT_EQ(_ioDevice, nullptr);
+  expectForgottenAndLeftOpen();
 }
 
-TEST_F(DriverEvents, ADeviceWhoseDescriptorCannotBeReadIsForgotten) {
-  start();
+TEST_F(ForeignDevice, WithoutADescriptorClearsTheShowFlagsAndIsForgottenOpen) {
   interface.deaf = {VQ_Command::kGetDeviceDescriptor};
-  interface.publish();
-  EXPECT_THAT(happened(), IsEmpty());
-  EXPECT_EQ(_ioDevice, nullptr);
+  expectForgottenAndLeftOpen();
 }
 
 TEST_F(DriverEvents, ASecondInterfaceIsIgnoredWhileOneIsCurrent) {
@@ -202,6 +240,23 @@ TEST_F(DriverEvents, RemovalShowsTheStateWithoutADevice) {
   EXPECT_EQ(_ioDevice, nullptr);
   EXPECT_EQ(_ioDescriptor, VQ_DeviceDescriptor{});
   EXPECT_EQ(memory_registry::outstanding().connections, 0u);
+}
+
+TEST_F(DriverEvents, TheDeviceIsClosedAndReleasedWhenThePanelIsToldOfItsRemoval) {
+  const auto id = interface.publish();
+  start();
+  USBDevice* const device = _ioDevice;
+  bool told = false;
+  panel.onCall = [&](const std::string& call) {
+    if (call != "Detach") return;
+    told = true;
+    EXPECT_EQ(_ioDevice, nullptr);
+    EXPECT_FALSE(device->isOpen());
+    EXPECT_EQ(_ioDescriptor, VQ_DeviceDescriptor{});
+  };
+  memory_registry::terminate(id);
+  happened();
+  EXPECT_TRUE(told);
 }
 
 TEST_F(DriverEvents, RemovalKeepsTheAudioDevice) {
@@ -287,6 +342,18 @@ TEST_F(DriverEvents, TheEndReleasesTheCurrentDeviceAndShowsNothing) {
   EXPECT_EQ(_ioDevice, nullptr);
   EXPECT_THAT(panel.calls, IsEmpty());
   EXPECT_EQ(memory_registry::outstanding(), memory_registry::Outstanding{});
+}
+
+TEST_F(DriverEvents, TheEndClosesADeviceThatDiscoveryDoesNotKeep) {
+  interface.publish();
+  start();
+  USBDevice* const device = _ioDevice;
+  ASSERT_EQ(vqapiDeviceMap[0], device);
+  vqapiDeviceMap[0] =
+      nullptr;  // like a device that finds the table full; the test has its reference
+  IOTerm();
+  EXPECT_FALSE(device->isOpen());
+  device->release();
 }
 
 TEST_F(DriverEvents, TheEndWithoutADeviceStopsTheDeviceLayer) {

@@ -180,6 +180,26 @@ TEST_F(OptionCommands, OptionsDoNothingWithoutADevice) {
   EXPECT_THAT(memory_preferences::storedValues(DEVICE_HAL_DOMAIN), IsEmpty());
 }
 
+// The store writes a value at once, once more for the command, and its version at its end.
+TEST_F(OptionCommands, AnOptionIsWrittenToTheSettingsInTheseSteps) {
+  memory_preferences::storeFromOutside("Version", CFValue("1.0"), DEVICE_HAL_DOMAIN);
+  connect();
+  struct Case {
+    void (*command)(std::int32_t);
+    std::string set;
+  };
+  for (const Case& expected :
+       {Case{SampleClockSource, "set ClockSource"}, Case{DigitalOutputFormat, "set DigitalOutMode"},
+        Case{Usb11Mode, "set DigitalOutSel"}}) {
+    const std::size_t before = memory_preferences::operations().size();
+    expected.command(1);
+    const auto& all = memory_preferences::operations();
+    EXPECT_THAT(
+        std::vector(all.begin() + static_cast<std::ptrdiff_t>(before), all.end()),
+        ElementsAre(expected.set, "synchronize", "synchronize", "set Version", "synchronize"));
+  }
+}
+
 TEST_F(OptionCommands, SettingsThatCannotBeStoredChangeNothingElse) {
   connect();
   memory_preferences::failNextSynchronize(100);

@@ -8,12 +8,19 @@ namespace {
 using testing::Contains;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
+using testing::IsEmpty;
 using testing::IsSupersetOf;
 using testing::Not;
+using testing::Pair;
 
 class Status : public IoTest {
  protected:
   void SetUp() override {
+    interface.routings = {{"RoutingOut0", 3},
+                          {"RoutingOut1", 4},
+                          {"RoutingIn0", 0},
+                          {"RoutingIn1", 1},
+                          {"RoutingIn2", 2}};
     interface.publish();
     start();
     interface.commands.clear();
@@ -60,8 +67,8 @@ class Status : public IoTest {
         call(kInfoSampleClockSourceMenu, item(0)),
         call(kInfoDigitalInputStatus, text("valid 48 kHz")),
         call(kInfoDigitalOutputFormat, item(1)),
-        call(kInfoOutputRouting, routing(0, 0)),
-        call(kInfoOutputRouting, routing(1, 1)),
+        call(kInfoOutputRouting, routing(0, 3)),
+        call(kInfoOutputRouting, routing(1, 4)),
         call(kInfoInputRouting, routing(0, 0)),
         call(kInfoInputRouting, routing(1, 1)),
         call(kInfoInputRouting, routing(2, 2)),
@@ -81,16 +88,42 @@ TEST_F(Status, ACurrentDeviceIsShownInThisOrder) {
   EXPECT_THAT(gathered(), ElementsAreArray(callsFor("USB 2.0", {})));
 }
 
-TEST_F(Status, TheDriverIsAskedInThisOrder) {
+TEST_F(Status, TheDriverIsAskedInThisOrderBetweenTheCallsOfThePanel) {
+  // Before each call of the panel, the requests that were sent since the call before it.
+  std::vector<std::pair<std::string, std::vector<VQ_Command>>> asked;
   interface.sequence.clear();
+  panel.onCall = [&](const std::string& shown) {
+    if (!interface.sequence.empty()) {
+      asked.emplace_back(shown.substr(0, shown.find(' ', 9)),
+                         std::exchange(interface.sequence, {}));
+    }
+  };
   IOSetData();
-  EXPECT_THAT(interface.sequence,
-              ElementsAre(VQ_Command::kGetDriverVersion, VQ_Command::kGetFirmwareVersion,
-                          VQ_Command::kGetFirmwareDate, VQ_Command::kGetCurrentConfiguration,
-                          VQ_Command::kGetCurrentClockSource,
-                          VQ_Command::kGetDigitalStatus,       // for the automatic clock
-                          VQ_Command::kGetCurrentClockSource,  // for the clock menu
-                          VQ_Command::kGetDigitalStatus, VQ_Command::kGetDigitalOutMode));
+  using enum VQ_Command;
+  EXPECT_THAT(
+      asked, ElementsAre(Pair("ShowInfo 4", ElementsAre(kGetDriverVersion)),
+                         Pair("ShowInfo 3", ElementsAre(kGetFirmwareVersion, kGetFirmwareDate)),
+                         Pair("ShowInfo 1", ElementsAre(kGetCurrentConfiguration)),
+                         Pair("ShowInfo 8", ElementsAre(kGetCurrentClockSource, kGetDigitalStatus)),
+                         Pair("ShowInfo 10", ElementsAre(kGetCurrentClockSource)),
+                         Pair("ShowInfo 2", ElementsAre(kGetDigitalStatus)),
+                         Pair("ShowInfo 11", ElementsAre(kGetDigitalOutMode))));
+  EXPECT_THAT(interface.sequence, IsEmpty());
+}
+
+TEST_F(Status, WithoutAnyFlagTheFieldsAndMenusAreHiddenInThisOrder) {
+  _ioShowClockSource = _ioShowDigitalStatus = _ioShowRoutingMenus = false;
+  const auto calls = gathered();
+  const auto afterRate =
+      std::find(calls.begin(), calls.end(), call(kInfoSampleRate, text("48 kHz")));
+  ASSERT_NE(afterRate, calls.end());
+  EXPECT_THAT(
+      std::vector(afterRate + 1, calls.end()),
+      ElementsAre(call(kInfoSampleClockSource, kHidden), call(kInfoSampleClockSourceMenu, kHidden),
+                  call(kInfoDigitalInputStatus, kHidden), call(kInfoDigitalOutputFormat, kHidden),
+                  call(kInfoRoutingMenus, kHidden), call(kInfoUsb1ModeInputSelection, kHidden),
+                  call(kInfoUsb1ModeInputSelection, kHidden),
+                  call(kInfoCoreAudioPerformance, kHidden), "Invalidate true"));
 }
 
 TEST_F(Status, AUsb1ConnectionHidesWidthAndRateAndStillShowsTheRest) {
@@ -280,9 +313,28 @@ TEST_F(Status, WhereTheUsb1FlagIsSetTheInternalClockSelectsTheFirstInputAndDisab
   EXPECT_EQ(interface.digitalOutSelector, 0u);
 }
 
-TEST_F(Status, WithoutADeviceTheUsb1FlagIsCleared) {
+// The clock source is read again after the mode was shown: it may have changed meanwhile.
+TEST_F(Status, WhereTheUsb1FlagIsSetTheMenuFollowsTheClockSourceOfThatMoment) {
+  struct Case {
+    std::uint32_t before, after;
+    std::string call;
+  };
+  _ioShowUSB1Mode = true;
+  const std::string mode = call(kInfoUsb1ModeInputSelection, item(1));
+  for (const Case& clock :
+       {Case{2, 1, "EnableUSB1Mode false"}, Case{1, 2, "EnableUSB1Mode true"}}) {
+    interface.clockSource = clock.before;
+    panel.onCall = [&](const std::string& shown) {
+      if (shown == mode) interface.clockSource = clock.after;
+    };
+    EXPECT_THAT(gathered(), Contains(clock.call));
+  }
+}
+
+TEST_F(Status, WithoutADeviceTheUsb1FlagIsClearedBeforeThePanelIsTold) {
   IOTerm();
   _ioShowUSB1Mode = true;
+  panel.onCall = [](const std::string&) { EXPECT_FALSE(_ioShowUSB1Mode); };
   IOSetData();
   EXPECT_FALSE(_ioShowUSB1Mode);
 }

@@ -130,6 +130,8 @@ TEST_F(LegacyFile, WithAFileThatCannotBeOpenedOrReadOnlyTheVersionIsStored) {
     memory_files::fail(operation, ioErr);
     const OSXAsioRegistry store(kName);
     EXPECT_EQ(stored(), kOnlyTheVersion) << operation;
+    const bool isOpened = operation == std::string("FSReadFork");
+    EXPECT_EQ(memory_files::operations().back() == "FSCloseFork", isOpened) << operation;
   }
 }
 
@@ -158,6 +160,16 @@ TEST_F(LegacyFile, AFileAroundTheSizeOfAChunkIsReadWhole) {
     bytes.insert(16, length - bytes.size(), 'a');
     EXPECT_EQ(imported(bytes).at("A"), CFValue(bytes.substr(16, length - 30))) << length;
   }
+}
+
+TEST_F(LegacyFile, AShortChunkIsNotFollowedByTheRestOfTheChunkBeforeIt) {
+  std::string bytes = "<Settings><X A=\"1\"/>";
+  bytes.insert(std::string("<Settings>").size(), 1024 - bytes.size(), ' ');
+  memory_files::putPreferencesFile(kFile, bytes + "<Y B=\"2\"/>");
+  const OSXAsioRegistry store(kName);
+  EXPECT_EQ(
+      memory_preferences::operations(),
+      (Operations{"set A", "synchronize", "set B", "synchronize", "set Version", "synchronize"}));
 }
 
 TEST_F(LegacyFile, ACountAboveTheChunksSizeEndsTheReading) {
@@ -324,6 +336,14 @@ TEST_F(LegacyFile, AFileThatCannotBeCreatedIsPrinted) {
   EXPECT_EQ(printed(),
             "getStorageFile: could not create FSRef for path a (-43)\n"
             "getStorageFile: could not create file for path a (-44)\n");
+}
+
+TEST_F(LegacyFile, ANewFileThatCannotBeOpenedIsPrinted) {
+  memory_files::fail("FSOpenFork", permErr);
+  EXPECT_EQ(getStorageFile("a", true, false), -1);
+  EXPECT_EQ(printed(),
+            "getStorageFile: could not create FSRef for path a (-43)\n"
+            "getStorageFile: openFork returns -54\n");
 }
 
 TEST_F(LegacyFile, WithoutAFolderTheFileIsOpenedAllTheSame) {

@@ -89,8 +89,8 @@ std::optional<CFDictionary> dictionaryWithContentsOfFile(std::string_view path) 
   return dictionary ? std::optional(*dictionary) : std::nullopt;
 }
 
-OSStatus FSFindFolder(std::int16_t domain, std::uint32_t type, bool, FSRef& folder) {
-  if (const auto failure = note("FSFindFolder")) return *failure;
+OSStatus FSFindFolder(std::int16_t domain, std::uint32_t type, bool create, FSRef& folder) {
+  if (const auto failure = note("FSFindFolder", create ? "create" : "")) return *failure;
   if (domain != kOnSystemDisk || type != kPreferencesFolderType) return fnfErr;
   folder.path = kFolder;
   return noErr;

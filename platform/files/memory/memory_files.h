@@ -28,7 +28,8 @@ void fail(std::string operation, OSStatus status, int times = 1);
 void reportRead(std::size_t count);
 
 // The fork operations since the last reset, in order: "FSOpenFork NAME 1" with the permission,
-// "FSReadFork 1024" with the requested size; the others with the file's name, if any.
+// "FSReadFork 1024" with the requested size, "FSFindFolder create" if a missing folder was to be
+// made; the others with the file's name, if any.
 const std::vector<std::string>& operations();
 
 // Removes all files, requested failures and logged operations.
