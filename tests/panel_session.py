@@ -138,6 +138,14 @@ class Session:
         """Starts the panel; wait_for_line reads its standard output."""
         self.start("panel", self.bin / "vx310-panel", stdout=subprocess.PIPE)
 
+    def replace_program(self, name, script):
+        """Makes programs that are started from now on run a shell script in place of `name`."""
+        folder = self.folder / "bin"
+        folder.mkdir(exist_ok=True)
+        (folder / name).write_text(f"#!/bin/sh\n{script}\n")
+        (folder / name).chmod(0o755)
+        os.environ["PATH"] = f"{folder}:{os.environ['PATH']}"
+
     def end(self, name, with_signal=signal.SIGTERM):
         """Ends a process and returns its exit status; kills it if it does not end in time."""
         process = self.processes.pop(name)

@@ -187,6 +187,44 @@ class WithAnInterface(PanelTest):
         self.assertEqual(0, self.session.end("panel"))
 
 
+class KeysForAListThatVanishes(PanelTest):
+    """The interface vanishes while a menu's list is open, and the user goes on typing."""
+
+    def setUp(self):
+        super().setUp()
+        self.help = self.session.folder / "help"
+        self.session.replace_program("xdg-open", f'echo "$@" >> {self.help}')
+        self.session.start_pipewire()
+        self.session.start_driver()
+        self.session.start_panel()
+        self.expect(FILLED, "the connected interface")
+        menu = self.window.control_of("Channels 1/2")
+        x, y = self.window.middle(menu)
+        self.session.run("xdotool", "mousemove", x, y, "click", 1)
+        self.window.wait_for(lambda: self.window.is_open(menu), "the list, open")
+
+    def type(self):
+        self.expect(EMPTY, "no device")
+        self.session.run("xdotool", "key", "Home", "Down", "Return", "space")
+
+    def expect_no_button_was_pressed(self):
+        self.expect(FILLED, "the interface in the same panel")
+        self.assertIsNone(self.session.processes["panel"].poll(), "the panel has ended")
+        self.assertFalse(self.help.exists(), "the help was opened")
+
+    def test_the_panel_stays_open_when_the_interface_was_unplugged(self):
+        self.session.sim("unplug")
+        self.type()
+        self.session.sim("plug")
+        self.expect_no_button_was_pressed()
+
+    def test_the_panel_stays_open_when_the_driver_died(self):
+        self.session.end("driver", signal.SIGKILL)
+        self.type()
+        self.session.start_driver()
+        self.expect_no_button_was_pressed()
+
+
 class WithoutAnInterface(PanelTest):
     def setUp(self):
         super().setUp()
