@@ -103,8 +103,9 @@ class Session:
         return line
 
     def start_bus(self):
+        """Starts the session bus; after its end, again at the same address."""
         services = self.folder / "services"
-        services.mkdir()
+        services.mkdir(exist_ok=True)
         shutil.copy(data_file(ACCESSIBILITY_SERVICE), services)
         configuration = self.folder / "bus.conf"
         configuration.write_text(
@@ -186,6 +187,12 @@ class Session:
             if line.startswith(start) and not (but_not and line.startswith(but_not)):
                 return line
         raise AssertionError(f"{name} did not print {start!r} before its end or within {TIME_LIMIT} s")
+
+    def skip_output(self, name):
+        """Reads what `name` has printed so far, for wait_for_line to look behind it."""
+        stream = self.processes[name].stdout
+        while select.select([stream], [], [], 0)[0] and os.read(stream.fileno(), 4096):
+            pass
 
     def log(self, name):
         return (self.folder / f"{name}.log").read_text(errors="replace")

@@ -171,6 +171,17 @@ class WithAnInterface(PanelTest):
         session.start_pipewire()
         session.wait_for_line("panel", "Found matching device: 0x", but_not="Found matching device: 0x 0")
 
+    def test_the_panel_finds_the_interface_again_each_time_the_session_bus_was_restarted(self):
+        # The window is read through the session bus, so the panel's output tells what it found.
+        session = self.session
+        for _ in range(2):
+            session.skip_output("panel")
+            session.end("bus", signal.SIGKILL)
+            session.wait_for_end("driver")
+            session.start_bus()
+            session.start_driver()
+            session.wait_for_line("panel", "getRouting RoutingIn2 returns")
+
     def test_the_panel_prints_no_warnings(self):
         self.session.sim("unplug")
         self.expect(EMPTY, "no device")

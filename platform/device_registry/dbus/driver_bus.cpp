@@ -98,15 +98,8 @@ bool isServicePath(std::string_view path) {
 IOReturn DriverBus::connect() {
   const DriverWaits::Call wait(driverWaits(), kRegistryCallLimitMs);
   const Deadline deadline(wait.limitMs());
-  if (session_bus::startSessionBus(&bus_) < 0 || !calls_.connect() || !addMatches()) {
-    return kIOReturnError;
-  }
   watcher_ = FileDescriptor(epoll_create1(EPOLL_CLOEXEC));
-  epoll_event event{};
-  event.events = EPOLLIN;
-  if (epoll_ctl(watcher_.get(), EPOLL_CTL_ADD, sd_bus_get_fd(bus_.get()), &event) != 0) {
-    return kIOReturnError;
-  }
+  if (!startBus() || !calls_.connect()) return kIOReturnError;
   const std::array buses{bus_.get(), calls_.bus()};
   while (!isReady() || !settled_) {
     int more = 0;
@@ -123,6 +116,17 @@ IOReturn DriverBus::connect() {
 
 bool DriverBus::isReady() const {
   return sd_bus_is_ready(bus_.get()) > 0 && sd_bus_is_ready(calls_.bus()) > 0;
+}
+
+bool DriverBus::watch(int descriptor) {
+  epoll_event event{};
+  event.events = EPOLLIN;
+  return epoll_ctl(watcher_.get(), EPOLL_CTL_ADD, descriptor, &event) == 0;
+}
+
+bool DriverBus::startBus() {
+  return session_bus::startSessionBus(&bus_) >= 0 && addMatches() &&
+         watch(sd_bus_get_fd(bus_.get()));
 }
 
 // The bus handles requests of one connection in order: the matches are in place before it looks up
@@ -147,19 +151,40 @@ bool DriverBus::addMatches() {
 }
 
 void DriverBus::receive() {
-  if (!bus_) return;
-  const int result = processReceived(bus_.get());
-  if (result < 0 || sd_bus_is_open(bus_.get()) <= 0) {
-    lose();
-  } else if (result > 0) {
-    registry_.wakePorts();
-  }
+  if (socket_) followSocket();
+  if (bus_ && !process()) lose();
   lookAtProbes();
 }
 
+// False when the bus is lost.
+bool DriverBus::process() {
+  const int result = processReceived(bus_.get());
+  if (result < 0 || sd_bus_is_open(bus_.get()) <= 0) return false;
+  if (result > 0) registry_.wakePorts();
+  if (socket_ && sd_bus_is_ready(bus_.get()) > 0) {
+    socket_.reset();
+    calls_.connect();
+  }
+  return true;
+}
+
+// A bus that is lost before it was ready is not tried again until its socket's path changes: a
+// server that ends each connection would keep the process busy.
 void DriverBus::lose() {
   setOwner("");
   bus_.reset();
+  if (socket_) return;
+  socket_.emplace(session_bus::sessionBusSocketPath());
+  watch(socket_->descriptor());
+  socket_->arm();
+  // The socket of a bus that is started on demand always exists and causes no event.
+  if (!startBus() || !process()) bus_.reset();
+}
+
+void DriverBus::followSocket() {
+  if (!socket_->takeEvents()) return;
+  socket_->arm();
+  if (!startBus()) bus_.reset();
 }
 
 void DriverBus::setOwner(const std::string& owner) {
