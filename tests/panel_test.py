@@ -6,6 +6,7 @@ Each test runs in a process of its own, since its servers are found through the 
 """
 
 import json
+import os
 import signal
 import sys
 import unittest
@@ -258,6 +259,44 @@ class WithoutADriverService(PanelTest):
         self.expect(EMPTY, "no device")
         self.session.start_driver()
         self.expect(FILLED, "the interface")
+
+
+class WithoutAServer(unittest.TestCase):
+    """What the panel says on standard error when it misses a server."""
+
+    def setUp(self):
+        self.session = Session(BUILD)
+        self.addCleanup(self.session.close)
+        os.environ.pop("QT_QPA_PLATFORM")
+
+    def expect_end_without_display(self, reason):
+        self.session.start_panel()
+        self.assertEqual(1, self.session.wait_for_end("panel"))
+        self.assertEqual(f"vx310-panel: cannot open a display ({reason})\n", self.session.log("panel"))
+
+    def test_without_a_display_the_panel_says_so_and_ends(self):
+        del os.environ["DISPLAY"]
+        self.expect_end_without_display("neither DISPLAY nor WAYLAND_DISPLAY is set")
+
+    def test_with_a_display_that_does_not_exist_the_panel_says_so_and_ends(self):
+        os.environ["DISPLAY"] = ":9999"
+        self.expect_end_without_display("DISPLAY=:9999")
+
+    def test_with_a_wayland_display_that_does_not_exist_the_panel_says_so_and_ends(self):
+        del os.environ["DISPLAY"]
+        os.environ["WAYLAND_DISPLAY"] = "missing"
+        self.expect_end_without_display("WAYLAND_DISPLAY=missing")
+
+    def test_without_a_session_bus_the_panel_says_so_and_stays_open(self):
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent/bus"
+        self.session.start_panel()
+        self.session.run("xdotool", "search", "--sync", "--name", "VX-310 Control Panel")
+        self.session.end("panel")
+        self.assertEqual(
+            "vx310-panel: cannot reach the session bus: No such file or directory; "
+            "no interface can be found\n",
+            self.session.log("panel"),
+        )
 
 
 if __name__ == "__main__":

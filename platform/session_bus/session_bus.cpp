@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -55,6 +56,12 @@ std::string sessionBusSocketPath() {
     return unescaped(values.substr(0, values.find(',')));
   }
   return "";
+}
+
+std::string reasonOf(int result) {
+  // What sd-bus returns when it has no address.
+  if (result == -ENOMEDIUM) return "neither DBUS_SESSION_BUS_ADDRESS nor XDG_RUNTIME_DIR is set";
+  return std::strerror(-result);
 }
 
 int startSessionBus(Bus* bus) {

@@ -50,6 +50,9 @@ class Deadline {
 // XDG_RUNTIME_DIR when no address is set. Empty when there is none: an abstract socket has no path.
 std::string sessionBusSocketPath();
 
+// Why the session bus cannot be reached, for the user, from a negative errno.
+std::string reasonOf(int result);
+
 // Starts to connect to the session bus. The caller processes *bus until sd_bus_is_ready(). Returns
 // a negative errno and sets *bus to null on failure.
 int startSessionBus(Bus* bus);

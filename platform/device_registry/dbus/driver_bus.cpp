@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <string_view>
 #include <utility>
 
+#include "platform/log/log.h"
 #include "platform/posix/driver_waits.h"
 #include "protocol/services.h"
 
@@ -96,22 +98,31 @@ bool isServicePath(std::string_view path) {
 }  // namespace
 
 IOReturn DriverBus::connect() {
+  const int result = reachBus();
+  if (result >= 0) return kIOReturnSuccess;
+  platform::printError("%s: cannot reach the session bus: %s; no interface can be found\n",
+                       program_invocation_short_name, session_bus::reasonOf(result).c_str());
+  return result == -ETIMEDOUT ? kIOReturnTimeout : kIOReturnError;
+}
+
+int DriverBus::reachBus() {
   const DriverWaits::Call wait(driverWaits(), kRegistryCallLimitMs);
   const Deadline deadline(wait.limitMs());
   watcher_ = FileDescriptor(epoll_create1(EPOLL_CLOEXEC));
-  if (!startBus() || !calls_.connect()) return kIOReturnError;
+  if (const int result = startBus(); result < 0) return result;
+  if (!calls_.connect()) return -ENOTCONN;
   const std::array buses{bus_.get(), calls_.bus()};
   while (!isReady() || !settled_) {
     int more = 0;
     for (sd_bus* bus : buses) {
       const int result = processReceived(bus);
-      if (result < 0) return kIOReturnError;
+      if (result < 0) return result;
       more |= result;
     }
-    if (deadline.hasPassed()) return isReady() ? kIOReturnSuccess : kIOReturnTimeout;
+    if (deadline.hasPassed()) return isReady() ? 0 : -ETIMEDOUT;
     if (more == 0 && !(isReady() && settled_)) session_bus::waitForBuses(buses, deadline);
   }
-  return kIOReturnSuccess;
+  return 0;
 }
 
 bool DriverBus::isReady() const {
@@ -124,14 +135,16 @@ bool DriverBus::watch(int descriptor) {
   return epoll_ctl(watcher_.get(), EPOLL_CTL_ADD, descriptor, &event) == 0;
 }
 
-bool DriverBus::startBus() {
-  return session_bus::startSessionBus(&bus_) >= 0 && addMatches() &&
-         watch(sd_bus_get_fd(bus_.get()));
+int DriverBus::startBus() {
+  int result = session_bus::startSessionBus(&bus_);
+  if (result >= 0) result = addMatches();
+  if (result >= 0 && !watch(sd_bus_get_fd(bus_.get()))) result = -errno;
+  return result;
 }
 
 // The bus handles requests of one connection in order: the matches are in place before it looks up
 // the owner, and the owner is known before the services are listed, so no announcement is missed.
-bool DriverBus::addMatches() {
+int DriverBus::addMatches() {
   const std::string fromDriver = std::string("type='signal',sender='") + kDriverName + "',";
   const std::string manager =
       fromDriver + "interface='" + kObjectManagerInterface + "',path='" + kDriverPath + "',member=";
@@ -142,12 +155,15 @@ bool DriverBus::addMatches() {
                               "',path_namespace='" + kDriverPath + "',member='" + kMessageSignal +
                               "'";
   const auto add = [this](const std::string& match, sd_bus_message_handler_t handler) {
-    return sd_bus_add_match_async(bus_.get(), nullptr, match.c_str(), handler, nullptr, this) >= 0;
+    return sd_bus_add_match_async(bus_.get(), nullptr, match.c_str(), handler, nullptr, this);
   };
-  return add(ownerChange, ownerChanged) && add(manager + "'InterfacesAdded'", interfacesAdded) &&
-         add(manager + "'InterfacesRemoved'", interfacesRemoved) && add(message, messageSent) &&
-         sd_bus_call_method_async(bus_.get(), nullptr, kBusName, kBusPath, kBusName, "GetNameOwner",
-                                  ownerKnown, this, "s", kDriverName) >= 0;
+  int result = add(ownerChange, ownerChanged);
+  if (result >= 0) result = add(manager + "'InterfacesAdded'", interfacesAdded);
+  if (result >= 0) result = add(manager + "'InterfacesRemoved'", interfacesRemoved);
+  if (result >= 0) result = add(message, messageSent);
+  if (result < 0) return result;
+  return sd_bus_call_method_async(bus_.get(), nullptr, kBusName, kBusPath, kBusName, "GetNameOwner",
+                                  ownerKnown, this, "s", kDriverName);
 }
 
 void DriverBus::receive() {
@@ -178,13 +194,13 @@ void DriverBus::lose() {
   watch(socket_->descriptor());
   socket_->arm();
   // The socket of a bus that is started on demand always exists and causes no event.
-  if (!startBus() || !process()) bus_.reset();
+  if (startBus() < 0 || !process()) bus_.reset();
 }
 
 void DriverBus::followSocket() {
   if (!socket_->takeEvents()) return;
   socket_->arm();
-  if (!startBus()) bus_.reset();
+  if (startBus() < 0) bus_.reset();
 }
 
 void DriverBus::setOwner(const std::string& owner) {

@@ -25,7 +25,8 @@ class DriverBus {
   explicit DriverBus(Registry& registry) : registry_(registry) {}
 
   // Connects and publishes the present services. The services of a driver that takes longer than
-  // kRegistryCallLimitMs are published when it answers. Failure: the bus cannot be reached.
+  // kRegistryCallLimitMs are published when it answers. Failure: the bus cannot be reached, which
+  // is printed for the user.
   IOReturn connect();
 
   // Handles the announcements received by now. When the bus is lost, terminates all services; when
@@ -40,8 +41,10 @@ class DriverBus {
  private:
   bool isReady() const;
   bool watch(int descriptor);
-  bool startBus();
-  bool addMatches();
+  // Return 0 or a negative errno.
+  int reachBus();
+  int startBus();
+  int addMatches();
   bool process();
   void lose();
   void followSocket();
