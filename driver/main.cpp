@@ -96,7 +96,9 @@ int serve(const CommandLine& line) {
 
   Bus bus;
   if (result = connect(event.get(), bus); result < 0) {
-    return failed("cannot reach the session bus", result);
+    std::fprintf(stderr, "vx310-driver: cannot reach the session bus: %s\n",
+                 session_bus::reasonOf(result).c_str());
+    return EXIT_FAILURE;
   }
   driver::ServiceContext context{event.get(), bus.get()};
   driver::VirtualInterfaces virtuals(context);
@@ -111,6 +113,8 @@ int serve(const CommandLine& line) {
   if (line.interfaces == 0) name.take();
 
   result = sd_event_loop(event.get());
+  if (sd_bus_is_open(bus.get()) <= 0)
+    std::fputs("vx310-driver: the session bus has gone\n", stderr);
   return result < 0 ? failed("the event loop failed", result) : result;
 }
 

@@ -103,8 +103,9 @@ class Session:
         return line
 
     def start_bus(self):
+        """Starts the session bus; after its end, again at the same address."""
         services = self.folder / "services"
-        services.mkdir()
+        services.mkdir(exist_ok=True)
         shutil.copy(data_file(ACCESSIBILITY_SERVICE), services)
         configuration = self.folder / "bus.conf"
         configuration.write_text(
@@ -137,6 +138,14 @@ class Session:
     def start_panel(self):
         """Starts the panel; wait_for_line reads its standard output."""
         self.start("panel", self.bin / "vx310-panel", stdout=subprocess.PIPE)
+
+    def replace_program(self, name, script):
+        """Makes programs that are started from now on run a shell script in place of `name`."""
+        folder = self.folder / "bin"
+        folder.mkdir(exist_ok=True)
+        (folder / name).write_text(f"#!/bin/sh\n{script}\n")
+        (folder / name).chmod(0o755)
+        os.environ["PATH"] = f"{folder}:{os.environ['PATH']}"
 
     def end(self, name, with_signal=signal.SIGTERM):
         """Ends a process and returns its exit status; kills it if it does not end in time."""
@@ -178,6 +187,12 @@ class Session:
             if line.startswith(start) and not (but_not and line.startswith(but_not)):
                 return line
         raise AssertionError(f"{name} did not print {start!r} before its end or within {TIME_LIMIT} s")
+
+    def skip_output(self, name):
+        """Reads what `name` has printed so far, for wait_for_line to look behind it."""
+        stream = self.processes[name].stdout
+        while select.select([stream], [], [], 0)[0] and os.read(stream.fileno(), 4096):
+            pass
 
     def log(self, name):
         return (self.folder / f"{name}.log").read_text(errors="replace")

@@ -6,6 +6,7 @@ Each test runs in a process of its own, since its servers are found through the 
 """
 
 import json
+import os
 import signal
 import sys
 import unittest
@@ -171,6 +172,17 @@ class WithAnInterface(PanelTest):
         session.start_pipewire()
         session.wait_for_line("panel", "Found matching device: 0x", but_not="Found matching device: 0x 0")
 
+    def test_the_panel_finds_the_interface_again_each_time_the_session_bus_was_restarted(self):
+        # The window is read through the session bus, so the panel's output tells what it found.
+        session = self.session
+        for _ in range(2):
+            session.skip_output("panel")
+            session.end("bus", signal.SIGKILL)
+            session.wait_for_end("driver")
+            session.start_bus()
+            session.start_driver()
+            session.wait_for_line("panel", "getRouting RoutingIn2 returns")
+
     def test_the_panel_prints_no_warnings(self):
         self.session.sim("unplug")
         self.expect(EMPTY, "no device")
@@ -185,6 +197,44 @@ class WithAnInterface(PanelTest):
 
     def test_sigterm_ends_the_program_cleanly(self):
         self.assertEqual(0, self.session.end("panel"))
+
+
+class KeysForAListThatVanishes(PanelTest):
+    """The interface vanishes while a menu's list is open, and the user goes on typing."""
+
+    def setUp(self):
+        super().setUp()
+        self.help = self.session.folder / "help"
+        self.session.replace_program("xdg-open", f'echo "$@" >> {self.help}')
+        self.session.start_pipewire()
+        self.session.start_driver()
+        self.session.start_panel()
+        self.expect(FILLED, "the connected interface")
+        menu = self.window.control_of("Channels 1/2")
+        x, y = self.window.middle(menu)
+        self.session.run("xdotool", "mousemove", x, y, "click", 1)
+        self.window.wait_for(lambda: self.window.is_open(menu), "the list, open")
+
+    def type(self):
+        self.expect(EMPTY, "no device")
+        self.session.run("xdotool", "key", "Home", "Down", "Return", "space")
+
+    def expect_no_button_was_pressed(self):
+        self.expect(FILLED, "the interface in the same panel")
+        self.assertIsNone(self.session.processes["panel"].poll(), "the panel has ended")
+        self.assertFalse(self.help.exists(), "the help was opened")
+
+    def test_the_panel_stays_open_when_the_interface_was_unplugged(self):
+        self.session.sim("unplug")
+        self.type()
+        self.session.sim("plug")
+        self.expect_no_button_was_pressed()
+
+    def test_the_panel_stays_open_when_the_driver_died(self):
+        self.session.end("driver", signal.SIGKILL)
+        self.type()
+        self.session.start_driver()
+        self.expect_no_button_was_pressed()
 
 
 class WithoutAnInterface(PanelTest):
@@ -209,6 +259,44 @@ class WithoutADriverService(PanelTest):
         self.expect(EMPTY, "no device")
         self.session.start_driver()
         self.expect(FILLED, "the interface")
+
+
+class WithoutAServer(unittest.TestCase):
+    """What the panel says on standard error when it misses a server."""
+
+    def setUp(self):
+        self.session = Session(BUILD)
+        self.addCleanup(self.session.close)
+        os.environ.pop("QT_QPA_PLATFORM")
+
+    def expect_end_without_display(self, reason):
+        self.session.start_panel()
+        self.assertEqual(1, self.session.wait_for_end("panel"))
+        self.assertEqual(f"vx310-panel: cannot open a display ({reason})\n", self.session.log("panel"))
+
+    def test_without_a_display_the_panel_says_so_and_ends(self):
+        del os.environ["DISPLAY"]
+        self.expect_end_without_display("neither DISPLAY nor WAYLAND_DISPLAY is set")
+
+    def test_with_a_display_that_does_not_exist_the_panel_says_so_and_ends(self):
+        os.environ["DISPLAY"] = ":9999"
+        self.expect_end_without_display("DISPLAY=:9999")
+
+    def test_with_a_wayland_display_that_does_not_exist_the_panel_says_so_and_ends(self):
+        del os.environ["DISPLAY"]
+        os.environ["WAYLAND_DISPLAY"] = "missing"
+        self.expect_end_without_display("WAYLAND_DISPLAY=missing")
+
+    def test_without_a_session_bus_the_panel_says_so_and_stays_open(self):
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent/bus"
+        self.session.start_panel()
+        self.session.run("xdotool", "search", "--sync", "--name", "VX-310 Control Panel")
+        self.session.end("panel")
+        self.assertEqual(
+            "vx310-panel: cannot reach the session bus: No such file or directory; "
+            "no interface can be found\n",
+            self.session.log("panel"),
+        )
 
 
 if __name__ == "__main__":

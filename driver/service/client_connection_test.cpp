@@ -142,14 +142,71 @@ TEST_F(ConnectionToDriver, ClosedConnectionsLeaveNothingBehind) {
 }
 
 TEST_F(ConnectionToDriver, AtMost512AreOpenAtOnce) {
+  std::vector<Bus> clients;
+  for (int i = 0; i < 32; ++i) clients.push_back(connectClient());
   std::vector<FileDescriptor> open512;
-  for (int i = 1; i < 512; ++i) open512.push_back(open(path_));
-  EXPECT_TRUE(open512.back());
+  for (std::size_t i = 1; i < 512; ++i) open512.push_back(openFor(clients[i / 16], path_));
+  for (const auto& connection : open512) EXPECT_TRUE(connection);
   EXPECT_FALSE(open(path_));
   EXPECT_EQ(openError_, "org.freedesktop.DBus.Error.LimitsExceeded");
   open512.pop_back();
   // The driver learns of the end from the socket, so the next opening may be ahead of it.
   EXPECT_TRUE(waitUntil([&] { return static_cast<bool>(open(path_)); }));
+}
+
+// A client that has as many connections as it may have.
+class FullClient : public ConnectionToDriver {
+ protected:
+  void SetUp() override {
+    ConnectionToDriver::SetUp();
+    client_ = connectClient();
+    while (FileDescriptor connection = openFor(client_, path_)) {
+      connections_.push_back(std::move(connection));
+    }
+  }
+
+  Bus client_;
+  std::vector<FileDescriptor> connections_;
+};
+
+TEST_F(FullClient, Has16AndIsRefusedTheNext) {
+  EXPECT_THAT(connections_, SizeIs(16));
+  EXPECT_EQ(openError_, "org.freedesktop.DBus.Error.LimitsExceeded");
+  for (const auto& connection : connections_) expectAnswers(connection);
+}
+
+TEST_F(FullClient, DoesNotKeepOthersOut) {
+  const auto connection = open(path_);
+  ASSERT_TRUE(connection) << openError_;
+  expectAnswers(connection);
+}
+
+TEST_F(FullClient, IsRefusedAConnectionToAnotherInterfaceToo) {
+  ASSERT_EQ(control({"plug", "--second"}), "");
+  ASSERT_TRUE(waitUntil([this] { return !added_.empty(); }));
+  EXPECT_FALSE(openFor(client_, added_[0]));
+  EXPECT_EQ(openError_, "org.freedesktop.DBus.Error.LimitsExceeded");
+  EXPECT_TRUE(open(added_[0])) << openError_;
+}
+
+TEST_F(FullClient, OpensAnotherAfterItClosedOne) {
+  connections_.pop_back();
+  EXPECT_TRUE(waitUntil([&] { return static_cast<bool>(openFor(client_, path_)); }));
+}
+
+TEST_F(FullClient, OpensOthersAfterTheInterfaceWasReplugged) {
+  ASSERT_EQ(control({"unplug"}), "");
+  ASSERT_EQ(control({"plug"}), "");
+  ASSERT_TRUE(waitUntil([this] { return !added_.empty(); }));
+  EXPECT_TRUE(openFor(client_, added_[0])) << openError_;
+}
+
+TEST_F(FullClient, LosesItsConnectionsWhenItLeavesTheBus) {
+  client_.reset();
+  for (const auto& connection : connections_) {
+    ASSERT_EQ(receive(connection).kind, Answer::Kind::closed);
+  }
+  expectAnswers(connection_);
 }
 
 TEST_F(ConnectionToDriver, AClientThatReadsNoAnswersIsDisconnected) {

@@ -82,7 +82,7 @@ Publication::Publication(ServiceContext& context, Interface& interface, RequestH
 
 Publication::~Publication() {
   if (slot_) sd_bus_emit_object_removed(context_.bus, path_.c_str());
-  context_.connections -= connections_.size();
+  for (const auto& connection : connections_) context_.clients.remove(connection.get());
 }
 
 void Publication::announce(std::uint32_t notification) {
@@ -115,8 +115,8 @@ void Publication::setPaused(bool paused) {
 }
 
 void Publication::connectionClosed(ClientConnection* connection) {
-  context_.connections -= std::erase_if(
-      connections_, [connection](const auto& open) { return open.get() == connection; });
+  context_.clients.remove(connection);
+  std::erase_if(connections_, [connection](const auto& open) { return open.get() == connection; });
 }
 
 int Publication::onOpen(sd_bus_message* call, void* self, sd_bus_error* error) {
@@ -129,17 +129,17 @@ int Publication::onOpen(sd_bus_message* call, void* self, sd_bus_error* error) {
                              type);
   }
   ServiceContext& context = publication->context_;
+  const std::string name = sd_bus_message_get_sender(call);  // a bus names the sender of each call
   FileDescriptor client;
   auto connection =
-      context.connections < ServiceContext::kMaximumConnections
+      context.clients.mayOpen(name)
           ? ClientConnection::open(context.event, publication->handler_, *publication, &client)
           : nullptr;
-  if (!connection) {
+  if (!connection || !context.clients.add(name, *connection, *publication)) {
     return sd_bus_error_set(error, SD_BUS_ERROR_LIMITS_EXCEEDED, "Too many open connections");
   }
   connection->setPaused(publication->paused_);
   publication->connections_.push_back(std::move(connection));
-  ++context.connections;
   return sd_bus_reply_method_return(call, "h", client.get());
 }
 

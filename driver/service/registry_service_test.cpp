@@ -240,6 +240,7 @@ TEST_F(RegistryService, EndsWhenTheBusEnds) {
   startDriver();
   endBus();
   EXPECT_EQ(driver().wait(), 1);
+  EXPECT_EQ(driver().readErrors(), "vx310-driver: the session bus has gone\n");
 }
 
 TEST_F(RegistryService, EndsAtOnceWithoutABus) {

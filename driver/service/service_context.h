@@ -2,10 +2,10 @@
 // What all interfaces of one driver process share.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
 #include "driver/audio_node/audio_graph.h"
+#include "driver/service/clients.h"
 #include "driver/service/handles.h"
 
 namespace driver {
@@ -25,14 +25,11 @@ class AudioService {
 
 // Event loop and bus outlive it, and it outlives the interfaces.
 struct ServiceContext {
-  // Connections that are open at once, over all interfaces.
-  static constexpr std::size_t kMaximumConnections = 512;
-
   sd_event* event;
   sd_bus* bus;
   AudioService audio{event};
   std::uint64_t publications = 0;  // made so far; no object path is used twice
-  std::size_t connections = 0;     // open now
+  Clients clients{bus};
 };
 
 }  // namespace driver

@@ -108,18 +108,23 @@ std::uint32_t Answer::word(std::size_t index) const {
   return wire::load<std::uint32_t>(bytes, VQ_Dispatch::kPayloadOffset + 4 * index);
 }
 
+Bus DriverSession::connectClient() {
+  sd_bus* made = nullptr;
+  EXPECT_GE(sd_bus_new(&made), 0);
+  Bus bus(made);
+  sd_bus_set_address(made, session_.address().c_str());
+  sd_bus_set_bus_client(made, 1);
+  sd_bus_negotiate_fds(made, 1);
+  EXPECT_GE(sd_bus_start(made), 0);
+  return bus;
+}
+
 void DriverSession::SetUp() {
-  sd_bus* bus = nullptr;
-  ASSERT_GE(sd_bus_new(&bus), 0);
-  bus_.reset(bus);
-  sd_bus_set_address(bus, session_.address().c_str());
-  sd_bus_set_bus_client(bus, 1);
-  sd_bus_negotiate_fds(bus, 1);
-  ASSERT_GE(sd_bus_start(bus), 0);
+  bus_ = connectClient();
   for (const char* rule : {"type='signal',path_namespace='/com/vantrel'",
                            "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',"
                            "arg0='com.vantrel.Driver1'"}) {
-    ASSERT_GE(sd_bus_add_match(bus, nullptr, rule, &DriverSession::onSignal, this), 0);
+    ASSERT_GE(sd_bus_add_match(bus_.get(), nullptr, rule, &DriverSession::onSignal, this), 0);
   }
 }
 
@@ -190,14 +195,21 @@ void DriverSession::note(sd_bus_message* message) {
 BusMessage DriverSession::call(const char* path, const char* interface, const char* method,
                                const std::function<void(sd_bus_message*)>& append,
                                std::string* error) {
+  return callFrom(bus_, path, interface, method, append, error);
+}
+
+BusMessage DriverSession::callFrom(const Bus& client, const char* path, const char* interface,
+                                   const char* method,
+                                   const std::function<void(sd_bus_message*)>& append,
+                                   std::string* error) {
   sd_bus_message* raw = nullptr;
-  sd_bus_message_new_method_call(bus_.get(), &raw, kDriverName, path, interface, method);
+  sd_bus_message_new_method_call(client.get(), &raw, kDriverName, path, interface, method);
   const BusMessage message(raw);
   if (append) append(raw);
   sd_bus_error busError{};
   sd_bus_message* reply = nullptr;
   const auto limit = static_cast<std::uint64_t>(microseconds(kPatience).count());
-  const int result = sd_bus_call(bus_.get(), raw, limit, &busError, &reply);
+  const int result = sd_bus_call(client.get(), raw, limit, &busError, &reply);
   *error = sd_bus_error_is_set(&busError) ? busError.name : result < 0 ? "(not sent)" : "";
   sd_bus_error_free(&busError);
   return BusMessage(reply);
@@ -229,8 +241,13 @@ std::string DriverSession::onlyService() {
 }
 
 FileDescriptor DriverSession::open(const std::string& path, std::uint32_t type) {
-  const BusMessage reply = call(
-      path.c_str(), kServiceInterface, kOpenMethod,
+  return openFor(bus_, path, type);
+}
+
+FileDescriptor DriverSession::openFor(const Bus& client, const std::string& path,
+                                      std::uint32_t type) {
+  const BusMessage reply = callFrom(
+      client, path.c_str(), kServiceInterface, kOpenMethod,
       [type](sd_bus_message* message) { sd_bus_message_append(message, "u", type); }, &openError_);
   int descriptor = -1;
   if (!reply || sd_bus_message_read(reply.get(), "h", &descriptor) < 0) return FileDescriptor();

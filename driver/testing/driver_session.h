@@ -77,6 +77,10 @@ class DriverSession : public ::testing::Test {
 
   // Opens a connection; an empty descriptor, with the error's name in openError_, on failure.
   FileDescriptor open(const std::string& path, std::uint32_t type = 2);
+  // As open(), for another client of the bus.
+  FileDescriptor openFor(const Bus& client, const std::string& path, std::uint32_t type = 2);
+  // Connects another client to the bus.
+  Bus connectClient();
 
   static bool sendPacket(const FileDescriptor& connection, const std::vector<std::uint8_t>& packet);
   static Answer receive(const FileDescriptor& connection,
@@ -106,6 +110,9 @@ class DriverSession : public ::testing::Test {
  private:
   static int onSignal(sd_bus_message* message, void* self, sd_bus_error* error);
   void note(sd_bus_message* message);
+  static BusMessage callFrom(const Bus& client, const char* path, const char* interface,
+                             const char* method, const std::function<void(sd_bus_message*)>& append,
+                             std::string* error);
   BusMessage call(const char* path, const char* interface, const char* method,
                   const std::function<void(sd_bus_message*)>& append, std::string* error);
 

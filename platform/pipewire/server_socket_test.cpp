@@ -2,7 +2,6 @@
 #include "platform/pipewire/server_socket.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -11,13 +10,13 @@
 #include <cstring>
 #include <filesystem>
 
+#include "platform/posix/posix.h"
 #include "tests/support/temporary_directory.h"
 
 namespace {
 
 using pipewire::connectToSocket;
 using pipewire::serverSocketPath;
-using pipewire::SocketWatch;
 
 class ServerSocketPath : public testing::Test {
  protected:
@@ -105,76 +104,6 @@ TEST_F(ServerSocket, AMissingSocketIsNotFound) { EXPECT_EQ(connectToSocket(path_
 
 TEST_F(ServerSocket, APathTooLongForAnAddressFails) {
   EXPECT_EQ(connectToSocket("/" + std::string(200, 'x')), -ENAMETOOLONG);
-}
-
-class SocketWatching : public ServerSocket {
- protected:
-  // Whether an event is pending; a file event is queued before the change returns.
-  static bool ready(const SocketWatch& watch) {
-    pollfd event{watch.descriptor(), POLLIN, 0};
-    return ::poll(&event, 1, 0) > 0;
-  }
-};
-
-TEST_F(SocketWatching, TheAppearanceOfTheSocketIsAnEvent) {
-  SocketWatch watch(path_);
-  watch.arm();
-  EXPECT_FALSE(ready(watch));
-  Server server(path_);
-  EXPECT_TRUE(ready(watch));
-  EXPECT_TRUE(watch.takeEvents());
-  EXPECT_FALSE(ready(watch));
-}
-
-TEST_F(SocketWatching, ASocketThatIsMovedInIsAnEvent) {
-  SocketWatch watch(path_);
-  watch.arm();
-  Server server(folder_.path() / "new");
-  EXPECT_FALSE(watch.takeEvents());
-  std::filesystem::rename(folder_.path() / "new", path_);
-  EXPECT_TRUE(watch.takeEvents());
-}
-
-TEST_F(SocketWatching, OtherFilesCauseNoEvent) {
-  SocketWatch watch(path_);
-  watch.arm();
-  folder_.write("pipewire-0.lock", "");
-  EXPECT_FALSE(watch.takeEvents());
-}
-
-TEST_F(SocketWatching, FoldersThatDoNotExistYetAreWaitedFor) {
-  const std::filesystem::path deep = folder_.path() / "one" / "two" / "pipewire-0";
-  SocketWatch watch(deep);
-  watch.arm();
-  std::filesystem::create_directory(folder_.path() / "one");
-  EXPECT_TRUE(watch.takeEvents());
-  watch.arm();
-  std::filesystem::create_directory(folder_.path() / "one" / "two");
-  EXPECT_TRUE(watch.takeEvents());
-  watch.arm();
-  Server server(deep);
-  EXPECT_TRUE(watch.takeEvents());
-}
-
-TEST_F(SocketWatching, AFolderThatIsRemovedAndMadeAgainIsFollowed) {
-  const std::filesystem::path inner = folder_.path() / "inner";
-  std::filesystem::create_directory(inner);
-  SocketWatch watch(inner / "pipewire-0");
-  watch.arm();
-  std::filesystem::remove(inner);
-  EXPECT_TRUE(watch.takeEvents());
-  watch.arm();
-  std::filesystem::create_directory(inner);
-  EXPECT_TRUE(watch.takeEvents());
-  watch.arm();
-  Server server(inner / "pipewire-0");
-  EXPECT_TRUE(watch.takeEvents());
-}
-
-TEST_F(SocketWatching, APathWithoutAFolderCausesNoEvents) {
-  SocketWatch watch("");
-  watch.arm();
-  EXPECT_FALSE(watch.takeEvents());
 }
 
 }  // namespace

@@ -3,13 +3,66 @@
 
 #include <poll.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace session_bus {
+
+namespace {
+
+std::string environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value ? value : "";
+}
+
+// Values in bus addresses have bytes written as "%2f".
+std::string unescaped(std::string_view value) {
+  std::string text;
+  while (!value.empty()) {
+    unsigned char byte = 0;
+    const bool escaped =
+        value.size() >= 3 && value[0] == '%' &&
+        std::from_chars(value.data() + 1, value.data() + 3, byte, 16).ptr == value.data() + 3;
+    text += escaped ? static_cast<char>(byte) : value[0];
+    value.remove_prefix(escaped ? 3 : 1);
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string sessionBusSocketPath() {
+  const std::string addresses = environment("DBUS_SESSION_BUS_ADDRESS");
+  if (addresses.empty()) {
+    const std::string folder = environment("XDG_RUNTIME_DIR");
+    return folder.empty() ? "" : folder + "/bus";
+  }
+  // "unix:path=/run/user/1000/bus,guid=...;tcp:..."
+  constexpr std::string_view kPath = "unix:path=";
+  std::string_view rest = addresses;
+  while (!rest.empty()) {
+    const std::string_view address = rest.substr(0, rest.find(';'));
+    rest.remove_prefix(std::min(address.size() + 1, rest.size()));
+    if (!address.starts_with(kPath)) continue;
+    const std::string_view values = address.substr(kPath.size());
+    return unescaped(values.substr(0, values.find(',')));
+  }
+  return "";
+}
+
+std::string reasonOf(int result) {
+  // What sd-bus returns when it has no address.
+  if (result == -ENOMEDIUM) return "neither DBUS_SESSION_BUS_ADDRESS nor XDG_RUNTIME_DIR is set";
+  return std::strerror(-result);
+}
 
 int startSessionBus(Bus* bus) {
   sd_bus* started = nullptr;

@@ -10,6 +10,7 @@
 #include <chrono>
 #include <memory>
 #include <span>
+#include <string>
 
 namespace session_bus {
 
@@ -44,6 +45,13 @@ class Deadline {
  private:
   Clock::time_point end_;
 };
+
+// The path of the session bus's socket: the first in DBUS_SESSION_BUS_ADDRESS, or "bus" in
+// XDG_RUNTIME_DIR when no address is set. Empty when there is none: an abstract socket has no path.
+std::string sessionBusSocketPath();
+
+// Why the session bus cannot be reached, for the user, from a negative errno.
+std::string reasonOf(int result);
 
 // Starts to connect to the session bus. The caller processes *bus until sd_bus_is_ready(). Returns
 // a negative errno and sets *bus to null on failure.

@@ -28,13 +28,18 @@ std::string configuration(const std::string& folder) {
 
 PrivateBus::PrivateBus() : address_("unix:path=" + folder() + "/bus") {
   std::filesystem::create_directory(folder() + "/services");
-  const std::string file = folder_.write("bus.conf", configuration(folder()));
+  folder_.write("bus.conf", configuration(folder()));
+  start();
+  setenv("DBUS_SESSION_BUS_ADDRESS", address_.c_str(), 1);
+}
+
+void PrivateBus::start() {
+  const std::string file = folder() + "/bus.conf";
   daemon_ = std::make_unique<ChildProcess>(
       std::vector<std::string>{"dbus-daemon", "--config-file=" + file, "--nofork", "--nopidfile",
                                "--nosyslog", "--print-address=1"});
   // The daemon prints its address once it listens.
   if (daemon_->readLine().empty()) giveUp("dbus-daemon");
-  setenv("DBUS_SESSION_BUS_ADDRESS", address_.c_str(), 1);
 }
 
 void PrivateBus::makeActivatable(const std::string& name, const std::string& command) {

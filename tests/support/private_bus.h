@@ -34,6 +34,9 @@ class PrivateBus {
   // Ends the bus, which closes all connections to it.
   void stop() { daemon_.reset(); }
 
+  // Starts it again at the same address. Returns once it listens.
+  void start();
+
  private:
   TemporaryDirectory folder_;
   std::string address_;

@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "platform/device_registry/dbus/testing/dbus_fixture.h"
+#include "platform/log/memory/memory_log.h"
 #include "platform/posix/posix.h"
 #include "protocol/dispatch.h"
 #include "protocol/services.h"
@@ -38,8 +39,23 @@ class DriverAnnouncements : public DbusTest {
 TEST(SessionBus, AMissingBusFailsTheRegistry) {
   setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
   mach_port_t port = 1;
+  memory_log::reset();
   EXPECT_NE(IOMasterPort(&port), kIOReturnSuccess);
   EXPECT_EQ(port, 0u);
+  EXPECT_EQ(memory_log::takeErrors(),
+            "device_registry_dbus_test: cannot reach the session bus: No such file or directory; "
+            "no interface can be found\n");
+}
+
+TEST(SessionBus, WithoutAnAddressTheVariablesForItAreNamed) {
+  unsetenv("DBUS_SESSION_BUS_ADDRESS");
+  unsetenv("XDG_RUNTIME_DIR");
+  mach_port_t port = 1;
+  memory_log::reset();
+  EXPECT_NE(IOMasterPort(&port), kIOReturnSuccess);
+  EXPECT_EQ(memory_log::takeErrors(),
+            "device_registry_dbus_test: cannot reach the session bus: neither "
+            "DBUS_SESSION_BUS_ADDRESS nor XDG_RUNTIME_DIR is set; no interface can be found\n");
 }
 
 TEST(SessionBus, ABusThatNeverAnswersFailsTheRegistryWithinTheLimit) {

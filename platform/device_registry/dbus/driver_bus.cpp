@@ -5,10 +5,12 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <string_view>
 #include <utility>
 
 #include "platform/driver_waits/driver_waits.h"
+#include "platform/log/log.h"
 #include "protocol/services.h"
 
 namespace device_registry {
@@ -99,40 +101,53 @@ bool isServicePath(std::string_view path) {
 }  // namespace
 
 IOReturn DriverBus::connect() {
+  const int result = reachBus();
+  if (result >= 0) return kIOReturnSuccess;
+  platform::printError("%s: cannot reach the session bus: %s; no interface can be found\n",
+                       program_invocation_short_name, session_bus::reasonOf(result).c_str());
+  return result == -ETIMEDOUT ? kIOReturnTimeout : kIOReturnError;
+}
+
+int DriverBus::reachBus() {
   const DriverWaits::Call wait(driverWaits(), kRegistryCallLimitMs);
   const Deadline deadline(wait.limitMs());
-  if (session_bus::startSessionBus(&bus_) < 0 || !calls_.connect() || !addMatches()) {
-    return kIOReturnError;
-  }
+  watcher_ = FileDescriptor(epoll_create1(EPOLL_CLOEXEC));
+  if (const int result = startBus(); result < 0) return result;
+  if (!calls_.connect()) return -ENOTCONN;
   const std::array buses{bus_.get(), calls_.bus()};
   while (!isReady() || !settled_) {
     int more = 0;
     for (sd_bus* bus : buses) {
       const int result = processReceived(bus);
-      if (result < 0) return kIOReturnError;
+      if (result < 0) return result;
       more |= result;
     }
-    if (deadline.hasPassed() && !isReady()) return kIOReturnTimeout;
-    if (deadline.hasPassed()) break;
+    if (deadline.hasPassed()) return isReady() ? 0 : -ETIMEDOUT;
     if (more == 0 && !(isReady() && settled_)) session_bus::waitForBuses(buses, deadline);
   }
-  // Only now: a connection that is being set up may change its descriptor.
-  watcher_ = FileDescriptor(epoll_create1(EPOLL_CLOEXEC));
-  epoll_event event{};
-  event.events = EPOLLIN;
-  if (epoll_ctl(watcher_.get(), EPOLL_CTL_ADD, sd_bus_get_fd(bus_.get()), &event) != 0) {
-    return kIOReturnError;
-  }
-  return kIOReturnSuccess;
+  return 0;
 }
 
 bool DriverBus::isReady() const {
   return sd_bus_is_ready(bus_.get()) > 0 && sd_bus_is_ready(calls_.bus()) > 0;
 }
 
+bool DriverBus::watch(int descriptor) {
+  epoll_event event{};
+  event.events = EPOLLIN;
+  return epoll_ctl(watcher_.get(), EPOLL_CTL_ADD, descriptor, &event) == 0;
+}
+
+int DriverBus::startBus() {
+  int result = session_bus::startSessionBus(&bus_);
+  if (result >= 0) result = addMatches();
+  if (result >= 0 && !watch(sd_bus_get_fd(bus_.get()))) result = -errno;
+  return result;
+}
+
 // The bus handles requests of one connection in order: the matches are in place before it looks up
 // the owner, and the owner is known before the services are listed, so no announcement is missed.
-bool DriverBus::addMatches() {
+int DriverBus::addMatches() {
   const std::string fromDriver = std::string("type='signal',sender='") + kDriverName + "',";
   const std::string manager =
       fromDriver + "interface='" + kObjectManagerInterface + "',path='" + kDriverPath + "',member=";
@@ -143,28 +158,52 @@ bool DriverBus::addMatches() {
                               "',path_namespace='" + kDriverPath + "',member='" + kMessageSignal +
                               "'";
   const auto add = [this](const std::string& match, sd_bus_message_handler_t handler) {
-    return sd_bus_add_match_async(bus_.get(), nullptr, match.c_str(), handler, nullptr, this) >= 0;
+    return sd_bus_add_match_async(bus_.get(), nullptr, match.c_str(), handler, nullptr, this);
   };
-  return add(ownerChange, ownerChanged) && add(manager + "'InterfacesAdded'", interfacesAdded) &&
-         add(manager + "'InterfacesRemoved'", interfacesRemoved) && add(message, messageSent) &&
-         sd_bus_call_method_async(bus_.get(), nullptr, kBusName, kBusPath, kBusName, "GetNameOwner",
-                                  ownerKnown, this, "s", kDriverName) >= 0;
+  int result = add(ownerChange, ownerChanged);
+  if (result >= 0) result = add(manager + "'InterfacesAdded'", interfacesAdded);
+  if (result >= 0) result = add(manager + "'InterfacesRemoved'", interfacesRemoved);
+  if (result >= 0) result = add(message, messageSent);
+  if (result < 0) return result;
+  return sd_bus_call_method_async(bus_.get(), nullptr, kBusName, kBusPath, kBusName, "GetNameOwner",
+                                  ownerKnown, this, "s", kDriverName);
 }
 
 void DriverBus::receive() {
-  if (!bus_) return;
-  const int result = processReceived(bus_.get());
-  if (result < 0 || sd_bus_is_open(bus_.get()) <= 0) {
-    lose();
-  } else if (result > 0) {
-    registry_.wakePorts();
-  }
+  if (socket_) followSocket();
+  if (bus_ && !process()) lose();
   readProbes();
 }
 
+// False when the bus is lost.
+bool DriverBus::process() {
+  const int result = processReceived(bus_.get());
+  if (result < 0 || sd_bus_is_open(bus_.get()) <= 0) return false;
+  if (result > 0) registry_.wakePorts();
+  if (socket_ && sd_bus_is_ready(bus_.get()) > 0) {
+    socket_.reset();
+    calls_.connect();
+  }
+  return true;
+}
+
+// A bus that is lost before it was ready is not tried again until its socket's path changes: a
+// server that ends each connection would keep the process busy.
 void DriverBus::lose() {
   setOwner("");
   bus_.reset();
+  if (socket_) return;
+  socket_.emplace(session_bus::sessionBusSocketPath());
+  watch(socket_->descriptor());
+  socket_->arm();
+  // The socket of a bus that is started on demand always exists and causes no event.
+  if (startBus() < 0 || !process()) bus_.reset();
+}
+
+void DriverBus::followSocket() {
+  if (!socket_->takeEvents()) return;
+  socket_->arm();
+  if (startBus() < 0) bus_.reset();
 }
 
 void DriverBus::setOwner(const std::string& owner) {

@@ -3,7 +3,7 @@
 //
 // Announcements arrive on a connection of their own, in order, and become publications,
 // terminations and messages of the registry. Announcements of any sender but the owner of the
-// driver name are ignored.
+// driver name are ignored. A bus that was lost is followed when it comes back.
 #pragma once
 
 #include <chrono>
@@ -16,6 +16,7 @@
 #include "platform/device_registry/dbus/driver_calls.h"
 #include "platform/device_registry/dbus/driver_probe.h"
 #include "platform/device_registry/dbus/driver_service.h"
+#include "platform/posix/socket_watch.h"
 
 namespace device_registry {
 
@@ -24,10 +25,12 @@ class DriverBus {
   explicit DriverBus(Registry& registry) : registry_(registry) {}
 
   // Connects and publishes the present services. The services of a driver that takes longer than
-  // kRegistryCallLimitMs are published when it answers. Failure: the bus cannot be reached.
+  // kRegistryCallLimitMs are published when it answers. Failure: the bus cannot be reached, which
+  // is printed for the user.
   IOReturn connect();
 
-  // Handles the announcements received by now. Terminates all services when the bus is lost.
+  // Handles the announcements received by now. When the bus is lost, terminates all services; when
+  // its socket appears again, connects again, without waiting, and publishes what is there then.
   void receive();
   // As receive(), and repairs what a silence of the driver left wrong, once it answers again.
   void beginTurn();
@@ -37,8 +40,14 @@ class DriverBus {
 
  private:
   bool isReady() const;
-  bool addMatches();
+  bool watch(int descriptor);
+  // Return 0 or a negative errno.
+  int reachBus();
+  int startBus();
+  int addMatches();
+  bool process();
   void lose();
+  void followSocket();
 
   void setOwner(const std::string& owner);
   void startDriver();
@@ -84,7 +93,8 @@ class DriverBus {
   Bus bus_;
   BusSlot listing_;  // the pending call that lists the owner's services
   std::string owner_;
-  FileDescriptor watcher_;  // watches the bus and the probes
+  FileDescriptor watcher_;             // watches the bus, its socket's path and the probes
+  std::optional<SocketWatch> socket_;  // from the loss of the bus until there is one again
   // By object path.
   std::map<std::string, std::shared_ptr<DriverService>> services_;
   std::map<std::string, Silence> silences_;

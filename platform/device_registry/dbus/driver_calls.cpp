@@ -28,7 +28,10 @@ bool isOpen(sd_bus* bus) {
 
 }  // namespace
 
-bool DriverCalls::connect() { return session_bus::startSessionBus(&bus_) >= 0; }
+bool DriverCalls::connect() {
+  reconnected_ = Pause();
+  return session_bus::startSessionBus(&bus_) >= 0;
+}
 
 IOReturn DriverCalls::makeSureOfBus(const Deadline& deadline) {
   if (isOpen(bus_.get())) return kIOReturnSuccess;

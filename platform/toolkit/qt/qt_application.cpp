@@ -8,11 +8,16 @@
 #include <QIcon>
 #include <QLoggingCategory>
 #include <QScreen>
+#include <QStringList>
 #include <QTimer>
 #include <QUrl>
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
+#include <string>
+#include <utility>
 
 #include "platform/toolkit/qt/guarded.h"
 #include "platform/toolkit/qt/picture.h"
@@ -70,6 +75,27 @@ void silenceAccessibilityBridge() {
   QLoggingCategory::setFilterRules(QStringLiteral("qt.accessibility.atspi.warning=false"));
 }
 
+// Qt's messages while it looks for a display, as they would be printed.
+QStringList displayMessages;
+
+// Qt aborts, after several messages, when it can open no display. Prints one line in their place
+// and ends the program.
+void endWithoutDisplay(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+  if (type == QtFatalMsg) {
+    std::string displays;
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"}) {
+      const char* value = std::getenv(name);
+      if (value && *value)
+        displays += std::string(displays.empty() ? "" : ", ") + name + "=" + value;
+    }
+    if (displays.empty()) displays = "neither DISPLAY nor WAYLAND_DISPLAY is set";
+    std::fprintf(stderr, "%s: cannot open a display (%s)\n", program_invocation_short_name,
+                 displays.c_str());
+    std::_Exit(EXIT_FAILURE);
+  }
+  displayMessages.push_back(qFormatLogMessage(type, context, text));
+}
+
 void setIdentity() {
   QGuiApplication::setDesktopFileName(kDesktopName);
   const QIcon bundled(qt_toolkit::resourcePath(QStringLiteral("%1.png").arg(kDesktopName)));
@@ -89,7 +115,12 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   // Line-buffered, so that a reader on a pipe sees each line when it is printed.
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
   silenceAccessibilityBridge();
+  qInstallMessageHandler(endWithoutDisplay);
   QApplication application(argc, argv);
+  qInstallMessageHandler(nullptr);
+  for (const QString& message : std::exchange(displayMessages, {})) {
+    std::fprintf(stderr, "%s\n", qPrintable(message));
+  }
   QApplication::setStyle(QStringLiteral("fusion"));  // which the window's style sheet builds on
   QApplication::setQuitOnLastWindowClosed(false);    // the delegate is asked
   terminating = false;

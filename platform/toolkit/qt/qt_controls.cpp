@@ -35,6 +35,16 @@ QString asMarkup(const QString& text) {
   return QStringLiteral("<p>%1</p>").arg(text.toHtmlEscaped());
 }
 
+// Call before the control is hidden or disabled. If the user is typing into it, closes its list and
+// moves the focus to the window, which ignores the keys that follow. Qt would move it to the next
+// control, a button or another menu, and the keys would press that or change its item.
+void leave(QWidget& widget) {
+  QWidget* window = widget.window();
+  if (window->focusWidget() != &widget) return;
+  if (auto* menu = qobject_cast<QComboBox*>(&widget)) menu->hidePopup();
+  window->setFocus();
+}
+
 }  // namespace
 
 NSView NSView::superview() const {
@@ -74,11 +84,17 @@ void NSWindow::setBackgroundColor(const NSColor& color) {
 }
 
 void NSControl::setHidden(bool hidden) {
-  if (QWidget* widget = widgetOf(*this)) widget->setHidden(hidden);
+  QWidget* widget = widgetOf(*this);
+  if (!widget) return;
+  if (hidden) leave(*widget);
+  widget->setHidden(hidden);
 }
 
 void NSControl::setEnabled(bool enabled) {
-  if (QWidget* widget = widgetOf(*this)) widget->setEnabled(enabled);
+  QWidget* widget = widgetOf(*this);
+  if (!widget) return;
+  if (!enabled) leave(*widget);
+  widget->setEnabled(enabled);
 }
 
 NSWindow NSControl::window() const {

@@ -484,6 +484,84 @@ TEST_F(QtToolkit, ReturnPressesTheButtonThatHasTheFocus) {
   EXPECT_THAT(pressed, ElementsAre("Help", "CloseButton"));
 }
 
+// The user goes on typing into a menu that has just been hidden, with its list open or closed.
+TEST_F(QtToolkit, KeysForAMenuThatVanishedPressNoButtonAndChangeNoOtherMenu) {
+  std::vector<std::string> pressed;
+  whenRunning = [&] {
+    window()->activateWindow();
+    for (const char* name : {"Help", "CloseButton"}) {
+      auto* button = find<QPushButton>(name);
+      QObject::connect(button, &QPushButton::clicked, button,
+                       [&, name] { pressed.push_back(name); });
+    }
+    auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
+    auto* other = find<QComboBox>("KvIoRInCh3And4Menu");
+    for (const bool othersVanishToo : {false, true}) {
+      for (const bool open : {false, true}) {
+        menu->show();
+        other->show();
+        other->setCurrentIndex(3);
+        menu->setFocus();
+        if (open) menu->showPopup();
+        NSControl(static_cast<QWidget*>(menu)).setHidden(true);
+        if (othersVanishToo) NSControl(static_cast<QWidget*>(other)).setHidden(true);
+        EXPECT_EQ(window()->focusWidget(), window());
+        window()->activateWindow();
+        for (const Qt::Key key : {Qt::Key_Home, Qt::Key_Down, Qt::Key_Return, Qt::Key_Space}) {
+          QTest::keyClick(window()->windowHandle(), key);
+        }
+        EXPECT_EQ(other->currentIndex(), 3);
+      }
+    }
+    NSAppTerminate();
+  };
+  run();
+  EXPECT_THAT(pressed, IsEmpty());
+}
+
+TEST_F(QtToolkit, TheFocusStaysOnAControlWhenAnotherVanishes) {
+  whenRunning = [] {
+    window()->activateWindow();
+    auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
+    auto* other = find<QComboBox>("KvIoRInCh3And4Menu");
+    menu->show();
+    other->show();
+    menu->setFocus();
+    NSControl(static_cast<QWidget*>(other)).setHidden(true);
+    EXPECT_EQ(QApplication::focusWidget(), menu);
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, AFocusedMenuThatIsDisabledLeavesTheFocusToTheWindow) {
+  whenRunning = [] {
+    window()->activateWindow();
+    auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
+    menu->show();
+    menu->setFocus();
+    NSControl(static_cast<QWidget*>(menu)).setEnabled(false);
+    EXPECT_EQ(QApplication::focusWidget(), window());
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, AMenuIsReachedWithTabAfterTheFocusedOneVanished) {
+  whenRunning = [] {
+    window()->activateWindow();
+    auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
+    menu->show();
+    menu->setFocus();
+    NSControl(static_cast<QWidget*>(menu)).setHidden(true);
+    menu->show();
+    QTest::keyClick(window()->windowHandle(), Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), menu);
+    NSAppTerminate();
+  };
+  run();
+}
+
 TEST_F(QtToolkit, TheStandardKeysPressTheCloseButtonAndEscapeDoesNot) {
   int presses = 0;
   whenRunning = [&] {
