@@ -16,7 +16,7 @@
 #include <vector>
 
 #include "platform/pipewire/server_socket.h"
-#include "platform/posix/socket_watch.h"
+#include "platform/posix/posix.h"
 
 namespace pipewire {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "platform/posix/socket_watch.h"
+#include "platform/posix/posix.h"
 
 #include <sys/inotify.h>
 #include <unistd.h>

@@ -16,7 +16,7 @@
 #include "platform/device_registry/dbus/driver_calls.h"
 #include "platform/device_registry/dbus/driver_probe.h"
 #include "platform/device_registry/dbus/driver_service.h"
-#include "platform/posix/socket_watch.h"
+#include "platform/posix/posix.h"
 
 namespace device_registry {
 
