@@ -18,10 +18,10 @@
 // only two of the many calls that a panel makes in a row, and the user's next action tries again.
 //
 // All waits on drivers between two turns of the run loop share one second (DriverWaits); after it
-// calls fail at once. When a driver answers again after calls failed by its silence, a service whose
-// calls failed in the turn in which it was taken from an iterator is terminated and published anew;
-// for another one the driver's message that the state changed is sent to its interests. So a client
-// that follows notifications shows the truth without a timer of its own.
+// calls fail at once. When a driver answers again after calls failed by its silence, a service
+// whose calls failed in the turn in which it was taken from an iterator is terminated and published
+// anew; for another one the driver's message that the state changed is sent to its interests. So a
+// client that follows notifications shows the truth without a timer of its own.
 //
 // Back ends: dbus/ (driver services on the session bus), memory/ (scripted devices).
 #pragma once
@@ -97,7 +97,7 @@ CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port
 // the same drain, unless another armed iterator of the port holds an earlier event: iterators of
 // one port return events in the order in which they happened. The same holds between iterators that
 // are drained for the first time. A service that terminates before any iterator returned it is
-// returned by none, of neither kind.
+// returned by no publish or terminate iterator.
 IOReturn IOServiceAddMatchingNotification(IONotificationPortRef port, const char* kind,
                                           const CFDictionary& matching,
                                           IOServiceMatchingCallback callback, void* refcon,
