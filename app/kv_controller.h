@@ -46,9 +46,9 @@ class KvController : public NSObject, public NSApplicationDelegate, public Panel
   void FoundHardware(std::int32_t index) override;
 
   // Hooks with empty bodies.
-  void startPollingState(NSObject*) {}
-  void updateStatusFields() {}
-  void updateInputSelectControls() {}
+  void startPollingState(NSObject*) {}  // no program calls this
+  void updateStatusFields() {}          // no program calls this
+  void updateInputSelectControls() {}   // no program calls this
   void setWidgetLayoutForDevicePlugged() {}
   void setWidgetLayoutForDeviceUnplugged() {}
 
@@ -64,10 +64,10 @@ class KvController : public NSObject, public NSApplicationDelegate, public Panel
   void doChannel5and6(const NSPopUpButton& sender);
   void doLineOut(const NSPopUpButton& sender);
   void doDigitalOut(const NSPopUpButton& sender);
-  // For a panel with a menu for each pair of line outputs; no program connects them. They store
-  // under the keys of doLineOut and doDigitalOut.
-  void doLine12Out(const NSPopUpButton& sender);
-  void doLine34Out(const NSPopUpButton& sender);
+  // For a panel with a menu for each pair of line outputs. They store under the keys of doLineOut
+  // and doDigitalOut.
+  void doLine12Out(const NSPopUpButton& sender);  // no program calls this
+  void doLine34Out(const NSPopUpButton& sender);  // no program calls this
   void doSampleClockSource(const NSControl& sender);
   void doUsb1ModeInputSelection(const NSControl& sender);
   void doDigitalOutputFormat(const NSControl& sender);
@@ -80,13 +80,13 @@ class KvController : public NSObject, public NSApplicationDelegate, public Panel
   // Stores the device's state as the choices and selects them in the menus. The performance has no
   // query: 0 is stored. No program calls this.
   void GetRoutingValues();
-  // Print the device's routings and output format. No program calls or connects them.
-  void ShowRoutingValues();
-  void doGetRoutingValues(const NSControl& sender);
+  // Print the device's routings and output format.
+  void ShowRoutingValues();                          // no program calls this
+  void doGetRoutingValues(const NSControl& sender);  // no program calls this
 
-  // Move the performance menu and its label to the left or to the centre. No program calls them.
-  void setLeftLatencyWidgets();
-  void setCenterLatencyWidgets();
+  // Move the performance menu and its label to the left or to the centre.
+  void setLeftLatencyWidgets();    // no program calls this
+  void setCenterLatencyWidgets();  // no program calls this
 
   // Sets the bit of *byte when `value` is not 0, else clears it. `bit` is taken modulo 32; bits 8
   // to 31 change nothing. No program calls this.

@@ -284,7 +284,7 @@ class FullTable : public Discovery {
   }
 };
 
-TEST_F(FullTable, The129thArrivalIsReportedButNeitherKeptNorItsTerminationReported) {
+TEST_F(FullTable, The129thDeviceIsNotStoredAndOnlyItsArrivalIsReported) {
   const auto id = publish();
   manual_run_loop::performAll();
   EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived));

@@ -61,13 +61,13 @@ TEST_F(DriverMessages, TheEventNamesTheDeviceWhoseDriverSentTheMessage) {
   EXPECT_THAT(events, ElementsAre(Event{vqapiDeviceMap[1], VQAPI_CB_Notify7}));
 }
 
-TEST_F(DriverMessages, ARecordWhoseFirstWordIsNot36GivesNone) {
+TEST_F(DriverMessages, ARecordWhoseFirstWordIsNot36CausesNoEvent) {
   for (const std::uint32_t size : {0u, 35u, 37u, 0x24000000u}) {
     EXPECT_EQ(eventFor(kDriverMessage, messageOf(size, 3)), 0) << size;
   }
 }
 
-TEST_F(DriverMessages, ARecordShorterThanItSaysGivesNone) {
+TEST_F(DriverMessages, ARecordShorterThanItSaysCausesNoEvent) {
   for (const std::size_t length : {0u, 4u, 8u, 35u}) {
     EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, 3, length)), 0) << length;
   }
@@ -77,7 +77,7 @@ TEST_F(DriverMessages, BytesAfterTheRecordAreIgnored) {
   EXPECT_EQ(eventFor(kDriverMessage, messageOf(36, 3, 64)), VQAPI_CB_Changed);
 }
 
-TEST_F(DriverMessages, AMessageOfAnotherTypeGivesNone) {
+TEST_F(DriverMessages, AMessageOfAnotherTypeCausesNoEvent) {
   for (const natural_t type : {0u, 0xe0000010u, 0xe0000131u}) {
     EXPECT_EQ(eventFor(type, messageOf(36, 3)), 0) << type;
   }

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What all operations have in common, as one table: command, payload, failure value, and whether a
-// short answer is accepted.
+// Table of all operations: command, payload, failure value, and whether a short answer is accepted.
 #include <gmock/gmock.h>
 
 #include <numeric>

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Two lists of devices of the sibling family: the connected devices, and the list that the
-// application stores in its preference "DevicesList". Independent of discovery. Main thread.
+// application stores in its preference "DevicesList". Independent of discovery. Main thread. No
+// program calls these.
 //
 // An entry of either list is a dictionary with "OrbekUID" (8 bytes of data, one little-endian
 // 64-bit number), "idVendor" and "idProduct".

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Calls every operation many times on a driver whose answers have any length and any content. What
-// the operations return does not matter; they must not write outside the caller's buffers, which
-// the guards here and the sanitizers check.
+// Calls every operation many times against random answers of random length; checks, with guards
+// here and with the sanitizers, that none writes outside the caller's buffers. What the operations
+// return does not matter.
 #include <gmock/gmock.h>
 
 #include <array>

@@ -8,7 +8,7 @@ namespace {
 
 using testing::IsEmpty;
 
-// What a failed read must leave: nothing of a former one.
+// A failed read must clear the previous result.
 VqVersion formerVersion() { return _vqapiDecodeDriverVersion(0x09080706); }
 
 void expectCleared(const VqVersion& version) {

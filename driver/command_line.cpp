@@ -4,7 +4,7 @@
 #include <CLI/CLI.hpp>
 
 #include "driver/virtual_control/virtual_interfaces.h"
-#include "protocol/services.h"
+#include "protocol/numbers.h"
 
 namespace driver {
 

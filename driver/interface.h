@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // One connected interface, as the driver service sees it. The virtual interface implements this; a
-// driver for real hardware implements it beside that.
+// driver for real hardware adds a second implementation.
 //
 // Everything runs on the driver's one thread. No operation may wait for hardware: a driver that has
-// to wait answers from what it knows.
+// to wait returns its last known values.
 #pragma once
 
 #include <array>
@@ -70,7 +70,7 @@ class Interface {
   // Sets one routing. False, and nothing changed, for an unknown routing or a value out of range.
   virtual bool setRouting(bool input, std::int32_t pair, std::int32_t value) = 0;
 
-  // The interface was connected to the USB bus: resets what does not survive a reconnect.
+  // The interface was connected to the USB bus. Resets the state that a reconnect clears.
   virtual void connected() = 0;
 
   // At most one listener, not owned; null for none.

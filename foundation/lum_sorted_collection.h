@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A collection that keeps its objects in ascending order of their compare().
+// A collection that keeps its objects in ascending order of their compare(). No program calls this.
 #pragma once
 
 #include "foundation/lum_collection.h"

@@ -64,7 +64,7 @@ class LumString : public LumObject {
   LumString& operator+=(const char* text);
   LumString& operator+=(const LumString& other) { return *this += other.getCharPointer(); }
   // A character that does not fit doubles the capacity. A NUL counts in the length.
-  LumString& operator+=(char c);
+  LumString& operator+=(char c);  // no program calls this
   // Appends `count` bytes that contain no NUL, as += does. False, and no change, when the string
   // would become too long.
   bool append(const char* bytes, std::int32_t count);

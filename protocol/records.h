@@ -133,7 +133,7 @@ struct VqAjExtData {
 
   // Both leave the first word unchanged. validate() sets a clock source, USB 1.1 mode or digital
   // output mode other than 0 and 1 to 0 and keeps all other words.
-  void setDefaults();  // no program calls this
+  void setDefaults();
   void validate();
   bool operator==(const VqAjExtData&) const = default;
 };
@@ -148,7 +148,7 @@ struct VQ_DigitalStatus {
   std::uint32_t rate = 0;
 
   static VQ_DigitalStatus decode(std::span<const std::uint8_t> from);
-  void encode(std::span<std::uint8_t> to) const;  // no program calls this
+  void encode(std::span<std::uint8_t> to) const;
   bool operator==(const VQ_DigitalStatus&) const = default;
 };
 static_assert(sizeof(VQ_DigitalStatus) == VQ_DigitalStatus::kSize);

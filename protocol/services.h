@@ -4,12 +4,10 @@
 #pragma once
 
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
-#include <string_view>
 
 #include "protocol/wire.h"
 
@@ -38,18 +36,6 @@ inline constexpr const char* kRunMethod = "Run";
 inline constexpr const char* kRefusedError = "com.vantrel.VirtualInterfaces1.Error.Refused";
 inline constexpr const char* kNotPluggedError = "com.vantrel.VirtualInterfaces1.Error.NotPlugged";
 inline constexpr const char* kNoInterfaceError = "com.vantrel.VirtualInterfaces1.Error.NoInterface";
-
-// A number as people write it for the driver and the tool: decimal or, after "0x", hexadecimal, and
-// nothing else in the text. nullopt also for a number above `largest`.
-inline std::optional<std::uint32_t> parseNumber(std::string_view text, std::uint32_t largest) {
-  const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
-  if (hexadecimal) text.remove_prefix(2);
-  std::uint32_t value = 0;
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value, hexadecimal ? 16 : 10);
-  if (error != std::errc() || stop != end || value > largest) return std::nullopt;
-  return value;
-}
 
 // --- Registry properties ---
 

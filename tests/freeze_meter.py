@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""How long a program's main thread does not answer: pings its window as a window manager does.
+"""Measures how long a program's main thread fails to answer: pings its window as a window manager does.
 
 Each ping (_NET_WM_PING of the Extended Window Manager Hints) is answered by the thread that handles the
 window's events. The freeze is the longest time from a ping to its answer.

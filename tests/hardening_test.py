@@ -15,7 +15,7 @@ import sys
 import tempfile
 import unittest
 
-# Tenths of what systemd-analyze counts from 0, nothing left, to 10, nothing kept out.
+# Highest exposure score of systemd-analyze allowed, in tenths: 0 is the best score, 100 the worst.
 LARGEST_EXPOSURE = 15
 PROGRAMS = ("vx310-panel", "vx310-driver", "vx310ctl")
 

@@ -18,7 +18,21 @@ from panel_session import TIME_LIMIT, Session, read_line
 BUILD = None
 
 # The commands that `watch` sends when an interface arrives.
-ARRIVAL = (22, 18, 19, 20, 67, 69, 21, 8, 15, 17, 23, 24, 27)
+ARRIVAL = {
+    "driver version": 22,
+    "string 0": 18,
+    "string 1": 19,
+    "speed": 20,
+    "value at open": 67,
+    "configuration and map": 69,
+    "device descriptor": 21,
+    "current configuration": 8,
+    "current clock source": 15,
+    "digital input": 17,
+    "firmware version": 23,
+    "firmware date": 24,
+    "digital output format": 27,
+}
 # How soon the truth is to be seen after the driver's next sign of life: a second and the deliberate pauses,
 # and as much again for a busy machine. The times taken are printed.
 SOON = 4
@@ -81,15 +95,15 @@ class RecoveryTest(unittest.TestCase):
 
 class Arrival(RecoveryTest):
     def expect_truth_after(self, *fault):
-        for command in ARRIVAL:
-            with self.subTest(fault=fault, command=command):
+        for name, command in ARRIVAL.items():
+            with self.subTest(fault=fault, command=name):
                 self.replug(*fault, "command", command)
                 try:
                     taken = self.expect_truth()
                     self.assertIn("faults: 0", " ".join(self.session.sim("state").split()))
                 finally:
                     self.session.sim("fault", "none")
-                print(*fault, "command", command, f"{taken:.2f} s", flush=True)
+                print(*fault, name, f"{taken:.2f} s", flush=True)
 
     def test_one_answer_that_is_late_is_made_good(self):
         self.expect_truth_after("late", 300)
@@ -117,7 +131,7 @@ class Stopped(RecoveryTest):
 
     def test_an_interface_that_is_shown_stays_through_a_hiccup(self):
         before = self.connections
-        self.session.sim("fault", "late", 300, "command", 17)
+        self.session.sim("fault", "late", 300, "command", ARRIVAL["digital input"])
         self.session.sim("digital-input", "valid", 48000)
         self.wait_for(lambda: self.shown.get("digital-input") not in (None, self.truth["digital-input"]))
         self.settle()

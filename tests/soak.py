@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The panel under storms: what, how many, longest freeze, growth, values lost.
+"""Stress tests of the panel: freezes, memory growth, lost values.
 
 usage: soak.py BUILD_FOLDER SECONDS [FACTOR]
 Runs each trial for its share of the seconds and prints one table. The freeze is the longest time for which

@@ -37,8 +37,8 @@ ExitStatus driverStatus() {
   session_bus::Bus bus;
   if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
   sd_bus_message* answer = nullptr;
-  sd_bus_call_method(bus.get(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-                     "org.freedesktop.DBus", "NameHasOwner", nullptr, &answer, "s", kDriverName);
+  sd_bus_call_method(bus.get(), session_bus::kBusName, session_bus::kBusPath, session_bus::kBusName,
+                     "NameHasOwner", nullptr, &answer, "s", kDriverName);
   const session_bus::BusMessage reply(answer);
   int owned = 0;
   if (!answer || sd_bus_message_read(answer, "b", &owned) < 0) {

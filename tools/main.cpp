@@ -5,7 +5,7 @@
 
 #include "platform/driver_waits/driver_waits.h"
 #include "platform/posix/posix.h"
-#include "protocol/services.h"
+#include "protocol/numbers.h"
 #include "tools/commands.h"
 
 namespace {
@@ -44,8 +44,6 @@ constexpr const char* kToolUsage =
     "  3  no driver service is running\n"
     "  4  there is no such interface\n";
 
-constexpr std::uint32_t kAny32 = 0xFFFFFFFF;
-
 // The command line, declared and then parsed. The errors are explained here, in the tool's words.
 class CommandLine {
  public:
@@ -81,7 +79,7 @@ class CommandLine {
 
  private:
   ExitStatus runCommand() const {
-    const auto index = parseNumber(index_, kAny32);
+    const auto index = parseNumber(index_);
     if (watch_->parsed()) return understood_ ? runWatch(json_) : wrong("'watch' takes [--json]");
     driverWaits().unlimit();  // these commands have nothing else to do
     if (list_->parsed()) return understood_ ? runList() : wrong("'list' takes nothing");
@@ -99,7 +97,7 @@ class CommandLine {
   }
 
   ExitStatus runSimCommand() const {
-    const auto interface = understood_ ? parseNumber(interface_, kAny32) : std::nullopt;
+    const auto interface = understood_ ? parseNumber(interface_) : std::nullopt;
     const auto words = sim_->remaining();
     if (!interface) return wrong("--interface takes a number", "vx310ctl sim");
     if (words.empty()) return wrong("'sim' needs a command", "vx310ctl sim");

@@ -81,7 +81,7 @@ TEST_F(ControlTool, HelpIsShownAfterEachCommandToo) {
   EXPECT_THAT(output_, StartsWith("Usage: vx310ctl sim "));
 }
 
-TEST_F(ControlTool, WhatIsWrongWithTheCommandLineIsNamed) {
+TEST_F(ControlTool, ErrorsNameTheWrongWord) {
   run({"dance", "list"});
   EXPECT_EQ(errors_, "vx310ctl: there is no command 'dance'\nTry 'vx310ctl --help'.\n");
   run({"--dance"});
@@ -181,7 +181,7 @@ TEST_F(ControlTool, AnInterfaceThatDoesNotExistIsStatus4) {
   EXPECT_THAT(errors_, HasSubstr("no interface 1"));
 }
 
-TEST_F(ControlTool, WhatTheInterfaceRefusesIsStatus1) {
+TEST_F(ControlTool, ARefusedSettingIsStatus1) {
   startDriver();
   EXPECT_EQ(run({"sim", "clock", "digital"}), 1);
   EXPECT_THAT(errors_, HasSubstr("'clock'"));
@@ -223,7 +223,7 @@ TEST_F(ControlTool, ShowForPeopleHasNamesAndTexts) {
   EXPECT_THAT(output_, Not(HasSubstr("uFirmwareVersion")));
 }
 
-TEST_F(ControlTool, ShowSaysWhatThePanelSays) {
+TEST_F(ControlTool, ShowPrintsThePanelsTexts) {
   startDriver();
   const auto shows = [this](const char* text) {
     EXPECT_EQ(run({"show", "--json"}), 0) << errors_;

@@ -19,7 +19,7 @@
 #include "platform/run_loop/manual/manual_run_loop.h"
 #include "protocol/services.h"
 
-// Starts from empty back ends, and finds afterwards what was not given back.
+// Resets the back ends; fails the test if a handle was not released.
 class BackEndsTest : public testing::Test {
  protected:
   BackEndsTest() { reset(); }
@@ -55,8 +55,8 @@ class Retained {
   USBDevice* device_;
 };
 
-// A driver as a script: what it answers to each command. Without an entry it sends the record back.
-// Driver version 2.05.b3 until told otherwise.
+// Scripted driver: one answer per command; commands without an entry are echoed. The driver version
+// is 2.05.b3 unless a test sets another.
 class ScriptedDriver {
  public:
   using Script = std::function<memory_registry::Answer(VQ_Dispatch request)>;
@@ -80,7 +80,7 @@ class ScriptedDriver {
     });
   }
 
-  // Keeps what it is told to answer but sends only so many bytes of it.
+  // Scripts the same answer as before but sends only its first `size` bytes.
   void shorten(VQ_Command command, std::size_t size) {
     answer(command, [size, former = scripts_[command]](VQ_Dispatch record) {
       auto answer = former ? former(record) : bytesOf(record);
@@ -181,7 +181,7 @@ class OpenDeviceTest : public DeviceTest {
     DeviceTest::TearDown();
   }
 
-  // Opens a new handle, for what is read once.
+  // Opens a new handle, to test values read only by open().
   void reopen() {
     device.reset(makeDevice());
     device->retain();

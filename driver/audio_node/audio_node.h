@@ -21,9 +21,8 @@ class AudioNode {
  public:
   // They may do anything to the graph's nodes but destroy this one.
   struct Handlers {
-    // A client wrote a well-formed record; whether the routing exists and takes the value is the
-    // handler's matter. It calls setRoutings() with what holds now. After its return the node shows
-    // the records again in any case, so that the writer sees the answer, a refusal too.
+    // A client wrote a well-formed record. The handler validates the record and calls setRoutings()
+    // with the current routings. The node then republishes them, also after a refusal.
     std::function<void(const RoutingRecord&)> routingWritten;
 
     // The node came into the graph and can be found by others (true), or left it with the server
@@ -31,9 +30,9 @@ class AudioNode {
     std::function<void(bool present)> presenceChanged;
   };
 
-  // In the graph from now on whenever a server runs, until it is destroyed: the graph's next
-  // dispatch() tells the server so. `description` is the name under which others find the device.
-  // The handlers may be empty.
+  // Publishes the node whenever a server is running, from the graph's next dispatch() until
+  // destroyed. `description` is the name under which others find the device. The handlers may be
+  // empty.
   AudioNode(AudioGraph& graph, const std::string& description, const RoutingRecords& records,
             Handlers handlers);
   ~AudioNode();

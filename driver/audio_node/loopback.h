@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The audio of the node: what the capture channels carry, given what is played.
+// Computes the capture channels from the playback channels.
 #pragma once
 
 #include <array>

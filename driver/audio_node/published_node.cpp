@@ -24,7 +24,7 @@ pw_properties* nodeProperties(const std::string& description) {
                            PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CLASS, "Audio/Duplex", nullptr);
 }
 
-// Ports of hardware: they stand for what is plugged into the interface, not for another program.
+// Marked as physical ports: they represent connectors, not a program.
 void* addPort(pw_filter* filter, pw_direction direction, const char* kind, int number) {
   pw_properties* properties =
       pw_properties_new(PW_KEY_FORMAT_DSP, "32 bit float mono audio", PW_KEY_PORT_PHYSICAL, "true",

@@ -215,7 +215,7 @@ TEST_F(ConnectionToDriver, AClientThatReadsNoAnswersIsDisconnected) {
   for (; sent < 10000; ++sent) {
     if (sendPacket(connection_, packet)) continue;
     if (errno != EAGAIN) break;
-    // Full: what another connection asks is answered once these requests have been.
+    // The queue is full: a request on another connection is answered after these.
     expectAnswers(open(path_));
   }
   EXPECT_LT(sent, 10000) << "the driver keeps answers without end";

@@ -39,7 +39,7 @@ class Publication final : private ConnectionOwner {
   // Sends one driver message of any type; `sizeWord` is the size that its argument claims.
   void sendMessage(std::uint32_t type, std::uint32_t sizeWord, std::uint32_t notification);
 
-  // While paused, no connection answers; those opened meanwhile do not either.
+  // While paused, no connection answers, including newly opened ones.
   void setPaused(bool paused);
 
  private:

@@ -156,7 +156,7 @@ bool DriverSession::waitUntil(const std::function<bool()>& done) {
 void DriverSession::catchUp() {
   std::string error;
   call(kDriverPath, "org.freedesktop.DBus.Peer", "Ping", nullptr, &error);
-  // The reply has come, so what came before it is in the queue.
+  // Messages sent before this reply are already queued.
   while (sd_bus_process(bus_.get(), nullptr) > 0) {
   }
 }

@@ -96,7 +96,7 @@ class DriverSession : public ::testing::Test {
   // Sends the words of `vx310ctl sim` to the driver; the error's name, empty on success.
   std::string control(const std::vector<std::string>& words, std::uint32_t interface = 0);
 
-  // Environment entries by which programs find the audio server: none, not even the machine's own.
+  // Environment that hides every audio server, the machine's own included.
   std::vector<std::string> audioEnvironment_ = {"PIPEWIRE_RUNTIME_DIR=/nonexistent"};
 
   // Seen since SetUp(), in the order of arrival.

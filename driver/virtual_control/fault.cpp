@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <array>
 
-#include "protocol/services.h"
+#include "protocol/numbers.h"
 
 namespace driver {
 
@@ -37,7 +37,7 @@ bool readOption(const std::vector<std::string>& words, std::size_t& next, Fault&
     return true;
   }
   if ((word != "command" && word != "times") || next == words.size()) return false;
-  const auto number = parseNumber(words[next++], 0xFFFFFFFF);
+  const auto number = parseNumber(words[next++]);
   (word == "command" ? fault.command : fault.times) = number;
   return number && !(word == "times" && *number == 0);
 }

@@ -16,7 +16,7 @@ using ::testing::IsEmpty;
 using testing::numberOf;
 using ::testing::SizeIs;
 
-// For what must not come. Longer would prove more, and take longer.
+// How long to wait when no packet is expected.
 constexpr std::chrono::milliseconds kShortly{100};
 
 class FaultInjection : public DriverSession {

@@ -5,6 +5,8 @@
 #include <array>
 #include <optional>
 
+#include "protocol/numbers.h"
+
 namespace driver {
 
 namespace {
@@ -19,8 +21,6 @@ struct Setting {
   std::size_t most;
   Apply apply;
 };
-
-constexpr std::uint32_t kAny32 = 0xFFFFFFFF;
 
 // The index of `word` in `words`.
 template <std::size_t size>
@@ -38,14 +38,14 @@ SettingResult digitalInput(Model& model, Arguments arguments) {
   if (!signal) return SettingResult::wrongArguments;
   const bool needsRate = *signal >= kLockValid;
   if (needsRate != (arguments.size() == 2)) return SettingResult::wrongArguments;
-  const auto rate = needsRate ? parseNumber(arguments[1], kAny32) : 0;
+  const auto rate = needsRate ? parseNumber(arguments[1]) : 0;
   if (!rate) return SettingResult::wrongArguments;
   model.clock.setDigitalInput({*signal, *rate});
   return SettingResult::done;
 }
 
 SettingResult sampleRate(Model& model, Arguments arguments) {
-  const auto rate = parseNumber(arguments[0], kAny32);
+  const auto rate = parseNumber(arguments[0]);
   if (!rate || std::find(kSampleRates.begin(), kSampleRates.end(), *rate) == kSampleRates.end()) {
     return SettingResult::wrongArguments;
   }
@@ -101,14 +101,14 @@ SettingResult productName(Model& model, Arguments arguments) {
 }
 
 SettingResult driverVersion(Model& model, Arguments arguments) {
-  const auto word = parseNumber(arguments[0], kAny32);
+  const auto word = parseNumber(arguments[0]);
   if (!word) return SettingResult::wrongArguments;
   model.versions.driver = *word;
   return SettingResult::done;
 }
 
 SettingResult firmwareVersion(Model& model, Arguments arguments) {
-  const auto word = parseNumber(arguments[0], kAny32);
+  const auto word = parseNumber(arguments[0]);
   if (!word) return SettingResult::wrongArguments;
   model.versions.firmware = *word;
   model.versions.firmwareKnownToDriver = *word;

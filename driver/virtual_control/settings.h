@@ -14,7 +14,7 @@
 
 namespace driver {
 
-// Values of protocol/options.h as words. Each word stands at the value that it means.
+// Values of protocol/options.h as words. A word's index is the enum value.
 inline constexpr std::array<std::string_view, 3> kClockSourceWords = {"automatic", "internal",
                                                                       "digital"};
 inline constexpr std::array<std::string_view, 4> kLockStateWords = {"none", "invalid", "valid",
@@ -33,7 +33,7 @@ struct SettingUsage {
   std::string_view name;
   std::string_view arguments;  // as the help of `vx310ctl sim` shows them
 };
-std::span<const SettingUsage> settingUsages();
+std::span<const SettingUsage> settingUsages();  // for tests; no program calls this
 
 // words[0] is the setting's name. On failure *problem says what is wrong.
 SettingResult applySetting(Model& model, const std::vector<std::string>& words,
@@ -51,8 +51,8 @@ nlohmann::ordered_json stateOf(const Model& model);
 // For programs: one line of JSON. Bytes that are no UTF-8 become U+FFFD.
 std::string jsonOf(const nlohmann::ordered_json& state);
 
-// For people: a line for each member, texts without quotes. Control characters stay escaped: what
-// is shown must not move the cursor.
+// For people: a line for each member, texts without quotes. Control characters are escaped so that
+// they cannot move the cursor.
 std::string linesOf(const nlohmann::ordered_json& state);
 
 }  // namespace driver

@@ -20,7 +20,7 @@ int readWords(sd_bus_message* message, Words& words) {
   return result < 0 ? result : sd_bus_message_exit_container(message);
 }
 
-void failWithoutInterface(const SimCall& call, std::uint32_t index) {
+void failWithoutInterface(const VirtualCall& call, std::uint32_t index) {
   call.fail(kNoInterfaceError, "There is no interface " + std::to_string(index));
 }
 
@@ -51,22 +51,22 @@ int VirtualInterfaces::onRun(sd_bus_message* message, void* self, sd_bus_error*)
   int result = sd_bus_message_read(message, "u", &index);
   if (result >= 0) result = readWords(message, words);
   if (result < 0) return result;
-  static_cast<VirtualInterfaces*>(self)->run(index, words, SimCall(message));
+  static_cast<VirtualInterfaces*>(self)->run(index, words, VirtualCall(message));
   return 1;
 }
 
-void VirtualInterfaces::run(std::uint32_t index, const Words& words, const SimCall& call) {
+void VirtualInterfaces::run(std::uint32_t index, const Words& words, const VirtualCall& call) {
   const std::string command = words.empty() ? "" : words[0];
   if (command == "plug") return plug(index, words, call);
   if (command == "list") return list(words, call);
   std::string problem;
-  const SimAction action = parseSimCommand(words, &problem);
+  const VirtualAction action = parseVirtualCommand(words, &problem);
   if (!action) return call.failAsWrong(problem);
   if (index >= interfaces_.size()) return failWithoutInterface(call, index);
   action(interfaces_[index], call);
 }
 
-void VirtualInterfaces::plug(std::uint32_t index, const Words& words, const SimCall& call) {
+void VirtualInterfaces::plug(std::uint32_t index, const Words& words, const VirtualCall& call) {
   const bool another = words.size() == 2 && words[1] == "--second";
   if (words.size() > 1 && !another) return call.failAsWrong("'plug' takes nothing but --second");
   if (another && interfaces_.size() >= kMaximumInterfaces) {
@@ -86,7 +86,7 @@ void VirtualInterfaces::plug(std::uint32_t index, const Words& words, const SimC
   });
 }
 
-void VirtualInterfaces::list(const Words& words, const SimCall& call) {
+void VirtualInterfaces::list(const Words& words, const VirtualCall& call) {
   if (words.size() > 1) return call.failAsWrong("'list' takes nothing");
   std::string output;
   std::size_t index = 0;

@@ -7,7 +7,7 @@
 #include <deque>
 
 #include "driver/virtual_control/pluggable_interface.h"
-#include "driver/virtual_control/sim_commands.h"
+#include "driver/virtual_control/virtual_commands.h"
 
 namespace driver {
 
@@ -30,9 +30,9 @@ class VirtualInterfaces {
   static const sd_bus_vtable kVtable[];
   static int onRun(sd_bus_message* message, void* self, sd_bus_error* error);
 
-  void run(std::uint32_t index, const Words& words, const SimCall& call);
-  void plug(std::uint32_t index, const Words& words, const SimCall& call);
-  void list(const Words& words, const SimCall& call);
+  void run(std::uint32_t index, const Words& words, const VirtualCall& call);
+  void plug(std::uint32_t index, const Words& words, const VirtualCall& call);
+  void list(const Words& words, const VirtualCall& call);
 
   ServiceContext& context_;
   BusSlot slot_;

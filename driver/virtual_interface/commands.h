@@ -31,7 +31,7 @@ GroupAnswer answerOptionCommand(Model& model, VQ_Dispatch& record);
 // Levels, channel maps, device name.
 GroupAnswer answerChannelCommand(Model& model, VQ_Dispatch& record);
 
-// Strings, descriptor, versions and what else is read at open.
+// Strings, descriptor, versions and the value at open.
 GroupAnswer answerIdentityCommand(Model& model, VQ_Dispatch& record);
 
 // USB control requests, control port, streaming, firmware update, re-enumeration.
@@ -45,7 +45,7 @@ inline Outcome answerWord(VQ_Dispatch& record, std::uint32_t value) {
   return Outcome::answered;
 }
 
-// Clears the payload for an answer that does not build on the request.
+// Zeroes the payload before an answer that reuses none of the request.
 inline void clearPayload(VQ_Dispatch& record) { record = VQ_Dispatch(record.command()); }
 
 // Answers with `text` at the start of a cleared payload, cut to `size` bytes with its end.

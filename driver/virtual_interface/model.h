@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The state of the virtual interface: a VX-310 as data. Rules that tie values together stand with
-// their type; the command files change the model on request.
+// The state of the virtual interface: a VX-310 as data. Each type enforces its own invariants; the
+// command files change the model on request.
 #pragma once
 
 #include <array>

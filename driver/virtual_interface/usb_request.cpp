@@ -18,9 +18,9 @@ bool isVendorRequest(const VQ_Dispatch& record, const UsbRequestLayout& layout) 
          number(record, layout.recipient) == EDRQ_Device;
 }
 
-// The record does not say which layout it has. A driver of version 1 gets both and tells them apart
-// by where the setup fields make sense, the new layout first: what it finds there is zero in an old
-// record that carries no more than 112 bytes of data.
+// The record does not say which layout it has, and a driver of version 1 gets both. Try the new
+// layout first: the fields that tell a vendor request are zero there in an old record with at most
+// 112 data bytes.
 const UsbRequestLayout& layoutOf(const Model& model, const VQ_Dispatch& record) {
   const bool mayBeOld = model.versions.driver >> 24 == 1;
   return mayBeOld && !isVendorRequest(record, kNewUsbRequestLayout) ? kOldUsbRequestLayout

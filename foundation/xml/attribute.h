@@ -14,9 +14,9 @@ namespace XML {
 
 class Attribute : public LumObject {
  public:
-  explicit Attribute(const char* name) : name_(name), value_("") {}
+  explicit Attribute(const char* name) : name_(name), value_("") {}  // no program calls this
   Attribute(const char* name, const char* value) : name_(name), value_(value) {}
-  // Typed values are converted as setValue() does.
+  // Typed values are converted as setValue() does. No program calls these.
   Attribute(const char* name, bool value);
   Attribute(const char* name, std::int32_t value);
   Attribute(const char* name, float value);
@@ -26,14 +26,14 @@ class Attribute : public LumObject {
   const char* getName() const { return name_; }
   const char* getValue() const { return value_; }
   // Null is read as "".
-  void setName(const char* name) { name_.assign(name); }  // no program calls this
-  void setValue(const char* value) { value_.assign(value); }
+  void setName(const char* name) { name_.assign(name); }      // no program calls this
+  void setValue(const char* value) { value_.assign(value); }  // no program calls this
   // Writes "1" or "0".
-  void setValue(bool value);
-  void setValue(std::int32_t value);
-  void setValue(std::uint32_t value);
+  void setValue(bool value);           // no program calls this
+  void setValue(std::int32_t value);   // no program calls this
+  void setValue(std::uint32_t value);  // no program calls this
   // Writes as printf's "%e" does.
-  void setValue(float value);
+  void setValue(float value);  // no program calls this
 
   // Read the number at the start of the value; 0 without a number, clamped to 32 bits. For
   // getValueULong(), a minus sign negates within the 32 bits, and a number too far below 0 gives

@@ -44,15 +44,15 @@ class Node : public LumObject {
   std::int32_t getCountNodes() const { return nodes_.count(); }
   // The first child of this name, or null. A `const char*` ignores case, a LumString does not.
   Node* getNode(const char* name) const;
-  Node* getNode(const LumString& name) const;
+  Node* getNode(const LumString& name) const;  // no program calls this
   // Same search; a missing child is added. Null when the collection is full.
   Node* getOrCreateNode(const char* name);
-  Node* getOrCreateNode(const LumString& name);
+  Node* getOrCreateNode(const LumString& name);  // no program calls this
   // Appends `node` and moves it to this node's document. Null, and no change, when `node` is null
   // or already a child, or the collection is full.
   Node* addNode(Node* node);
   Node* addNode(const char* name);
-  Node* addNode(const LumString& name);
+  Node* addNode(const LumString& name);                  // no program calls this
   void releaseNode(Node* node) { nodes_.remove(node); }  // no program calls this
   void removeChilds() { nodes_.removeAll(); }
 
@@ -65,11 +65,12 @@ class Node : public LumObject {
   std::int32_t getCountAttributes() const { return attributes_.count(); }
   // The first attribute of this name, ignoring case. A missing one is added with an empty value
   // if `create` is set; otherwise the result is null.
-  Attribute* getAttribute(const char* name, bool create);
+  Attribute* getAttribute(const char* name, bool create);  // no program calls this
   // Appends the attribute; null, and no change, when it is null or already held, or the collection
   // is full.
   Attribute* addAttribute(Attribute* attribute);
-  // Append a new attribute, even if the name is taken; null when the collection is full.
+  // Append a new attribute, even if the name is taken; null when the collection is full. No program
+  // calls these.
   Attribute* addAttribute(const LumString& name, const LumString& value);
   Attribute* addAttribute(const LumString& name, std::int32_t value);
   Attribute* addAttribute(const LumString& name, float value);
@@ -91,7 +92,7 @@ class Node : public LumObject {
   // --- The subtree ---
 
   // Releases children and attributes.
-  void clear();
+  void clear();  // no program calls this
   // Adds the number of descendants to `nodes`, and of this node's and their attributes to
   // `attributes`.
   // No program calls this.

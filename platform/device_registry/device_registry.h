@@ -97,7 +97,7 @@ CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port
 // the same drain, unless another armed iterator of the port holds an earlier event: iterators of
 // one port return events in the order in which they happened. The same holds between iterators that
 // are drained for the first time. A service that terminates before any iterator returned it is
-// returned by none, of neither kind.
+// returned by no publish or terminate iterator.
 IOReturn IOServiceAddMatchingNotification(IONotificationPortRef port, const char* kind,
                                           const CFDictionary& matching,
                                           IOServiceMatchingCallback callback, void* refcon,

@@ -54,7 +54,7 @@ struct FSRef {
 using FSForkRef = std::int16_t;
 
 // Finds the Preferences folder of the system disk; fnfErr for another disk or type, or when the
-// user has no such folder. A missing folder is found too; `create` makes it.
+// user has no home. Succeeds for a folder that does not exist; `create` creates it.
 OSStatus FSFindFolder(std::int16_t domain, std::uint32_t type, bool create, FSRef& folder);
 
 // Finds the file `name`, UTF-8 of 1 to 255 bytes without '/' and NUL, in `folder`; fnfErr when it

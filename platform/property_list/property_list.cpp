@@ -177,8 +177,7 @@ std::optional<CFValue> valueOf(plist_t node, int levelsLeft) {
 
 // --- Writing ---
 
-// Releases before 2.3 write what plist_new_uint() takes as a signed number, later ones unsigned;
-// those have plist_new_int().
+// libplist before 2.3: plist_new_uint() is signed. From 2.3 on: unsigned, use plist_new_int().
 template <std::signed_integral Number>
 plist_t newInteger(Number value) {
   if constexpr (requires { plist_new_int(value); }) {

@@ -14,6 +14,10 @@
 
 namespace session_bus {
 
+// The bus's own service: its name, which its interface has too, and its object.
+inline constexpr const char* kBusName = "org.freedesktop.DBus";
+inline constexpr const char* kBusPath = "/org/freedesktop/DBus";
+
 struct Release {
   void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
   void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }

@@ -83,7 +83,7 @@ bool PipeWireServer::start() {
   return waitForSocket();
 }
 
-// The socket's appearance causes an event; that the server then listens causes none.
+// The socket's creation raises an event; listen() does not.
 bool PipeWireServer::waitForSocket() const {
   const int watch = ::inotify_init1(IN_CLOEXEC | IN_NONBLOCK);
   ::inotify_add_watch(watch, folder().c_str(), IN_CREATE);

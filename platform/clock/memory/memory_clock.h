@@ -10,7 +10,7 @@ namespace memory_clock {
 // The pauses since the last reset, in microseconds.
 const std::vector<unsigned>& pauses();
 
-// Calls `action` during each pause with its length, to simulate events on the machine meanwhile.
+// Calls `action` during each pause with its length, to cause events on the machine meanwhile.
 void onPause(std::function<void(unsigned microseconds)> action);
 
 // Forgets the pauses and the action.

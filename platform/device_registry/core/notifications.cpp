@@ -24,7 +24,7 @@ void addLiving(std::vector<std::weak_ptr<T>>& list, const std::shared_ptr<T>& ob
   list.push_back(object);
 }
 
-// How much of a message's argument tells what happened: the size and the number of a driver's.
+// Leading bytes of an argument that identify the event: size and number.
 constexpr std::size_t kMessageHead = 8;
 
 bool tellsTheSame(std::span<const std::uint8_t> left, std::span<const std::uint8_t> right) {

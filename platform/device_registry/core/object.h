@@ -65,9 +65,9 @@ class ObjectTable {
     return entry == entries_.end() ? nullptr : std::dynamic_pointer_cast<T>(entry->second.object);
   }
 
-  // The sum of all references.
+  // The sum of all references. For tests; no program calls this.
   std::size_t references() const;
-  void clear() { entries_.clear(); }
+  void clear() { entries_.clear(); }  // for tests; no program calls this
 
  private:
   struct Entry {

@@ -47,7 +47,7 @@ class Registry {
   // Publishes the services that are present. IOMasterPort calls it while no master port is held,
   // and returns its failure.
   virtual IOReturn connect() = 0;
-  // Undoes connect(), also a failed one. All services are forgotten before.
+  // Releases what connect() acquired, even after it failed. The services are already removed.
   virtual void disconnect() = 0;
   // Handles everything that the drivers have sent so far. Does not wait and makes no callbacks.
   virtual void receive() {}
@@ -76,7 +76,7 @@ class Registry {
 
   // --- Clients ---
 
-  // Whether a client holds a master port. Without one, operations only give things back.
+  // Whether a client holds a master port. Without one, only release operations work.
   bool isOpen() const { return !masterPorts.empty(); }
   // Terminates all services without notifying anyone, and disconnects.
   void close();

@@ -17,8 +17,8 @@ namespace device_registry {
 
 namespace {
 
-constexpr const char* kBusName = "org.freedesktop.DBus";
-constexpr const char* kBusPath = "/org/freedesktop/DBus";
+using session_bus::kBusName;
+using session_bus::kBusPath;
 
 // Messages processed in one turn; the run loop calls again for the rest.
 constexpr int kReceiveLimit = 1000;

@@ -68,7 +68,7 @@ class DriverRecovery : public DbusTest {
   bool isTakenInAfter(std::size_t attempts) {
     return client_.waitUntil([&] { return taken_.size() == attempts; }) && taken_.back();
   }
-  // Nothing more happens of what the driver's answers could bring about.
+  // Runs until no probe or message is pending.
   void expectQuiet() {
     for (int i = 0; i < 3; ++i) {
       ASSERT_TRUE(arriveFrom(driver_));
@@ -224,7 +224,7 @@ TEST_F(DriverRecovery, ManySilentServicesShareOneSecondOfWaitingInATurn) {
   });
   int longest = millisecondsOf([this] { ASSERT_EQ(client_.open(), kIOReturnSuccess); });
   const session_bus::Deadline patience(60'000);
-  // The sound one comes last; those before it take their turns first.
+  // The healthy service is listed last, so the others are read first.
   while ((taken_.empty() || !taken_.back()) && !patience.hasPassed()) {
     longest = std::max(longest, millisecondsOf([this] { client_.source().perform(); }));
   }

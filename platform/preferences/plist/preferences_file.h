@@ -71,8 +71,8 @@ class PreferencesFile {
 
   // The values of the file when it was last parsed or written.
   CFDictionary stored_;
-  // That file, empty when there was no file. It stays open so that no new file gets its inode
-  // number.
+  // Descriptor of the file last read or written, empty when there was no file; kept open so that
+  // its inode number is not reused.
   FileDescriptor file_;
   struct stat status_ = {};
   bool isDurable_ = false;  // both the file and its folder entry are known to be synced

@@ -17,9 +17,9 @@ class PluggableInterface;
 using Words = std::vector<std::string>;
 
 // A method call that a command replies to once, now or later.
-class SimCall {
+class VirtualCall {
  public:
-  explicit SimCall(sd_bus_message* message)
+  explicit VirtualCall(sd_bus_message* message)
       : message_(sd_bus_message_ref(message), sd_bus_message_unref) {}
 
   // `output` is UTF-8, as every text on the bus.
@@ -32,9 +32,9 @@ class SimCall {
   std::shared_ptr<sd_bus_message> message_;
 };
 
-using SimAction = std::function<void(PluggableInterface& interface, const SimCall& call)>;
+using VirtualAction = std::function<void(PluggableInterface& interface, const VirtualCall& call)>;
 
 // Empty for wrong words; *problem then says what is wrong with them.
-SimAction parseSimCommand(const Words& words, std::string* problem);
+VirtualAction parseVirtualCommand(const Words& words, std::string* problem);
 
 }  // namespace driver
