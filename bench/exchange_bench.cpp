@@ -7,6 +7,7 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -41,7 +42,8 @@ class RealDriver {
 
  private:
   static io_service_t find() {
-    for (int attempt = 0; attempt < 1000; ++attempt) {
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (std::chrono::steady_clock::now() < limit) {
       mach_port_t port = 0;
       if (IOMasterPort(&port) != kIOReturnSuccess) continue;
       io_iterator_t present = 0;
