@@ -22,10 +22,16 @@ class DriverWaits {
    public:
     // At most `limitMs`, or what is left.
     Call(DriverWaits& waits, int limitMs) : waits_(waits), limitMs_(limitMs) {
+      // No turn lasts a second without a call. So a client that no driver message wakes, whose
+      // turns nobody announces, is not kept from waiting for good.
+      if (start_ - waits_.lastEnd_ >= kLimit) waits_.renew();
       const auto left = std::chrono::ceil<std::chrono::milliseconds>(waits_.left_);
       limitMs_ = std::clamp(static_cast<int>(left.count()), 0, limitMs);
     }
-    ~Call() { waits_.left_ -= Clock::now() - start_; }
+    ~Call() {
+      waits_.lastEnd_ = Clock::now();
+      waits_.left_ -= waits_.lastEnd_ - start_;
+    }
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
 
@@ -41,6 +47,7 @@ class DriverWaits {
  private:
   Clock::duration limit_ = kLimit;
   Clock::duration left_ = kLimit;
+  Clock::time_point lastEnd_{};  // of the last call
 };
 
 inline DriverWaits& driverWaits() {

@@ -211,6 +211,19 @@ TEST_F(DriverRecovery, AServiceThatIsTakenInAlreadyStaysAndItsClientIsToldToRead
   EXPECT_EQ(client_.gone, 0);
 }
 
+// Needs time to pass.
+TEST(DriverWaitsTest, TheTimeForWaitingIsRenewedAfterASecondWithoutACall) {
+  constexpr int kLimitMs = static_cast<int>(DriverWaits::kLimit.count());
+  DriverWaits waits;
+  {
+    const DriverWaits::Call call(waits, kRegistryCallLimitMs);
+    poll(nullptr, 0, kLimitMs);
+  }
+  EXPECT_EQ(DriverWaits::Call(waits, kRegistryCallLimitMs).limitMs(), 0);
+  poll(nullptr, 0, kLimitMs);
+  EXPECT_EQ(DriverWaits::Call(waits, kRegistryCallLimitMs).limitMs(), kRegistryCallLimitMs);
+}
+
 TEST_F(DriverRecovery, ManySilentServicesShareOneSecondOfWaitingInATurn) {
   constexpr int kSilent = 12;
   driver_.perform([](Driver& driver) {
