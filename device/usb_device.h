@@ -26,6 +26,7 @@
 #include "platform/values/values.h"
 #include "protocol/dispatch.h"
 #include "protocol/records.h"
+#include "protocol/usb_request.h"
 
 // Control codes of USBDevice::DeviceIoControl.
 inline constexpr int kControlCodeString0 = 0;
@@ -43,9 +44,6 @@ void CloseHandle(io_connect_t connection);
 
 class USBDevice {
  public:
-  // Maximum data of one USB control request, in bytes.
-  static constexpr std::uint16_t kRequestDataLimit = 256;
-
   // Makes a closed handle; retains `service` and reads its properties. With service 0, open()
   // always fails.
   explicit USBDevice(io_service_t service);
@@ -95,12 +93,11 @@ class USBDevice {
 
   // Sends a USB control request with the first `length` bytes of `buffer`, or without data when
   // `buffer` is null or `length` 0. With EDIR_DeviceToHost, at most `length` bytes of the answer's
-  // data are stored in `buffer`. Fails for more than kRequestDataLimit bytes.
+  // data are stored in `buffer`. Fails for more than 256 bytes.
   //
   // A driver of major version 1 gets the old record layout unless `newLayout` is true; later
-  // drivers always get the new one. In the new layout the data area starts 128 bytes before the
-  // setup fields and is written after them: data of more than 128 bytes overwrites the setup
-  // fields, and a request without data clears them.
+  // drivers always get the new one, in which long data and a request without data overwrite the
+  // other fields (UsbRequest, protocol/usb_request.h).
   bool request(EDirection direction, EDRQ_Level level, EDRQ_Recipient recipient,
                unsigned char request, unsigned short value, unsigned short index, char* buffer,
                unsigned short length, bool newLayout);

@@ -3,6 +3,8 @@
 
 #include <cstdio>
 
+#include "protocol/versions.h"
+
 namespace {
 
 // Version numbers are rendered as signed 32-bit integers.
@@ -24,40 +26,38 @@ const char* stageLetters(std::uint32_t stage) {
 }  // namespace
 
 VqVersion _vqapiDecodeDriverVersion(std::uint32_t packed) {
+  const DriverVersion decoded = DriverVersion::decode(packed);
   VqVersion version;
-  version.major = packed >> 24;
-  version.sub = VqVersion::kNoSub;
-  if (version.major >= 17) {
-    version.sub = version.major & 15;
-    version.major >>= 4;
-  }
-  version.minor = (packed >> 16) & 255;
-  version.stage = (packed >> 8) & 255;
-  version.build = packed & 255;
+  version.major = decoded.major;
+  version.sub = decoded.sub;
+  version.minor = decoded.minor;
+  version.stage = decoded.stage;
+  version.build = decoded.build;
   version.letter = '0';
   _vqapiMakeVersionString(version);
   return version;
 }
 
 VqVersion _vqapiDecodeFirmwareVersion(std::uint32_t packed) {
+  const FirmwareVersion decoded = FirmwareVersion::decode(packed);
   VqVersion version;
-  version.major = packed >> 24;
-  version.minor = (packed >> 16) & 255;
-  version.stage = (packed >> 8) & 255;
-  version.build = packed & 255;
-  version.letter = static_cast<char>(packed & 255);
+  version.major = decoded.major;
+  version.minor = decoded.minor;
+  version.stage = decoded.third;
+  version.build = decoded.fourth;
+  version.letter = static_cast<char>(decoded.fourth);
   _vqapiMakeVersionStringFirmware(version);
   return version;
 }
 
 void _vqapiMakeVersionString(VqVersion& version) {
   char middle[32];
-  if (version.sub == VqVersion::kNoSub) {
+  if (version.sub == DriverVersion::kNoSub) {
     std::snprintf(middle, sizeof middle, "%02d", shown(version.minor));
   } else {
     std::snprintf(middle, sizeof middle, "%d.%d", shown(version.sub), shown(version.minor));
   }
-  if (version.stage == VqVersion::kRelease) {
+  if (version.stage == DriverVersion::kRelease) {
     std::snprintf(version.text, sizeof version.text, "%d.%s", shown(version.major), middle);
   } else {
     std::snprintf(version.text, sizeof version.text, "%d.%s.%s%d", shown(version.major), middle,

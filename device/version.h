@@ -8,16 +8,10 @@
 #include "protocol/dispatch.h"
 
 struct VqVersion {
-  // Value of `sub` in a driver version without a second number.
-  static constexpr std::uint32_t kNoSub = 15;
-  // Value of `stage` in the version of a released driver.
-  static constexpr std::uint32_t kRelease = 4;
-
   std::uint32_t major = 0;
-  std::uint32_t sub = 0;
+  std::uint32_t sub = 0;  // driver only; DriverVersion::kNoSub if there is no second number
   std::uint32_t minor = 0;
-  // Driver: 0 development, 1 alpha, 2 beta, 3 release candidate, 4 release. Firmware: the third
-  // number.
+  // Driver: as in DriverVersion. Firmware: the third number.
   std::uint32_t stage = 0;
   // Driver: the build number. Firmware: the fourth number.
   std::uint32_t build = 0;
@@ -29,9 +23,7 @@ struct VqVersion {
   char date[kFirmwareDateSize] = {};
 };
 
-// Split a packed version number, four bytes from the highest, into the number fields and render
-// `text`. Driver: major, minor, stage, build; a first byte of 17 or more holds two 4-bit numbers,
-// `major` and `sub`. Firmware: major, minor, stage, build.
+// Decode a version number (protocol/versions.h) into the number fields and render `text`.
 VqVersion _vqapiDecodeDriverVersion(std::uint32_t packed);
 VqVersion _vqapiDecodeFirmwareVersion(std::uint32_t packed);
 

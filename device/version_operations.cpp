@@ -3,18 +3,7 @@
 
 #include "device/usb_device.h"
 #include "platform/log/log.h"
-
-namespace {
-
-// The version number from the device's answer to kFirmwareVersionRequest.
-std::uint32_t firmwareNumberOf(const char (&answer)[3]) {
-  const auto byte = [&answer](std::size_t i) {
-    return std::uint32_t{static_cast<unsigned char>(answer[i])};
-  };
-  return (byte(1) << 24) | ((byte(2) / 10) << 16) | ((byte(2) % 10) << 8) | byte(0);
-}
-
-}  // namespace
+#include "protocol/versions.h"
 
 bool USBDevice::getDriverVersion(VqVersion& version) {
   version = {};
@@ -38,12 +27,12 @@ bool USBDevice::getFirmwareVersion(VqVersion& version, bool askDevice) {
     number = record.word(0);
   }
   if (number == 0) {
-    char answer[3] = {};
-    if (!request(EDIR_DeviceToHost, EDRQ_Vendor, EDRQ_Device, kFirmwareVersionRequest, 0, 0, answer,
-                 sizeof answer, true)) {
+    FirmwareVersion::Answer answer = {};
+    if (!request(EDIR_DeviceToHost, EDRQ_Vendor, EDRQ_Device, kFirmwareVersionRequest, 0, 0,
+                 reinterpret_cast<char*>(answer.data()), sizeof answer, true)) {
       return false;
     }
-    number = firmwareNumberOf(answer);
+    number = FirmwareVersion::fromAnswer(answer).encode();
     platform::printOutput("fwupdater %08X\n", number);
   }
   platform::printOutput("uFirmwareVersion %08X\n", number);

@@ -133,27 +133,3 @@ inline constexpr std::size_t kDeviceNameSize = 32;
 // Maximum number of bytes for the control port in one record, after the byte with their count.
 inline constexpr std::size_t kControlPortLimit = 255;
 static_assert(1 + kControlPortLimit <= VQ_Dispatch::kPayloadSize);
-
-// The parts of a USB control request's type, and the requests that the VX-310 has.
-enum EDirection : std::uint32_t { EDIR_HostToDevice = 0, EDIR_DeviceToHost = 128 };
-enum EDRQ_Level : std::uint32_t { EDRQ_Vendor = 64 };
-enum EDRQ_Recipient : std::uint32_t { EDRQ_Device = 0 };
-inline constexpr std::uint8_t kReplugRequest = 0x52;
-// Three bytes: the lowest number, the highest, and 10 times the second plus the third.
-inline constexpr std::uint8_t kFirmwareVersionRequest = 0x56;
-
-// Offsets of the fields of a USB control request in the record. Drivers of major version 1 take the
-// old layout and, from callers that ask for it, the new layout; later drivers take only the new
-// layout.
-struct UsbRequestLayout {
-  std::size_t direction;  // 32 bits, like level, recipient and length
-  std::size_t level;
-  std::size_t recipient;
-  std::size_t request;  // 8 bits
-  std::size_t value;    // 16 bits, like index
-  std::size_t index;
-  std::size_t length;
-  std::size_t data;
-};
-inline constexpr UsbRequestLayout kOldUsbRequestLayout = {4, 8, 12, 16, 18, 20, 24, 28};
-inline constexpr UsbRequestLayout kNewUsbRequestLayout = {140, 144, 148, 152, 136, 138, 132, 4};

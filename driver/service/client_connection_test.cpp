@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 #include <sys/socket.h>
 
+#include <array>
 #include <cerrno>
 
 #include "driver/testing/driver_session.h"
+#include "protocol/usb_request.h"
 
 namespace driver {
 namespace {
@@ -30,6 +32,11 @@ class ConnectionToDriver : public DriverSession {
   // The connection answers as it should.
   void expectAnswers(const FileDescriptor& connection) {
     EXPECT_EQ(request(connection, kGetCountConfigurations).word(0), 4u);
+  }
+
+  // With a byte of data, since a request without data clears its fields in the new layout.
+  static VQ_Dispatch newLayoutRecord(const UsbRequest& usbRequest) {
+    return usbRequest.encode(UsbRequestLayout::kNew, std::array<std::uint8_t, 1>{});
   }
 
   std::string path_;
@@ -89,12 +96,9 @@ TEST_F(ConnectionToDriver, EveryCommandIsAnsweredWithAWholeRecord) {
 
 TEST_F(ConnectionToDriver, ControlPortBytesAndUsbRequestsAreAnsweredToo) {
   EXPECT_THAT(request(connection_, kSendCPortBytes, {0x00004101}).bytes, SizeIs(260));
-  auto firmware = VQ_Dispatch(kUsbRequest);
-  wire::store<std::uint32_t>(firmware.bytes, kNewUsbRequestLayout.length, 3);
-  wire::store<std::uint32_t>(firmware.bytes, kNewUsbRequestLayout.direction, EDIR_DeviceToHost);
-  wire::store<std::uint32_t>(firmware.bytes, kNewUsbRequestLayout.level, EDRQ_Vendor);
-  firmware.bytes[kNewUsbRequestLayout.request] = kFirmwareVersionRequest;
-  EXPECT_THAT(request(connection_, firmware).bytes, SizeIs(260));
+  const UsbRequest firmware = {
+      .direction = EDIR_DeviceToHost, .request = kFirmwareVersionRequest, .length = 3};
+  EXPECT_THAT(request(connection_, newLayoutRecord(firmware)).bytes, SizeIs(260));
 }
 
 TEST_F(ConnectionToDriver, AnUnknownCommandIsAnsweredWithItsNumberAlone) {
@@ -266,10 +270,8 @@ TEST_F(ConnectionToDriver, ReenumerationReconnectsTheInterfaceWithoutAnswer) {
 }
 
 TEST_F(ConnectionToDriver, ReplugAnswersAndThenReconnectsTheInterface) {
-  auto replug = VQ_Dispatch(kUsbRequest);
-  wire::store<std::uint32_t>(replug.bytes, kNewUsbRequestLayout.level, EDRQ_Vendor);
-  replug.bytes[kNewUsbRequestLayout.request] = kReplugRequest;
-  EXPECT_THAT(request(connection_, replug).bytes, SizeIs(260));
+  const UsbRequest replug = {.direction = EDIR_HostToDevice, .request = kReplugRequest};
+  EXPECT_THAT(request(connection_, newLayoutRecord(replug)).bytes, SizeIs(260));
   EXPECT_EQ(receive(connection_).kind, Answer::Kind::closed);
   EXPECT_TRUE(waitUntil([this] { return !added_.empty(); })) << "it does not come back";
 }

@@ -79,6 +79,13 @@ TEST_F(UsbRequest, ALaterDriverRefusesTheOldLayout) {
   EXPECT_EQ(answer(oldLayout(kRead, 0x56, 3)), std::nullopt);
 }
 
+TEST_F(UsbRequest, ADriverOfMajorVersion1WithASecondNumberTakesTheOldLayout) {
+  interface_.change([](Model& model) { model.versions.driver = 0x12050400; });  // 1.2.5
+  const auto answered = answer(oldLayout(kRead, 0x56, 3));
+  ASSERT_TRUE(answered);
+  EXPECT_THAT(bytes(*answered, 28, 3), ElementsAre(5, 1, 23));
+}
+
 TEST_F(UsbRequest, AShortReadGetsTheFirstBytes) {
   const auto answered = answer(newLayout(kRead, 0x56, 1));
   ASSERT_TRUE(answered);
