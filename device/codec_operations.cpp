@@ -6,27 +6,26 @@
 
 namespace {
 
-constexpr std::uint32_t kDigitalMonitorBit = 0x10;
-constexpr std::uint32_t kMixOutSelectBit = 0x08;
-
-VQ_Dispatch registerRecord(VQ_Command command, std::uint16_t a, std::uint16_t b, std::uint16_t c) {
+VQ_Dispatch registerRecord(VQ_Command command, const CodecRegister& codecRegister) {
   VQ_Dispatch record(command);
-  record.setHalfword(0, a);
-  record.setHalfword(1, b);
-  record.setHalfword(2, c);
+  codecRegister.encode(record.payload());
   return record;
+}
+
+std::uint16_t contentsOf(const VQ_Dispatch& record) {
+  return CodecRegister::decode(record.payload()).contents;
 }
 
 }  // namespace
 
 std::uint16_t USBDevice::getWMRegister(std::uint16_t a, std::uint16_t b) {
-  VQ_Dispatch record = registerRecord(VQ_Command::kGetWMRegister, a, b, 0);
-  return dispatch(record, true) ? record.halfword(2) : std::uint16_t{0};
+  VQ_Dispatch record = registerRecord(VQ_Command::kGetWMRegister, {a, b, 0});
+  return dispatch(record, true) ? contentsOf(record) : std::uint16_t{0};
 }
 
 std::uint16_t USBDevice::setWMRegister(std::uint16_t a, std::uint16_t b, std::uint16_t c) {
-  VQ_Dispatch record = registerRecord(VQ_Command::kSetWMRegister, a, b, c);
-  return dispatch(record, true) ? record.halfword(2) : std::uint16_t{0};
+  VQ_Dispatch record = registerRecord(VQ_Command::kSetWMRegister, {a, b, c});
+  return dispatch(record, true) ? contentsOf(record) : std::uint16_t{0};
 }
 
 std::optional<std::uint32_t> USBDevice::readLogicChip() {
@@ -62,9 +61,7 @@ bool USBDevice::sendCPortBytes(std::span<const std::uint8_t> bytes) {
   if (!isOpen()) return false;
   while (!bytes.empty()) {
     const auto chunk = bytes.first(std::min(bytes.size(), kControlPortLimit));
-    VQ_Dispatch record(VQ_Command::kSendCPortBytes);
-    record.payload()[0] = static_cast<std::uint8_t>(chunk.size());
-    std::copy(chunk.begin(), chunk.end(), record.payload().begin() + 1);
+    VQ_Dispatch record = controlPortRecord(chunk);
     if (!dispatch(record, false)) return false;
     bytes = bytes.subspan(chunk.size());
   }

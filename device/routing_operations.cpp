@@ -4,11 +4,10 @@
 #include "protocol/services.h"
 
 std::int32_t USBDevice::setRouting(bool input, std::int32_t index, std::int32_t value) {
-  VQ_Dispatch record(VQ_Command::kSetRouting, input ? 1 : 0);
-  record.setWord(1, static_cast<std::uint32_t>(index));
-  record.setWord(2, static_cast<std::uint32_t>(value));
+  VQ_Dispatch record(VQ_Command::kSetRouting);
+  RoutingRecord{input ? 1U : 0U, index, value}.encode(record.payload());
   if (!dispatch(record, true)) return index;
-  return static_cast<std::int32_t>(record.word(2));
+  return RoutingRecord::decode(record.payload()).value;
 }
 
 // The properties are read anew each time, for the driver changes them when a routing is set.

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "device/usb_device.h"
 
-#include <bit>
 #include <utility>
 
 #include "protocol/services.h"
@@ -63,12 +62,10 @@ void USBDevice::readItemsKeptWhileOpen() {
   std::uint8_t speed[4] = {};
   DeviceIoControl(connection_, kControlCodeUsbSpeed, nullptr, 0, speed, sizeof speed, nullptr,
                   nullptr);
-  isUsb2_ = wire::load<std::uint32_t>(speed, 0) != 0;
+  isUsb2_ = wire::load<std::uint32_t>(speed, 0) != kSpeedUsb11;
 
   VQ_Dispatch record(VQ_Command::kGetValueAtOpen);
-  valueAtOpen_ = dispatch(record, true)
-                     ? std::bit_cast<double>(wire::load<std::uint64_t>(record.payload(), 0))
-                     : 0;
+  valueAtOpen_ = dispatch(record, true) ? record.number() : 0;
   updateOrbekConfigAndMap();
 }
 

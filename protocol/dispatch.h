@@ -11,7 +11,9 @@
 // alone when the request failed.
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -108,17 +110,15 @@ struct VQ_Dispatch {
     return std::span(bytes).subspan<kPayloadOffset>();
   }
 
-  // Payload words and 16-bit fields by index; beyond the payload they read as 0 and are not stored.
+  // Payload words by index; beyond the payload they read as 0 and are not stored.
   std::uint32_t word(std::size_t index) const {
     return wire::load<std::uint32_t>(payload(), 4 * index);
   }
   void setWord(std::size_t index, std::uint32_t value) { wire::store(payload(), 4 * index, value); }
-  std::uint16_t halfword(std::size_t index) const {
-    return wire::load<std::uint16_t>(payload(), 2 * index);
-  }
-  void setHalfword(std::size_t index, std::uint16_t value) {
-    wire::store(payload(), 2 * index, value);
-  }
+
+  // The payload's first 8 bytes as a 64-bit float: the value at open.
+  double number() const { return std::bit_cast<double>(wire::load<std::uint64_t>(payload(), 0)); }
+  void setNumber(double value) { wire::store(payload(), 0, std::bit_cast<std::uint64_t>(value)); }
 };
 static_assert(sizeof(VQ_Dispatch) == VQ_Dispatch::kSize);
 
@@ -130,6 +130,17 @@ inline constexpr std::size_t kFirmwareDateSize = 16;
 // A device name of this size has no zero byte.
 inline constexpr std::size_t kDeviceNameSize = 32;
 
-// Maximum number of bytes for the control port in one record, after the byte with their count.
+// Bytes for the control port: a byte with their count, then the bytes themselves, which are at most
+// kControlPortLimit.
 inline constexpr std::size_t kControlPortLimit = 255;
 static_assert(1 + kControlPortLimit <= VQ_Dispatch::kPayloadSize);
+inline VQ_Dispatch controlPortRecord(std::span<const std::uint8_t> bytes) {
+  VQ_Dispatch record(VQ_Command::kSendCPortBytes);
+  bytes = bytes.first(std::min(bytes.size(), kControlPortLimit));
+  record.payload()[0] = static_cast<std::uint8_t>(bytes.size());
+  wire::copyFitting(bytes, record.payload().subspan<1>());
+  return record;
+}
+inline std::span<const std::uint8_t> controlPortBytes(const VQ_Dispatch& record) {
+  return record.payload().subspan(1, record.payload()[0]);
+}

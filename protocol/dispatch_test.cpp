@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 namespace {
@@ -69,6 +71,30 @@ TEST(Dispatch, TheCommandIsTheFirstFourBytesOfTheRecord) {
   EXPECT_EQ(wire::load<std::uint32_t>(record.bytes, 0), 76u);
   EXPECT_EQ(wire::load<std::uint32_t>(record.bytes, 4), 0x04030201u);
   EXPECT_EQ(record.command(), VQ_Command::kReenumerateDevice);
+}
+
+TEST(Dispatch, ANumberIsTheFirstEightBytesOfThePayload) {
+  VQ_Dispatch record;
+  record.setNumber(-1.5);
+  EXPECT_EQ(wire::load<std::uint64_t>(record.bytes, 4), 0xBFF8000000000000u);
+  EXPECT_EQ(record.number(), -1.5);
+}
+
+TEST(Dispatch, BytesForTheControlPortFollowTheirCount) {
+  const VQ_Dispatch record = controlPortRecord(std::array<std::uint8_t, 2>{0xF0, 0x42});
+  EXPECT_EQ(record.command(), VQ_Command::kSendCPortBytes);
+  EXPECT_EQ(record.word(0), 0x0042F002u);
+  EXPECT_TRUE(std::ranges::equal(controlPortBytes(record), std::array{0xF0, 0x42}));
+}
+
+TEST(Dispatch, ARecordHasUpTo255BytesForTheControlPort) {
+  std::array<std::uint8_t, 256> bytes;
+  bytes.fill(7);
+  const VQ_Dispatch record = controlPortRecord(bytes);
+  EXPECT_EQ(record.payload()[0], 255);
+  EXPECT_EQ(controlPortBytes(record).size(), 255u);
+  EXPECT_EQ(record.payload()[255], 7);
+  EXPECT_TRUE(controlPortBytes(controlPortRecord({})).empty());
 }
 
 }  // namespace

@@ -9,6 +9,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
+
+#include "protocol/wire.h"
 
 // --- Clock and digital input ---
 
@@ -45,21 +48,36 @@ enum VQE_DigitalOutMode : std::int32_t {
 
 enum VQE_USB1Mode : std::int32_t {};
 
+// Bits of the logic chip's byte.
+inline constexpr std::uint32_t kMixOutSelectBit = 0x08;
+inline constexpr std::uint32_t kDigitalMonitorBit = 0x10;
+
 // --- Routing ---
 
 // The routing property of the audio device: a selector of four characters to clients, a key in the
 // Props of the PipeWire node.
 inline constexpr char kRoutingProperty[] = "VQrt";
 
-// One routing: which source feeds a pair of channels. Sent as its bytes, in host byte order.
+// One routing: which source feeds a pair of channels. The audio device's property has its bytes in
+// host byte order, VQ_Command::kSetRouting its encoded fields.
 struct RoutingRecord {
   std::uint32_t input;  // 1 = an input routing, 0 = an output routing
   std::int32_t pair;    // outputs: 0 = line, 1 = digital; inputs: 0 = 1/2, 1 = 3/4, 2 = 5/6
   std::int32_t value;   // the source: VQE_InputSource or VQE_OutputSource
 
+  static RoutingRecord decode(std::span<const std::uint8_t> from) {
+    return {wire::load<std::uint32_t>(from, 0),
+            static_cast<std::int32_t>(wire::load<std::uint32_t>(from, 4)),
+            static_cast<std::int32_t>(wire::load<std::uint32_t>(from, 8))};
+  }
+  void encode(std::span<std::uint8_t> to) const {
+    wire::store(to, 0, input);
+    wire::store(to, 4, static_cast<std::uint32_t>(pair));
+    wire::store(to, 8, static_cast<std::uint32_t>(value));
+  }
   bool operator==(const RoutingRecord&) const = default;
 };
-static_assert(sizeof(RoutingRecord) == 12, "the record is sent as its bytes");
+static_assert(sizeof(RoutingRecord) == 12, "the property has the record's bytes");
 // The leading bytes, which name the routing.
 inline constexpr std::size_t kRoutingNameSize = offsetof(RoutingRecord, value);
 

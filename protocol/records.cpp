@@ -185,3 +185,14 @@ void VQ_DigitalStatus::encode(std::span<std::uint8_t> to) const {
   wire::store(to, 0, lockState);
   wire::store(to, 4, rate);
 }
+
+CodecRegister CodecRegister::decode(std::span<const std::uint8_t> from) {
+  return {wire::load<std::uint16_t>(from, 0), wire::load<std::uint16_t>(from, 2),
+          wire::load<std::uint16_t>(from, 4)};
+}
+
+void CodecRegister::encode(std::span<std::uint8_t> to) const {
+  wire::store(to, 0, codec);
+  wire::store(to, 2, number);
+  wire::store(to, 4, contents);
+}

@@ -153,6 +153,20 @@ struct VQ_DigitalStatus {
 };
 static_assert(sizeof(VQ_DigitalStatus) == VQ_DigitalStatus::kSize);
 
+// One register of a codec.
+struct CodecRegister {
+  static constexpr std::size_t kSize = 6;
+
+  std::uint16_t codec = 0;
+  std::uint16_t number = 0;
+  std::uint16_t contents = 0;
+
+  static CodecRegister decode(std::span<const std::uint8_t> from);
+  void encode(std::span<std::uint8_t> to) const;
+  bool operator==(const CodecRegister&) const = default;
+};
+static_assert(sizeof(CodecRegister) == CodecRegister::kSize);
+
 // The driver's level record; only the driver knows its layout.
 struct VQ_LevelInfo {
   static constexpr std::size_t kSize = 64;

@@ -336,4 +336,22 @@ TEST(ExtData, ValidatingResetsChoicesOf2) {
   EXPECT_EQ(data, VqAjExtData{});
 }
 
+// --- Registers and routings ---
+
+TEST(CodecRegister, IsThree16BitNumbers) {
+  const CodecRegister codecRegister = {0x0201, 0x0403, 0x0605};
+  std::array<std::uint8_t, 7> bytes{};
+  codecRegister.encode(bytes);
+  EXPECT_EQ(bytes, (std::array<std::uint8_t, 7>{1, 2, 3, 4, 5, 6, 0}));
+  EXPECT_EQ(CodecRegister::decode(bytes), codecRegister);
+}
+
+TEST(RoutingRecord, IsThreeWords) {
+  const RoutingRecord routing = {1, -2, 0x04030201};
+  std::array<std::uint8_t, 13> bytes{};
+  routing.encode(bytes);
+  EXPECT_EQ(bytes, (std::array<std::uint8_t, 13>{1, 0, 0, 0, 0xFE, 0xFF, 0xFF, 0xFF, 1, 2, 3, 4}));
+  EXPECT_EQ(RoutingRecord::decode(bytes), routing);
+}
+
 }  // namespace

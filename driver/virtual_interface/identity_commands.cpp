@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <bit>
 #include <cstdio>
 
 #include "driver/virtual_interface/commands.h"
@@ -36,16 +35,17 @@ Outcome answerDriverVersion(const Model& model, VQ_Dispatch& record) {
   return answerWord(record, model.versions.driver);
 }
 
-Outcome answerNumber64(VQ_Dispatch& record, std::uint64_t number) {
+Outcome answerUniqueId(const Model& model, VQ_Dispatch& record) {
   clearPayload(record);
-  wire::store(record.payload(), 0, number);
+  wire::store(record.payload(), 0, model.identity.uniqueId);
   return Outcome::answered;
 }
 
-// The value at open: the nominal sample rate in Hz as a 64-bit float.
+// The value at open: the nominal sample rate in Hz.
 Outcome answerValueAtOpen(const Model& model, VQ_Dispatch& record) {
-  return answerNumber64(record,
-                        std::bit_cast<std::uint64_t>(static_cast<double>(model.clock.rate())));
+  clearPayload(record);
+  record.setNumber(model.clock.rate());
+  return Outcome::answered;
 }
 
 }  // namespace
@@ -67,7 +67,7 @@ GroupAnswer answerIdentityCommand(Model& model, VQ_Dispatch& record) {
     case VQ_Command::kGetFirmwareDate:
       return answerText(record, model.versions.firmwareDate, kFirmwareDateSize);
     case VQ_Command::kControlCode56:
-      return answerNumber64(record, model.identity.uniqueId);
+      return answerUniqueId(model, record);
     case VQ_Command::kGetValueAtOpen:
       return answerValueAtOpen(model, record);
     default:

@@ -54,7 +54,7 @@ TEST_F(IdentityCommands, TheDescriptorHoldsTheIdsAtTheirPlaces) {
 
 TEST_F(IdentityCommands, TheDescriptorTellsUsb11) {
   interface_.change([](Model& model) { model.usb2 = false; });
-  EXPECT_EQ(answer(kGetDeviceDescriptor)->halfword(0), 0x0110);
+  EXPECT_EQ(answer(kGetDeviceDescriptor)->word(0) & 0xFFFF, 0x0110u);
 }
 
 TEST_F(IdentityCommands, TheDriverWordIsEightBytes) {

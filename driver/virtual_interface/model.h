@@ -57,7 +57,7 @@ struct Options {
   std::uint32_t usb1Mode = 0;            // 0 or 1
   std::uint32_t digitalOutMode = 0;      // 0 consumer, 1 professional
   std::uint32_t digitalOutSelector = 0;  // any value
-  std::uint8_t logicByte = 0;            // bit 4 digital monitor, bit 3 mix-out select
+  std::uint8_t logicByte = 0;            // kDigitalMonitorBit, kMixOutSelectBit
 
   bool operator==(const Options&) const = default;
 };

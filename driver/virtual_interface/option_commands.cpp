@@ -21,28 +21,28 @@ Outcome setLogicByte(Model& model, VQ_Dispatch& record) {
   return answerWord(record, model.options.logicByte);
 }
 
-// Words: input, pair, value. Answers with the resulting value.
+// Answers with the resulting value.
 Outcome setRoutingByCommand(Model& model, VQ_Dispatch& record) {
-  if (record.word(0) > 1) return Outcome::refused;
-  const bool input = record.word(0) == 1;
-  const std::uint32_t pair = record.word(1);
+  RoutingRecord routing = RoutingRecord::decode(record.payload());
+  if (routing.input > 1) return Outcome::refused;
+  const bool input = routing.input == 1;
+  const auto pair = static_cast<std::uint32_t>(routing.pair);
   if (pair >= (input ? model.routings.inputs.size() : model.routings.outputs.size())) {
     return Outcome::refused;
   }
-  setRouting(model, input, static_cast<std::int32_t>(pair),
-             static_cast<std::int32_t>(record.word(2)));
-  const std::int32_t value = input ? model.routings.inputs[pair] : model.routings.outputs[pair];
-  record.setWord(2, static_cast<std::uint32_t>(value));
+  setRouting(model, input, routing.pair, routing.value);
+  routing.value = input ? model.routings.inputs[pair] : model.routings.outputs[pair];
+  routing.encode(record.payload());
   return Outcome::answered;
 }
 
-// 16-bit numbers: codec, register, contents.
 Outcome accessCodecRegister(Model& model, VQ_Dispatch& record, bool write) {
-  const std::uint16_t codec = record.halfword(0);
-  const std::uint16_t number = record.halfword(1);
-  if (codec >= kCodecs || number >= kCodecRegisters) return Outcome::refused;
-  if (write) model.codecRegisters[codec][number] = record.halfword(2);
-  record.setHalfword(2, model.codecRegisters[codec][number]);
+  CodecRegister accessed = CodecRegister::decode(record.payload());
+  if (accessed.codec >= kCodecs || accessed.number >= kCodecRegisters) return Outcome::refused;
+  std::uint16_t& contents = model.codecRegisters[accessed.codec][accessed.number];
+  if (write) contents = accessed.contents;
+  accessed.contents = contents;
+  accessed.encode(record.payload());
   return Outcome::answered;
 }
 

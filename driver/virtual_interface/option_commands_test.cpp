@@ -14,11 +14,12 @@ class OptionCommands : public CommandTest {
   std::optional<std::uint16_t> codec(VQ_Command command, std::uint16_t chip, std::uint16_t number,
                                      std::uint16_t contents = 0) {
     VQ_Dispatch record(command);
-    record.setHalfword(0, chip);
-    record.setHalfword(1, number);
-    record.setHalfword(2, contents);
+    wire::store(record.payload(), 0, chip);
+    wire::store(record.payload(), 2, number);
+    wire::store(record.payload(), 4, contents);
     const auto answered = answer(record);
-    return answered ? std::optional(answered->halfword(2)) : std::nullopt;
+    return answered ? std::optional(wire::load<std::uint16_t>(answered->payload(), 4))
+                    : std::nullopt;
   }
 };
 

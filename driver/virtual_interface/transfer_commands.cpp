@@ -7,18 +7,15 @@ namespace driver {
 
 namespace {
 
-// Payload byte 0 is the number of bytes that follow.
 Outcome takeControlPortBytes(ControlPort& port, const VQ_Dispatch& record) {
-  const auto payload = record.payload();
-  const std::size_t count = payload[0];
-  if (count == 0) return Outcome::refused;
-  port.latest.insert(port.latest.end(), payload.begin() + 1,
-                     payload.begin() + 1 + static_cast<std::ptrdiff_t>(count));
+  const auto bytes = controlPortBytes(record);
+  if (bytes.empty()) return Outcome::refused;
+  port.latest.insert(port.latest.end(), bytes.begin(), bytes.end());
   if (port.latest.size() > kControlPortHistory) {
     port.latest.erase(port.latest.begin(),
                       port.latest.end() - static_cast<std::ptrdiff_t>(kControlPortHistory));
   }
-  port.received += count;
+  port.received += bytes.size();
   return Outcome::answered;
 }
 
