@@ -8,6 +8,7 @@
 #include "app/kv_controller.h"
 #include "app/panel_tables.h"
 #include "io/audio_device.h"
+#include "io/menu_items.h"
 #include "io/option_commands.h"
 #include "platform/log/log.h"
 
@@ -32,31 +33,34 @@ void send(std::int32_t item) {
 // source after them. `defaultItem`: each input pair and each output gets its own position.
 constexpr std::array kMenus = {
     PanelMenu{OUTLET(KvIoRInCh1And2Menu), OUTLET(KvIoRInCh1And2Title),
-              act<&KvController::doChannel1and2>, send<DoChannel1and2>, "In12", 0, 5,
+              act<&KvController::doChannel1and2>, send<DoChannel1and2>, kInputItems, "In12", 0, 5,
               kInfoRoutingMenus, HiddenSelection::kKept},
     PanelMenu{OUTLET(KvIoRInCh3And4Menu), OUTLET(KvIoRInCh3And4Title),
-              act<&KvController::doChannel3and4>, send<DoChannel3and4>, "In34", 1, 6,
+              act<&KvController::doChannel3and4>, send<DoChannel3and4>, kInputItems, "In34", 1, 6,
               kInfoRoutingMenus, HiddenSelection::kKept},
     PanelMenu{OUTLET(KvIoRInCh5And6Menu), OUTLET(KvIoRInCh5And6Title),
-              act<&KvController::doChannel5and6>, send<DoChannel5and6>, "In56", 2, 7,
+              act<&KvController::doChannel5and6>, send<DoChannel5and6>, kInputItems, "In56", 2, 7,
               kInfoRoutingMenus, HiddenSelection::kKept},
     PanelMenu{OUTLET(KvIoROutLineMenu), OUTLET(KvIoROutLineTitle), act<&KvController::doLineOut>,
-              send<DoLineOut>, "Out12", 0, 3, kInfoRoutingMenus, HiddenSelection::kKept},
+              send<DoLineOut>, kOutputItems, "Out12", 0, 3, kInfoRoutingMenus,
+              HiddenSelection::kKept},
     PanelMenu{OUTLET(KvIoROutDigitalMenu), OUTLET(KvIoROutDigitalTitle),
-              act<&KvController::doDigitalOut>, send<DoDigitalOut>, "Out34", 1, 4,
+              act<&KvController::doDigitalOut>, send<DoDigitalOut>, kOutputItems, "Out34", 1, 4,
               kInfoRoutingMenus, HiddenSelection::kKept},
     PanelMenu{OUTLET(KvSampleClockSourceMenu), OUTLET(KvSampleClockSourceTitle),
-              act<&KvController::doSampleClockSource>, send<SampleClockSource>, "ClockSource", 0, 8,
-              kInfoSampleClockSourceMenu, HiddenSelection::kKept},
+              act<&KvController::doSampleClockSource>, send<SampleClockSource>, kClockSourceItems,
+              "ClockSource", 0, 8, kInfoSampleClockSourceMenu, HiddenSelection::kKept},
     PanelMenu{OUTLET(KvDigitalOutputFormatMenu), OUTLET(KvDigitalOutputFormatTitle),
-              act<&KvController::doDigitalOutputFormat>, send<DigitalOutputFormat>, "DigOutFormat",
-              0, 2, kInfoDigitalOutputFormat, HiddenSelection::kKept},
+              act<&KvController::doDigitalOutputFormat>, send<DigitalOutputFormat>,
+              kDigitalOutputFormatItems, "DigOutFormat", 0, 2, kInfoDigitalOutputFormat,
+              HiddenSelection::kKept},
     PanelMenu{OUTLET(KvCoreAudioPerformanceMenu), OUTLET(KvCoreAudioPerformanceTitle),
               act<&KvController::doCoreAudioPerformance>, send<AudioPerformance>,
-              "AudioPerformance", 0, 9, kInfoCoreAudioPerformance, HiddenSelection::kClearedFirst},
+              kAudioPerformanceItems, "AudioPerformance", 0, 9, kInfoCoreAudioPerformance,
+              HiddenSelection::kClearedFirst},
     PanelMenu{OUTLET(KvUsb1ModeInputSelectionMenu), OUTLET(KvUsb1ModeInputSelectionTitle),
-              act<&KvController::doUsb1ModeInputSelection>, send<Usb11Mode>, "USB11Mode", 0, 1,
-              kInfoUsb1ModeInputSelection, HiddenSelection::kClearedLast},
+              act<&KvController::doUsb1ModeInputSelection>, send<Usb11Mode>, kUsb1InputItems,
+              "USB11Mode", 0, 1, kInfoUsb1ModeInputSelection, HiddenSelection::kClearedLast},
 };
 
 constexpr auto kMenusInTurn = [] {

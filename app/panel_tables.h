@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 #include "app/kv_controller.h"
 #include "io/korvel_dlg.h"
@@ -32,6 +33,7 @@ struct PanelMenu {
   Outlet<NSTextField> title;
   void (*action)(KvController& panel, const NSPopUpButton& sender);
   void (*command)(std::int32_t item);
+  std::span<const std::string_view> items;
   const char* key;           // of the choice in the panel's preferences
   std::int32_t defaultItem;  // the choice of a first run
   int turn;                  // place in the order of InitRoutingValuesAndSet, from 1

@@ -9,17 +9,15 @@
 #include <QComboBox>
 #include <QLabel>
 #include <cstdlib>
-#include <map>
 #include <memory>
 #include <set>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "app/kv_panel_nib.h"
-#include "io/menu_items.h"
+#include "app/panel_tables.h"
 #include "io/testing/scripted_interface.h"
 #include "platform/device_registry/memory/memory_registry.h"
 #include "platform/toolkit/qt/qt_nib.h"
@@ -125,24 +123,13 @@ TEST_F(PanelWindow, HasAnActionForEachMenuAndButtonAndNothingElse) {
 }
 
 TEST_F(PanelWindow, EveryMenuHasTheItemsOfTheProgram) {
-  const std::map<std::string, std::span<const std::string_view>> expected = {
-      {"KvIoRInCh1And2Menu", kInputItems},
-      {"KvIoRInCh3And4Menu", kInputItems},
-      {"KvIoRInCh5And6Menu", kInputItems},
-      {"KvIoROutLineMenu", kOutputItems},
-      {"KvIoROutDigitalMenu", kOutputItems},
-      {"KvSampleClockSourceMenu", kClockSourceItems},
-      {"KvDigitalOutputFormatMenu", kDigitalOutputFormatItems},
-      {"KvCoreAudioPerformanceMenu", kAudioPerformanceItems},
-      {"KvUsb1ModeInputSelectionMenu", kUsb1InputItems},
-  };
-  EXPECT_EQ(namesOf<QComboBox>().size(), expected.size());
-  for (const auto& [name, items] : expected) {
-    const auto* menu = qobject_cast<QComboBox*>(find(name.c_str()));
-    ASSERT_NE(menu, nullptr) << name;
+  EXPECT_EQ(namesOf<QComboBox>().size(), kPanelMenus.size());
+  for (const PanelMenu& row : kPanelMenus) {
+    const auto* menu = qobject_cast<QComboBox*>(find(row.menu.name));
+    ASSERT_NE(menu, nullptr) << row.menu.name;
     std::vector<std::string> shown;
     for (int i = 0; i < menu->count(); ++i) shown.push_back(menu->itemText(i).toStdString());
-    EXPECT_THAT(shown, ElementsAreArray(items)) << name;
+    EXPECT_THAT(shown, ElementsAreArray(row.items)) << row.menu.name;
   }
 }
 
