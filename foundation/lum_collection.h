@@ -54,6 +54,7 @@ class LumCollection : public LumObject {
   // Calls onCommand(command, param) of each object.
   void forEach(int command, std::int32_t param);  // no program calls this
   // Empties the collection without releasing the objects: the references are the caller's now.
+  // XML::Node's destructor releases its descendants in a loop with it.
   std::vector<LumObject*> takeAll();
 
  protected:

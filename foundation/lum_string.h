@@ -68,13 +68,16 @@ class LumString : public LumObject {
   // Appends `count` bytes that contain no NUL, as += does. False, and no change, when the string
   // would become too long.
   bool append(const char* bytes, std::int32_t count);
-  // Moves the text out, up to its first NUL, and leaves the string empty with its capacity.
+
+  // --- For XML documents ---
+
+  // The writer moves the text out, up to its first NUL, appends to it and moves it back, without a
+  // copy. In between the string is empty and has its capacity. setText() takes a text without NUL
+  // and raises the capacity if needed; a text beyond kMaxLength clears the string instead.
   std::string takeText();
-  // Moves a text without NUL in and raises the capacity if needed; one beyond kMaxLength clears the
-  // string instead.
   void setText(std::string text);
-  // Overwrites the text with a shorter one and a NUL. It is const because the length stays until
-  // countLength() is called.
+  // Overwrites the text with a shorter one and a NUL, for XML::Doc::parse(), which drops blanks
+  // from a const text. The length stays until countLength() is called.
   void overwrite(std::string_view shorter) const;
 
   // --- Text ---
