@@ -97,7 +97,7 @@ class KvController : public NSObject, public NSApplicationDelegate, public Panel
   void loadPrefs();
   // Writes the stored choices to disk.
   void savePrefs();
-  // Replaces all stored choices and writes them to disk.
+  // Replaces all stored choices and writes them to disk. No program calls this.
   void setPrefsDictionaryWithValues(std::int32_t in12, std::int32_t in34, std::int32_t in56,
                                     std::int32_t out12, std::int32_t out34,
                                     std::int32_t digOutFormat, std::int32_t clockSource,

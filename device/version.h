@@ -30,5 +30,5 @@ VqVersion _vqapiDecodeFirmwareVersion(std::uint32_t packed);
 // Renders `text` in the driver's form: "2.05.b3"; a release with a second number as "1.2.3".
 void _vqapiMakeVersionString(VqVersion& version);
 // Both render `text` from major, minor and stage as "1.2.3".
-void _vqapiMakeVersionStringStd(VqVersion& version);       // no program calls this
-void _vqapiMakeVersionStringFirmware(VqVersion& version);  // no program calls this
+void _vqapiMakeVersionStringStd(VqVersion& version);
+void _vqapiMakeVersionStringFirmware(VqVersion& version);

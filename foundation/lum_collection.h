@@ -25,27 +25,27 @@ class LumCollection : public LumObject {
 
   virtual std::int32_t count() const { return static_cast<std::int32_t>(items_.size()); }
   // Does nothing; a hook for derived classes.
-  virtual void reset();
+  virtual void reset();  // no program calls this
   // Appends the object, also when it is already held. False, and no change, for null or when the
   // collection is full and refuses to grow.
   virtual bool add(LumObject* object);
   // Releases the object in the first slot that holds exactly this pointer, and only then moves the
   // following ones down; does nothing when no slot holds it.
-  virtual void remove(LumObject* object);
+  virtual void remove(LumObject* object);  // no program calls this
   // Releases every object; the capacity stays.
   virtual void removeAll();
   // Index of the first object that is equal (LumObject::operator==) to this one, or -1. Objects are
   // equal unless their class says otherwise, so this is often 0.
-  virtual std::int32_t findIndex(LumObject* object);
+  virtual std::int32_t findIndex(LumObject* object);  // no program calls this
   // The object at findIndex(), or null.
-  virtual LumObject* find(LumObject* object);
+  virtual LumObject* find(LumObject* object);  // no program calls this
   // Search for exactly this pointer; false and -1 when it is not held.
   virtual bool findSame(LumObject* object);
   virtual std::int32_t findSameIndex(LumObject* object);
 
   // Sets the capacity to `newCapacity`, or raises it by kFirstCapacity if that is not larger.
   void expand(std::int32_t newCapacity);
-  std::int32_t getCapacity() const { return capacity_; }
+  std::int32_t getCapacity() const { return capacity_; }  // no program calls this
   // Null when `index` is out of range.
   LumObject* atPos(std::int32_t index) const {
     return index >= 0 && index < LumCollection::count() ? items_[static_cast<std::size_t>(index)]
@@ -58,7 +58,8 @@ class LumCollection : public LumObject {
   std::vector<LumObject*> takeAll();
 
  protected:
-  // Inserts at `index`, with a reference; the capacity must have been raised.
+  // For LumSortedCollection. insert() takes a reference; the capacity must have been raised. No
+  // program calls these.
   void insert(std::int32_t index, LumObject* object);
   LumObject** items() { return items_.data(); }
 

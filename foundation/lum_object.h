@@ -12,18 +12,20 @@
 class LumObject {
  public:
   LumObject() = default;
-  // Copying and assigning leave the counts alone: a copy starts at 0.
+  // Copying and assigning leave the counts alone: a copy starts at 0. No program calls these.
   LumObject(const LumObject&) {}
   LumObject& operator=(const LumObject&) { return *this; }
 
   // Order: exactly -1, 0 or 1 for this object before, equal to or after `other`. Here 0.
-  virtual std::int32_t compare(const LumObject& other) const;
-  // Called by LumCollection::forEach with the caller's arguments. Returns `param` here.
+  virtual std::int32_t compare(const LumObject& other) const;  // no program calls this
+  // Called by LumCollection::forEach with the caller's arguments. Returns `param` here. No program
+  // calls this.
   virtual std::int32_t onCommand(std::int32_t command, std::int32_t param);
   virtual ~LumObject() = default;
   // Returns true here, for every argument; a class whose objects differ overrides it.
-  virtual bool isEqual(const LumObject& other) const;
+  virtual bool isEqual(const LumObject& other) const;  // no program calls this
 
+  // No program calls this.
   bool operator==(const LumObject& other) const { return isEqual(other); }
 
   void incReferences() { references_.fetch_add(1, std::memory_order_relaxed); }

@@ -29,7 +29,7 @@ class LumString : public LumObject {
   LumString() { clear(); }
   // Null is read as "". Capacity: the length plus kSlack.
   LumString(const char* text);
-  LumString(const LumString& other);
+  LumString(const LumString& other);  // no program calls this
   // Repeats `c` `count` times; empty when `c` is NUL or `count` is not positive.
   LumString(char c, std::int32_t count);  // no program calls this
 
@@ -39,8 +39,8 @@ class LumString : public LumObject {
   operator const char*() const { return text_.c_str() + front_; }
   const char* getCharPointer() const { return text_.c_str() + front_; }
   std::int32_t getLength() const { return static_cast<std::int32_t>(text_.size() - front_); }
-  std::int32_t getCapacity() const { return capacity_; }
-  bool isEmpty() const { return getLength() == 0; }
+  std::int32_t getCapacity() const { return capacity_; }  // no program calls this
+  bool isEmpty() const { return getLength() == 0; }       // no program calls this
   // The text up to its first NUL.
   std::string_view view() const {
     return nulInside_ ? std::string_view(buffer()) : std::string_view(text_).substr(front_);
@@ -56,12 +56,13 @@ class LumString : public LumObject {
   LumString& assign(const char* text);
   LumString& assign(const LumString& other) { return assign(other.getCharPointer()); }
   // Raises a capacity below `size` to `size` + 1 and then counts the length. Never shrinks.
-  LumString& setSize(std::int32_t size);
+  LumString& setSize(std::int32_t size);  // no program calls this
   // Cuts the text or appends blanks; a negative length is read as 0.
   LumString& setLength(std::int32_t length);  // no program calls this
   // Ignores null. A text that does not fit raises the capacity to the new length plus 3. Counts the
   // length.
   LumString& operator+=(const char* text);
+  // No program calls this.
   LumString& operator+=(const LumString& other) { return *this += other.getCharPointer(); }
   // A character that does not fit doubles the capacity. A NUL counts in the length.
   LumString& operator+=(char c);  // no program calls this
@@ -70,6 +71,7 @@ class LumString : public LumObject {
   bool append(const char* bytes, std::int32_t count);
 
   // --- For XML documents ---
+  // No program calls these.
 
   // The writer moves the text out, up to its first NUL, appends to it and moves it back, without a
   // copy. In between the string is empty and has its capacity. setText() takes a text without NUL
@@ -129,7 +131,7 @@ class LumString : public LumObject {
   int strcmp(const char* text) const;
   // Compares as cfStricmp does, whose sign is the reverse of strcmp's at the first difference.
   std::int32_t stricmp(const char* text) const;
-  // `other` must be a LumString. Returns the sign of strcmp.
+  // `other` must be a LumString. compare() returns the sign of strcmp. No program calls these.
   std::int32_t compare(const LumObject& other) const override;
   bool operator==(const LumObject& other) const { return compare(other) == 0; }
   bool operator==(const LumString& other) const { return compare(other) == 0; }

@@ -35,7 +35,7 @@ inline std::int32_t parseInt32(const char* text) {
 }
 
 // Reads as strtoul does with a result of 32 bits: a minus sign negates within them, and a number
-// that is too large, with or without the sign, gives the largest one.
+// that is too large, with or without the sign, gives the largest one. No program calls this.
 inline std::uint32_t parseUInt32(const char* text) {
   const CLocale locale;
   constexpr long long kMost = std::numeric_limits<std::uint32_t>::max();
@@ -43,7 +43,7 @@ inline std::uint32_t parseUInt32(const char* text) {
   return static_cast<std::uint32_t>(value < -kMost || value > kMost ? kMost : value);
 }
 
-// Reads as atof does.
+// Reads as atof does. No program calls this.
 inline double parseDouble(const char* text) {
   const CLocale locale;
   return std::strtod(text, nullptr);

@@ -43,7 +43,7 @@ void setHalDeviceName(const char* name);
 // Returns the first of the server's first kExaminedDevices audio devices whose name equals `name`
 // or "`name` (Bit Accurate)"; 0 when none has such a name or the device list cannot be read. Any
 // thread.
-AudioObjectID getHalDevice(const char* name);
+AudioObjectID getHalDevice(const char* name);  // no program calls this
 
 // Writes one routing through the property kRoutingProperty of _halDevice. `pair` and `value` as in
 // RoutingRecord (protocol/options.h). Returns false when there is no device, it does not have the

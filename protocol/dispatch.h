@@ -131,7 +131,7 @@ inline constexpr std::size_t kFirmwareDateSize = 16;
 inline constexpr std::size_t kDeviceNameSize = 32;
 
 // Bytes for the control port: a byte with their count, then the bytes themselves, which are at most
-// kControlPortLimit.
+// kControlPortLimit. No program calls controlPortRecord().
 inline constexpr std::size_t kControlPortLimit = 255;
 static_assert(1 + kControlPortLimit <= VQ_Dispatch::kPayloadSize);
 inline VQ_Dispatch controlPortRecord(std::span<const std::uint8_t> bytes) {

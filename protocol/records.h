@@ -48,7 +48,6 @@ struct VIDPID {
   std::uint16_t release = 0;
 
   // As VQ_DeviceDescriptor::isDevice.
-  // No program calls this.
   bool isDevice(unsigned short vendorId, unsigned short productId,
                 unsigned short releaseNumber) const;
   bool operator==(const VIDPID&) const = default;

@@ -45,8 +45,8 @@ class Attribute : public LumObject {
   bool getValueBool() const { return getValueLong() != 0; }  // no program calls this
 
   // Appends a blank, the name and the quoted value; nothing when the name is empty.
-  void buildXML(LumString& out) const;  // no program calls this
-  void buildXML(std::string& out) const;
+  void buildXML(LumString& out) const;    // no program calls this
+  void buildXML(std::string& out) const;  // no program calls this
 
  private:
   LumString name_;

@@ -15,7 +15,7 @@ void preStreaming(LumString& text);  // no program calls this
 void postStreaming(LumString& text);  // no program calls this
 
 // As preStreaming, appended to `out`.
-void appendEncoded(std::string& out, std::string_view text);
+void appendEncoded(std::string& out, std::string_view text);  // no program calls this
 // As postStreaming, in place.
 void decodeInPlace(char* text);
 

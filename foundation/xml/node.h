@@ -23,6 +23,7 @@ class Node : public LumObject {
  public:
   explicit Node(Doc* doc) : Node(doc, "") {}
   Node(Doc* doc, const char* name);
+  // No program calls this.
   Node(Doc* doc, const LumString& name) : Node(doc, name.getCharPointer()) {}
   ~Node() override;
   Node(const Node&) = delete;
@@ -54,7 +55,7 @@ class Node : public LumObject {
   Node* addNode(const char* name);
   Node* addNode(const LumString& name);                  // no program calls this
   void releaseNode(Node* node) { nodes_.remove(node); }  // no program calls this
-  void removeChilds() { nodes_.removeAll(); }
+  void removeChilds() { nodes_.removeAll(); }            // no program calls this
 
   // --- Attributes ---
 
@@ -76,7 +77,7 @@ class Node : public LumObject {
   Attribute* addAttribute(const LumString& name, float value);
   // No program calls this.
   void releaseAttribute(Attribute* attribute) { attributes_.remove(attribute); }
-  void removeAttributes() { attributes_.removeAll(); }
+  void removeAttributes() { attributes_.removeAll(); }  // no program calls this
 
   // The value of the first attribute of this name, ignoring case; "" or `def` when it is missing.
   const char* getAttributeValue(const char* name) const;  // no program calls this

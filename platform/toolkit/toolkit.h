@@ -62,10 +62,10 @@ class NSView {
   NSView() = default;
   explicit NSView(void* object) : object_(object) {}
 
-  NSView superview() const;
+  NSView superview() const;  // no program calls this
   NSRect frame() const;
   void setFrame(NSRect frame);
-  // Redraws the view before it returns.
+  // Redraws the view before it returns. No program calls this.
   void display();
 
   void* object() const { return object_; }
