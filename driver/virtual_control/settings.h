@@ -5,7 +5,6 @@
 
 #include <array>
 #include <nlohmann/json_fwd.hpp>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,11 +28,8 @@ enum class SettingResult {
   refused          // nothing changed: the interface cannot take it in its present state
 };
 
-struct SettingUsage {
-  std::string_view name;
-  std::string_view arguments;  // as the help of `vx310ctl sim` shows them
-};
-std::span<const SettingUsage> settingUsages();  // for tests; no program calls this
+// The section of `vx310ctl sim help`.
+std::string settingsHelp();
 
 // words[0] is the setting's name. On failure *problem says what is wrong.
 SettingResult applySetting(Model& model, const std::vector<std::string>& words,
