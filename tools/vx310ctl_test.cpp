@@ -262,6 +262,8 @@ TEST_F(ControlTool, ShowPrintsThePanelsTexts) {
   shows("\"digital_input\":\"valid 44.1 kHz\"");
   shows("\"clock_source\":\"digital input\"");
   shows("\"sample_rate\":\"44.1 kHz\"");
+  sim({"clock", "digital"});
+  shows("\"clock_choice\":\"digital\"");
   sim({"clock", "internal"});
   shows("\"digital_input\":\"unavailable\"");
   shows("\"clock_source\":\"internal\"");

@@ -8,6 +8,7 @@
 
 #include "driver/virtual_control/usage.h"
 #include "protocol/numbers.h"
+#include "protocol/words.h"
 
 namespace driver {
 

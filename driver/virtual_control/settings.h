@@ -3,7 +3,6 @@
 // stored settings, and shown.
 #pragma once
 
-#include <array>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
@@ -12,13 +11,6 @@
 #include "driver/virtual_interface/model.h"
 
 namespace driver {
-
-// Values of protocol/options.h as words. A word's index is the enum value.
-inline constexpr std::array<std::string_view, 3> kClockSourceWords = {"automatic", "internal",
-                                                                      "digital"};
-inline constexpr std::array<std::string_view, 4> kLockStateWords = {"none", "invalid", "valid",
-                                                                    "muted"};
-inline constexpr std::array<std::string_view, 2> kSpeedWords = {"1.1", "2.0"};
 
 // --- Setting: cables, identity, versions, and what other programs could change ---
 
