@@ -10,15 +10,14 @@
 #include <cstring>
 #include <string>
 
-#include "driver/command_line.h"
 #include "driver/virtual_control/virtual_interfaces.h"
+#include "platform/command_line/command_line.h"
 #include "platform/posix/posix.h"
 #include "protocol/services.h"
 
 namespace {
 
 using driver::Bus;
-using driver::CommandLine;
 using driver::Event;
 
 // Limit for connecting to the bus and for each call at the start.
@@ -86,7 +85,8 @@ class NameOwner {
   unsigned awaited_;
 };
 
-int serve(const CommandLine& line) {
+// `interfaces` are plugged in at the start.
+int serve(unsigned interfaces) {
   allowManyDescriptors();
   sd_event* created = nullptr;
   int result = sd_event_new(&created);
@@ -106,11 +106,11 @@ int serve(const CommandLine& line) {
   if (result >= 0) result = virtuals.start();
   if (result < 0) return failed("cannot publish on the session bus", result);
 
-  NameOwner name(event.get(), bus.get(), line.interfaces);
-  for (unsigned i = 0; i < line.interfaces; ++i) {
+  NameOwner name(event.get(), bus.get(), interfaces);
+  for (unsigned i = 0; i < interfaces; ++i) {
     virtuals.add().usbPort().plug([&name](bool) { name.appeared(); });
   }
-  if (line.interfaces == 0) name.take();
+  if (interfaces == 0) name.take();
 
   result = sd_event_loop(event.get());
   if (sd_bus_is_open(bus.get()) <= 0)
@@ -122,19 +122,23 @@ int serve(const CommandLine& line) {
 
 int main(int count, char** words) {
   openStandardDescriptors();
-  CommandLine line;
-  std::string problem;
-  if (!driver::parseCommandLine(count, words, line, &problem)) {
-    std::fprintf(stderr, "vx310-driver: %s\nTry 'vx310-driver --help'.\n", problem.c_str());
-    return driver::kExitUsage;
-  }
-  if (line.help) {
-    std::fputs(driver::kUsage, stdout);
-    return EXIT_SUCCESS;
-  }
-  if (line.version) {
-    std::puts("vx310-driver " VX310_VERSION);
-    return EXIT_SUCCESS;
-  }
-  return serve(line);
+  unsigned interfaces = 1;
+  const auto ended = parseCommandLine(
+      "vx310-driver",
+      "Serves virtual VX-310 audio interfaces on the session bus until it is terminated.", count,
+      words, [&interfaces](CLI::App& program) {
+        // The last of the two options holds.
+        program.add_option("--count", interfaces, "Start with so many interfaces, at most 1024")
+            ->transform(numberUpTo(driver::VirtualInterfaces::kMaximumInterfaces))
+            ->trigger_on_parse();
+        program
+            .add_flag_callback(
+                "--unplugged", [&interfaces] { interfaces = 0; },
+                "Start without an interface; 'vx310ctl sim plug' plugs it in")
+            ->trigger_on_parse();
+        program.footer(
+            "Exit status: 0 after SIGTERM or SIGINT, 1 when the session bus cannot be used or its\n"
+            "name com.vantrel.Driver1 is taken, 2 for a wrong command line.");
+      });
+  return ended ? *ended : serve(interfaces);
 }

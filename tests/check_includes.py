@@ -47,6 +47,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
 # Folders below platform/ that back ends and the programs' system code share; the logic must not include
 # them.
 FOR_BACK_ENDS = {
+    "platform/command_line/command_line.h",
     "platform/driver_waits/driver_waits.h",
     "platform/pipewire/pipewire.h",
     "platform/posix/posix.h",

@@ -15,21 +15,6 @@ namespace vx310ctl {
 
 namespace {
 
-ExitStatus wrongName(const std::string& name) {
-  std::string names;
-  for (const Choice& choice : choices()) names += "\n  " + std::string(choice.name);
-  return wrong("there is no setting '" + name + "'; the settings are:" + names);
-}
-
-ExitStatus wrongItem(const Choice& choice, const std::string& value) {
-  std::string items;
-  for (std::size_t i = 0; i < choice.items.size(); ++i) {
-    items += "\n  " + std::to_string(i) + "  " + std::string(choice.items[i]);
-  }
-  return wrong("'" + value + "' is no item of " + std::string(choice.name) +
-               "; the items are:" + items);
-}
-
 ExitStatus noAnswer(const Choice& choice) {
   const std::string name(choice.name);
   std::fprintf(stderr, "vx310ctl: the interface does not report its %s\n", name.c_str());
@@ -55,10 +40,7 @@ ExitStatus noAudioDevice() {
 
 }  // namespace
 
-ExitStatus runGet(bool json, const std::optional<std::string>& setting) {
-  const Choice* wanted = setting ? findChoice(*setting) : nullptr;
-  if (setting && !wanted) return wrongName(*setting);
-
+ExitStatus runGet(bool json, const Choice* wanted) {
   CurrentInterface interface;
   if (const ExitStatus status = interface.status(); status != kDone) return status;
   nlohmann::ordered_json object;
@@ -75,28 +57,24 @@ ExitStatus runGet(bool json, const std::optional<std::string>& setting) {
   return kDone;
 }
 
-ExitStatus runSet(const std::string& setting, const std::string& item) {
-  const Choice* choice = findChoice(setting);
-  if (!choice) return wrongName(setting);
-  const auto index = indexOfItem(*choice, item);
-  if (!index) return wrongItem(*choice, item);
-
+ExitStatus runSet(const Choice& choice, std::int32_t item) {
+  const std::string name(choice.name);
   CurrentInterface interface;
   if (const ExitStatus status = interface.status(); status != kDone) return status;
-  const bool sent = choice->command(*index);
-  const std::int32_t now = choice->query();
-  if (now == kNoAnswer) return noAnswer(*choice);
-  if (now == *index) {
+  const bool sent = choice.command(item);
+  const std::int32_t now = choice.query();
+  if (now == kNoAnswer) return noAnswer(choice);
+  if (now == item) {
     // True again, and nothing to do, when the command could store what it set.
-    if (!choice->isStored || CFPreferencesAppSynchronize(DEVICE_HAL_DOMAIN)) return kDone;
+    if (!choice.isStored || CFPreferencesAppSynchronize(DEVICE_HAL_DOMAIN)) return kDone;
     std::fprintf(stderr,
                  "vx310ctl: %s is set, but could not be stored for the driver's next start\n",
-                 setting.c_str());
+                 name.c_str());
     return kFailed;
   }
   if (!sent && _halDevice == 0) return noAudioDevice();
-  std::fprintf(stderr, "vx310ctl: the interface did not take it; %s is %s\n", setting.c_str(),
-               itemText(choice->items, now).c_str());
+  std::fprintf(stderr, "vx310ctl: the interface did not take it; %s is %s\n", name.c_str(),
+               itemText(choice.items, now).c_str());
   return kFailed;
 }
 

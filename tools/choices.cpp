@@ -2,9 +2,6 @@
 #include "tools/choices.h"
 
 #include <algorithm>
-#include <array>
-#include <cctype>
-#include <charconv>
 
 #include "io/driver_events.h"
 #include "io/menu_items.h"
@@ -44,13 +41,6 @@ constexpr Choice kChoices[] = {
      sendOption<DigitalOutputFormat>, true},
 };
 
-bool equalIgnoringCase(std::string_view left, std::string_view right) {
-  return std::ranges::equal(left, right, [](char a, char b) {
-    return std::tolower(static_cast<unsigned char>(a)) ==
-           std::tolower(static_cast<unsigned char>(b));
-  });
-}
-
 }  // namespace
 
 std::span<const Choice> choices() { return kChoices; }
@@ -58,18 +48,6 @@ std::span<const Choice> choices() { return kChoices; }
 const Choice* findChoice(std::string_view name) {
   const auto* found = std::ranges::find(kChoices, name, &Choice::name);
   return found == std::end(kChoices) ? nullptr : found;
-}
-
-std::optional<std::int32_t> indexOfItem(const Choice& choice, std::string_view value) {
-  const auto item = std::ranges::find_if(
-      choice.items, [value](std::string_view text) { return equalIgnoringCase(text, value); });
-  if (item != choice.items.end()) return static_cast<std::int32_t>(item - choice.items.begin());
-
-  std::uint32_t index = 0;
-  const char* end = value.data() + value.size();
-  const auto [rest, error] = std::from_chars(value.data(), end, index);
-  if (error != std::errc() || rest != end || index >= choice.items.size()) return std::nullopt;
-  return static_cast<std::int32_t>(index);
 }
 
 std::string itemText(std::span<const std::string_view> items, std::int32_t index) {

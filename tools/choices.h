@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -28,9 +27,6 @@ std::span<const Choice> choices();
 
 // Null for an unknown name.
 const Choice* findChoice(std::string_view name);
-
-// The index that `value` means: an item's text, in any case, or its number from 0.
-std::optional<std::int32_t> indexOfItem(const Choice& choice, std::string_view value);
 
 // The item's text; the number itself where there is no such item, "unknown" for kNoAnswer.
 std::string itemText(std::span<const std::string_view> items, std::int32_t index);

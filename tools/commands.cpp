@@ -2,15 +2,9 @@
 #include "tools/commands.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <nlohmann/json.hpp>
 
 namespace vx310ctl {
-
-ExitStatus wrong(const std::string& problem, const char* command) {
-  std::fprintf(stderr, "vx310ctl: %s\nTry '%s --help'.\n", problem.c_str(), command);
-  return kUsage;
-}
 
 std::string lineOf(std::string_view name, std::string_view text) {
   constexpr std::size_t kTextColumn = 24;

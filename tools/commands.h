@@ -4,12 +4,13 @@
 
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace vx310ctl {
+
+struct Choice;
 
 enum ExitStatus {
   kDone = 0,
@@ -25,11 +26,11 @@ enum ExitStatus {
 ExitStatus runList();
 ExitStatus runShow(bool json, std::uint32_t index);
 
-// Prints one setting of the panel's interface, or all of them.
-ExitStatus runGet(bool json, const std::optional<std::string>& setting);
+// Prints one setting of the panel's interface, or for null all of them.
+ExitStatus runGet(bool json, const Choice* wanted);
 
-// Sets one, as a pick in the panel does, and checks that the interface took it.
-ExitStatus runSet(const std::string& setting, const std::string& item);
+// Sets one to an item, as a pick in the panel does, and checks that the interface took it.
+ExitStatus runSet(const Choice& choice, std::int32_t item);
 
 // Prints a line for each event of the panel's interface until it is ended from outside; kFailed
 // when the session bus cannot be reached or goes away, or the output cannot be written.
@@ -37,11 +38,6 @@ ExitStatus runWatch(bool json);
 
 // Sends the words to the driver, which parses them, and prints what it replies.
 ExitStatus runSim(std::uint32_t interface, const std::vector<std::string>& words);
-extern const char* const kSimUsage;
-
-// Explain what is wrong with the command line: kUsage. `command` is "vx310ctl" or one of its
-// commands, whose help is recommended.
-ExitStatus wrong(const std::string& problem, const char* command = "vx310ctl");
 
 // "NAME:" and the text in a column of its own, with the end of the line.
 std::string lineOf(std::string_view name, std::string_view text);

@@ -4,31 +4,34 @@
 #include <algorithm>
 #include <array>
 
+#include "driver/virtual_control/usage.h"
 #include "protocol/numbers.h"
 
 namespace driver {
 
 namespace {
 
-struct KindName {
-  std::string_view name;
+struct Kind {
+  Usage usage;
   FaultKind kind;
   // Default and maximum amount; 0 for faults that take none.
   std::uint32_t usualAmount;
   std::uint32_t largestAmount;
 };
 
-constexpr std::array kKinds = {KindName{"short", FaultKind::shortAnswer, 100, 259},
-                               KindName{"long", FaultKind::longAnswer, 300, 65536},
-                               KindName{"late", FaultKind::late, 400, 60000},
-                               KindName{"missing", FaultKind::missing, 0, 0},
-                               KindName{"garbled", FaultKind::garbled, 0, 0},
-                               KindName{"empty", FaultKind::empty, 0, 0},
-                               KindName{"close", FaultKind::close, 0, 0},
-                               KindName{"die", FaultKind::die, 0, 0},
-                               KindName{"hang", FaultKind::hang, 0, 0},
-                               KindName{"refuse", FaultKind::refuse, 0, 0},
-                               KindName{"ignore", FaultKind::ignore, 0, 0}};
+constexpr std::array kKinds = {
+    Kind{{"short", "[BYTES]", "the answer is cut"}, FaultKind::shortAnswer, 100, 259},
+    Kind{{"long", "[BYTES]", "the answer is continued"}, FaultKind::longAnswer, 300, 65536},
+    Kind{{"late", "[MS]", "the answer comes late"}, FaultKind::late, 400, 60000},
+    Kind{{"missing", "", "the request is carried out and not answered"}, FaultKind::missing, 0, 0},
+    Kind{{"garbled", "", "every bit of the answer is the wrong one"}, FaultKind::garbled, 0, 0},
+    Kind{{"empty", "", "the answer has no bytes"}, FaultKind::empty, 0, 0},
+    Kind{{"close", "", "the connection is closed instead of answering"}, FaultKind::close, 0, 0},
+    Kind{{"die", "", "the driver service is killed instead of answering"}, FaultKind::die, 0, 0},
+    Kind{
+        {"hang", "", "the driver service is stopped until it gets SIGCONT"}, FaultKind::hang, 0, 0},
+    Kind{{"refuse", "", "settings fail"}, FaultKind::refuse, 0, 0},
+    Kind{{"ignore", "", "settings are answered but not taken"}, FaultKind::ignore, 0, 0}};
 
 bool readOption(const std::vector<std::string>& words, std::size_t& next, Fault& fault) {
   const std::string& word = words[next++];
@@ -44,9 +47,11 @@ bool readOption(const std::vector<std::string>& words, std::size_t& next, Fault&
 
 }  // namespace
 
+std::string faultsHelp() { return helpSection("Fault kinds", kKinds); }
+
 std::optional<Fault> parseFault(const std::vector<std::string>& words, std::string* problem) {
-  const auto* kind = std::find_if(kKinds.begin(), kKinds.end(), [&words](const KindName& entry) {
-    return !words.empty() && entry.name == words[0];
+  const auto* kind = std::find_if(kKinds.begin(), kKinds.end(), [&words](const Kind& entry) {
+    return !words.empty() && entry.usage.name == words[0];
   });
   if (kind == kKinds.end()) {
     *problem = words.empty() ? "no fault is named" : "there is no fault '" + words[0] + "'";

@@ -38,4 +38,7 @@ struct Fault {
 // for wrong words; *problem then says what is wrong.
 std::optional<Fault> parseFault(const std::vector<std::string>& words, std::string* problem);
 
+// The section of `vx310ctl sim help`.
+std::string faultsHelp();
+
 }  // namespace driver

@@ -4,8 +4,11 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <span>
 
+#include "driver/virtual_control/usage.h"
 #include "protocol/numbers.h"
+#include "protocol/words.h"
 
 namespace driver {
 
@@ -16,7 +19,7 @@ using Arguments = std::span<const std::string>;
 using Apply = SettingResult (*)(Model& model, Arguments arguments);
 
 struct Setting {
-  SettingUsage usage;
+  Usage usage;
   std::size_t fewest;
   std::size_t most;
   Apply apply;
@@ -129,29 +132,50 @@ SettingResult firmwareDate(Model& model, Arguments arguments) {
 }
 
 constexpr std::array kSettings = {
-    Setting{{"digital-input", "none|invalid|valid RATE|muted RATE"}, 1, 2, digitalInput},
-    Setting{{"sample-rate", "RATE"}, 1, 1, sampleRate},
-    Setting{{"clock", "automatic|internal|digital"}, 1, 1, clockSource},
-    Setting{{"routing", "in|out PAIR SOURCE"}, 3, 3, routing},
-    Setting{{"usb", "2.0|1.1"}, 1, 1, usb},
-    Setting{{"ids", "VENDOR PRODUCT"}, 2, 2, ids},
-    Setting{{"class", "vx310|orbek"}, 1, 1, family},
-    Setting{{"product-name", "TEXT"}, 1, 1, productName},
-    Setting{{"driver-version", "WORD"}, 1, 1, driverVersion},
-    Setting{{"firmware-version", "WORD"}, 1, 1, firmwareVersion},
-    Setting{{"firmware-known", "yes|no"}, 1, 1, firmwareKnown},
-    Setting{{"firmware-date", "TEXT"}, 1, 1, firmwareDate},
+    Setting{{"digital-input", "none|invalid|valid RATE|muted RATE",
+             "what the digital input carries, with the measured rate in Hz"},
+            1,
+            2,
+            digitalInput},
+    Setting{{"sample-rate", "RATE", "44100, 48000, 88200 or 96000, on the internal clock"},
+            1,
+            1,
+            sampleRate},
+    Setting{{"clock", "automatic|internal|digital", "the chosen clock source"}, 1, 1, clockSource},
+    Setting{{"routing", "in|out PAIR SOURCE", "a routing, as another program would set it"},
+            3,
+            3,
+            routing},
+    Setting{{"usb", "2.0|1.1", "the speed of the connection; the interface reconnects"}, 1, 1, usb},
+    Setting{{"ids", "VENDOR PRODUCT", "the USB ids; the interface reconnects"}, 2, 2, ids},
+    Setting{{"class", "vx310|orbek",
+             "the family, with its class name and ids; the interface reconnects"},
+            1,
+            1,
+            family},
+    Setting{{"product-name", "TEXT", "the product's name"}, 1, 1, productName},
+    Setting{{"driver-version", "WORD", "the driver's version number, for example 0x02050400"},
+            1,
+            1,
+            driverVersion},
+    Setting{{"firmware-version", "WORD", "the firmware's version number, for example 0x01070002"},
+            1,
+            1,
+            firmwareVersion},
+    Setting{{"firmware-known", "yes|no",
+             "whether the driver knows that number or leaves it to be asked of the interface"},
+            1,
+            1,
+            firmwareKnown},
+    Setting{{"firmware-date", "TEXT", "the firmware's date, at most 15 characters"},
+            1,
+            1,
+            firmwareDate},
 };
-
-constexpr auto kUsages = [] {
-  std::array<SettingUsage, kSettings.size()> usages{};
-  for (std::size_t i = 0; i < usages.size(); ++i) usages[i] = kSettings[i].usage;
-  return usages;
-}();
 
 }  // namespace
 
-std::span<const SettingUsage> settingUsages() { return kUsages; }
+std::string settingsHelp() { return helpSection("Settings", kSettings); }
 
 SettingResult applySetting(Model& model, const std::vector<std::string>& words,
                            std::string* problem) {
@@ -159,7 +183,8 @@ SettingResult applySetting(Model& model, const std::vector<std::string>& words,
       kSettings.begin(), kSettings.end(),
       [&words](const Setting& entry) { return !words.empty() && entry.usage.name == words[0]; });
   if (setting == kSettings.end()) {
-    *problem = words.empty() ? "no setting is named" : "there is no setting '" + words[0] + "'";
+    *problem =
+        words.empty() ? "no command is named" : "there is no command or setting '" + words[0] + "'";
     return SettingResult::wrongArguments;
   }
   const Arguments arguments = Arguments(words).subspan(1);
@@ -168,7 +193,7 @@ SettingResult applySetting(Model& model, const std::vector<std::string>& words,
     result = setting->apply(model, arguments);
   }
   if (result == SettingResult::wrongArguments) {
-    *problem = "'" + words[0] + "' takes " + std::string(setting->usage.arguments);
+    *problem = expectedArguments(setting->usage);
   } else if (result == SettingResult::refused) {
     *problem = "the interface cannot take this '" + words[0] + "' now";
   }

@@ -3,9 +3,7 @@
 // stored settings, and shown.
 #pragma once
 
-#include <array>
 #include <nlohmann/json_fwd.hpp>
-#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,13 +11,6 @@
 #include "driver/virtual_interface/model.h"
 
 namespace driver {
-
-// Values of protocol/options.h as words. A word's index is the enum value.
-inline constexpr std::array<std::string_view, 3> kClockSourceWords = {"automatic", "internal",
-                                                                      "digital"};
-inline constexpr std::array<std::string_view, 4> kLockStateWords = {"none", "invalid", "valid",
-                                                                    "muted"};
-inline constexpr std::array<std::string_view, 2> kSpeedWords = {"1.1", "2.0"};
 
 // --- Setting: cables, identity, versions, and what other programs could change ---
 
@@ -29,11 +20,8 @@ enum class SettingResult {
   refused          // nothing changed: the interface cannot take it in its present state
 };
 
-struct SettingUsage {
-  std::string_view name;
-  std::string_view arguments;  // as the help of `vx310ctl sim` shows them
-};
-std::span<const SettingUsage> settingUsages();  // for tests; no program calls this
+// The section of `vx310ctl sim help`.
+std::string settingsHelp();
 
 // words[0] is the setting's name. On failure *problem says what is wrong.
 SettingResult applySetting(Model& model, const std::vector<std::string>& words,

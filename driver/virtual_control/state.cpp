@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "protocol/words.h"
+
 namespace driver {
 
 namespace {

@@ -5,17 +5,13 @@
 #include <optional>
 
 #include "driver/virtual_control/pluggable_interface.h"
+#include "driver/virtual_control/usage.h"
 #include "protocol/numbers.h"
 #include "protocol/services.h"
 
 namespace driver {
 
 namespace {
-
-VirtualAction wrong(std::string* problem, const char* text) {
-  *problem = text;
-  return nullptr;
-}
 
 // Fails the call and returns false when the interface is not plugged in.
 bool checkPlugged(PluggableInterface& interface, const VirtualCall& call) {
@@ -24,31 +20,30 @@ bool checkPlugged(PluggableInterface& interface, const VirtualCall& call) {
   return false;
 }
 
-VirtualAction parseUnplug(const Words& words, std::string* problem) {
-  if (words.size() > 1) return wrong(problem, "'unplug' takes nothing");
+VirtualAction parseUnplug(const Words& words, std::string* /*problem*/) {
+  if (words.size() > 1) return nullptr;
   return [](PluggableInterface& interface, const VirtualCall& call) {
     interface.usbPort().unplug();
     call.succeed();
   };
 }
 
-VirtualAction parseState(const Words& words, std::string* problem) {
+VirtualAction parseState(const Words& words, std::string* /*problem*/) {
   const bool json = words.size() == 2 && words[1] == "--json";
-  if (words.size() > 1 && !json) return wrong(problem, "'state' takes nothing but --json");
+  if (words.size() > 1 && !json) return nullptr;
   return [json](PluggableInterface& interface, const VirtualCall& call) {
     call.succeed(json ? jsonOf(interface.state()) : linesOf(interface.state()));
   };
 }
 
-VirtualAction parseNotify(const Words& words, std::string* problem) {
-  constexpr const char* kUsage = "'notify' takes NUMBER [--type TYPE] [--size SIZE]";
+VirtualAction parseNotify(const Words& words, std::string* /*problem*/) {
   const auto number = words.size() > 1 ? parseNumber(words[1]) : std::nullopt;
-  if (!number || words.size() % 2 != 0) return wrong(problem, kUsage);
+  if (!number || words.size() % 2 != 0) return nullptr;
   std::uint32_t type = kDriverMessage;
   std::uint32_t size = kDriverMessageSize;
   for (std::size_t i = 2; i < words.size(); i += 2) {
     const auto value = parseNumber(words[i + 1]);
-    if (!value || (words[i] != "--type" && words[i] != "--size")) return wrong(problem, kUsage);
+    if (!value || (words[i] != "--type" && words[i] != "--size")) return nullptr;
     (words[i] == "--type" ? type : size) = *value;
   }
   return [number = *number, type, size](PluggableInterface& interface, const VirtualCall& call) {
@@ -58,11 +53,9 @@ VirtualAction parseNotify(const Words& words, std::string* problem) {
   };
 }
 
-VirtualAction parseStall(const Words& fault, std::string* problem) {
+VirtualAction parseStall(const Words& fault) {
   const auto limit = fault.size() == 2 ? parseNumber(fault[1]) : std::optional<std::uint32_t>(0);
-  if (fault.size() > 2 || !limit) {
-    return wrong(problem, "'fault stall' takes a number of milliseconds, or nothing");
-  }
+  if (fault.size() > 2 || !limit) return nullptr;
   return [limit = *limit](PluggableInterface& interface, const VirtualCall& call) {
     if (!checkPlugged(interface, call)) return;
     interface.stall(limit == 0 ? std::nullopt : std::optional(std::chrono::milliseconds(limit)));
@@ -72,7 +65,7 @@ VirtualAction parseStall(const Words& fault, std::string* problem) {
 
 VirtualAction parseFaultCommand(const Words& words, std::string* problem) {
   const Words fault(words.begin() + 1, words.end());
-  if (!fault.empty() && fault[0] == "stall") return parseStall(fault, problem);
+  if (!fault.empty() && fault[0] == "stall") return parseStall(fault);
   if (fault == Words{"none"}) {
     return [](PluggableInterface& interface, const VirtualCall& call) {
       interface.clearFaults();
@@ -100,6 +93,26 @@ VirtualAction parseSetting(const Words& words, std::string* problem) {
   };
 }
 
+struct Command {
+  Usage usage;
+  // Empty for wrong words; *problem then may say what is wrong with them.
+  VirtualAction (*parse)(const Words& words, std::string* problem);
+};
+
+constexpr Command kCommands[] = {
+    {{"unplug", "", "unplug the interface; it keeps its settings"}, parseUnplug},
+    {{"state", "[--json]", "show all that the interface knows"}, parseState},
+    {{"notify", "NUMBER [--type TYPE] [--size SIZE]",
+      "send a driver message with this number, and with another type or size than a driver's"},
+     parseNotify},
+    {{"fault", "none | stall [MS] | KIND [AMOUNT] [command NUMBER] [times COUNT | always]",
+      "none: end all faults and a stall\n"
+      "        stall: answer no requests for MS milliseconds, or until 'fault none'\n"
+      "        KIND: spoil the answers to the next request, or the next COUNT, or all; only to\n"
+      "        those with that command number if one is given"},
+     parseFaultCommand},
+};
+
 }  // namespace
 
 void VirtualCall::succeed(const std::string& output) const {
@@ -115,12 +128,17 @@ void VirtualCall::failAsWrong(const std::string& problem) const {
 }
 
 VirtualAction parseVirtualCommand(const Words& words, std::string* problem) {
-  const std::string command = words.empty() ? "" : words[0];
-  if (command == "unplug") return parseUnplug(words, problem);
-  if (command == "state") return parseState(words, problem);
-  if (command == "notify") return parseNotify(words, problem);
-  if (command == "fault") return parseFaultCommand(words, problem);
+  for (const Command& command : kCommands) {
+    if (words.empty() || command.usage.name != words[0]) continue;
+    VirtualAction action = command.parse(words, problem);
+    if (!action && problem->empty()) *problem = expectedArguments(command.usage);
+    return action;
+  }
   return parseSetting(words, problem);
+}
+
+std::string virtualCommandsHelp() {
+  return helpSection("Commands for an interface", kCommands) + faultsHelp() + settingsHelp();
 }
 
 }  // namespace driver

@@ -37,4 +37,7 @@ using VirtualAction = std::function<void(PluggableInterface& interface, const Vi
 // Empty for wrong words; *problem then says what is wrong with them.
 VirtualAction parseVirtualCommand(const Words& words, std::string* problem);
 
+// The commands, faults and settings for `vx310ctl sim help`.
+std::string virtualCommandsHelp();
+
 }  // namespace driver

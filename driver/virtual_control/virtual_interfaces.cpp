@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "driver/virtual_control/virtual_interfaces.h"
 
+#include "driver/virtual_control/usage.h"
 #include "protocol/services.h"
 
 namespace driver {
@@ -33,6 +34,19 @@ const sd_bus_vtable VirtualInterfaces::kVtable[] = {
     SD_BUS_VTABLE_END,
 };
 
+struct VirtualInterfaces::Command {
+  Usage usage;
+  void (VirtualInterfaces::*run)(std::uint32_t index, bool option, const VirtualCall& call);
+};
+
+const VirtualInterfaces::Command VirtualInterfaces::kCommands[] = {
+    {{"help", "", "print this"}, &VirtualInterfaces::help},
+    {{"list", "", "list the virtual interfaces"}, &VirtualInterfaces::list},
+    {{"plug", "[--second]",
+      "plug the interface in; with --second add another one and print its number"},
+     &VirtualInterfaces::plug},
+};
+
 int VirtualInterfaces::start() {
   sd_bus_slot* slot = nullptr;
   const int result = sd_bus_add_object_vtable(context_.bus, &slot, kVirtualInterfacesPath,
@@ -56,9 +70,13 @@ int VirtualInterfaces::onRun(sd_bus_message* message, void* self, sd_bus_error*)
 }
 
 void VirtualInterfaces::run(std::uint32_t index, const Words& words, const VirtualCall& call) {
-  const std::string command = words.empty() ? "" : words[0];
-  if (command == "plug") return plug(index, words, call);
-  if (command == "list") return list(words, call);
+  for (const Command& command : kCommands) {
+    if (words.empty() || command.usage.name != words[0]) continue;
+    // These commands take one option at most, as their usage shows.
+    const bool option = words.size() == 2 && command.usage.arguments == "[" + words[1] + "]";
+    if (words.size() > 1 && !option) return call.failAsWrong(expectedArguments(command.usage));
+    return (this->*command.run)(index, option, call);
+  }
   std::string problem;
   const VirtualAction action = parseVirtualCommand(words, &problem);
   if (!action) return call.failAsWrong(problem);
@@ -66,9 +84,7 @@ void VirtualInterfaces::run(std::uint32_t index, const Words& words, const Virtu
   action(interfaces_[index], call);
 }
 
-void VirtualInterfaces::plug(std::uint32_t index, const Words& words, const VirtualCall& call) {
-  const bool another = words.size() == 2 && words[1] == "--second";
-  if (words.size() > 1 && !another) return call.failAsWrong("'plug' takes nothing but --second");
+void VirtualInterfaces::plug(std::uint32_t index, bool another, const VirtualCall& call) {
   if (another && interfaces_.size() >= kMaximumInterfaces) {
     return call.fail(SD_BUS_ERROR_LIMITS_EXCEEDED, "There are too many interfaces");
   }
@@ -86,16 +102,23 @@ void VirtualInterfaces::plug(std::uint32_t index, const Words& words, const Virt
   });
 }
 
-void VirtualInterfaces::list(const Words& words, const VirtualCall& call) {
-  if (words.size() > 1) return call.failAsWrong("'list' takes nothing");
+void VirtualInterfaces::list(std::uint32_t /*index*/, bool /*option*/, const VirtualCall& call) {
   std::string output;
-  std::size_t index = 0;
+  std::size_t number = 0;
   for (auto& interface : interfaces_) {
-    output += std::to_string(index++) + "  " +
+    output += std::to_string(number++) + "  " +
               (interface.usbPort().publication() ? "plugged    " : "unplugged  ") +
               interface.productName() + "\n";
   }
   call.succeed(output);
+}
+
+void VirtualInterfaces::help(std::uint32_t /*index*/, bool /*option*/, const VirtualCall& call) {
+  call.succeed(
+      "Usage: vx310ctl sim [--interface N] COMMAND\n"
+      "Moves the virtual interfaces of the running driver service. Numbers may be decimal or,\n"
+      "after 0x, hexadecimal. Interface 0 is meant unless --interface names another.\n" +
+      helpSection("Commands", kCommands) + virtualCommandsHelp());
 }
 
 }  // namespace driver

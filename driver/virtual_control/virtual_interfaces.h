@@ -31,8 +31,14 @@ class VirtualInterfaces {
   static int onRun(sd_bus_message* message, void* self, sd_bus_error* error);
 
   void run(std::uint32_t index, const Words& words, const VirtualCall& call);
-  void plug(std::uint32_t index, const Words& words, const VirtualCall& call);
-  void list(const Words& words, const VirtualCall& call);
+
+  // The commands that concern more than one interface. `option` says whether the command's one
+  // option was given.
+  struct Command;
+  static const Command kCommands[];
+  void plug(std::uint32_t index, bool option, const VirtualCall& call);
+  void list(std::uint32_t index, bool option, const VirtualCall& call);
+  void help(std::uint32_t index, bool option, const VirtualCall& call);
 
   ServiceContext& context_;
   BusSlot slot_;

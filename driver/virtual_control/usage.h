@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+// How the commands of `vx310ctl sim`, their faults and the settings stand in its help and errors.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace driver {
+
+struct Usage {
+  std::string_view name;
+  std::string_view arguments;
+  std::string_view help;
+};
+
+// For wrong arguments.
+inline std::string expectedArguments(const Usage& usage) {
+  return "'" + std::string(usage.name) + "' takes " +
+         std::string(usage.arguments.empty() ? "nothing" : usage.arguments);
+}
+
+// A section of the help with an entry for each row of the table, whose rows have a `usage`.
+template <typename Table>
+std::string helpSection(std::string_view title, const Table& table) {
+  std::string section = "\n" + std::string(title) + ":\n";
+  for (const auto& row : table) {
+    section += "  " + std::string(row.usage.name);
+    if (!row.usage.arguments.empty()) section += " " + std::string(row.usage.arguments);
+    section += "\n        " + std::string(row.usage.help) + "\n";
+  }
+  return section;
+}
+
+}  // namespace driver

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// The command lines of the programs, with CLI11. No seam: the logic includes none of this.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <functional>
+#include <limits>
+#include <optional>
+#include <string>
+
+inline constexpr int kExitUsage = 2;
+
+// Parses a command line. `declare` adds the program's options and sub-commands to those of every
+// program, --help and --version; sub-commands with a callback run in here.
+//
+// nullopt when the program goes on. Otherwise its exit status: 0 after help or version, kExitUsage
+// after an error that has been explained on standard error. Throws nothing, whatever `declare` and
+// the callbacks throw.
+std::optional<int> parseCommandLine(const std::string& name, const std::string& description,
+                                    int count, const char* const* words,
+                                    const std::function<void(CLI::App& program)>& declare);
+
+// For an option's transform(): takes a number as parseNumber() does, which CLI11 alone would read
+// as octal after a leading 0, and as 0 when it is empty.
+CLI::Validator numberUpTo(std::uint32_t largest = std::numeric_limits<std::uint32_t>::max());
