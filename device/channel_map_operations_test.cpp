@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <algorithm>
 #include <array>
@@ -8,6 +8,8 @@
 #include "device/testing/device_fixture.h"
 
 namespace {
+
+using testing::Each;
 
 std::vector<std::uint32_t> countingWords(std::size_t count) {
   std::vector<std::uint32_t> words(count);
@@ -121,6 +123,22 @@ TEST_F(DeviceName, AShortSpanCutsTheName) {
   EXPECT_STREQ(name.data(), "Stu");
   EXPECT_EQ(name[4], '-');
   EXPECT_TRUE(device->getOrbekDeviceName(std::span<char>()));
+}
+
+TEST_F(DeviceName, AShortAnswerIsAccepted) {
+  answerName("Studio");
+  driver.shorten(VQ_Command::kGetDeviceName, 16);
+  EXPECT_TRUE(device->getOrbekDeviceName(name.data()));
+  EXPECT_STREQ(name.data(), "Studio");
+}
+
+TEST_F(DeviceName, OnlyANulEndsTheName) {
+  answerName("Talvo \x01");
+  EXPECT_TRUE(device->getOrbekDeviceName(name));
+  EXPECT_STREQ(name.data(), "Talvo \x01");
+  takeRequests();
+  EXPECT_TRUE(device->setOrbekDeviceName("\0former"));
+  EXPECT_THAT(onlyRequest().payload(), Each(0));
 }
 
 TEST_F(DeviceName, ANameOf33CharactersIsSentAs32) {

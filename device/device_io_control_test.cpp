@@ -101,6 +101,12 @@ TEST_F(ControlCode, WithASizeOf0NothingIsWritten) {
   EXPECT_THAT(out, Each('-'));
 }
 
+TEST_F(ControlCode, WithASizeOf1OneByteIsWritten) {
+  EXPECT_TRUE(ask(kControlCodeUsbSpeed, 1));
+  EXPECT_EQ(returned, 1u);
+  EXPECT_EQ(received(), 1u);
+}
+
 TEST_F(ControlCode, ThePointerToTheReturnedSizeMayBeNull) {
   EXPECT_TRUE(device->DeviceIoControl(1, kControlCodeDeviceDescriptor, nullptr, 0, out.data(), 16,
                                       nullptr, nullptr));

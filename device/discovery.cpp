@@ -45,16 +45,11 @@ bool askForNotifications() {
   if (IOServiceAddMatchingNotification(_vqapiNotifyPort, kIOPublishNotification, mMatchingDict,
                                        ServicePublishCallback, nullptr,
                                        &_vqapiServicePublishIterator) != kIOReturnSuccess) {
-    _vqapiServicePublishIterator = 0;
     return false;
   }
-  if (IOServiceAddMatchingNotification(_vqapiNotifyPort, kIOTerminatedNotification, mMatchingDict,
-                                       ServiceTerminateCallback, nullptr,
-                                       &mServiceTerminateIterator) != kIOReturnSuccess) {
-    mServiceTerminateIterator = 0;
-    return false;
-  }
-  return true;
+  return IOServiceAddMatchingNotification(_vqapiNotifyPort, kIOTerminatedNotification,
+                                          mMatchingDict, ServiceTerminateCallback, nullptr,
+                                          &mServiceTerminateIterator) == kIOReturnSuccess;
 }
 
 void releaseIterator(io_iterator_t& iterator) { IoObject released(std::exchange(iterator, 0)); }
@@ -77,10 +72,7 @@ void vqapiInit(VQAPI_Callback callback, void* context, const GUID& identity) {
   _vqapiRunLoop = CFRunLoopGetCurrent();
   mIteratorsNeedEmptying = false;
   mMatchingDict = IOServiceMatching(classNameOf(_TheGuid));
-  if (IOMasterPort(&_vqapiMasterDevicePort) != kIOReturnSuccess) {
-    _vqapiMasterDevicePort = 0;
-    return;
-  }
+  if (IOMasterPort(&_vqapiMasterDevicePort) != kIOReturnSuccess) return;
   if (_vqapiRunLoop) {
     if (!askForNotifications()) return;
     mIteratorsNeedEmptying = true;
@@ -91,14 +83,14 @@ void vqapiInit(VQAPI_Callback callback, void* context, const GUID& identity) {
 // The master port is given back before the devices are closed: closing works without it, and no
 // request can be sent any more.
 void vqapiTerm() {
-  if (_vqapiRunLoop && _vqapiRunLoopSource) {
+  if (_vqapiRunLoopSource) {
     CFRunLoopRemoveSource(_vqapiRunLoop, _vqapiRunLoopSource, kCFRunLoopDefaultMode);
   }
   _vqapiRunLoopSource.reset();
   releaseIterator(_vqapiServicePublishIterator);
   releaseIterator(mServiceTerminateIterator);
   mIteratorsNeedEmptying = false;
-  if (_vqapiMasterDevicePort != 0) mach_port_deallocate(std::exchange(_vqapiMasterDevicePort, 0));
+  mach_port_deallocate(std::exchange(_vqapiMasterDevicePort, 0));
   mMatchingDict.clear();
   for (USBDevice*& slot : vqapiDeviceMap) {
     if (slot) closeAndRelease(std::exchange(slot, nullptr));

@@ -112,7 +112,9 @@ TEST_F(Discovery, AStartForgetsWhatIsLeftOfAnEarlierRun) {
 TEST_F(Discovery, AStopForgetsPortIteratorsSourceAndWhatWasMatched) {
   start();
   ASSERT_FALSE(mMatchingDict.empty());
+  mIteratorsNeedEmptying = true;
   vqapiTerm();
+  EXPECT_FALSE(mIteratorsNeedEmptying);
   EXPECT_EQ(_vqapiMasterDevicePort, 0u);
   EXPECT_THAT(_vqapiNotifyPort, IsNull());
   EXPECT_FALSE(_vqapiRunLoopSource);
@@ -419,7 +421,26 @@ TEST_F(Discovery, ARestartDuringTheReportOfARemovalKeepsTheDevicesThatItFound) {
 TEST_F(Discovery, AScanWhileStoppedDoesNothing) {
   publish();
   _vqapiScanServices();
+  mIteratorsNeedEmptying = true;
+  _vqapiScanServices();
   EXPECT_THAT(memory_clock::pauses(), IsEmpty());
+}
+
+TEST_F(Discovery, AScanDuringTheFirstReportReadsTheServicesPresent) {
+  publish();
+  onEvent = [this](USBDevice*, VQAPI_CBEvent) {
+    onEvent = nullptr;
+    _vqapiScanServices();
+  };
+  start();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Arrived));
+}
+
+TEST_F(Discovery, TheFirstScanReportsTheInterfacesThatLeaveDuringIt) {
+  const auto id = publish();
+  onEvent = [id](USBDevice*, VQAPI_CBEvent) { memory_registry::terminate(id); };
+  start();
+  EXPECT_THAT(kinds(), ElementsAre(VQAPI_CB_Arrived, VQAPI_CB_Removed));
 }
 
 TEST_F(Discovery, WithoutARunLoopTheServicesPresentAreReported) {
@@ -510,6 +531,8 @@ TEST_P(FailingStart, LeavesItRunningWithoutReportsUntilItIsStopped) {
   publish();
   manual_run_loop::performAll();
   EXPECT_THAT(events, IsEmpty());
+  EXPECT_THAT(memory_clock::pauses(), IsEmpty());
+  EXPECT_FALSE(mIteratorsNeedEmptying);
   vqapiTerm();
   EXPECT_EQ(memory_registry::outstanding(), memory_registry::Outstanding{});
   EXPECT_EQ(manual_run_loop::sourceCount(), 0u);

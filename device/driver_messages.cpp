@@ -32,11 +32,10 @@ std::optional<VQAPI_CBEvent> eventOf(std::uint32_t notification) {
 
 void USBDevice::addInterestNotification(IONotificationPortRef port) {
   if (!port || interestNotification_ != 0) return;
-  if (IOServiceAddInterestNotification(port, service_, kIOGeneralInterest,
-                                       &USBDevice::ServiceInterestCallback, this,
-                                       &interestNotification_) != kIOReturnSuccess) {
-    interestNotification_ = 0;
-  }
+  // After a failure the device is used without messages.
+  IOServiceAddInterestNotification(port, service_, kIOGeneralInterest,
+                                   &USBDevice::ServiceInterestCallback, this,
+                                   &interestNotification_);
 }
 
 void USBDevice::ServiceInterestCallback(void* refcon, io_service_t service, natural_t messageType,

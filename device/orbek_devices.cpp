@@ -17,12 +17,8 @@ constexpr const char* kListKey = "DevicesList";
 // Owns a master port of the registry for one look-up; 0 when no registry can be reached.
 class MasterPort {
  public:
-  MasterPort() {
-    if (IOMasterPort(&port_) != kIOReturnSuccess) port_ = 0;
-  }
-  ~MasterPort() {
-    if (port_ != 0) mach_port_deallocate(port_);
-  }
+  MasterPort() { IOMasterPort(&port_); }
+  ~MasterPort() { mach_port_deallocate(port_); }
   MasterPort(const MasterPort&) = delete;
   MasterPort& operator=(const MasterPort&) = delete;
 
@@ -53,10 +49,11 @@ void keep(const CFArray& list) {
 
 void getOrbekDevicesFromRegistry(CFArray& out) {
   const MasterPort port;
-  const CFDictionary matching = IOServiceMatching(kOrbekServiceClass);
-  if (port.get() == 0 || matching.empty()) return;
   io_iterator_t found = 0;
-  if (IOServiceGetMatchingServices(port.get(), matching, &found) != kIOReturnSuccess) return;
+  if (IOServiceGetMatchingServices(port.get(), IOServiceMatching(kOrbekServiceClass), &found) !=
+      kIOReturnSuccess) {
+    return;
+  }
   const IoObject iterator(found);
 
   out.clear();

@@ -168,6 +168,16 @@ TEST_F(OrbekDevices, WithoutAMatchNothingIsRemovedOrStored) {
   EXPECT_FALSE(isStored());
 }
 
+TEST_F(OrbekDevices, UidsThatDifferInOneByteDiffer) {
+  const std::vector<std::uint8_t> uid = {1, 2, 3, 4, 5, 6, 7, 8};
+  list = {CFValue(device(uid))};
+  for (std::size_t i = 0; i < uid.size(); ++i) {
+    auto other = uid;
+    ++other[i];
+    EXPECT_FALSE(removeOrbekDeviceFromDeviceList(list, device(other))) << i;
+  }
+}
+
 TEST_F(OrbekDevices, AShortUidIsComparedAsIfFilledWithZeros) {
   list = {CFValue(device({1, 2}))};
   EXPECT_TRUE(removeOrbekDeviceFromDeviceList(list, device({1, 2, 0, 0, 0, 0, 0, 0})));

@@ -13,9 +13,7 @@ std::int16_t idOf(const CFDictionary& properties, const char* key) {
 
 }  // namespace
 
-void CloseHandle(io_connect_t connection) {
-  if (connection != 0) IOServiceClose(connection);
-}
+void CloseHandle(io_connect_t connection) { IOServiceClose(connection); }
 
 USBDevice::USBDevice(io_service_t service) : service_(service) {
   if (service_ == 0) return;
@@ -27,8 +25,8 @@ USBDevice::USBDevice(io_service_t service) : service_(service) {
 
 USBDevice::~USBDevice() {
   close();
-  if (interestNotification_ != 0) IOObjectRelease(interestNotification_);
-  if (service_ != 0) IOObjectRelease(service_);
+  IOObjectRelease(interestNotification_);
+  IOObjectRelease(service_);
 }
 
 void USBDevice::retain() { ++referenceCount_; }
@@ -41,7 +39,6 @@ bool USBDevice::open(bool) {
   if (isOpen()) return true;
   if (service_ == 0) return false;
   if (IOServiceOpen(service_, kDispatchConnectionType, &connection_) != kIOReturnSuccess) {
-    connection_ = 0;
     return false;
   }
   if (!getDriverVersion(driverVersion_)) {

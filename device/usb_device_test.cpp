@@ -190,8 +190,8 @@ TEST_F(DeviceHandle, OpeningAgainResetsTheSpeedAndTheValue) {
   const Retained device(makeDevice());
   ASSERT_TRUE(device->open(false));
   device->close();
-  driver.failAt(VQ_Command::kGetUsbSpeed);
-  driver.failAt(VQ_Command::kGetValueAtOpen);
+  driver.shorten(VQ_Command::kGetUsbSpeed, 259);
+  driver.shorten(VQ_Command::kGetValueAtOpen, 259);
   ASSERT_TRUE(device->open(false));
   EXPECT_FALSE(device->isUSB2Device());
   EXPECT_EQ(device->valueAtOpen(), 0.0);

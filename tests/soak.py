@@ -9,6 +9,8 @@ busy machine), a value is lost, descriptors or threads are left, or memory grows
 """
 
 import fcntl
+import itertools
+import json
 import pathlib
 import plistlib
 import random
@@ -117,6 +119,17 @@ class Soak:
             if time.monotonic() > limit:
                 raise AssertionError("the audio device does not come back")
 
+    def routings_arrive(self):
+        """The panel finds the audio device again by itself, some time after other clients do."""
+        limit = time.monotonic() + SETTLED
+        for wanted in itertools.cycle(range(LINE[2])):
+            self.window.pick(LINE[0], wanted)
+            answer = subprocess.check_output([self.session.bin / "vx310ctl", "get", "--json", "line-output"])
+            if json.loads(answer)["line-output"]["index"] == wanted:
+                return
+            if time.monotonic() > limit:
+                raise AssertionError("the panel's routings do not reach the interface")
+
     def slow(self):
         self.session.sim("fault", "late", 240, "always")
         self.session.sim("unplug")
@@ -162,7 +175,7 @@ class Soak:
         self.trial("plugged and unplugged 10 times", self.storm, LONGEST_OF_EVENTS)
         self.trial("driver killed", self.kill, LONGEST_OF_EVENTS)
         self.trial("driver stopped for 0.1 to 2 s after a plug", self.stop, LONGEST_OF_SILENCE)
-        self.trial("PipeWire restarted", self.restart_pipewire, LONGEST_OF_EVENTS)
+        self.trial("PipeWire restarted", self.restart_pipewire, LONGEST_OF_EVENTS, self.routings_arrive)
         self.trial("every answer 240 ms late", self.slow, LONGEST_OF_SILENCE)
         self.trial("60 services that answer nothing",
                    lambda: self.with_fake_driver("--services", "60", "--silent"), LONGEST_OF_SILENCE)

@@ -6,7 +6,7 @@
 // An object that an operation returns carries one reference for the caller, who releases it with
 // IOObjectRelease. While a client holds a handle of a published service, further handles of the
 // service are equal to it. A terminated service keeps its handle until the last reference is
-// released; its operations fail.
+// released; its operations fail. An operation that stores a handle stores 0 when it fails.
 //
 // All operations run on one thread, the thread of the run loop that has the notification port's
 // source. Callbacks run there, from inside CFRunLoopSource::perform of that source.
@@ -75,7 +75,7 @@ using IOServiceInterestCallback = void (*)(void* refcon, io_service_t service,
 
 // Opens the registry. Success stores a non-zero port, which the caller releases with
 // mach_port_deallocate; all other operations but releases fail while no port is held. Failure: the
-// registry cannot be reached; the port becomes 0.
+// registry cannot be reached.
 IOReturn IOMasterPort(mach_port_t* port);
 void mach_port_deallocate(mach_port_t port);
 
@@ -126,7 +126,7 @@ void IOObjectRelease(io_object_t object);
 IOReturn IORegistryEntryCreateCFProperties(io_service_t service, CFDictionary* properties);
 
 // Opens a connection of `type` to the service's driver. Success stores a non-zero connection, which
-// the caller closes with IOServiceClose; failure stores 0.
+// the caller closes with IOServiceClose.
 IOReturn IOServiceOpen(io_service_t service, std::uint32_t type, io_connect_t* connection);
 IOReturn IOServiceClose(io_connect_t connection);
 
