@@ -5,6 +5,7 @@
 
 #include "app/kv_panel_nib.h"
 #include "platform/posix/posix.h"
+#include "platform/single_instance/single_instance.h"
 #include "platform/toolkit/toolkit.h"
 
 namespace {
@@ -16,6 +17,15 @@ constexpr const char* kUsage =
     "service on the session bus and writes routings through PipeWire; it waits for both while "
     "they\n"
     "are not there. The toolkit's own options, such as -platform, are taken too.\n";
+
+constexpr const char* kPanelBusName = "com.vantrel.vx310.Panel";
+
+std::shared_ptr<SingleInstance> instance;
+
+std::unique_ptr<NSObject> loadPanel(NSNib& nib) {
+  instance->watch();
+  return loadPanelNib(nib);
+}
 
 }  // namespace
 
@@ -36,5 +46,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "vx310-panel: %s\nTry 'vx310-panel --help'.\n", error.what());
     return 2;
   }
-  return NSApplicationMain(argc, argv, loadPanelNib);
+  instance = std::make_shared<SingleInstance>(kPanelBusName, NSAppActivate);
+  if (instance->showRunningInstance()) return 0;
+  return NSApplicationMain(argc, argv, loadPanel);
 }
