@@ -3,7 +3,21 @@
 #include "app/kv_panel_nib.h"
 #include "platform/command_line/command_line.h"
 #include "platform/posix/posix.h"
+#include "platform/single_instance/single_instance.h"
 #include "platform/toolkit/toolkit.h"
+
+namespace {
+
+constexpr const char* kPanelBusName = "com.vantrel.vx310.Panel";
+
+std::shared_ptr<SingleInstance> instance;
+
+std::unique_ptr<NSObject> loadPanel(NSNib& nib) {
+  instance->watch();
+  return loadPanelNib(nib);
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   openStandardDescriptors();
@@ -16,8 +30,11 @@ int main(int argc, char** argv) {
         program.footer(
             "It needs a display, follows the driver service on the session bus and writes "
             "routings\n"
-            "through PipeWire; it waits for both while they are not there. The toolkit's own\n"
-            "options, such as -platform, are taken too.");
+            "through PipeWire; it waits for both while they are not there. A second start shows\n"
+            "the first one's window. The toolkit's own options, such as -platform, are taken too.");
       });
-  return ended ? *ended : NSApplicationMain(argc, argv, loadPanelNib);
+  if (ended) return *ended;
+  instance = std::make_shared<SingleInstance>(kPanelBusName, NSAppActivate);
+  if (instance->showRunningInstance()) return 0;
+  return NSApplicationMain(argc, argv, loadPanel);
 }

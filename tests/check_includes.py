@@ -53,6 +53,7 @@ FOR_BACK_ENDS = {
     "platform/posix/posix.h",
     "platform/property_list/property_list.h",
     "platform/session_bus/session_bus.h",
+    "platform/single_instance/single_instance.h",
 }
 
 

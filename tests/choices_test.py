@@ -412,7 +412,12 @@ class Faults(ChoicesTest):
         from panel_window import PanelWindow
 
         first = self.window
+        # A panel that does not answer does not keep another one from opening.
+        self.session.processes["panel"].send_signal(signal.SIGSTOP)
         self.session.start("second panel", self.session.bin / "vx310-panel")
+        self.session.run("xdotool", "search", "--sync", "--all", "--pid", self.session.processes["second panel"].pid,
+                         "--name", "VX-310 Control Panel")
+        self.session.processes["panel"].send_signal(signal.SIGCONT)
         second = PanelWindow(number=1)
         self.window = second
         self.expect_shown(DEFAULTS)

@@ -253,6 +253,56 @@ class WithoutAnInterface(PanelTest):
         self.expect(FILLED, "the interface")
 
 
+class ASecondStart(PanelTest):
+    def setUp(self):
+        super().setUp()
+        self.session.start_driver()
+        self.session.start_panel()
+        self.expect(FILLED, "the interface")
+
+    def cover_the_panel(self):
+        """Maps a window above the panel's; returns what is on top of the screen, to be called."""
+        from Xlib import display
+
+        server = display.Display()
+        self.addCleanup(server.close)
+        root = server.screen().root
+        cover = root.create_window(0, 0, 2000, 2000, 0, server.screen().root_depth)
+        cover.map()
+        cover.configure(stack_mode=0)  # above
+        server.sync()
+
+        def top():
+            return root.query_tree().children[-1]
+
+        self.assertEqual(cover, top())
+        return cover, top
+
+    def test_it_raises_the_first_window_and_ends(self):
+        cover, top = self.cover_the_panel()
+        self.session.start("second panel", self.session.bin / "vx310-panel")
+        self.assertEqual(0, self.session.wait_for_end("second panel"))
+        self.assertNotEqual(cover, top())
+        self.assertEqual("", self.session.log("second panel"))
+
+    def test_beside_a_panel_that_hangs_it_opens_a_window(self):
+        from panel_window import PanelWindow
+
+        first = self.session.processes["panel"]
+        first.send_signal(signal.SIGSTOP)
+        self.session.start("second panel", self.session.bin / "vx310-panel")
+        self.session.run("xdotool", "search", "--sync", "--all", "--pid", self.session.processes["second panel"].pid,
+                         "--name", "VX-310 Control Panel")
+        first.send_signal(signal.SIGCONT)
+        self.window = PanelWindow(number=1)
+        self.expect(FILLED, "the interface in the second window")
+
+    def test_after_the_first_has_ended_it_opens_a_window(self):
+        self.session.end("panel")
+        self.session.start_panel()
+        self.expect(FILLED, "the interface")
+
+
 class WithoutADriverService(PanelTest):
     def test_the_panel_starts_empty_and_fills_in_when_the_service_starts(self):
         self.session.start_panel()

@@ -182,6 +182,10 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader);
 // Sets the application's delegate, which is not owned; null for none.
 void NSAppSetDelegate(NSApplicationDelegate* delegate);
 
+// Shows the window, in front of others where the desktop allows it. `token` is the XDG activation
+// token of the user's action; empty for none. Does nothing without a window.
+void NSAppActivate(std::string_view token);
+
 // Terminates the application after the event that is being handled.
 void NSAppTerminate();
 

@@ -146,6 +146,18 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
 
 void NSAppSetDelegate(NSApplicationDelegate* delegate) { receiver = delegate; }
 
+void NSAppActivate(std::string_view token) {
+  // Qt hands it to the Wayland compositor with the next request.
+  if (!token.empty())
+    qputenv("XDG_ACTIVATION_TOKEN", QByteArray(token.data(), static_cast<qsizetype>(token.size())));
+  for (QWidget* window : QApplication::topLevelWidgets()) {
+    if (!window->isVisible() || window->windowType() != Qt::Window) continue;
+    window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
+    window->raise();
+    window->activateWindow();
+  }
+}
+
 void NSAppTerminate() {
   terminating = true;
   // Queued, so that the event being handled is finished first.

@@ -163,6 +163,8 @@ void NSAppSetDelegate(NSApplicationDelegate* delegate) {
   record(delegate ? "application.setDelegate" : "application.setDelegate nothing");
 }
 
+void NSAppActivate(std::string_view) { record("NSApp.activate"); }
+
 void NSAppTerminate() {
   state().terminating = true;
   record("application.terminate");
