@@ -59,7 +59,7 @@ void ClientConnection::updateReading() {
   sd_event_source_set_io_events(readable_.get(), reads ? std::uint32_t{EPOLLIN} : 0U);
 }
 
-int ClientConnection::ready(sd_event_source*, int, std::uint32_t happened, void* self) {
+int ClientConnection::ready(sd_event_source*, int, std::uint32_t happened, void* self) noexcept {
   auto* connection = static_cast<ClientConnection*>(self);
   // Requests that a client sent before it closed its end are dropped: it has given up on them.
   if ((happened & (EPOLLHUP | EPOLLERR)) != 0) {

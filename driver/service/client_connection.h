@@ -44,7 +44,8 @@ class ClientConnection {
   ClientConnection(sd_event* event, FileDescriptor socket, RequestHandler& handler,
                    ConnectionOwner& owner);
 
-  static int ready(sd_event_source* source, int descriptor, std::uint32_t happened, void* self);
+  static int ready(sd_event_source* source, int descriptor, std::uint32_t happened,
+                   void* self) noexcept;
   void readRequest();
   void carryOut(Reply reply);
   void finish(const Reply& reply);
