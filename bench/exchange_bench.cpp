@@ -78,7 +78,7 @@ class BareEcho {
   ~BareEcho() { close(ends_[0]); }
 
   bool exchange() {
-    std::array<std::uint8_t, kDispatchSelectorSize + VQ_Dispatch::kSize> packet{};
+    std::array<std::uint8_t, kRequestPacketSize> packet{};
     return send(ends_[0], packet.data(), packet.size(), 0) > 0 &&
            recv(ends_[0], packet.data(), packet.size(), 0) > 0;
   }

@@ -16,7 +16,9 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
+#include <vector>
 
 #include "protocol/wire.h"
 
@@ -121,6 +123,28 @@ struct VQ_Dispatch {
   void setNumber(double value) { wire::store(payload(), 0, std::bit_cast<std::uint64_t>(value)); }
 };
 static_assert(sizeof(VQ_Dispatch) == VQ_Dispatch::kSize);
+
+// --- The packet of a request ---
+
+inline constexpr std::size_t kRequestPacketSize = kDispatchSelectorSize + VQ_Dispatch::kSize;
+
+inline std::vector<std::uint8_t> requestPacket(std::uint32_t selector,
+                                               std::span<const std::uint8_t> record) {
+  std::vector<std::uint8_t> packet(kDispatchSelectorSize + record.size());
+  wire::store(packet, 0, selector);
+  std::copy(record.begin(), record.end(), packet.begin() + kDispatchSelectorSize);
+  return packet;
+}
+
+// The record in a packet; nullopt when the packet has another size or another selector than
+// kDispatchSelector.
+inline std::optional<VQ_Dispatch> recordOf(std::span<const std::uint8_t> packet) {
+  if (packet.size() != kRequestPacketSize) return std::nullopt;
+  if (wire::load<std::uint32_t>(packet, 0) != kDispatchSelector) return std::nullopt;
+  VQ_Dispatch record;
+  std::copy(packet.begin() + kDispatchSelectorSize, packet.end(), record.bytes.begin());
+  return record;
+}
 
 // --- Fields of payloads ---
 

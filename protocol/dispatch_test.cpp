@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <utility>
+#include <vector>
 
 namespace {
 
@@ -95,6 +96,30 @@ TEST(Dispatch, ARecordHasUpTo255BytesForTheControlPort) {
   EXPECT_EQ(controlPortBytes(record).size(), 255u);
   EXPECT_EQ(record.payload()[255], 7);
   EXPECT_TRUE(controlPortBytes(controlPortRecord({})).empty());
+}
+
+TEST(Dispatch, ARequestsPacketIsTheSelectorInLittleEndianAndTheRecord) {
+  EXPECT_EQ(requestPacket(0x04030201, std::vector<std::uint8_t>{5, 6}),
+            (std::vector<std::uint8_t>{1, 2, 3, 4, 5, 6}));
+}
+
+TEST(Dispatch, ARecordIsReadBackFromItsPacket) {
+  const VQ_Dispatch record(VQ_Command::kSetRouting, 0x12345678);
+  const auto read = recordOf(requestPacket(kDispatchSelector, record.bytes));
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->bytes, record.bytes);
+}
+
+TEST(Dispatch, APacketOfAnotherSizeOrSelectorHoldsNoRecord) {
+  const VQ_Dispatch record;
+  auto packet = requestPacket(kDispatchSelector + 1, record.bytes);
+  EXPECT_FALSE(recordOf(packet));
+  packet = requestPacket(kDispatchSelector, record.bytes);
+  packet.push_back(0);
+  EXPECT_FALSE(recordOf(packet));
+  packet.resize(kRequestPacketSize - 1);
+  EXPECT_FALSE(recordOf(packet));
+  EXPECT_FALSE(recordOf({}));
 }
 
 }  // namespace

@@ -92,7 +92,8 @@ inline std::array<std::uint8_t, kDriverMessageSize> driverMessageArgument(
   return argument;
 }
 
-// The notification number of a message; nullopt for another type or another size of the argument.
+// The notification number of a message; nullopt for another type, for an argument whose first word
+// is another size, and for one that is shorter than it says. Bytes after it are not read.
 inline std::optional<std::uint32_t> notificationOf(std::uint32_t messageType,
                                                    std::span<const std::uint8_t> argument) {
   if (messageType != kDriverMessage || argument.size() < kDriverMessageSize) return std::nullopt;

@@ -337,6 +337,16 @@ class WithoutAServer(unittest.TestCase):
         os.environ["WAYLAND_DISPLAY"] = "missing"
         self.expect_end_without_display("WAYLAND_DISPLAY=missing")
 
+    def test_a_session_bus_that_is_started_after_the_panel_is_found(self):
+        session = self.session
+        session.end("bus")
+        session.start_pipewire()
+        session.start_panel()
+        session.run("xdotool", "search", "--sync", "--name", "VX-310 Control Panel")
+        session.start_bus()
+        session.start_driver()
+        session.wait_for_line("panel", "getRouting RoutingIn2 returns")
+
     def test_without_a_session_bus_the_panel_says_so_and_stays_open(self):
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = "unix:path=/nonexistent/bus"
         self.session.start_panel()

@@ -2,15 +2,36 @@
 #include "tools/commands.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <nlohmann/json.hpp>
 
 namespace vx310ctl {
+
+std::string printable(std::string_view text) {
+  std::string line;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    // U+0080 to U+009F are 0xC2 and one more byte, which has their number.
+    const bool isPair =
+        text[i] == '\xC2' && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
+    if (isPair) ++i;
+    const auto byte = static_cast<unsigned char>(text[i]);
+    if (isPair || byte < 0x20 || byte == 0x7F) {
+      std::array<char, 8> escaped{};
+      std::snprintf(escaped.data(), escaped.size(), "\\u%04x", static_cast<unsigned>(byte));
+      line += escaped.data();
+    } else {
+      line += text[i];
+    }
+  }
+  return line;
+}
 
 std::string lineOf(std::string_view name, std::string_view text) {
   constexpr std::size_t kTextColumn = 24;
   std::string line = std::string(name) + ':';
   line.resize(std::max(line.size(), kTextColumn), ' ');
-  return line.append(text) + '\n';
+  return line.append(printable(text)) + '\n';
 }
 
 std::string lineOf(const nlohmann::ordered_json& value) {

@@ -39,7 +39,11 @@ ExitStatus runWatch(bool json);
 // Sends the words to the driver, which parses them, and prints what it replies.
 ExitStatus runSim(std::uint32_t interface, const std::vector<std::string>& words);
 
-// "NAME:" and the text in a column of its own, with the end of the line.
+// The text with its control characters escaped ("\u001b"), so that a driver's texts can move no
+// cursor and end no line.
+std::string printable(std::string_view text);
+
+// "NAME:" and the text, made printable, in a column of its own, with the end of the line.
 std::string lineOf(std::string_view name, std::string_view text);
 
 // The value as JSON, with the end of the line. Bytes that are no UTF-8 become U+FFFD.

@@ -118,7 +118,7 @@ ExitStatus runList() {
     std::printf("%zu  %04X:%04X  %s\n", index++,
                 static_cast<unsigned>(static_cast<std::uint16_t>(device->vendorId())),
                 static_cast<unsigned>(static_cast<std::uint16_t>(device->productId())),
-                device->getProductString().c_str());
+                printable(device->getProductString()).c_str());
   }
   return interfaces.status();
 }

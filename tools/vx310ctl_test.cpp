@@ -461,6 +461,16 @@ TEST_F(ControlTool, NamesAreShownUnchanged) {
   EXPECT_THAT(output_, HasSubstr("\nproductName: \"Gr\u00fcn\" \\ 310\n"));
 }
 
+TEST_F(ControlTool, ControlCharactersInADriversTextsAreEscaped) {
+  startDriver();
+  sim({"product-name", "Gr\u00fcn\x1b[2J\n\x7f\u009b"});
+  const std::string escaped = "Gr\u00fcn\\u001b[2J\\u000a\\u007f\\u009b\n";
+  EXPECT_EQ(run({"list"}), 0) << errors_;
+  EXPECT_THAT(output_, HasSubstr(escaped));
+  EXPECT_EQ(run({"show"}), 0) << errors_;
+  EXPECT_THAT(output_, HasSubstr(escaped));
+}
+
 TEST_F(ControlTool, WordsAfterASimCommandReachTheDriverUnchanged) {
   startDriver();
   for (const char* word : {"--help", "-h", "--json", "--interface", "--", "-1", "list", ""}) {

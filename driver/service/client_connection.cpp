@@ -5,14 +5,13 @@
 #include <sys/epoll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 
 namespace driver {
 
 namespace {
-
-constexpr std::size_t kRequestSize = kDispatchSelectorSize + VQ_Dispatch::kSize;
 
 bool makeNonBlocking(int descriptor) {
   const int flags = fcntl(descriptor, F_GETFL);
@@ -59,7 +58,7 @@ void ClientConnection::updateReading() {
   sd_event_source_set_io_events(readable_.get(), reads ? std::uint32_t{EPOLLIN} : 0U);
 }
 
-int ClientConnection::ready(sd_event_source*, int, std::uint32_t happened, void* self) {
+int ClientConnection::ready(sd_event_source*, int, std::uint32_t happened, void* self) noexcept {
   auto* connection = static_cast<ClientConnection*>(self);
   // Requests that a client sent before it closed its end are dropped: it has given up on them.
   if ((happened & (EPOLLHUP | EPOLLERR)) != 0) {
@@ -71,19 +70,18 @@ int ClientConnection::ready(sd_event_source*, int, std::uint32_t happened, void*
 }
 
 void ClientConnection::readRequest() {
-  std::array<std::uint8_t, kRequestSize> packet{};
-  // MSG_TRUNC gives the packet's whole size. Descriptors that came with it are closed by the
-  // kernel.
-  const ssize_t size = recv(socket_.get(), packet.data(), packet.size(), MSG_DONTWAIT | MSG_TRUNC);
+  // A longer packet arrives cut to this size, which is no request's. Descriptors that come with it
+  // are closed by the kernel.
+  std::array<std::uint8_t, kRequestPacketSize + 1> packet{};
+  const ssize_t size = recv(socket_.get(), packet.data(), packet.size(), MSG_DONTWAIT);
   if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
-  if (size != static_cast<ssize_t>(kRequestSize) ||
-      wire::load<std::uint32_t>(packet, 0) != kDispatchSelector) {
+  const auto request =
+      recordOf(std::span(packet).first(static_cast<std::size_t>(std::max<ssize_t>(size, 0))));
+  if (!request) {
     owner_.connectionClosed(this);
     return;
   }
-  VQ_Dispatch request;
-  std::copy(packet.begin() + kDispatchSelectorSize, packet.end(), request.bytes.begin());
-  carryOut(handler_.handle(request));
+  carryOut(handler_.handle(*request));
 }
 
 void ClientConnection::carryOut(Reply reply) {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // The driver's end of one open connection: request packets come in, answer packets go out.
 //
-// A request is one packet of a SOCK_SEQPACKET socket: the method selector, 0, as a 32-bit
-// little-endian number, then the 260-byte record. A packet of another size or with another selector
-// closes the connection. Requests are answered one after the other. A client that does not take its
-// answers loses the connection once the socket is full; nothing here waits for it.
+// A request is one packet of a SOCK_SEQPACKET socket (protocol/dispatch.h). A packet of another
+// size or with another selector closes the connection. Requests are answered one after the other. A
+// client that does not take its answers loses the connection once the socket is full; nothing here
+// waits for it.
 #pragma once
 
 #include <memory>
@@ -44,7 +44,8 @@ class ClientConnection {
   ClientConnection(sd_event* event, FileDescriptor socket, RequestHandler& handler,
                    ConnectionOwner& owner);
 
-  static int ready(sd_event_source* source, int descriptor, std::uint32_t happened, void* self);
+  static int ready(sd_event_source* source, int descriptor, std::uint32_t happened,
+                   void* self) noexcept;
   void readRequest();
   void carryOut(Reply reply);
   void finish(const Reply& reply);

@@ -48,7 +48,7 @@ bool Clients::watch(const std::string& name, Client& client) {
 }
 
 // A unique name changes its owner once, to none.
-int Clients::ownerChanged(sd_bus_message* message, void* self, sd_bus_error*) {
+int Clients::ownerChanged(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
   const char* name = nullptr;
   if (sd_bus_message_read(message, "s", &name) > 0) static_cast<Clients*>(self)->left(name);
   return 0;

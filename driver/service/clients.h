@@ -44,7 +44,7 @@ class Clients {
   };
 
   bool watch(const std::string& name, Client& client);
-  static int ownerChanged(sd_bus_message* message, void* self, sd_bus_error* error);
+  static int ownerChanged(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;
   void left(const std::string& name);
 
   sd_bus* bus_;

@@ -119,7 +119,7 @@ void Publication::connectionClosed(ClientConnection* connection) {
   std::erase_if(connections_, [connection](const auto& open) { return open.get() == connection; });
 }
 
-int Publication::onOpen(sd_bus_message* call, void* self, sd_bus_error* error) {
+int Publication::onOpen(sd_bus_message* call, void* self, sd_bus_error* error) noexcept {
   auto* publication = static_cast<Publication*>(self);
   std::uint32_t type = 0;
   const int result = sd_bus_message_read(call, "u", &type);
@@ -144,13 +144,13 @@ int Publication::onOpen(sd_bus_message* call, void* self, sd_bus_error* error) {
 }
 
 int Publication::getClassName(sd_bus*, const char*, const char*, const char*, sd_bus_message* reply,
-                              void* self, sd_bus_error*) {
+                              void* self, sd_bus_error*) noexcept {
   auto* publication = static_cast<Publication*>(self);
   return sd_bus_message_append(reply, "s", publication->announced_.className.c_str());
 }
 
 int Publication::getProperties(sd_bus*, const char*, const char*, const char*,
-                               sd_bus_message* reply, void* self, sd_bus_error*) {
+                               sd_bus_message* reply, void* self, sd_bus_error*) noexcept {
   return appendRegistryProperties(reply, static_cast<Publication*>(self)->announced_);
 }
 

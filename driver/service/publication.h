@@ -49,13 +49,13 @@ class Publication final : private ConnectionOwner {
   void interfaceLeft() override { owner_.interfaceLeft(); }
 
   static const sd_bus_vtable kVtable[];
-  static int onOpen(sd_bus_message* call, void* self, sd_bus_error* error);
+  static int onOpen(sd_bus_message* call, void* self, sd_bus_error* error) noexcept;
   static int getClassName(sd_bus* bus, const char* path, const char* interface,
                           const char* property, sd_bus_message* reply, void* self,
-                          sd_bus_error* error);
+                          sd_bus_error* error) noexcept;
   static int getProperties(sd_bus* bus, const char* path, const char* interface,
                            const char* property, sd_bus_message* reply, void* self,
-                           sd_bus_error* error);
+                           sd_bus_error* error) noexcept;
 
   ServiceContext& context_;
   std::string path_;

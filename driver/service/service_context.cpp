@@ -7,7 +7,7 @@ namespace driver {
 
 namespace {
 
-int dispatch(sd_event_source*, int, std::uint32_t, void* graph) {
+int dispatch(sd_event_source*, int, std::uint32_t, void* graph) noexcept {
   static_cast<AudioGraph*>(graph)->dispatch();
   return 0;
 }

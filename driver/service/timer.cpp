@@ -24,7 +24,7 @@ void Timer::stop() {
   action_ = nullptr;
 }
 
-int Timer::elapsed(sd_event_source*, std::uint64_t, void* self) {
+int Timer::elapsed(sd_event_source*, std::uint64_t, void* self) noexcept {
   auto* timer = static_cast<Timer*>(self);
   const auto action = std::move(timer->action_);
   timer->stop();

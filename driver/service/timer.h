@@ -20,7 +20,7 @@ class Timer {
   bool running() const { return action_ != nullptr; }
 
  private:
-  static int elapsed(sd_event_source* source, std::uint64_t time, void* timer);
+  static int elapsed(sd_event_source* source, std::uint64_t time, void* timer) noexcept;
 
   sd_event* event_;
   EventSource source_;

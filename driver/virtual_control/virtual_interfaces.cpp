@@ -59,7 +59,7 @@ PluggableInterface& VirtualInterfaces::add() {
   return interfaces_.emplace_back(context_, kFirstUniqueId + interfaces_.size());
 }
 
-int VirtualInterfaces::onRun(sd_bus_message* message, void* self, sd_bus_error*) {
+int VirtualInterfaces::onRun(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
   std::uint32_t index = 0;
   Words words;
   int result = sd_bus_message_read(message, "u", &index);

@@ -28,7 +28,7 @@ class VirtualInterfaces {
 
  private:
   static const sd_bus_vtable kVtable[];
-  static int onRun(sd_bus_message* message, void* self, sd_bus_error* error);
+  static int onRun(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;
 
   void run(std::uint32_t index, const Words& words, const VirtualCall& call);
 

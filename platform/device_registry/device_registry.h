@@ -74,8 +74,8 @@ using IOServiceInterestCallback = void (*)(void* refcon, io_service_t service,
                                            std::span<const std::uint8_t> argument);
 
 // Opens the registry. Success stores a non-zero port, which the caller releases with
-// mach_port_deallocate; all other operations but releases fail while no port is held. Failure: the
-// registry cannot be reached.
+// mach_port_deallocate; all other operations but releases fail while no port is held. A registry
+// that can appear later is empty until then. Failure: it cannot.
 IOReturn IOMasterPort(mach_port_t* port);
 void mach_port_deallocate(mach_port_t port);
 

@@ -1,14 +1,51 @@
 // SPDX-License-Identifier: MIT
 // A session bus that ends and comes back while the registry is open.
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <array>
 #include <cstdlib>
 #include <optional>
+#include <string>
 
 #include "platform/device_registry/dbus/testing/dbus_fixture.h"
+#include "platform/log/memory/memory_log.h"
+#include "platform/posix/posix.h"
 #include "protocol/dispatch.h"
 
 namespace {
 
+using scripted_driver::Driver;
 using scripted_driver::DriverThread;
+
+// A TCP port whose queue of connections is full, so that a connection is neither made nor refused
+// until it is closed.
+class SilentPort {
+ public:
+  SilentPort() : server_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    socklen_t size = sizeof address_;
+    address_.sin_family = AF_INET;
+    address_.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    EXPECT_EQ(bind(server_.get(), general(), size), 0);
+    EXPECT_EQ(getsockname(server_.get(), general(), &size), 0);
+    EXPECT_EQ(listen(server_.get(), 0), 0);
+    for (FileDescriptor& client : clients_) {
+      client = FileDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+      connect(client.get(), general(), size);
+    }
+  }
+  std::string address() const {
+    return "tcp:host=127.0.0.1,port=" + std::to_string(ntohs(address_.sin_port));
+  }
+  void close() { server_.reset(); }
+
+ private:
+  sockaddr* general() { return reinterpret_cast<sockaddr*>(&address_); }
+
+  FileDescriptor server_;
+  sockaddr_in address_{};
+  std::array<FileDescriptor, 4> clients_;
+};
 
 class ReturningBus : public DbusTest {
  protected:
@@ -100,6 +137,70 @@ TEST_F(ReturningBus, AnAbstractAddressIsNotWatched) {
   setenv("DBUS_SESSION_BUS_ADDRESS", "unix:abstract=/nonexistent/vx310", 1);
   loseBus();
   EXPECT_FALSE(client_.isReady());
+}
+
+TEST_F(ReturningBus, ItsLossIsPrintedOnce) {
+  memory_log::reset();
+  loseBus();
+  client_.source().perform();
+  EXPECT_EQ(memory_log::takeErrors(),
+            "device_registry_dbus_test: the session bus has gone; no interface can be found until "
+            "it is back\n");
+}
+
+// --- A registry that is opened before there is a bus ---
+
+class LateBus : public testing::Test {
+ protected:
+  LateBus() { bus_.stop(); }
+
+  void startDriver() {
+    driver_.emplace(bus_.address());
+    driver_->perform([](Driver& driver) {
+      scripted_driver::Service service;
+      service.className = kTestClass;
+      driver.publish("Device", service);
+      driver.claimName();
+    });
+  }
+  bool arrives() {
+    return client_.waitUntil([this] { return client_.come == 1; });
+  }
+
+  test_support::PrivateBus bus_;
+  std::optional<DriverThread> driver_;
+  DbusClient client_;
+};
+
+TEST_F(LateBus, ItsDriverIsFound) {
+  ASSERT_EQ(client_.open(), kIOReturnSuccess);
+  bus_.start();
+  startDriver();
+  EXPECT_TRUE(arrives());
+}
+
+TEST_F(LateBus, ItReplacesOneThatNeverAnswered) {
+  bus_.start();
+  bus_.hang();
+  ASSERT_EQ(client_.open(), kIOReturnSuccess);
+  while (client_.isReady()) client_.source().perform();
+  bus_.stop();
+  while (client_.isReady()) client_.source().perform();
+  bus_.start();
+  startDriver();
+  EXPECT_TRUE(arrives());
+}
+
+// The first server of the address is silent, so that the bus library still tries it when the
+// registry is open, and refuses the connection a second later.
+TEST_F(LateBus, TheSecondServerOfItsAddressIsFound) {
+  SilentPort first;
+  setenv("DBUS_SESSION_BUS_ADDRESS", (first.address() + ";" + bus_.address()).c_str(), 1);
+  bus_.start();
+  ASSERT_EQ(client_.open(), kIOReturnSuccess);
+  first.close();
+  startDriver();
+  EXPECT_TRUE(arrives());
 }
 
 }  // namespace

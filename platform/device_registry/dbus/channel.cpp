@@ -53,9 +53,7 @@ IOReturn Channel::wait(short events, const Deadline& deadline) const {
 
 IOReturn Channel::send(std::uint32_t selector, std::span<const std::uint8_t> input,
                        const Deadline& deadline) {
-  std::vector<std::uint8_t> packet(kDispatchSelectorSize);
-  wire::store(packet, 0, selector);
-  packet.insert(packet.end(), input.begin(), input.end());
+  const std::vector<std::uint8_t> packet = requestPacket(selector, input);
   // MSG_NOSIGNAL: a driver that closed its end is an error, not SIGPIPE.
   while (::send(socket_.get(), packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0) {
     if (!shouldTryAgain()) return kIOReturnError;

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 // One open connection to a driver: a SOCK_SEQPACKET socket that carries one packet per request and
-// one per answer.
-//
-//   request  | selector, 4 bytes, little-endian | record |
-//   answer   | record as returned |
+// one per answer (protocol/dispatch.h).
 #pragma once
 
 #include <cstddef>

@@ -105,6 +105,7 @@ IOReturn DriverBus::connect() {
   if (result >= 0) return kIOReturnSuccess;
   platform::printError("%s: cannot reach the session bus: %s; no interface can be found\n",
                        program_invocation_short_name, session_bus::reasonOf(result).c_str());
+  if (awaitBus()) return kIOReturnSuccess;
   return result == -ETIMEDOUT ? kIOReturnTimeout : kIOReturnError;
 }
 
@@ -122,10 +123,11 @@ int DriverBus::reachBus() {
       if (result < 0) return result;
       more |= result;
     }
-    if (deadline.hasPassed()) return isReady() ? 0 : -ETIMEDOUT;
+    if (deadline.hasPassed() && !isReady()) return -ETIMEDOUT;
+    if (deadline.hasPassed()) break;
     if (more == 0 && !(isReady() && settled_)) session_bus::waitForBuses(buses, deadline);
   }
-  return 0;
+  return watchBus() ? 0 : -errno;
 }
 
 bool DriverBus::isReady() const {
@@ -141,8 +143,21 @@ bool DriverBus::watch(int descriptor) {
 int DriverBus::startBus() {
   int result = session_bus::startSessionBus(&bus_);
   if (result >= 0) result = addMatches();
-  if (result >= 0 && !watch(sd_bus_get_fd(bus_.get()))) result = -errno;
+  if (result >= 0 && !watchBus()) result = -errno;
   return result;
+}
+
+// Until it is ready, the bus library may move on to the next server of the address, which has
+// another descriptor, and may wait to write as well.
+bool DriverBus::watchBus() {
+  const int descriptor = sd_bus_get_fd(bus_.get());
+  const bool isUp = sd_bus_is_ready(bus_.get()) > 0;
+  const int events = isUp ? int{EPOLLIN} : sd_bus_get_events(bus_.get());
+  if (descriptor < 0 || events < 0) return false;
+  epoll_event event{};
+  event.events = static_cast<std::uint32_t>(events);
+  if (epoll_ctl(watcher_.get(), EPOLL_CTL_MOD, descriptor, &event) == 0) return true;
+  return epoll_ctl(watcher_.get(), EPOLL_CTL_ADD, descriptor, &event) == 0;
 }
 
 // The bus handles requests of one connection in order: the matches are in place before it looks up
@@ -180,11 +195,12 @@ bool DriverBus::process() {
   const int result = processReceived(bus_.get());
   if (result < 0 || sd_bus_is_open(bus_.get()) <= 0) return false;
   if (result > 0) registry_.wakePorts();
-  if (socket_ && sd_bus_is_ready(bus_.get()) > 0) {
+  if (!socket_) return true;
+  if (sd_bus_is_ready(bus_.get()) > 0) {
     socket_.reset();
     calls_.connect();
   }
-  return true;
+  return watchBus();
 }
 
 // A bus that is lost before it was ready is not tried again until its socket's path changes: a
@@ -193,11 +209,19 @@ void DriverBus::lose() {
   setOwner("");
   bus_.reset();
   if (socket_) return;
-  socket_.emplace(session_bus::sessionBusSocketPath());
+  platform::printError("%s: the session bus has gone; no interface can be found until it is back\n",
+                       program_invocation_short_name);
+  awaitBus();
+}
+
+bool DriverBus::awaitBus() {
+  const std::string path = session_bus::sessionBusSocketPath();
+  socket_.emplace(path);
   watch(socket_->descriptor());
   socket_->arm();
   // The socket of a bus that is started on demand always exists and causes no event.
   if (startBus() < 0 || !process()) bus_.reset();
+  return !path.empty();
 }
 
 void DriverBus::followSocket() {

@@ -3,7 +3,7 @@
 //
 // Announcements arrive on a connection of their own, in order, and become publications,
 // terminations and messages of the registry. Announcements of any sender but the owner of the
-// driver name are ignored. A bus that was lost is followed when it comes back.
+// driver name are ignored. A bus that is lost, or missing at first, is followed when it appears.
 #pragma once
 
 #include <chrono>
@@ -25,8 +25,8 @@ class DriverBus {
   explicit DriverBus(Registry& registry) : registry_(registry) {}
 
   // Connects and publishes the present services. The services of a driver that takes longer than
-  // kRegistryCallLimitMs are published when it answers. Failure: the bus cannot be reached, which
-  // is printed for the user.
+  // kRegistryCallLimitMs are published when it answers. A bus that cannot be reached is printed for
+  // the user and followed; failure: it has no socket that could appear.
   IOReturn connect();
 
   // Handles the announcements received by now. When the bus is lost, terminates all services; when
@@ -41,12 +41,15 @@ class DriverBus {
  private:
   bool isReady() const;
   bool watch(int descriptor);
+  bool watchBus();
   // Return 0 or a negative errno.
   int reachBus();
   int startBus();
   int addMatches();
   bool process();
   void lose();
+  // Follows the bus's socket; false when it has no path.
+  bool awaitBus();
   void followSocket();
 
   void setOwner(const std::string& owner);

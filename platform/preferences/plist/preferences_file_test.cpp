@@ -4,9 +4,12 @@
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -16,6 +19,20 @@
 #include "platform/preferences/preferences.h"
 #include "platform/property_list/property_list.h"
 #include "tests/support/temporary_directory.h"
+
+namespace {
+
+std::chrono::seconds clockIsAhead{0};
+
+}  // namespace
+
+// Takes the place of the C library's function for the whole program, so that a test can let time
+// pass.
+extern "C" int clock_gettime(clockid_t clock, timespec* time) noexcept {
+  const auto result = static_cast<int>(::syscall(SYS_clock_gettime, clock, time));
+  if (clock == CLOCK_MONOTONIC) time->tv_sec += clockIsAhead.count();
+  return result;
+}
 
 namespace {
 
@@ -236,6 +253,19 @@ TEST_F(PreferencesFileTest, ALockIsWaitedForOnceAndThenTriedWithoutAWait) {
   lock.reset();
   EXPECT_TRUE(file.synchronize());
   EXPECT_EQ(stored(), (CFDictionary{{"key", "value"}}));
+}
+
+TEST_F(PreferencesFileTest, ALockIsWaitedForAgainFiveSecondsLater) {
+  constexpr std::chrono::milliseconds kWait{500};
+  PreferencesFile file = open();
+  const FileDescriptor lock = lockOf(path());
+  file.set("key", "value");
+  const auto synchronize = [&] { EXPECT_FALSE(file.synchronize()); };
+  clockIsAhead += std::chrono::seconds(5);  // also after another test of this program
+  EXPECT_GE(timeOf(synchronize), kWait);
+  EXPECT_LT(timeOf(synchronize), kWait);
+  clockIsAhead += std::chrono::seconds(5);
+  EXPECT_GE(timeOf(synchronize), kWait);
 }
 
 TEST_F(PreferencesFileTest, ARetryStoresWhatTheLockKeptFromTheFile) {

@@ -19,6 +19,7 @@
 #include <string>
 #include <utility>
 
+#include "platform/log/log.h"
 #include "platform/toolkit/qt/guarded.h"
 #include "platform/toolkit/qt/picture.h"
 #include "platform/toolkit/qt/qt_nib.h"
@@ -75,6 +76,11 @@ void silenceAccessibilityBridge() {
   QLoggingCategory::setFilterRules(QStringLiteral("qt.accessibility.atspi.warning=false"));
 }
 
+// Qt itself would wait for a reader of standard error.
+void printMessage(QtMsgType type, const QMessageLogContext& context, const QString& text) {
+  platform::printError("%s\n", qPrintable(qFormatLogMessage(type, context, text)));
+}
+
 // Qt's messages while it looks for a display, as they would be printed.
 QStringList displayMessages;
 
@@ -89,8 +95,8 @@ void endWithoutDisplay(QtMsgType type, const QMessageLogContext& context, const 
         displays += std::string(displays.empty() ? "" : ", ") + name + "=" + value;
     }
     if (displays.empty()) displays = "neither DISPLAY nor WAYLAND_DISPLAY is set";
-    std::fprintf(stderr, "%s: cannot open a display (%s)\n", program_invocation_short_name,
-                 displays.c_str());
+    platform::printError("%s: cannot open a display (%s)\n", program_invocation_short_name,
+                         displays.c_str());
     std::_Exit(EXIT_FAILURE);
   }
   displayMessages.push_back(qFormatLogMessage(type, context, text));
@@ -117,9 +123,9 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   silenceAccessibilityBridge();
   qInstallMessageHandler(endWithoutDisplay);
   QApplication application(argc, argv);
-  qInstallMessageHandler(nullptr);
+  qInstallMessageHandler(printMessage);
   for (const QString& message : std::exchange(displayMessages, {})) {
-    std::fprintf(stderr, "%s\n", qPrintable(message));
+    platform::printError("%s\n", qPrintable(message));
   }
   QApplication::setStyle(QStringLiteral("fusion"));  // which the window's style sheet builds on
   QApplication::setQuitOnLastWindowClosed(false);    // the delegate is asked

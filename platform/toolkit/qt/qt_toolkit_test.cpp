@@ -27,6 +27,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/log/memory/memory_log.h"
 #include "platform/toolkit/qt/picture.h"
 #include "platform/toolkit/qt/section_box.h"
 #include "platform/toolkit/toolkit_contract_fixture.h"
@@ -159,6 +160,16 @@ TEST_P(QuitSignal, ThatWasIgnoredAtTheStartStaysIgnored) {
   run();
   EXPECT_EQ(during.sa_handler, SIG_IGN);
   std::signal(GetParam(), former);
+}
+
+TEST_F(QtToolkit, PrintsItsMessagesWithoutWaitingForAReader) {
+  whenRunning = [] {
+    memory_log::reset();  // what was printed at the start
+    qWarning("a message");
+    NSAppTerminate();
+  };
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(memory_log::takeErrors(), "a message\n");
 }
 
 TEST_F(QtToolkit, AClosedOutputDoesNotEndTheApplication) {
