@@ -3,6 +3,7 @@
 
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QImageReader>
 #include <algorithm>
 #include <cmath>
 
@@ -21,8 +22,13 @@ QString pathOfResolution(const QString& path, int resolution) {
                                .arg(file.suffix());
 }
 
+// The format is the file's suffix. Detecting it would load the plug-ins of all other formats, whose
+// libraries stay in memory.
 QPixmap load(const QString& path, int resolution) {
-  QPixmap picture(pathOfResolution(path, resolution));
+  const QString file = pathOfResolution(path, resolution);
+  QImageReader reader(file, QFileInfo(file).suffix().toLatin1());
+  reader.setAutoDetectImageFormat(false);
+  QPixmap picture = QPixmap::fromImageReader(&reader);
   picture.setDevicePixelRatio(resolution);
   return picture;
 }

@@ -29,7 +29,9 @@
 namespace {
 
 constexpr int kFirstPaintLimitMs = 2000;
-constexpr const char* kDesktopName = "vx310-panel";  // the name of the desktop entry and the icon
+constexpr const char* kDesktopName =
+    "vx310-panel";  // the desktop entry, whose icon a desktop shows
+constexpr const char* kIconFile = "vx310-panel.png";  // the icon for window managers without it
 
 NSApplicationDelegate* receiver = nullptr;
 bool terminating = false;
@@ -102,10 +104,10 @@ void endWithoutDisplay(QtMsgType type, const QMessageLogContext& context, const 
   displayMessages.push_back(qFormatLogMessage(type, context, text));
 }
 
-void setIdentity() {
-  QGuiApplication::setDesktopFileName(kDesktopName);
-  const QIcon bundled(qt_toolkit::resourcePath(QStringLiteral("%1.png").arg(kDesktopName)));
-  QGuiApplication::setWindowIcon(QIcon::fromTheme(kDesktopName, bundled));
+// Call it when the window has been painted: decoding it takes longer than a paint.
+void setIcon() {
+  const NSImage icon = NSImage::imageNamed(kIconFile);
+  QGuiApplication::setWindowIcon(QIcon(qt_toolkit::pixmapOf(icon)));
 }
 
 // Makes the window no taller than the screen; its content scrolls then.
@@ -130,7 +132,7 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   QApplication::setStyle(QStringLiteral("fusion"));  // which the window's style sheet builds on
   QApplication::setQuitOnLastWindowClosed(false);    // the delegate is asked
   terminating = false;
-  setIdentity();
+  QGuiApplication::setDesktopFileName(kDesktopName);
   const qt_toolkit::QuitSignals quitSignals(NSAppTerminate);
 
   qt_toolkit::QtNib nib;
@@ -139,6 +141,7 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   fitScreen(nib.window());
   nib.window().show();
   watch.waitForPaint();
+  setIcon();
   if (owner) owner->awakeFromNib();
   nib.window().repaint();
   if (receiver) receiver->applicationDidFinishLaunching();
