@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "foundation/character_class.h"
 
+#include <optional>
+
 namespace {
 
-// Stores the result and returns true when a text is null.
-bool comparesNull(const char* a, const char* b, std::int32_t& result) {
-  if (a != nullptr && b != nullptr) return false;
-  result = a == b ? 0 : a == nullptr ? 1 : -1;
-  return true;
+// The result when a text is null.
+std::optional<std::int32_t> compareNull(const char* a, const char* b) {
+  if (a != nullptr && b != nullptr) return std::nullopt;
+  return a == b ? 0 : a == nullptr ? 1 : -1;
 }
 
 std::int32_t signOfDifference(char a, char b) {
@@ -17,8 +18,7 @@ std::int32_t signOfDifference(char a, char b) {
 }  // namespace
 
 std::int32_t cfStrnicmp(const char* a, const char* b, std::int32_t n) {
-  std::int32_t result = 0;
-  if (comparesNull(a, b, result)) return result;
+  if (const auto result = compareNull(a, b)) return *result;
   for (; n > 0; --n, ++a, ++b) {
     if (cfToLower(*a) != cfToLower(*b)) return signOfDifference(*a, *b);
     if (*a == '\0') break;
@@ -27,8 +27,7 @@ std::int32_t cfStrnicmp(const char* a, const char* b, std::int32_t n) {
 }
 
 std::int32_t cfStricmp(const char* a, const char* b) {
-  std::int32_t result = 0;
-  if (comparesNull(a, b, result)) return result;
+  if (const auto result = compareNull(a, b)) return *result;
   for (; *a != '\0' && *b != '\0'; ++a, ++b) {
     if (cfToLower(*a) != cfToLower(*b)) return signOfDifference(*a, *b);
   }

@@ -23,7 +23,6 @@ bool LumCollection::add(LumObject* object) {
 }
 
 void LumCollection::insert(std::int32_t index, LumObject* object) {
-  items_.reserve(static_cast<std::size_t>(capacity_));
   items_.insert(items_.begin() + index, object);
   object->incReferences();
 }

@@ -60,6 +60,16 @@ TEST(LumCollection, HoldsAtMost40960Objects) {
   EXPECT_EQ(collection.getCapacity(), 40960);
 }
 
+TEST(LumCollection, AFullCollectionGrowsUpToACapacityOf32766) {
+  Kept element;
+  for (const std::int32_t capacity : {32766, 32767}) {
+    LumCollection collection;
+    collection.expand(capacity);
+    for (std::int32_t i = 0; i < capacity; ++i) collection.add(&element);
+    EXPECT_EQ(collection.add(&element), capacity == 32766);
+  }
+}
+
 TEST(LumCollection, ExpandingToNoLargerCapacityAddsFive) {
   LumCollection collection;
   collection.add(new Element);

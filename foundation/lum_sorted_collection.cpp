@@ -1,18 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "foundation/lum_sorted_collection.h"
 
-#include <cstdlib>
-
-namespace {
-
-int compareSlots(const void* a, const void* b) {
-  const LumObject* first = *static_cast<LumObject* const*>(a);
-  const LumObject* second = *static_cast<LumObject* const*>(b);
-  const std::int32_t order = first->compare(*second);
-  return order == -1 || order == 1 ? order : 0;
-}
-
-}  // namespace
+#include <algorithm>
 
 bool LumSortedCollection::add(LumObject* object) {
   if (!sorted_) return LumCollection::add(object);
@@ -64,9 +53,9 @@ bool LumSortedCollection::addUnsorted(LumObject* object) {
 }
 
 void LumSortedCollection::doSort() {
-  // NOLINTNEXTLINE(bugprone-sizeof-expression): the slots are pointers
-  constexpr std::size_t kSlotSize = sizeof(LumObject*);
-  if (count() > 1) std::qsort(items(), static_cast<std::size_t>(count()), kSlotSize, compareSlots);
+  std::stable_sort(items(), items() + count(), [](const LumObject* left, const LumObject* right) {
+    return left->compare(*right) == -1;
+  });
   sorted_ = true;
 }
 

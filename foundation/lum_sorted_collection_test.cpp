@@ -30,6 +30,9 @@ TEST(LumSortedCollection, KeepsItsObjectsInOrder) {
   EXPECT_EQ(texts(collection), "abcdef");
   EXPECT_EQ(collection.getCapacity(), 10);
   EXPECT_FALSE(collection.add(nullptr));
+  LumSortedCollection descending;
+  for (const char* text : {"d", "c", "b", "a"}) descending.add(new LumString(text));
+  EXPECT_EQ(texts(descending), "abcd");
 }
 
 TEST(LumSortedCollection, ANewObjectGoesBeforeAnEqualOne) {
@@ -47,6 +50,25 @@ TEST(LumSortedCollection, ANewObjectGoesBeforeAnEqualOne) {
   collection.add(&third);
   EXPECT_EQ(collection.atPos(1), &third);
   EXPECT_EQ(third.getReferences(), 2);
+}
+
+TEST(LumSortedCollection, ANewObjectGoesBeforeTheMiddleOneOfEqualObjects) {
+  Kept objects[] = {Kept("a"), Kept("a"), Kept("a"), Kept("a")};
+  LumSortedCollection collection;
+  for (Kept& object : objects) collection.add(&object);
+  EXPECT_EQ(collection.atPos(0), &objects[2]);
+  EXPECT_EQ(collection.atPos(1), &objects[3]);
+}
+
+TEST(LumSortedCollection, FindsEveryObject) {
+  LumSortedCollection collection;
+  for (char last = 'a'; last <= 'p'; ++last) {
+    collection.add(new LumString(last, 1));
+    for (char c = 'a'; c <= last; ++c) {
+      LumString wanted(c, 1);
+      EXPECT_EQ(collection.findIndex(&wanted), c - 'a') << last;
+    }
+  }
 }
 
 TEST(LumSortedCollection, FindsTheFirstOfEqualObjects) {
@@ -91,11 +113,11 @@ TEST(LumSortedCollection, AddUnsortedAppendsAndMakesTheCollectionUnsorted) {
   EXPECT_EQ(collection.findIndex(&wanted), 0);
 }
 
-TEST(LumSortedCollection, ASearchDuringRemoveAllFindsNothing) {
+TEST(LumSortedCollection, ASearchDuringRemoveAllEndsAtAReleasedObject) {
   class Asking : public LumString {
    public:
-    Asking(LumSortedCollection& collection, std::int32_t& answer)
-        : LumString("b"), collection_(collection), answer_(answer) {}
+    Asking(const char* text, LumSortedCollection& collection, std::int32_t& answer)
+        : LumString(text), collection_(collection), answer_(answer) {}
     ~Asking() override {
       LumString wanted("b");
       answer_ = collection_.findIndex(&wanted);
@@ -108,9 +130,14 @@ TEST(LumSortedCollection, ASearchDuringRemoveAllFindsNothing) {
   LumSortedCollection collection;
   std::int32_t answer = 7;
   collection.add(new LumString("a"));
-  collection.add(new Asking(collection, answer));
+  collection.add(new Asking("b", collection, answer));
   collection.removeAll();
   EXPECT_EQ(answer, -1);
+  // The search compares the middle object first, which is not released yet.
+  for (const char* text : {"a", "b"}) collection.add(new LumString(text));
+  collection.add(new Asking("0", collection, answer));
+  collection.removeAll();
+  EXPECT_EQ(answer, 2);
 }
 
 TEST(LumSortedCollection, AnUnsortedAddOfNullChangesNothing) {

@@ -56,7 +56,6 @@ void LumString::clear() {
   text_.reserve(kSlack - 1);
   capacity_ = kSlack;
   front_ = 0;
-  nulInside_ = false;
 }
 
 LumString& LumString::assign(const char* text) {
@@ -120,7 +119,7 @@ bool LumString::append(const char* bytes, std::int32_t count) {
 LumString& LumString::operator+=(char c) {
   const std::int32_t length = getLength();
   if (length == kMaxLength) return *this;
-  if (capacity_ <= length + 1) setSize(length > kMaxLength / 2 ? kMaxLength : 2 * length);
+  if (capacity_ <= length + 1) setSize(length + std::min(length, kMaxLength - length));
   text_ += c;
   if (c == '\0') nulInside_ = true;
   return *this;
@@ -212,9 +211,8 @@ LumString& LumString::trimLeft() {
 }
 
 LumString& LumString::trimRight() {
-  std::int32_t end = getLength();
-  while (end > 0 && cfIsSpace(buffer()[end - 1])) --end;
-  return setLength(end);
+  while (!isEmpty() && cfIsSpace(text_.back())) text_.pop_back();
+  return *this;
 }
 
 void LumString::substring(LumString& out, std::int32_t start, std::int32_t count) const {
@@ -235,11 +233,7 @@ void LumString::substring(LumString& out, std::int32_t start, std::int32_t count
 void LumString::left(LumString& out, std::int32_t count) const { substring(out, 0, count); }
 
 void LumString::right(LumString& out, std::int32_t count) const {
-  if (count < getLength()) {
-    substring(out, count < 0 ? getLength() : getLength() - count, count);
-  } else {
-    out.assign(*this);
-  }
+  substring(out, getLength() - std::clamp(count, 0, getLength()), count);
 }
 
 LumString& LumString::lowercase() {
@@ -277,11 +271,10 @@ void LumString::toHexString(LumString& out) const {
 }
 
 void LumString::toStr255(unsigned char (&out)[256]) const {
-  constexpr std::size_t kLastText = kStr255Size - 2;
+  constexpr std::size_t kLongestText = kStr255Size - 3;
   std::memset(out, 0, kStr255Size - 1);
   out[0] = static_cast<unsigned char>(std::min(getLength(), 255));
-  std::memcpy(out + 1, getCharPointer(), std::min(view().size(), kLastText));
-  out[kLastText] = 0;
+  std::memcpy(out + 1, getCharPointer(), std::min(view().size(), kLongestText));
 }
 
 void LumString::asString(const unsigned char (&in)[256]) {

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "foundation/testing/comma_locale.h"
 
@@ -23,6 +24,14 @@ void expectsSound(const LumString& string) {
 }
 
 LumString ofLength(std::int32_t length) { return {'x', length}; }
+
+// A text with a NUL inside that counts in the length: "ab", NUL, "c".
+LumString withNulInside() {
+  LumString string("ab");
+  string += '\0';
+  string += 'c';
+  return string;
+}
 
 std::string substringOf(const char* of, std::int32_t start, std::int32_t count) {
   LumString out("before");
@@ -83,6 +92,23 @@ TEST(LumString, RepeatedNulsGiveAnEmptyStringWithTheCapacity) {
 
 // --- Storage ---
 
+TEST(LumString, ClearingAfterGetTokenEmptiesTheString) {
+  LumString string("a,bcdefgh");
+  LumString token;
+  string.getToken(",", token);
+  string.clear();
+  EXPECT_EQ(text(string), "");
+  expectsSound(string);
+}
+
+TEST(LumString, SettingATextAfterGetTokenSetsAllOfIt) {
+  LumString string("a,bcdefgh");
+  LumString token;
+  string.getToken(",", token);
+  string.setText("xyz");
+  EXPECT_EQ(text(string), "xyz");
+}
+
 TEST(LumString, ACopyAfterGetTokenHoldsTheRest) {
   LumString string("a,bcdefgh");
   LumString token;
@@ -123,6 +149,10 @@ TEST(LumString, AssigningATextThatFitsKeepsTheBuffer) {
   EXPECT_EQ(string.getCapacity(), 33);
   EXPECT_EQ(string.getCharPointer(), buffer);
   EXPECT_EQ(string.getLength(), 32);
+  string.setSize(1000);
+  buffer = string;
+  string.assign(ofLength(1000));
+  EXPECT_EQ(string.getCharPointer(), buffer);
 }
 
 TEST(LumString, AssigningOneByteMoreRaisesTheCapacity) {
@@ -141,9 +171,7 @@ TEST(LumString, AssigningNullEmpties) {
 }
 
 TEST(LumString, AssigningAStringTakesItsTextToTheFirstNul) {
-  LumString other("ab");
-  other += '\0';
-  other += 'c';
+  const LumString other = withNulInside();
   LumString string("before");
   string.assign(other);
   EXPECT_EQ(text(string), "ab");
@@ -180,6 +208,12 @@ TEST(LumString, SetSizeGrowsToOneMoreAndKeepsTheText) {
   EXPECT_EQ(string.getCapacity(), 38);
 }
 
+TEST(LumString, SetLengthToTheLengthKeepsAnInnerNul) {
+  LumString string = withNulInside();
+  string.setLength(4);
+  EXPECT_EQ(string.getLength(), 4);
+}
+
 TEST(LumString, SetLengthPadsWithBlanksAndCuts) {
   LumString string("ab");
   string.setLength(5);
@@ -204,6 +238,8 @@ TEST(LumString, TheCapacityDoublesOnceACharacterDoesNotFit) {
   string += 'x';
   EXPECT_EQ(string.getCapacity(), 129);
   EXPECT_EQ(text(string), std::string(65, 'x'));
+  for (int i = 65; i < 129; ++i) string += 'x';
+  EXPECT_EQ(string.getCapacity(), 257);
 }
 
 TEST(LumString, AnAppendedTextThatDoesNotFitLeavesTwoBytesFree) {
@@ -271,6 +307,7 @@ TEST(LumString, AChangeThatWouldBeTooLongChangesNothing) {
   EXPECT_EQ(string.getCapacity(), 36);
   EXPECT_FALSE(string.append("d", LumString::kMaxLength - 2));
   EXPECT_EQ(text(string), "abc");
+  EXPECT_TRUE(string.append("d", 1));
   EXPECT_TRUE(LumString('x', 0x7fffffff).isEmpty());
 }
 
@@ -328,6 +365,19 @@ TEST(LumString, GetTokenWithoutATokenLeavesTheStringUnchanged) {
   EXPECT_FALSE(string.getToken(",", token));
   EXPECT_EQ(text(string), ",,,");
   EXPECT_EQ(text(token), "");
+}
+
+TEST(LumString, GetTokenAndTrimLeftCountTheLength) {
+  LumString string("x,ab");
+  LumString token;
+  string += '\0';
+  string += 'c';
+  string.getToken(",", token);
+  EXPECT_EQ(text(string), "ab");
+  string = "  ab";
+  string += '\0';
+  string.trimLeft();
+  EXPECT_EQ(text(string), "ab");
 }
 
 TEST(LumString, GetTokenAtTheEndLeavesAnEmptyString) {
@@ -401,6 +451,17 @@ TEST(LumString, ASubstringEndsWithTheText) {
   EXPECT_EQ(substringOf("abc", -1, 2), "");
 }
 
+TEST(LumString, ASubstringRaisesTheCapacityForTheWholeRest) {
+  for (const auto& [rest, capacity] : {std::pair{32, 33}, std::pair{33, 66}, std::pair{90, 123}}) {
+    LumString out;
+    ofLength(rest + 10).substring(out, 10, 0);
+    EXPECT_EQ(out.getCapacity(), 33);
+    ofLength(rest + 10).substring(out, 10, 5);
+    EXPECT_EQ(text(out), "xxxxx");
+    EXPECT_EQ(out.getCapacity(), capacity);
+  }
+}
+
 TEST(LumString, ASubstringMayReplaceItsString) {
   LumString string("abcdef");
   string.substring(string, 2, 3);
@@ -432,6 +493,9 @@ TEST(LumString, BytesAreWrittenAsHexDigits) {
   LumString string("J");
   string.toHexString(string);
   EXPECT_EQ(text(string), "4A");
+  LumString out = withNulInside();
+  LumString("xyz").toHexString(out);
+  EXPECT_EQ(text(out), "78797A");
 }
 
 TEST(LumString, AByteAbove7fGetsAnInvalidFirstHexDigit) { EXPECT_EQ(hexOf("\x80\xff"), "(0/F"); }
@@ -460,8 +524,15 @@ TEST(LumString, AsStringReadsTheTextAndLeavesTheLengthAt256) {
   LumString string("before");
   string.asString(in);
   EXPECT_STREQ(string, "abc");
-  EXPECT_EQ(string.getLength(), 256);
+  EXPECT_EQ(text(string), std::string("abc\0re", 6) + std::string(250, ' '));
   EXPECT_EQ(string.countLength(), 3);
+
+  LumString shorter("x");
+  shorter.asString(in);
+  EXPECT_STREQ(shorter, "abc");
+  LumString nulInside = withNulInside();
+  nulInside.asString(in);
+  EXPECT_EQ(nulInside.getLength(), 256);
 
   std::memset(in, 'y', sizeof in);
   in[0] = 255;
@@ -533,6 +604,9 @@ TEST(LumString, CopyStringCopiesTheBytes) {
   string.copyString(out.data(), 0);
   EXPECT_STREQ(out.data(), "");
   EXPECT_EQ(string.copyString(nullptr, 2), nullptr);
+  out.fill('#');
+  withNulInside().copyString(out.data(), 4);
+  EXPECT_EQ(out[3], '#');
   const std::unique_ptr<char[]> copy(string.copyString());
   EXPECT_STREQ(copy.get(), "abc");
 }
@@ -560,6 +634,24 @@ TEST(LumString, LongTextsAreBuiltTakenApartAndCutInLinearTime) {
   for (std::int32_t i = 0; i < kLength; ++i) string.substring(token, i, 1);
   for (std::int32_t length = kLength; length > 0; --length) string.setLength(length);
   EXPECT_EQ(string.getLength(), 1);
+}
+
+// Looking for a NUL in each step would take minutes.
+TEST(LumString, ATextIsNotSearchedForANulThatIsGone) {
+  const std::string longText(4'000'000, 'x');
+  LumString assigned;
+  LumString set;
+  LumString counted;
+  for (LumString* string : {&assigned, &set, &counted}) *string += '\0';
+  assigned.assign(longText.c_str());
+  set.setText(longText);
+  counted += longText.c_str();
+  counted += longText.c_str();
+  LumString piece;
+  for (std::int32_t i = 0; i < 4'000'000; i += 2) {
+    for (const LumString* string : {&assigned, &set, &counted}) string->substring(piece, i, 1);
+  }
+  EXPECT_EQ(text(piece), "x");
 }
 
 TEST(LumString, ManyOccurrencesAreReplaced) {

@@ -95,9 +95,9 @@ TEST(XmlDoc, ParsingDropsBlanksInItsArgument) {
   LumString text(" <a>\n<b x=\"1\" > c</b></a>\n");
   const std::int32_t length = text.getLength();
   Doc doc;
-  EXPECT_NE(doc.parse(text), nullptr);
+  const char* end = doc.parse(text);
   EXPECT_EQ(text.getLength(), length);
-  text.countLength();
+  EXPECT_EQ(end, text.getCharPointer() + text.countLength());
   EXPECT_STREQ(text, "<a><b x=\"1\" >c</b></a>");
   EXPECT_EQ(treeOf(doc), "a{b(x=1)[c]{}}");
 }
@@ -129,6 +129,7 @@ TEST(XmlDoc, ATextOrNameOfTheDocumentCanBeParsed) {
 TEST(XmlDoc, BlanksAreDroppedAtTheStartAndAfterEachBracket) {
   EXPECT_EQ(read(" \n <a \t x = \"1\"\x81 > text > more </a >"), "a(x=1)[text >more ]{}");
   EXPECT_EQ(read("<a x=\"1 > 2 >  3\"/>"), "a(x=1 >2 >3){}");
+  EXPECT_TRUE(isTaken("<a></a >"));
 }
 
 TEST(XmlDoc, NamesAreLettersDigitsAndUnderscores) {

@@ -197,8 +197,10 @@ TEST(XmlNode, ReleasedChildrenAndAttributesAreGone) {
   EXPECT_EQ(a->getCountAttributes(), 1);
   a->removeAttributes();
   EXPECT_EQ(a->getCountAttributes(), 0);
+  doc.addAttribute("x", "1");
   doc.clear();
   EXPECT_EQ(doc.getCountNodes(), 0);
+  EXPECT_EQ(doc.getCountAttributes(), 0);
 }
 
 TEST(XmlNode, AHeldNodeOrAttributeOutlivesItsDocument) {

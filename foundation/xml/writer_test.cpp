@@ -105,6 +105,10 @@ TEST(XmlWriter, RoomForAllObjectsIsTakenAtOnce) {
   LumString out;
   doc.buildXML(out);
   EXPECT_EQ(out.getCapacity(), 20 * 32 + 1);
+  // Also when the header alone would have raised the capacity further.
+  LumString fewer;
+  Doc("<a b=\"c\"/>").buildXML(fewer);
+  EXPECT_EQ(fewer.getCapacity(), 2 * 32 + 1);
 }
 
 TEST(XmlWriter, ReadingAgainGivesTheSameTree) {
