@@ -6,10 +6,13 @@
 #include <QWidget>
 #include <cmath>
 
+#include "platform/toolkit/qt/announcer.h"
 #include "platform/toolkit/qt/picture.h"
 #include "platform/toolkit/toolkit.h"
 
 namespace {
+
+using qt_toolkit::Announcer;
 
 // QtNib makes every control from a widget of the right class, so the casts are safe.
 QWidget* widgetOf(const NSView& view) { return static_cast<QWidget*>(view.object()); }
@@ -33,6 +36,11 @@ QString fitting(const QLabel& label, const QString& text) {
 // Qt guesses whether a tool tip is markup. Markup wraps long lines, so make it markup.
 QString asMarkup(const QString& text) {
   return QStringLiteral("<p>%1</p>").arg(text.toHtmlEscaped());
+}
+
+// The text that the label was given, also if it shows only its beginning.
+QString wholeText(const QLabel& label) {
+  return label.accessibleName().isEmpty() ? label.text() : label.accessibleName();
 }
 
 // Call before the control is hidden or disabled. If the user is typing into it, closes its list and
@@ -106,11 +114,16 @@ void NSTextField::setStringValue(std::string_view text) {
   QLabel* label = labelOf(*this);
   if (!label) return;
   label->setTextFormat(Qt::PlainText);  // a device's texts are never markup
+  const QString former = wholeText(*label);
   const QString whole = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
   label->setText(fitting(*label, whole));
   const bool fits = label->text() == whole;
   label->setToolTip(fits ? QString() : asMarkup(whole));
   label->setAccessibleName(fits ? QString() : whole);
+  if (label->property("announced").toBool() && !former.isEmpty() && !whole.isEmpty() &&
+      whole != former) {
+    Announcer::announce(*label, whole.trimmed());
+  }
 }
 
 void NSPopUpButton::selectItemAtIndex(std::int32_t index) {
@@ -126,7 +139,10 @@ std::int32_t NSPopUpButton::indexOfSelectedItem() const {
 }
 
 void NSImageView::setImage(const NSImage& image) {
-  if (QLabel* label = labelOf(*this)) label->setPixmap(qt_toolkit::pixmapOf(image));
+  QLabel* label = labelOf(*this);
+  if (!label) return;
+  label->setPixmap(qt_toolkit::pixmapOf(image));
+  label->setAccessibleName(qt_toolkit::nameOf(image));
 }
 
 void NSImageView::setFrameSize(NSSize size) { setFrame({frame().origin, size}); }

@@ -58,6 +58,9 @@ QtNib::QtNib() {
   loadPictures();
   Ui::PanelWindow ui;
   ui.setupUi(&window_);
+  // Tab reaches the first menu from here. Otherwise Qt would choose among the controls that are
+  // visible when the window opens, and these are the buttons.
+  window_.setFocus();
   // By default a scroll area follows the focus only while it moves inside the area, not when it
   // enters it.
   QObject::connect(
@@ -66,6 +69,13 @@ QtNib::QtNib() {
   for (QComboBox* menu : window_.findChildren<QComboBox*>()) {
     menu->installEventFilter(&wheelRefusal_);
     menu->view()->installEventFilter(&keysInOrder_);
+    // On Linux Qt reports the value as a menu's name, and screen readers speak the label in place
+    // of the name: they find the value only in the description.
+    QObject::connect(menu, &QComboBox::currentTextChanged, menu, [menu](const QString& value) {
+      const QString purpose = menu->accessibleName();
+      menu->setAccessibleDescription(
+          value.isEmpty() ? purpose : QStringLiteral("%1: %2").arg(purpose, value));
+    });
   }
 }
 
@@ -88,7 +98,14 @@ NSButton QtNib::button(std::string_view name) {
 void QtNib::connectAction(std::string_view name, Action action) {
   const auto run = [action = std::move(action)] { guarded(action); };
   if (auto* menu = window_.findChild<QComboBox*>(textOf(name))) {
-    QObject::connect(menu, &QComboBox::activated, menu, run);
+    QObject::connect(menu, &QComboBox::activated, menu, [menu, run](int picked) {
+      run();
+      if (menu->currentIndex() == picked) return;
+      const QString kept = menu->currentText().isEmpty()
+                               ? QStringLiteral("not accepted")
+                               : QStringLiteral("not accepted, still %1").arg(menu->currentText());
+      Announcer::announce(*menu, kept);
+    });
   } else if (auto* button = window_.findChild<QAbstractButton*>(textOf(name))) {
     QObject::connect(button, &QAbstractButton::clicked, button, run);
   }

@@ -4,6 +4,7 @@
 
 #include <QWidget>
 
+#include "platform/toolkit/qt/announcer.h"
 #include "platform/toolkit/toolkit.h"
 
 namespace qt_toolkit {
@@ -41,6 +42,7 @@ class QtNib final : public NSNib {
   WheelRefusal wheelRefusal_;
   KeysInOrder keysInOrder_;
   QWidget window_;
+  Announcer announcer_{&window_};
 };
 
 }  // namespace qt_toolkit

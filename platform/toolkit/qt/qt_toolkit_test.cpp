@@ -698,6 +698,19 @@ TEST_F(QtToolkit, APictureIsLoadedInTheResolutionOfTheScreen) {
   unsetenv("QT_SCALE_FACTOR");
 }
 
+TEST_F(QtToolkit, ThePictureIsReadAsTheNameOfItsImage) {
+  whenRunning = [] {
+    auto* label = find<QLabel>("KvDeviceBitmap");
+    NSImageView view(static_cast<QWidget*>(label));
+    for (const char* name : {"VX-310", "None"}) {
+      view.setImage(NSImage::imageNamed(std::string(name) + (name[0] == 'N' ? ".bmp" : ".png")));
+      EXPECT_EQ(QAccessible::queryAccessibleInterface(label)->text(QAccessible::Name), name);
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
 TEST_F(QtToolkit, AnExceptionOfAnActionIsCaught) {
   const auto loader = [](NSNib& nib) -> std::unique_ptr<NSObject> {
     nib.connectAction("Help", [] { throw std::runtime_error("from the action"); });
