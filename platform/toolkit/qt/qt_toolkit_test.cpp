@@ -8,6 +8,7 @@
 #include <QAbstractItemView>
 #include <QAccessible>
 #include <QApplication>
+#include <QClipboard>
 #include <QComboBox>
 #include <QKeyEvent>
 #include <QLabel>
@@ -400,6 +401,111 @@ TEST_F(QtToolkit, TheWheelOverAClosedMenuDoesNotChangeIt) {
       EXPECT_FALSE(turnWheel(menu));
       EXPECT_EQ(menu->currentIndex(), 1);
     }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, AKeyThatStepsOpensAClosedMenuAndPicksNothing) {
+  whenRunning = [] {
+    window()->activateWindow();
+    auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
+    int picks = 0;
+    QObject::connect(menu, &QComboBox::activated, menu, [&] { ++picks; });
+    menu->show();
+    menu->setCurrentIndex(1);
+    for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Up, Qt::Key_PageDown, Qt::Key_PageUp}) {
+      menu->setFocus();
+      type(menu, key);
+      EXPECT_TRUE(menu->view()->isVisible()) << key;
+      menu->hidePopup();
+      EXPECT_EQ(menu->currentIndex(), 1);
+    }
+    EXPECT_EQ(picks, 0);
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, EachMenuIsReachedWithAMnemonicOfItsOwn) {
+  whenRunning = [] {
+    window()->activateWindow();
+    for (QComboBox* menu : window()->findChildren<QComboBox*>()) {
+      const QString titleName = menu->objectName().replace("Menu", "Title");
+      auto* title = window()->findChild<QLabel*>(titleName);
+      menu->show();
+      if (title) title->show();
+    }
+    for (const QLabel* title : window()->findChildren<QLabel*>()) {
+      const auto* menu = qobject_cast<QComboBox*>(title->buddy());
+      if (!menu) continue;
+      const qsizetype at = title->text().indexOf('&') + 1;
+      EXPECT_GT(at, 0) << title->objectName().toStdString();
+      if (at == 0) continue;
+      QTest::keyClick(window(), title->text()[at].toLatin1(), Qt::AltModifier);
+      EXPECT_EQ(QApplication::focusWidget(), menu) << title->objectName().toStdString();
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, TheWindowHasTheFocusFirstAndTabGoesToTheFirstMenu) {
+  whenRunning = [] {
+    window()->activateWindow();
+    EXPECT_EQ(QApplication::focusWidget(), window());
+    find<QComboBox>("KvIoRInCh1And2Menu")->show();
+    QTest::keyClick(window()->windowHandle(), Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), find<QComboBox>("KvIoRInCh1And2Menu"));
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, CopyTakesTheSelectedTextOrElseEveryValueOnDisplay) {
+  whenRunning = [] {
+    window()->activateWindow();
+    const auto show = [](const char* name, const char* text) {
+      auto* field = find<QLabel>(name);
+      field->show();
+      NSTextField(static_cast<QWidget*>(field)).setStringValue(text);
+      return field;
+    };
+    QLabel* rate = show("KvSampleRateField", "48 kHz");
+    show("KvConnectionTypeField", "USB 1.1 (unsupported) ");
+    QTest::keyClick(window()->windowHandle(), Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(),
+              "Connection type: USB 1.1 (unsupported)\nSample rate: 48 kHz");
+    rate->setFocus();
+    rate->setSelection(0, 2);
+    QTest::keyClick(window()->windowHandle(), Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), "48");
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, AnOpenListHasATickAtTheCurrentItemOnly) {
+  whenRunning = [] {
+    auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
+    menu->show();
+    menu->setCurrentIndex(2);
+    menu->showPopup();
+    menu->view()->setCurrentIndex({});  // no item is drawn as selected
+    const QImage list = menu->view()->viewport()->grab().toImage();
+    std::vector<bool> ticked;
+    for (int row = 0; row < menu->count(); ++row) {
+      QRect place = menu->view()->visualRect(menu->model()->index(row, 0));
+      place.setWidth(16);
+      const QImage left = list.copy(place);
+      bool marked = false;
+      for (int y = 2; y < left.height() - 2; ++y) {
+        for (int x = 2; x < left.width(); ++x) marked |= left.pixel(x, y) != left.pixel(2, 2);
+      }
+      ticked.push_back(marked);
+    }
+    EXPECT_THAT(ticked, ElementsAre(false, false, true, false));
+    menu->hidePopup();
     NSAppTerminate();
   };
   run();
