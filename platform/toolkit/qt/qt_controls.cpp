@@ -3,6 +3,7 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QPalette>
+#include <QStyle>
 #include <QWidget>
 #include <cmath>
 
@@ -41,6 +42,18 @@ QString asMarkup(const QString& text) {
 // The text that the label was given, also if it shows only its beginning.
 QString wholeText(const QLabel& label) {
   return label.accessibleName().isEmpty() ? label.text() : label.accessibleName();
+}
+
+// Colours a text of the kind "USB 1.1 (unsupported)" in a label that has a reason for it, and
+// returns the reason; else the usual colour and an empty text.
+QString showSupport(QLabel& label, const QString& text) {
+  const QString reason = label.property("unsupported").toString();
+  if (reason.isEmpty()) return {};
+  const bool unsupported = text.contains(QLatin1String("(unsupported)"));
+  label.setProperty("warning", unsupported);
+  label.style()->unpolish(&label);  // the style sheet looks at the property only when it polishes
+  label.style()->polish(&label);
+  return unsupported ? reason : QString();
 }
 
 // Call before the control is hidden or disabled. If the user is typing into it, closes its list and
@@ -118,7 +131,8 @@ void NSTextField::setStringValue(std::string_view text) {
   const QString whole = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
   label->setText(fitting(*label, whole));
   const bool fits = label->text() == whole;
-  label->setToolTip(fits ? QString() : asMarkup(whole));
+  const QString reason = showSupport(*label, whole);
+  label->setToolTip(fits && reason.isEmpty() ? QString() : asMarkup(fits ? reason : whole));
   label->setAccessibleName(fits ? QString() : whole);
   if (label->property("announced").toBool() && !former.isEmpty() && !whole.isEmpty() &&
       whole != former) {

@@ -391,6 +391,47 @@ TEST_F(QtToolkit, TheFieldsTextsCanBeSelectedWithTheMouseAndAreNoTabStops) {
   run();
 }
 
+TEST_F(QtToolkit, TheLampOfEachDigitalInputStateHasAShapeOfItsOwn) {
+  whenRunning = [] {
+    auto* field = find<QLabel>("KvDigitalInputStatusField");
+    field->show();
+    std::vector<QImage> lamps;
+    for (const char* text : {"valid 44.1 kHz", "muted 44.1 kHz", "no valid signal", "no signal"}) {
+      NSTextField(static_cast<QWidget*>(field)).setStringValue(text);
+      QImage lamp = field->grab(QRect(0, 0, 14, field->height())).toImage();
+      // Black for the ground and white for the lamp, whatever its colour.
+      for (int y = 0; y < lamp.height(); ++y) {
+        for (int x = 0; x < lamp.width(); ++x) {
+          lamp.setPixelColor(x, y, lamp.pixelColor(x, y).value() > 128 ? Qt::white : Qt::black);
+        }
+      }
+      for (const QImage& other : lamps) EXPECT_NE(lamp, other) << text;
+      lamps.push_back(lamp);
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, AnUnsupportedConnectionIsAmberAndItsToolTipHasTheReason) {
+  whenRunning = [] {
+    auto* label = find<QLabel>("KvConnectionTypeField");
+    label->show();
+    NSTextField field(static_cast<QWidget*>(label));
+    field.setStringValue("USB 2.0");
+    const QColor usual = label->palette().color(QPalette::WindowText);
+    EXPECT_EQ(label->toolTip(), "");
+    field.setStringValue("USB 1.1 (unsupported) ");
+    EXPECT_EQ(label->palette().color(QPalette::WindowText), QColor("#f5b83d"));
+    EXPECT_TRUE(label->toolTip().contains("USB 2.0 port"));
+    field.setStringValue("USB 2.0");
+    EXPECT_EQ(label->palette().color(QPalette::WindowText), usual);
+    EXPECT_EQ(label->toolTip(), "");
+    NSAppTerminate();
+  };
+  run();
+}
+
 TEST_F(QtToolkit, TheWheelOverAClosedMenuDoesNotChangeIt) {
   whenRunning = [] {
     auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
