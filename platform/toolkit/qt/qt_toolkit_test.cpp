@@ -18,6 +18,8 @@
 #include <QWheelEvent>
 #include <QWidget>
 #include <QWindow>
+#include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -427,6 +429,46 @@ TEST_F(QtToolkit, AnUnsupportedConnectionIsAmberAndItsToolTipHasTheReason) {
     field.setStringValue("USB 2.0");
     EXPECT_EQ(label->palette().color(QPalette::WindowText), usual);
     EXPECT_EQ(label->toolTip(), "");
+    NSAppTerminate();
+  };
+  run();
+}
+
+// The contrast ratio of two colours by the Web Content Accessibility Guidelines.
+double contrast(const QColor& one, const QColor& other) {
+  const auto luminance = [](const QColor& colour) {
+    const auto linear = [](double part) {
+      return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+           0.0722 * linear(colour.blueF());
+  };
+  const auto [darker, brighter] = std::minmax(luminance(one), luminance(other));
+  return (brighter + 0.05) / (darker + 0.05);
+}
+
+TEST_F(QtToolkit, TheEdgesOfControlsStandOutAndTheFocusIsTwoPixelsWide) {
+  whenRunning = [] {
+    window()->activateWindow();
+    find<QWidget>("KvIoRInCh1And2Menu")->show();
+    for (const char* name : {"KvIoRInCh1And2Menu", "CloseButton", "Help"}) {
+      auto* control = find<QWidget>(name);
+      // The colours down the middle: two pixels of the ground, then the control's edge.
+      const auto colours = [&] {
+        const QPoint above = control->mapTo(window(), QPoint(control->width() / 2, -2));
+        const QImage strip = window()->grab(QRect(above, QSize(1, 6))).toImage();
+        std::vector<QColor> down;
+        for (int y = 0; y < 6; ++y) down.push_back(strip.pixelColor(0, y));
+        return down;
+      };
+      window()->setFocus();
+      EXPECT_GE(contrast(colours()[2], colours()[0]), 3) << name;
+      const QColor usual = colours()[2];
+      control->setFocus();
+      EXPECT_NE(colours()[2], usual) << name;
+      EXPECT_EQ(colours()[2], colours()[3]) << name;
+      EXPECT_GE(contrast(colours()[2], colours()[0]), 3) << name;
+    }
     NSAppTerminate();
   };
   run();
