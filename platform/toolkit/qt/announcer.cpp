@@ -11,7 +11,7 @@ namespace qt_toolkit {
 
 namespace {
 
-constexpr std::chrono::milliseconds kSettling{700};  // longer than the pause at a new interface
+constexpr std::chrono::milliseconds kSettling{2000};  // Orca needs most of it for the events
 
 QAccessibleInterface* describe(const QString&, QObject* object) {
   auto* announcer = qobject_cast<Announcer*>(object);
