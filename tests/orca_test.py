@@ -141,8 +141,6 @@ class ScreenReader(WithAnInterface):
         self.orca.expect("Digital input: valid 44.1 kHz")
         self.session.sim("digital-input", "invalid")
         self.orca.expect("Digital input: no valid signal")
-        self.session.sim("usb", "1.1")
-        self.orca.expect("Connection type: USB 1.1 (unsupported)", "Device: VX-310")
 
     def pick_second(self, label, second_item):
         """Moves to the label's menu and picks its second item with the keys."""
