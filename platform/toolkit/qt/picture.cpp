@@ -13,6 +13,16 @@ namespace {
 
 constexpr int kHighestResolution = 3;  // "NAME@3x.png"
 
+// What an NSImage of this back end refers to.
+struct Picture {
+  QPixmap pixmap;
+  QString name;
+};
+
+const Picture& pictureOf(const NSImage& image) {
+  return *static_cast<const Picture*>(image.picture().get());
+}
+
 QString pathOfResolution(const QString& path, int resolution) {
   const QFileInfo file(path);
   return resolution == 1 ? path
@@ -54,13 +64,17 @@ QString resourcePath(const QString& name) {
 }
 
 QPixmap pixmapOf(const NSImage& image) {
-  return image.empty() ? QPixmap() : *static_cast<const QPixmap*>(image.picture().get());
+  return image.empty() ? QPixmap() : pictureOf(image).pixmap;
 }
+
+QString nameOf(const NSImage& image) { return image.empty() ? QString() : pictureOf(image).name; }
 
 }  // namespace qt_toolkit
 
 NSImage NSImage::imageNamed(std::string_view name) {
   const QString file = QString::fromUtf8(name.data(), static_cast<qsizetype>(name.size()));
   QPixmap picture = qt_toolkit::loadForScreens(qt_toolkit::resourcePath(file));
-  return picture.isNull() ? NSImage() : NSImage(std::make_shared<const QPixmap>(picture));
+  if (picture.isNull()) return {};
+  return NSImage(std::make_shared<const qt_toolkit::Picture>(
+      qt_toolkit::Picture{picture, QFileInfo(file).completeBaseName()}));
 }

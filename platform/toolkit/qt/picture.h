@@ -11,6 +11,10 @@ namespace qt_toolkit {
 // The pixmap of `image`; a null pixmap for an empty image.
 QPixmap pixmapOf(const NSImage& image);
 
+// The name of the resource that `image` was loaded from, without its suffix; empty for an empty
+// image.
+QString nameOf(const NSImage& image);
+
 // The path of a file in the application's resources.
 QString resourcePath(const QString& name);
 

@@ -3,13 +3,17 @@
 #include <QComboBox>
 #include <QLabel>
 #include <QPalette>
+#include <QStyle>
 #include <QWidget>
 #include <cmath>
 
+#include "platform/toolkit/qt/announcer.h"
 #include "platform/toolkit/qt/picture.h"
 #include "platform/toolkit/toolkit.h"
 
 namespace {
+
+using qt_toolkit::Announcer;
 
 // QtNib makes every control from a widget of the right class, so the casts are safe.
 QWidget* widgetOf(const NSView& view) { return static_cast<QWidget*>(view.object()); }
@@ -33,6 +37,23 @@ QString fitting(const QLabel& label, const QString& text) {
 // Qt guesses whether a tool tip is markup. Markup wraps long lines, so make it markup.
 QString asMarkup(const QString& text) {
   return QStringLiteral("<p>%1</p>").arg(text.toHtmlEscaped());
+}
+
+// The text that the label was given, also if it shows only its beginning.
+QString wholeText(const QLabel& label) {
+  return label.accessibleName().isEmpty() ? label.text() : label.accessibleName();
+}
+
+// Colours a text of the kind "USB 1.1 (unsupported)" in a label that has a reason for it, and
+// returns the reason; else the usual colour and an empty text.
+QString showSupport(QLabel& label, const QString& text) {
+  const QString reason = label.property("unsupported").toString();
+  if (reason.isEmpty()) return {};
+  const bool unsupported = text.contains(QLatin1String("(unsupported)"));
+  label.setProperty("warning", unsupported);
+  label.style()->unpolish(&label);  // the style sheet looks at the property only when it polishes
+  label.style()->polish(&label);
+  return unsupported ? reason : QString();
 }
 
 // Call before the control is hidden or disabled. If the user is typing into it, closes its list and
@@ -106,11 +127,17 @@ void NSTextField::setStringValue(std::string_view text) {
   QLabel* label = labelOf(*this);
   if (!label) return;
   label->setTextFormat(Qt::PlainText);  // a device's texts are never markup
+  const QString former = wholeText(*label);
   const QString whole = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
   label->setText(fitting(*label, whole));
   const bool fits = label->text() == whole;
-  label->setToolTip(fits ? QString() : asMarkup(whole));
+  const QString reason = showSupport(*label, whole);
+  label->setToolTip(fits && reason.isEmpty() ? QString() : asMarkup(fits ? reason : whole));
   label->setAccessibleName(fits ? QString() : whole);
+  if (label->property("announced").toBool() && !former.isEmpty() && !whole.isEmpty() &&
+      whole != former) {
+    Announcer::announce(*label, whole.trimmed());
+  }
 }
 
 void NSPopUpButton::selectItemAtIndex(std::int32_t index) {
@@ -126,7 +153,10 @@ std::int32_t NSPopUpButton::indexOfSelectedItem() const {
 }
 
 void NSImageView::setImage(const NSImage& image) {
-  if (QLabel* label = labelOf(*this)) label->setPixmap(qt_toolkit::pixmapOf(image));
+  QLabel* label = labelOf(*this);
+  if (!label) return;
+  label->setPixmap(qt_toolkit::pixmapOf(image));
+  label->setAccessibleName(qt_toolkit::nameOf(image));
 }
 
 void NSImageView::setFrameSize(NSSize size) { setFrame({frame().origin, size}); }

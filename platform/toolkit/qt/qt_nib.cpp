@@ -3,10 +3,18 @@
 
 #include <QAbstractButton>
 #include <QAbstractItemView>
+#include <QAction>
 #include <QApplication>
+#include <QClipboard>
 #include <QComboBox>
 #include <QEvent>
+#include <QGuiApplication>
+#include <QKeyEvent>
 #include <QLabel>
+#include <QPainter>
+#include <QPixmap>
+#include <QStringList>
+#include <QStyledItemDelegate>
 #include <utility>
 
 #include "platform/toolkit/qt/guarded.h"
@@ -32,15 +40,76 @@ QWidget* labelNamed(const QWidget& window, std::string_view name, bool withPictu
   return label && showsPicture(*label) == withPicture ? label : nullptr;
 }
 
+// Draws an open list with a tick at the menu's current item.
+class TickDelegate final : public QStyledItemDelegate {
+ public:
+  explicit TickDelegate(QComboBox* menu) : QStyledItemDelegate(menu), menu_(menu) {}
+
+ protected:
+  void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
+    QStyledItemDelegate::initStyleOption(option, index);
+    const int side = option->fontMetrics.height() * 3 / 4;
+    option->features |= QStyleOptionViewItem::HasDecoration;
+    option->decorationSize = QSize(side, side);
+    option->icon = tick(side, index.row() == menu_->currentIndex());
+  }
+
+ private:
+  // A square pixmap; empty at the other items, whose texts stand in line with the current one's.
+  QPixmap tick(int side, bool drawn) const {
+    const qreal ratio = menu_->devicePixelRatioF();
+    QPixmap pixmap(QSize(side, side) * ratio);
+    pixmap.setDevicePixelRatio(ratio);
+    pixmap.fill(Qt::transparent);
+    if (!drawn) return pixmap;
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(menu_->palette().color(QPalette::Text), side / 7.0));
+    const QPointF corners[] = {
+        {side * 0.15, side * 0.55}, {side * 0.4, side * 0.8}, {side * 0.85, side * 0.2}};
+    painter.drawPolyline(corners, 3);
+    return pixmap;
+  }
+
+  QComboBox* menu_;
+};
+
+// Puts the text that is selected with the mouse on the clipboard, or else every value on display
+// with its title.
+void copyValues(const QWidget& window) {
+  QStringList lines;
+  for (const QLabel* title : window.findChildren<QLabel*>()) {
+    const auto* field = qobject_cast<QLabel*>(title->buddy());
+    if (!field || field->isHidden()) continue;
+    if (field->hasSelectedText() && field->hasFocus()) {
+      QGuiApplication::clipboard()->setText(field->selectedText());
+      return;
+    }
+    const QString whole = field->accessibleName();
+    lines.push_back(QStringLiteral("%1: %2").arg(
+        title->text(), (whole.isEmpty() ? field->text() : whole).trimmed()));
+  }
+  QGuiApplication::clipboard()->setText(lines.join(QLatin1Char('\n')));
+}
+
 // A control stores the address as a void*, so it must be that of the QWidget whatever the class.
 QWidget* asWidget(QWidget* widget) { return widget; }
 
 }  // namespace
 
-bool WheelRefusal::eventFilter(QObject*, QEvent* event) {
-  if (event->type() != QEvent::Wheel) return false;
-  event->ignore();
-  return true;
+bool ClosedMenu::eventFilter(QObject* menu, QEvent* event) {
+  if (event->type() == QEvent::Wheel) {
+    event->ignore();
+    return true;
+  }
+  if (event->type() != QEvent::KeyPress) return false;
+  const auto* press = static_cast<QKeyEvent*>(event);
+  const bool steps = press->matches(QKeySequence::MoveToNextLine) ||
+                     press->matches(QKeySequence::MoveToPreviousLine) ||
+                     press->matches(QKeySequence::MoveToNextPage) ||
+                     press->matches(QKeySequence::MoveToPreviousPage);
+  if (steps) static_cast<QComboBox*>(menu)->showPopup();
+  return steps;
 }
 
 // Only events of the window system are spontaneous. sendEvent() clears the flag, so Qt sends a new
@@ -58,14 +127,26 @@ QtNib::QtNib() {
   loadPictures();
   Ui::PanelWindow ui;
   ui.setupUi(&window_);
+  QObject::connect(ui.CopyKey, &QAction::triggered, &window_, [this] { copyValues(window_); });
+  // Tab reaches the first menu from here. Otherwise Qt would choose among the controls that are
+  // visible when the window opens, and these are the buttons.
+  window_.setFocus();
   // By default a scroll area follows the focus only while it moves inside the area, not when it
   // enters it.
   QObject::connect(
       qApp, &QApplication::focusChanged, ui.Scroller,
       [scroller = ui.Scroller](QWidget*, QWidget* now) { scroller->ensureWidgetVisible(now); });
   for (QComboBox* menu : window_.findChildren<QComboBox*>()) {
-    menu->installEventFilter(&wheelRefusal_);
+    menu->installEventFilter(&closedMenu_);
+    menu->setItemDelegate(new TickDelegate(menu));
     menu->view()->installEventFilter(&keysInOrder_);
+    // On Linux Qt reports the value as a menu's name, and screen readers speak the label in place
+    // of the name: they find the value only in the description.
+    QObject::connect(menu, &QComboBox::currentTextChanged, menu, [menu](const QString& value) {
+      const QString purpose = menu->accessibleName();
+      menu->setAccessibleDescription(
+          value.isEmpty() ? purpose : QStringLiteral("%1: %2").arg(purpose, value));
+    });
   }
 }
 
@@ -88,7 +169,14 @@ NSButton QtNib::button(std::string_view name) {
 void QtNib::connectAction(std::string_view name, Action action) {
   const auto run = [action = std::move(action)] { guarded(action); };
   if (auto* menu = window_.findChild<QComboBox*>(textOf(name))) {
-    QObject::connect(menu, &QComboBox::activated, menu, run);
+    QObject::connect(menu, &QComboBox::activated, menu, [menu, run](int picked) {
+      run();
+      if (menu->currentIndex() == picked) return;
+      const QString kept = menu->currentText().isEmpty()
+                               ? QStringLiteral("not accepted")
+                               : QStringLiteral("not accepted, still %1").arg(menu->currentText());
+      Announcer::announce(*menu, kept);
+    });
   } else if (auto* button = window_.findChild<QAbstractButton*>(textOf(name))) {
     QObject::connect(button, &QAbstractButton::clicked, button, run);
   }

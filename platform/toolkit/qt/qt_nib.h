@@ -4,15 +4,16 @@
 
 #include <QWidget>
 
+#include "platform/toolkit/qt/announcer.h"
 #include "platform/toolkit/toolkit.h"
 
 namespace qt_toolkit {
 
-// Passes the mouse wheel on to the widget's parent. Otherwise scrolling with the pointer over a
-// closed menu would pick its next item, and so re-route sound.
-class WheelRefusal final : public QObject {
+// Keeps a closed menu from picking items that the user only passes, each of which would re-route
+// sound: passes the mouse wheel on to the menu's parent, and lets the keys that step open the list.
+class ClosedMenu final : public QObject {
  protected:
-  bool eventFilter(QObject* widget, QEvent* event) override;
+  bool eventFilter(QObject* menu, QEvent* event) override;
 };
 
 // Makes a menu's open list handle each key once, when its press arrives. By default the list picks
@@ -38,9 +39,10 @@ class QtNib final : public NSNib {
   void connectAction(std::string_view name, Action action) override;
 
  private:
-  WheelRefusal wheelRefusal_;
+  ClosedMenu closedMenu_;
   KeysInOrder keysInOrder_;
   QWidget window_;
+  Announcer announcer_{&window_};
 };
 
 }  // namespace qt_toolkit

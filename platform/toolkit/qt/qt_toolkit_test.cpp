@@ -8,6 +8,7 @@
 #include <QAbstractItemView>
 #include <QAccessible>
 #include <QApplication>
+#include <QClipboard>
 #include <QComboBox>
 #include <QKeyEvent>
 #include <QLabel>
@@ -17,6 +18,8 @@
 #include <QWheelEvent>
 #include <QWidget>
 #include <QWindow>
+#include <algorithm>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -401,6 +404,87 @@ TEST_F(QtToolkit, TheFieldsTextsCanBeSelectedWithTheMouseAndAreNoTabStops) {
   run();
 }
 
+TEST_F(QtToolkit, TheLampOfEachDigitalInputStateHasAShapeOfItsOwn) {
+  whenRunning = [] {
+    auto* field = find<QLabel>("KvDigitalInputStatusField");
+    field->show();
+    std::vector<QImage> lamps;
+    for (const char* text : {"valid 44.1 kHz", "muted 44.1 kHz", "no valid signal", "no signal"}) {
+      NSTextField(static_cast<QWidget*>(field)).setStringValue(text);
+      QImage lamp = field->grab(QRect(0, 0, 14, field->height())).toImage();
+      // Black for the ground and white for the lamp, whatever its colour.
+      for (int y = 0; y < lamp.height(); ++y) {
+        for (int x = 0; x < lamp.width(); ++x) {
+          lamp.setPixelColor(x, y, lamp.pixelColor(x, y).value() > 128 ? Qt::white : Qt::black);
+        }
+      }
+      for (const QImage& other : lamps) EXPECT_NE(lamp, other) << text;
+      lamps.push_back(lamp);
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, AnUnsupportedConnectionIsAmberAndItsToolTipHasTheReason) {
+  whenRunning = [] {
+    auto* label = find<QLabel>("KvConnectionTypeField");
+    label->show();
+    NSTextField field(static_cast<QWidget*>(label));
+    field.setStringValue("USB 2.0");
+    const QColor usual = label->palette().color(QPalette::WindowText);
+    EXPECT_EQ(label->toolTip(), "");
+    field.setStringValue("USB 1.1 (unsupported) ");
+    EXPECT_EQ(label->palette().color(QPalette::WindowText), QColor("#f5b83d"));
+    EXPECT_TRUE(label->toolTip().contains("USB 2.0 port"));
+    field.setStringValue("USB 2.0");
+    EXPECT_EQ(label->palette().color(QPalette::WindowText), usual);
+    EXPECT_EQ(label->toolTip(), "");
+    NSAppTerminate();
+  };
+  run();
+}
+
+// The contrast ratio of two colours by the Web Content Accessibility Guidelines.
+double contrast(const QColor& one, const QColor& other) {
+  const auto luminance = [](const QColor& colour) {
+    const auto linear = [](double part) {
+      return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+           0.0722 * linear(colour.blueF());
+  };
+  const auto [darker, brighter] = std::minmax(luminance(one), luminance(other));
+  return (brighter + 0.05) / (darker + 0.05);
+}
+
+TEST_F(QtToolkit, TheEdgesOfControlsStandOutAndTheFocusIsTwoPixelsWide) {
+  whenRunning = [] {
+    window()->activateWindow();
+    find<QWidget>("KvIoRInCh1And2Menu")->show();
+    for (const char* name : {"KvIoRInCh1And2Menu", "CloseButton", "Help"}) {
+      auto* control = find<QWidget>(name);
+      // The colours down the middle: two pixels of the ground, then the control's edge.
+      const auto colours = [&] {
+        const QPoint above = control->mapTo(window(), QPoint(control->width() / 2, -2));
+        const QImage strip = window()->grab(QRect(above, QSize(1, 6))).toImage();
+        std::vector<QColor> down;
+        for (int y = 0; y < 6; ++y) down.push_back(strip.pixelColor(0, y));
+        return down;
+      };
+      window()->setFocus();
+      EXPECT_GE(contrast(colours()[2], colours()[0]), 3) << name;
+      const QColor usual = colours()[2];
+      control->setFocus();
+      EXPECT_NE(colours()[2], usual) << name;
+      EXPECT_EQ(colours()[2], colours()[3]) << name;
+      EXPECT_GE(contrast(colours()[2], colours()[0]), 3) << name;
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
 TEST_F(QtToolkit, TheWheelOverAClosedMenuDoesNotChangeIt) {
   whenRunning = [] {
     auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
@@ -411,6 +495,111 @@ TEST_F(QtToolkit, TheWheelOverAClosedMenuDoesNotChangeIt) {
       EXPECT_FALSE(turnWheel(menu));
       EXPECT_EQ(menu->currentIndex(), 1);
     }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, AKeyThatStepsOpensAClosedMenuAndPicksNothing) {
+  whenRunning = [] {
+    window()->activateWindow();
+    auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
+    int picks = 0;
+    QObject::connect(menu, &QComboBox::activated, menu, [&] { ++picks; });
+    menu->show();
+    menu->setCurrentIndex(1);
+    for (const Qt::Key key : {Qt::Key_Down, Qt::Key_Up, Qt::Key_PageDown, Qt::Key_PageUp}) {
+      menu->setFocus();
+      type(menu, key);
+      EXPECT_TRUE(menu->view()->isVisible()) << key;
+      menu->hidePopup();
+      EXPECT_EQ(menu->currentIndex(), 1);
+    }
+    EXPECT_EQ(picks, 0);
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, EachMenuIsReachedWithAMnemonicOfItsOwn) {
+  whenRunning = [] {
+    window()->activateWindow();
+    for (QComboBox* menu : window()->findChildren<QComboBox*>()) {
+      const QString titleName = menu->objectName().replace("Menu", "Title");
+      auto* title = window()->findChild<QLabel*>(titleName);
+      menu->show();
+      if (title) title->show();
+    }
+    for (const QLabel* title : window()->findChildren<QLabel*>()) {
+      const auto* menu = qobject_cast<QComboBox*>(title->buddy());
+      if (!menu) continue;
+      const qsizetype at = title->text().indexOf('&') + 1;
+      EXPECT_GT(at, 0) << title->objectName().toStdString();
+      if (at == 0) continue;
+      QTest::keyClick(window(), title->text()[at].toLatin1(), Qt::AltModifier);
+      EXPECT_EQ(QApplication::focusWidget(), menu) << title->objectName().toStdString();
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, TheWindowHasTheFocusFirstAndTabGoesToTheFirstMenu) {
+  whenRunning = [] {
+    window()->activateWindow();
+    EXPECT_EQ(QApplication::focusWidget(), window());
+    find<QComboBox>("KvIoRInCh1And2Menu")->show();
+    QTest::keyClick(window()->windowHandle(), Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), find<QComboBox>("KvIoRInCh1And2Menu"));
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, CopyTakesTheSelectedTextOrElseEveryValueOnDisplay) {
+  whenRunning = [] {
+    window()->activateWindow();
+    const auto show = [](const char* name, const char* text) {
+      auto* field = find<QLabel>(name);
+      field->show();
+      NSTextField(static_cast<QWidget*>(field)).setStringValue(text);
+      return field;
+    };
+    QLabel* rate = show("KvSampleRateField", "48 kHz");
+    show("KvConnectionTypeField", "USB 1.1 (unsupported) ");
+    QTest::keyClick(window()->windowHandle(), Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(),
+              "Connection type: USB 1.1 (unsupported)\nSample rate: 48 kHz");
+    rate->setFocus();
+    rate->setSelection(0, 2);
+    QTest::keyClick(window()->windowHandle(), Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(QGuiApplication::clipboard()->text(), "48");
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, AnOpenListHasATickAtTheCurrentItemOnly) {
+  whenRunning = [] {
+    auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
+    menu->show();
+    menu->setCurrentIndex(2);
+    menu->showPopup();
+    menu->view()->setCurrentIndex({});  // no item is drawn as selected
+    const QImage list = menu->view()->viewport()->grab().toImage();
+    std::vector<bool> ticked;
+    for (int row = 0; row < menu->count(); ++row) {
+      QRect place = menu->view()->visualRect(menu->model()->index(row, 0));
+      place.setWidth(16);
+      const QImage left = list.copy(place);
+      bool marked = false;
+      for (int y = 2; y < left.height() - 2; ++y) {
+        for (int x = 2; x < left.width(); ++x) marked |= left.pixel(x, y) != left.pixel(2, 2);
+      }
+      ticked.push_back(marked);
+    }
+    EXPECT_THAT(ticked, ElementsAre(false, false, true, false));
+    menu->hidePopup();
     NSAppTerminate();
   };
   run();
@@ -707,6 +896,19 @@ TEST_F(QtToolkit, APictureIsLoadedInTheResolutionOfTheScreen) {
   };
   run();
   unsetenv("QT_SCALE_FACTOR");
+}
+
+TEST_F(QtToolkit, ThePictureIsReadAsTheNameOfItsImage) {
+  whenRunning = [] {
+    auto* label = find<QLabel>("KvDeviceBitmap");
+    NSImageView view(static_cast<QWidget*>(label));
+    for (const char* name : {"VX-310", "None"}) {
+      view.setImage(NSImage::imageNamed(std::string(name) + (name[0] == 'N' ? ".bmp" : ".png")));
+      EXPECT_EQ(QAccessible::queryAccessibleInterface(label)->text(QAccessible::Name), name);
+    }
+    NSAppTerminate();
+  };
+  run();
 }
 
 TEST_F(QtToolkit, AnExceptionOfAnActionIsCaught) {

@@ -8,7 +8,7 @@ namespace qt_toolkit {
 
 void SectionBox::childEvent(QChildEvent* event) {
   if (event->added()) event->child()->installEventFilter(this);
-  QFrame::childEvent(event);
+  QGroupBox::childEvent(event);
 }
 
 bool SectionBox::eventFilter(QObject* child, QEvent* event) {
@@ -20,7 +20,7 @@ bool SectionBox::eventFilter(QObject* child, QEvent* event) {
       emit emptied(empty);
     }
   }
-  return QFrame::eventFilter(child, event);
+  return QGroupBox::eventFilter(child, event);
 }
 
 bool SectionBox::hasShownControl() const {

@@ -2,18 +2,18 @@
 // A titled part of the window that hides itself while all its controls are hidden.
 #pragma once
 
-#include <QFrame>
+#include <QGroupBox>
 
 namespace qt_toolkit {
 
 // Shown while at least one of its controls is shown, hidden otherwise: the program shows and hides
 // single controls, and the frame with its heading follows. Widgets with the dynamic property
 // "heading" do not count as controls.
-class SectionBox : public QFrame {
+class SectionBox : public QGroupBox {
   Q_OBJECT
 
  public:
-  using QFrame::QFrame;
+  using QGroupBox::QGroupBox;
 
  signals:
   // Emitted when the box hides itself (true) or shows itself (false).

@@ -1,0 +1,216 @@
+# SPDX-License-Identifier: MIT
+"""What the screen reader Orca says about the panel, and the accessibility tree that it reads.
+
+usage: orca_test.py BUILD_FOLDER Class.test_method
+Each test runs in a process of its own, since its servers are found through the environment.
+"""
+
+import os
+import queue
+import signal
+import sys
+import threading
+import time
+import unittest
+
+import gi
+
+gi.require_version("Atspi", "2.0")
+from gi.repository import Atspi  # noqa: E402
+
+from panel_session import TIME_LIMIT, Session  # noqa: E402
+
+BUILD = None
+
+MENUS = {
+    "Channels 1/2": "Source of input channels 1 and 2",
+    "Channels 3/4": "Source of input channels 3 and 4",
+    "Channels 5/6": "Source of input channels 5 and 6",
+    "Line": "Source of the line outputs",
+    "Digital": "Source of the digital output",
+    "Sample clock": "Sample clock source",
+    "Output format": "Digital output format",
+}
+
+
+# Stands for the module through which Orca speaks. Orca goes on without a voice, and from here on writes
+# its debug log line by line.
+NO_VOICE = """import orca.debug
+orca.debug.debugFile.reconfigure(line_buffering=True)
+raise ImportError("the tests have no voice")
+"""
+
+
+class Orca:
+    """A running Orca without a voice: its debug log tells what it would say."""
+
+    def __init__(self, session):
+        modules = session.folder / "python"
+        modules.mkdir()
+        (modules / "speechd.py").write_text(NO_VOICE)
+        os.environ.update(
+            HOME=str(session.folder),
+            XDG_DATA_HOME=str(session.folder / "data"),
+            GSETTINGS_BACKEND="memory",
+            PYTHONPATH=str(modules),
+            LC_ALL="C.UTF-8",
+        )
+        self.said = queue.Queue()
+        log = session.folder / "orca.pipe"
+        os.mkfifo(log)
+        # Open for writing too, so that neither side waits for the other and the end is never reached.
+        self.pipe = os.open(log, os.O_RDWR)
+        threading.Thread(target=self.read, daemon=True).start()
+        session.start("orca", "orca", "--debug-file", log)
+
+    def read(self):
+        with os.fdopen(self.pipe, errors="replace") as log:
+            for line in log:
+                if "SPEECH OUTPUT: '" in line:
+                    self.said.put(line.split("SPEECH OUTPUT: '", 1)[1].rpartition("'{")[0] or line)
+
+    def expect(self, *phrases):
+        """Waits until Orca has said each of the phrases, as whole utterances or parts of them."""
+        missing, heard = list(phrases), []
+        deadline = time.monotonic() + TIME_LIMIT
+        while missing:
+            try:
+                speech = self.said.get(timeout=max(0, deadline - time.monotonic()))
+            except queue.Empty:
+                raise AssertionError(f"Orca did not say {missing} within {TIME_LIMIT} s, but {heard}") from None
+            heard.append(speech)
+            missing = [phrase for phrase in missing if phrase not in speech]
+
+
+class WithAnInterface(unittest.TestCase):
+    """The panel with a virtual interface on a desktop with a window manager."""
+
+    def setUp(self):
+        self.session = Session(BUILD)
+        self.addCleanup(self.session.close)
+        self.session.start("openbox", "openbox", "--sm-disable")
+        self.session.start_pipewire()
+        self.session.start_driver()
+
+    def open_panel(self):
+        from panel_window import PanelWindow  # finds the session's bus in the environment
+
+        self.session.start_panel()
+        self.window = PanelWindow()
+        self.window.wait_for(
+            lambda: self.window.fields().get("Device") == "VX-310", "the connected interface"
+        )
+
+
+class ScreenReader(WithAnInterface):
+    def setUp(self):
+        super().setUp()
+        # Orca looks for others of the same user and gives way to them.
+        self.session.replace_program("pgrep", "exit 1")
+        self.orca = Orca(self.session)
+        self.addCleanup(lambda: self.session.end("orca", signal.SIGKILL))
+        self.orca.expect("Screen reader on")
+        self.open_panel()
+        # Orca follows the active window. Qt may have joined the accessibility bus too late to tell of
+        # the activation at the start.
+        find = ("xdotool", "search", "--name", "^VX-310 Control Panel$")
+        self.session.run(*find, "windowminimize", "--sync")
+        self.session.run(*find, "windowactivate", "--sync")
+        self.orca.expect("VX-310 Control Panel")
+
+    def type(self, *keys):
+        self.session.run("xdotool", "key", *keys)
+
+    def test_each_menu_is_told_with_its_section_label_purpose_and_value(self):
+        values = {label: self.window.fields()[label] for label in MENUS}
+        sections = {"Channels 1/2": "Inputs", "Line": "Outputs", "Sample clock": "Settings"}
+        for label, purpose in MENUS.items():
+            self.type("Tab")
+            section = [f"{sections[label]} panel"] if label in sections else []
+            self.orca.expect(*section, f"{label} combo box", f"{purpose}: {values[label]}")
+        for button in ("Help", "Close"):
+            self.type("Tab")
+            self.orca.expect(f"{button} push button")
+
+    def test_what_happens_to_the_interface_is_told(self):
+        self.session.sim("unplug")
+        self.orca.expect("Device: none found")
+        self.session.sim("plug")
+        self.orca.expect("Device: VX-310")
+        self.session.sim("digital-input", "valid", "44100")
+        self.orca.expect("Digital input: valid 44.1 kHz")
+        self.session.sim("digital-input", "invalid")
+        self.orca.expect("Digital input: no valid signal")
+
+    def pick_second(self, label, second_item):
+        """Moves to the label's menu and picks its second item with the keys."""
+        for reached in MENUS:
+            self.type("Tab")
+            self.orca.expect(f"{reached} combo box")
+            if reached == label:
+                break
+        self.type("space")
+        self.window.wait_for(lambda: self.window.is_open(self.window.control_of(label)), f"{label}, open")
+        self.orca.expect("List with")
+        self.type("Home", "Down")
+        self.orca.expect(second_item)
+        self.type("Return")
+
+    def test_a_pick_is_told(self):
+        self.pick_second("Channels 1/2", "Analog 3/4")
+        self.orca.expect("Source of input channels 1 and 2: Analog 3/4")
+
+    def test_a_pick_that_the_interface_refuses_is_told(self):
+        self.session.sim("fault", "refuse", "always")
+        self.pick_second("Sample clock", "Internal")
+        self.orca.expect("Sample clock: not accepted, still Automatic")
+
+
+class AccessibilityTree(WithAnInterface):
+    def setUp(self):
+        super().setUp()
+        self.open_panel()
+
+    def ancestors_of(self, control):
+        while control := control.get_parent():
+            yield control
+
+    def test_no_control_is_in_a_frame_other_than_the_window(self):
+        for control in self.window.controls():
+            frames = [a.get_name() for a in self.ancestors_of(control) if a.get_role() == Atspi.Role.FRAME]
+            self.assertIn(frames, ([], ["VX-310 Control Panel"]), control.get_name())
+
+    def test_each_section_is_a_group_with_a_name(self):
+        groups = [c.get_name() for c in self.window.controls() if c.get_role() == Atspi.Role.PANEL]
+        self.assertEqual(["Inputs", "Interface", "Outputs", "Settings"], sorted(filter(None, groups)))
+
+    def test_each_field_and_menu_has_a_name_a_description_and_a_label(self):
+        labelled = list(self.window.labelled())
+        self.assertEqual(8 + 9, len(labelled))
+        for label, control in labelled:
+            if not control.get_state_set().contains(Atspi.StateType.SHOWING):
+                continue
+            with self.subTest(label):
+                self.assertIn(control.get_role(), (Atspi.Role.LABEL, Atspi.Role.COMBO_BOX))
+                self.assertTrue(control.get_name())
+                self.assertTrue(control.get_description())
+                self.assertIn(
+                    Atspi.RelationType.LABELLED_BY,
+                    [relation.get_relation_type() for relation in control.get_relation_set()],
+                )
+                if control.get_role() == Atspi.Role.COMBO_BOX:
+                    self.assertIn(control.get_name(), self.window.items_of(label))
+                    self.assertTrue(control.get_description().endswith(": " + control.get_name()))
+
+    def test_the_picture_is_named_after_its_image(self):
+        def picture():
+            return [c.get_name() for c in self.window.controls() if c.get_role() == Atspi.Role.IMAGE]
+
+        self.window.wait_for(lambda: picture() == ["VX-310"], "the interface's picture")
+        self.session.sim("unplug")
+        self.window.wait_for(lambda: picture() == ["None"], "the picture of no interface")
+
+
+if __name__ == "__main__":
+    BUILD = sys.argv[1]
+    unittest.main(argv=[sys.argv[0], *sys.argv[2:]], verbosity=2, warnings="ignore")
