@@ -7,7 +7,6 @@
 #include "device/usb_device.h"
 #include "io/menu_items.h"
 #include "io/status_texts.h"
-#include "protocol/words.h"
 #include "tools/choices.h"
 #include "tools/commands.h"
 #include "tools/interfaces.h"
@@ -24,6 +23,11 @@ struct ReportLine {
   nlohmann::ordered_json json;
 };
 using Report = std::vector<ReportLine>;
+
+// The chosen source; the clock may run on another.
+std::string clockChoiceText(std::int32_t source) {
+  return source == kClockAutomatic ? "automatic" : clockSourceText(source, false);
+}
 
 void addText(Report& report, const char* key, const char* name, const std::string& text) {
   report.push_back({key, name, text, text});
@@ -64,7 +68,7 @@ void addClock(Report& report, USBDevice& device) {
   VQ_DigitalStatus status;
   device.getDigitalStatus(status);
   addText(report, "clock_source", "Clock source", clockSourceText(source, hasValidSignal(status)));
-  addText(report, "clock_choice", "Chosen clock", itemText(kClockSourceWords, source));
+  addText(report, "clock_choice", "Chosen clock", clockChoiceText(source));
   addText(report, "digital_input", "Digital input", digitalInputText(source, status));
 }
 

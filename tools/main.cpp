@@ -29,13 +29,24 @@ constexpr const char* kSetFooter =
     "that were made in it. Routings are also lost when the driver restarts, which starts with\n"
     "the clock source and the output format that were set last.";
 
-// Turns the text of one of the setting's items, in any case, or its number into the number.
+// Returns what is wrong with a setting's name; empty when there is such a setting.
+std::string checkSetting(const std::string& name) {
+  if (findChoice(name)) return {};
+  std::string problem = "there is no setting '" + name + "'; the settings are:";
+  for (const Choice& choice : choices()) problem += "\n  " + std::string(choice.name);
+  return problem;
+}
+
+// Turns the text of one of the setting's items, in any case, or its number into the number. Returns
+// what is wrong with it.
 std::string checkItem(const std::string& setting, std::string& item) {
   std::vector<std::pair<std::string, std::int32_t>> numbers;
+  std::string problem = "'" + item + "' is no item of " + setting + "; the items are:";
   for (const std::string_view text : findChoice(setting)->items) {
+    problem += "\n  " + std::to_string(numbers.size()) + "  " + std::string(text);
     numbers.emplace_back(text, static_cast<std::int32_t>(numbers.size()));
   }
-  return CLI::CheckedTransformer(numbers, CLI::ignore_case)(item);
+  return CLI::CheckedTransformer(numbers, CLI::ignore_case)(item).empty() ? "" : problem;
 }
 
 // What the words of a command mean.
@@ -60,10 +71,8 @@ void declareJson(CLI::App* command, Values& values) {
 }
 
 CLI::Option* declareSetting(CLI::App* command, Values& values) {
-  std::vector<std::string> names;
   std::string footer = "Settings and items:";
   for (const Choice& choice : choices()) {
-    names.emplace_back(choice.name);
     footer += "\n" + std::string(choice.name) + ": ";
     for (const auto& item : choice.items) {
       if (&item != &choice.items.front()) footer += ", ";
@@ -72,7 +81,7 @@ CLI::Option* declareSetting(CLI::App* command, Values& values) {
   }
   command->footer(footer);
   return command->add_option("SETTING", values.setting, "The setting's name")
-      ->check(CLI::IsMember(names).description(""));
+      ->check(CLI::Validator([](const std::string& name) { return checkSetting(name); }, ""));
 }
 
 void declareCommands(CLI::App& tool, Values& values, ExitStatus& status) {
