@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The parts of what the panel does when an interface arrives, each alone. For every line on standard
-// input, carries out each part with the real servers and prints the parts' milliseconds in one line.
+// The parts of what the panel does when an interface arrives, each alone. For every line on
+// standard input, carries out each part with the real servers and prints the parts' milliseconds in
+// one line.
 #include <chrono>
 #include <cstdio>
 #include <memory>
