@@ -33,11 +33,11 @@ struct PanelMenu {
   Outlet<NSTextField> title;
   void (*action)(KvController& panel, const NSPopUpButton& sender);
   void (*command)(std::int32_t item);
-  std::span<const std::string_view> items;
-  const char* key;           // of the choice in the panel's preferences
-  std::int32_t defaultItem;  // the choice of a first run
-  int turn;                  // place in the order of InitRoutingValuesAndSet, from 1
-  InfoId info;               // the routing menus share kInfoRoutingMenus
+  std::span<const std::string_view> items;  // as in the window file; tests compare them
+  const char* key;                          // of the choice in the panel's preferences
+  std::int32_t defaultItem;                 // the choice of a first run
+  int turn;                                 // place in the order of InitRoutingValuesAndSet, from 1
+  InfoId info;                              // the routing menus share kInfoRoutingMenus
   HiddenSelection hiddenSelection;
 };
 

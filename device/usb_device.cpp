@@ -62,7 +62,7 @@ void USBDevice::readItemsKeptWhileOpen() {
   isUsb2_ = wire::load<std::uint32_t>(speed, 0) != kSpeedUsb11;
 
   VQ_Dispatch record(VQ_Command::kGetValueAtOpen);
-  valueAtOpen_ = dispatch(record, true) ? record.number() : 0;
+  valueAtOpen_ = dispatch(record, true) ? record.valueAtOpen() : 0;
   updateOrbekConfigAndMap();
 }
 

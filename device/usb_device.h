@@ -93,7 +93,7 @@ class USBDevice {
 
   // Sends a USB control request with the first `length` bytes of `buffer`, or without data when
   // `buffer` is null or `length` 0. With EDIR_DeviceToHost, at most `length` bytes of the answer's
-  // data are stored in `buffer`. Fails for more than 256 bytes.
+  // data are stored in `buffer`. Fails for more than UsbRequest::kDataLimit bytes.
   //
   // A driver of major version 1 gets the old record layout unless `newLayout` is true; later
   // drivers always get the new one, in which long data and a request without data overwrite the

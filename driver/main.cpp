@@ -128,7 +128,10 @@ int main(int count, char** words) {
       "Serves virtual VX-310 audio interfaces on the session bus until it is terminated.", count,
       words, [&interfaces](CLI::App& program) {
         // The last of the two options holds.
-        program.add_option("--count", interfaces, "Start with so many interfaces, at most 1024")
+        program
+            .add_option("--count", interfaces,
+                        "Number of interfaces to start with, at most " +
+                            std::to_string(driver::VirtualInterfaces::kMaximumInterfaces))
             ->transform(numberUpTo(driver::VirtualInterfaces::kMaximumInterfaces))
             ->trigger_on_parse();
         program

@@ -118,9 +118,13 @@ struct VQ_Dispatch {
   }
   void setWord(std::size_t index, std::uint32_t value) { wire::store(payload(), 4 * index, value); }
 
-  // The payload's first 8 bytes as a 64-bit float: the value at open.
-  double number() const { return std::bit_cast<double>(wire::load<std::uint64_t>(payload(), 0)); }
-  void setNumber(double value) { wire::store(payload(), 0, std::bit_cast<std::uint64_t>(value)); }
+  // The value at open, in the answer to its command: the payload's first 8 bytes, a 64-bit float.
+  double valueAtOpen() const {
+    return std::bit_cast<double>(wire::load<std::uint64_t>(payload(), 0));
+  }
+  void setValueAtOpen(double value) {
+    wire::store(payload(), 0, std::bit_cast<std::uint64_t>(value));
+  }
 };
 static_assert(sizeof(VQ_Dispatch) == VQ_Dispatch::kSize);
 

@@ -76,9 +76,9 @@ TEST(Dispatch, TheCommandIsTheFirstFourBytesOfTheRecord) {
 
 TEST(Dispatch, ANumberIsTheFirstEightBytesOfThePayload) {
   VQ_Dispatch record;
-  record.setNumber(-1.5);
+  record.setValueAtOpen(-1.5);
   EXPECT_EQ(wire::load<std::uint64_t>(record.bytes, 4), 0xBFF8000000000000u);
-  EXPECT_EQ(record.number(), -1.5);
+  EXPECT_EQ(record.valueAtOpen(), -1.5);
 }
 
 TEST(Dispatch, BytesForTheControlPortFollowTheirCount) {

@@ -12,8 +12,7 @@ std::string printable(std::string_view text) {
   std::string line;
   for (std::size_t i = 0; i < text.size(); ++i) {
     // U+0080 to U+009F are 0xC2 and one more byte, which has their number.
-    const bool isPair =
-        text[i] == '\xC2' && i + 1 < text.size() && static_cast<unsigned char>(text[i + 1]) < 0xA0;
+    const bool isPair = text[i] == '\xC2' && i + 1 < text.size() && (text[i + 1] & 0xE0) == 0x80;
     if (isPair) ++i;
     const auto byte = static_cast<unsigned char>(text[i]);
     if (isPair || byte < 0x20 || byte == 0x7F) {
@@ -35,7 +34,9 @@ std::string lineOf(std::string_view name, std::string_view text) {
 }
 
 std::string lineOf(const nlohmann::ordered_json& value) {
-  return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+  // The library escapes U+0000 to U+001F alone.
+  return printable(value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)) +
+         '\n';
 }
 
 }  // namespace vx310ctl

@@ -90,7 +90,7 @@ void declareCommands(CLI::App& tool, Values& values, ExitStatus& status) {
   CLI::App* show = addCommand(tool, "show", "Show all that an interface reports",
                               [&] { status = runShow(values.json, values.index); });
   declareJson(show, values);
-  show->add_option("INDEX", values.index, "The interface's index in the list, else 0")
+  show->add_option("INDEX", values.index, "The interface's index in the list (default 0)")
       ->transform(numberUpTo());
 
   CLI::App* get =
@@ -99,7 +99,7 @@ void declareCommands(CLI::App& tool, Values& values, ExitStatus& status) {
   declareJson(get, values);
   declareSetting(get, values);
 
-  CLI::App* set = addCommand(tool, "set", "Set one, as a pick in the panel does",
+  CLI::App* set = addCommand(tool, "set", "Set a setting, as a pick in the panel does",
                              [&] { status = runSet(*findChoice(values.setting), values.item); });
   declareSetting(set, values)->required();
   set->add_option("ITEM", values.item, "An item's text or its number from 0")
@@ -108,8 +108,9 @@ void declareCommands(CLI::App& tool, Values& values, ExitStatus& status) {
           [&values](std::string& item) { return checkItem(values.setting, item); }, ""));
   set->footer(set->get_footer() + kSetFooter);
 
-  CLI::App* watch = addCommand(tool, "watch", "Print a line for each event of that interface",
-                               [&] { status = runWatch(values.json); });
+  CLI::App* watch =
+      addCommand(tool, "watch", "Print a line for each event of the interface that the panel shows",
+                 [&] { status = runWatch(values.json); });
   declareJson(watch, values);
   watch->footer(
       "It also waits for a driver to come. It ends when it is interrupted, or with status 1 when\n"
@@ -119,7 +120,7 @@ void declareCommands(CLI::App& tool, Values& values, ExitStatus& status) {
 void declareSim(CLI::App& tool, Values& values, ExitStatus& status) {
   CLI::App* sim = tool.add_subcommand("sim", "Move a virtual interface; see 'vx310ctl sim help'");
   sim->prefix_command();  // the driver parses what follows
-  sim->add_option("--interface", values.interface, "The virtual interface's number, else 0")
+  sim->add_option("--interface", values.interface, "The virtual interface's number (default 0)")
       ->transform(numberUpTo());
   sim->footer(
       "'vx310ctl sim help' prints the commands of the running driver service. Every call waits at\n"

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // `vx310ctl sim`: the driver's virtual interfaces, reached over the session bus.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -16,6 +17,14 @@ using session_bus::BusMessage;
 ExitStatus explain(const char* what) {
   std::fprintf(stderr, "vx310ctl: %s\n", what);
   return kFailed;
+}
+
+void printLines(std::string_view text) {
+  while (!text.empty()) {
+    const std::string_view line = text.substr(0, text.find('\n'));
+    std::puts(printable(line).c_str());
+    text.remove_prefix(std::min(line.size() + 1, text.size()));
+  }
 }
 
 ExitStatus explainFailure(const char* what, int result) {
@@ -37,7 +46,7 @@ ExitStatus explainError(const sd_bus_error& error) {
     return explain("the driver service does not answer");
   }
   const char* message = error.message ? error.message : error.name;
-  explain(message);
+  explain(printable(message).c_str());
   if (is(SD_BUS_ERROR_INVALID_ARGS)) {
     std::fputs("Try 'vx310ctl sim help'.\n", stderr);
     return kUsage;
@@ -84,7 +93,7 @@ ExitStatus runSim(std::uint32_t interface, const std::vector<std::string>& words
   } else if (sd_bus_message_read(answer, "s", &output) < 0) {
     status = explain("the driver service answers something else");
   } else {
-    std::fputs(output, stdout);
+    printLines(output);
   }
   sd_bus_error_free(&error);
   return status;

@@ -101,7 +101,7 @@ class Watch {
     const char* separator = " ";
     for (const auto& [name, text] : values) {
       object[name] = text;
-      line += std::exchange(separator, "; ") + name + ": " + text;
+      line += std::exchange(separator, "; ") + name + ": " + printable(text);
     }
     std::fputs((json_ ? lineOf(object) : line + "\n").c_str(), stdout);
     if (std::fflush(stdout) != 0) CFRunLoopStop(CFRunLoopGetCurrent());

@@ -70,8 +70,8 @@ int ClientConnection::ready(sd_event_source*, int, std::uint32_t happened, void*
 }
 
 void ClientConnection::readRequest() {
-  // A longer packet arrives cut to this size, which is no request's. Descriptors that come with it
-  // are closed by the kernel.
+  // One byte more than a request: a longer packet is cut to this size and refused. The kernel
+  // closes descriptors that come with it.
   std::array<std::uint8_t, kRequestPacketSize + 1> packet{};
   const ssize_t size = recv(socket_.get(), packet.data(), packet.size(), MSG_DONTWAIT);
   if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;

@@ -20,11 +20,14 @@ struct Kind {
 };
 
 constexpr std::array kKinds = {
-    Kind{{"short", "[BYTES]", "the answer is cut"}, FaultKind::shortAnswer, 100, 259},
-    Kind{{"long", "[BYTES]", "the answer is continued"}, FaultKind::longAnswer, 300, 65536},
+    Kind{{"short", "[BYTES]", "the answer has only BYTES bytes"}, FaultKind::shortAnswer, 100, 259},
+    Kind{{"long", "[BYTES]", "the answer is padded to BYTES bytes"},
+         FaultKind::longAnswer,
+         300,
+         65536},
     Kind{{"late", "[MS]", "the answer comes late"}, FaultKind::late, 400, 60000},
     Kind{{"missing", "", "the request is carried out and not answered"}, FaultKind::missing, 0, 0},
-    Kind{{"garbled", "", "every bit of the answer is the wrong one"}, FaultKind::garbled, 0, 0},
+    Kind{{"garbled", "", "every bit of the answer is inverted"}, FaultKind::garbled, 0, 0},
     Kind{{"empty", "", "the answer has no bytes"}, FaultKind::empty, 0, 0},
     Kind{{"close", "", "the connection is closed instead of answering"}, FaultKind::close, 0, 0},
     Kind{{"die", "", "the driver service is killed instead of answering"}, FaultKind::die, 0, 0},

@@ -44,7 +44,7 @@ Outcome answerUniqueId(const Model& model, VQ_Dispatch& record) {
 // The value at open: the nominal sample rate in Hz.
 Outcome answerValueAtOpen(const Model& model, VQ_Dispatch& record) {
   clearPayload(record);
-  record.setNumber(model.clock.rate());
+  record.setValueAtOpen(model.clock.rate());
   return Outcome::answered;
 }
 

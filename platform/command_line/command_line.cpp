@@ -2,6 +2,7 @@
 #include "platform/command_line/command_line.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 
 #include "protocol/numbers.h"
@@ -33,7 +34,7 @@ std::optional<int> parseCommandLine(const std::string& name, const std::string& 
     return std::nullopt;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s: %s\n", name.c_str(), error.what());
-    return kExitUsage;
+    return EXIT_FAILURE;
   }
 }
 

@@ -15,8 +15,8 @@ inline constexpr int kExitUsage = 2;
 // program, --help and --version; sub-commands with a callback run in here.
 //
 // nullopt when the program goes on. Otherwise its exit status: 0 after help or version, kExitUsage
-// after an error that has been explained on standard error. Throws nothing, whatever `declare` and
-// the callbacks throw.
+// after an error in it, 1 after an exception of `declare` or a callback, each explained on standard
+// error.
 std::optional<int> parseCommandLine(const std::string& name, const std::string& description,
                                     int count, const char* const* words,
                                     const std::function<void(CLI::App& program)>& declare);

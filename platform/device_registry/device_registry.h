@@ -75,7 +75,7 @@ using IOServiceInterestCallback = void (*)(void* refcon, io_service_t service,
 
 // Opens the registry. Success stores a non-zero port, which the caller releases with
 // mach_port_deallocate; all other operations but releases fail while no port is held. A registry
-// that can appear later is empty until then. Failure: it cannot.
+// that cannot be reached yet but may appear is empty until it does. Failure: it cannot appear.
 IOReturn IOMasterPort(mach_port_t* port);
 void mach_port_deallocate(mach_port_t port);
 

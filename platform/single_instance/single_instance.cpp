@@ -15,6 +15,10 @@ constexpr const char* kTokenKey = "activation-token";
 constexpr const char* kTokenVariable = "XDG_ACTIVATION_TOKEN";
 
 constexpr int kConnectLimitMs = 250;
+// Messages handled in one turn of the run loop.
+constexpr int kReceiveLimit = 1000;
+// Longer tokens are not a desktop's.
+constexpr std::size_t kTokenLimit = 256;
 // A panel that has just started answers after its pauses, about half a second.
 constexpr std::uint64_t kActivateLimitUs = 2'000'000;
 
@@ -26,10 +30,8 @@ std::string readToken(sd_bus_message* message) {
   while (sd_bus_message_enter_container(message, 'e', "sv") > 0 &&
          sd_bus_message_read(message, "s", &key) > 0) {
     const char* value = nullptr;
-    if (key == std::string_view(kTokenKey) &&
-        sd_bus_message_peek_type(message, nullptr, nullptr) > 0 &&
-        sd_bus_message_read(message, "v", "s", &value) > 0) {
-      token = value;
+    if (key == std::string_view(kTokenKey) && sd_bus_message_read(message, "v", "s", &value) > 0) {
+      token = std::string_view(value).substr(0, kTokenLimit + 1);
     } else if (sd_bus_message_skip(message, "v") < 0) {
       break;
     }
@@ -53,18 +55,20 @@ SingleInstance::SingleInstance(std::string name, Activate activate)
 
 bool SingleInstance::showRunningInstance() {
   if (session_bus::openSessionBus(kConnectLimitMs, &bus_) < 0) return false;
-  // Before the name is taken, so that nobody who knows the name finds no object.
+  // Export the object first: a client that sees the name must find it.
   if (sd_bus_add_object_vtable(bus_.get(), nullptr, path_.c_str(), kInterface, kVtable, this) < 0) {
     bus_.reset();
     return false;
   }
-  return sd_bus_request_name(bus_.get(), name_.c_str(), 0) == -EEXIST && askToActivate() >= 0;
+  // 0 when another instance has the name, which passes to this one when that one ends.
+  return sd_bus_request_name(bus_.get(), name_.c_str(), SD_BUS_NAME_QUEUE) == 0 &&
+         askToActivate() >= 0;
 }
 
 void SingleInstance::watch() {
   if (!bus_) return;
   CFRunLoopAddSource(CFRunLoopGetCurrent(), shared_from_this(), kCFRunLoopDefaultMode);
-  perform();  // what arrived meanwhile would not make the descriptor ready
+  perform();  // handles messages that were read already: they do not make the descriptor ready
 }
 
 int SingleInstance::askToActivate() {
@@ -85,17 +89,19 @@ int SingleInstance::askToActivate() {
 int SingleInstance::descriptor() const { return sd_bus_get_fd(bus_.get()); }
 
 void SingleInstance::perform() {
-  int result = 0;
-  do {
+  int result = 1;
+  for (int i = 0; i < kReceiveLimit && result > 0; ++i) {
     result = sd_bus_process(bus_.get(), nullptr);
-  } while (result > 0);
-  // The descriptor of a lost bus would stay ready for ever.
-  if (result < 0) {
+  }
+  // The descriptor of a lost bus stays ready for ever. A client that sends more than the limit at a
+  // time is not listened to either.
+  if (result != 0) {
     CFRunLoopRemoveSource(CFRunLoopGetCurrent(), shared_from_this(), kCFRunLoopDefaultMode);
   }
 }
 
 int SingleInstance::onActivate(sd_bus_message* message, void* instance, sd_bus_error*) noexcept {
-  static_cast<SingleInstance*>(instance)->activate_(readToken(message));
+  const std::string token = readToken(message);
+  static_cast<SingleInstance*>(instance)->activate_(token.size() <= kTokenLimit ? token : "");
   return sd_bus_reply_method_return(message, nullptr);
 }

@@ -2,8 +2,9 @@
 // Keeps a program with a window to one instance for each session bus: a second start shows the
 // first one's window and ends. No seam: for main() of such a program, on the main thread.
 //
-// The first instance owns a bus name and implements org.freedesktop.Application (Desktop Entry
-// Specification 1.5, "D-Bus Activation") at the object path made from it.
+// The first instance owns a bus name and implements Activate of org.freedesktop.Application
+// (Desktop Entry Specification 1.5, "D-Bus Activation") at the object path made from it. Without a
+// session bus at the start, and after the bus is lost, further starts open windows of their own.
 #pragma once
 
 #include <functional>
@@ -24,8 +25,8 @@ class SingleInstance final : public CFRunLoopSource,
   SingleInstance(std::string name, Activate activate);
 
   // Asks a running instance to show its window. Returns true when it has. Otherwise this is the
-  // first instance, or the running one does not answer within 2 s, or there is no session bus; the
-  // program then opens its window.
+  // first instance, or the running one does not answer within 2.5 s, or there is no session bus;
+  // the program then opens its window.
   bool showRunningInstance();
 
   // Begins to show the window when another instance asks; without a session bus it never does.

@@ -127,7 +127,7 @@ int DriverBus::reachBus() {
     if (deadline.hasPassed()) break;
     if (more == 0 && !(isReady() && settled_)) session_bus::waitForBuses(buses, deadline);
   }
-  return watchBus() ? 0 : -errno;
+  return watchBus();
 }
 
 bool DriverBus::isReady() const {
@@ -143,21 +143,21 @@ bool DriverBus::watch(int descriptor) {
 int DriverBus::startBus() {
   int result = session_bus::startSessionBus(&bus_);
   if (result >= 0) result = addMatches();
-  if (result >= 0 && !watchBus()) result = -errno;
+  if (result >= 0) result = watchBus();
   return result;
 }
 
 // Until it is ready, the bus library may move on to the next server of the address, which has
 // another descriptor, and may wait to write as well.
-bool DriverBus::watchBus() {
+int DriverBus::watchBus() {
   const int descriptor = sd_bus_get_fd(bus_.get());
   const bool isUp = sd_bus_is_ready(bus_.get()) > 0;
   const int events = isUp ? int{EPOLLIN} : sd_bus_get_events(bus_.get());
-  if (descriptor < 0 || events < 0) return false;
+  if (descriptor < 0 || events < 0) return std::min(descriptor, events);
   epoll_event event{};
   event.events = static_cast<std::uint32_t>(events);
-  if (epoll_ctl(watcher_.get(), EPOLL_CTL_MOD, descriptor, &event) == 0) return true;
-  return epoll_ctl(watcher_.get(), EPOLL_CTL_ADD, descriptor, &event) == 0;
+  if (epoll_ctl(watcher_.get(), EPOLL_CTL_MOD, descriptor, &event) == 0) return 0;
+  return epoll_ctl(watcher_.get(), EPOLL_CTL_ADD, descriptor, &event) == 0 ? 0 : -errno;
 }
 
 // The bus handles requests of one connection in order: the matches are in place before it looks up
@@ -200,7 +200,7 @@ bool DriverBus::process() {
     socket_.reset();
     calls_.connect();
   }
-  return watchBus();
+  return watchBus() >= 0;
 }
 
 // A bus that is lost before it was ready is not tried again until its socket's path changes: a
@@ -221,7 +221,7 @@ bool DriverBus::awaitBus() {
   socket_->arm();
   // The socket of a bus that is started on demand always exists and causes no event.
   if (startBus() < 0 || !process()) bus_.reset();
-  return !path.empty();
+  return !path.empty() && socket_->descriptor() >= 0;
 }
 
 void DriverBus::followSocket() {

@@ -41,8 +41,8 @@ class DriverBus {
  private:
   bool isReady() const;
   bool watch(int descriptor);
-  bool watchBus();
   // Return 0 or a negative errno.
+  int watchBus();
   int reachBus();
   int startBus();
   int addMatches();
@@ -97,7 +97,7 @@ class DriverBus {
   BusSlot listing_;  // the pending call that lists the owner's services
   std::string owner_;
   FileDescriptor watcher_;             // watches the bus, its socket's path and the probes
-  std::optional<SocketWatch> socket_;  // from the loss of the bus until there is one again
+  std::optional<SocketWatch> socket_;  // while there is no bus
   // By object path.
   std::map<std::string, std::shared_ptr<DriverService>> services_;
   std::map<std::string, Silence> silences_;

@@ -11,7 +11,10 @@ namespace qt_toolkit {
 
 namespace {
 
-constexpr std::chrono::milliseconds kSettling{2000};  // Orca needs most of it for the events
+// Orca takes most of this time to handle the events of an arrival, and drops announcements before.
+constexpr std::chrono::milliseconds kSettling{2000};
+// However often something changes, it is announced after this time.
+constexpr std::chrono::milliseconds kLongestWait{6000};
 
 QAccessibleInterface* describe(const QString&, QObject* object) {
   auto* announcer = qobject_cast<Announcer*>(object);
@@ -39,7 +42,8 @@ void Announcer::announce(const QWidget& control, const QString& text) {
   auto* announcer = control.window()->findChild<Announcer*>({}, Qt::FindDirectChildrenOnly);
   if (!announcer) return;
   announcer->texts_[labelOf(control)] = text;
-  announcer->settled_.start(kSettling);
+  if (!announcer->settled_.isActive()) announcer->waiting_.start();
+  if (!announcer->waiting_.hasExpired(kLongestWait.count())) announcer->settled_.start(kSettling);
 }
 
 void Announcer::speak() {

@@ -2,6 +2,7 @@
 // Tells the users of assistive technologies what changed on its own. Main thread.
 #pragma once
 
+#include <QElapsedTimer>
 #include <QMap>
 #include <QString>
 #include <QTimer>
@@ -27,6 +28,7 @@ class Announcer : public QWidget {
   void speak();
 
   QTimer settled_;
+  QElapsedTimer waiting_;         // since the first text that waits
   QMap<QString, QString> texts_;  // by the control's label
 };
 

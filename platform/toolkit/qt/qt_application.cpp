@@ -156,8 +156,8 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
 void NSAppSetDelegate(NSApplicationDelegate* delegate) { receiver = delegate; }
 
 void NSAppActivate(std::string_view token) {
-  // Qt hands it to the Wayland compositor with the next request.
-  if (!token.empty())
+  // Qt hands it to the compositor with the next request, and clears it.
+  if (!token.empty() && QGuiApplication::platformName() == QLatin1String("wayland"))
     qputenv("XDG_ACTIVATION_TOKEN", QByteArray(token.data(), static_cast<qsizetype>(token.size())));
   for (QWidget* window : QApplication::topLevelWidgets()) {
     if (!window->isVisible() || window->windowType() != Qt::Window) continue;

@@ -79,17 +79,23 @@ class TickDelegate final : public QStyledItemDelegate {
 void copyValues(const QWidget& window) {
   QStringList lines;
   for (const QLabel* title : window.findChildren<QLabel*>()) {
-    const auto* field = qobject_cast<QLabel*>(title->buddy());
-    if (!field || field->isHidden()) continue;
-    if (field->hasSelectedText() && field->hasFocus()) {
-      QGuiApplication::clipboard()->setText(field->selectedText());
-      return;
+    const QWidget* control = title->buddy();
+    if (!control || control->isHidden()) continue;
+    QString value;
+    if (const auto* menu = qobject_cast<const QComboBox*>(control)) {
+      value = menu->currentText();
+    } else if (const auto* field = qobject_cast<const QLabel*>(control)) {
+      if (field->hasSelectedText() && field->hasFocus()) {
+        QGuiApplication::clipboard()->setText(field->selectedText());
+        return;
+      }
+      value =
+          (field->accessibleName().isEmpty() ? field->text() : field->accessibleName()).trimmed();
     }
-    const QString whole = field->accessibleName();
-    lines.push_back(QStringLiteral("%1: %2").arg(
-        title->text(), (whole.isEmpty() ? field->text() : whole).trimmed()));
+    if (value.isEmpty()) continue;
+    lines.push_back(QStringLiteral("%1: %2").arg(title->text().remove(QLatin1Char('&')), value));
   }
-  QGuiApplication::clipboard()->setText(lines.join(QLatin1Char('\n')));
+  if (!lines.isEmpty()) QGuiApplication::clipboard()->setText(lines.join(QLatin1Char('\n')));
 }
 
 // A control stores the address as a void*, so it must be that of the QWidget whatever the class.
@@ -104,12 +110,26 @@ bool ClosedMenu::eventFilter(QObject* menu, QEvent* event) {
   }
   if (event->type() != QEvent::KeyPress) return false;
   const auto* press = static_cast<QKeyEvent*>(event);
-  const bool steps = press->matches(QKeySequence::MoveToNextLine) ||
-                     press->matches(QKeySequence::MoveToPreviousLine) ||
-                     press->matches(QKeySequence::MoveToNextPage) ||
-                     press->matches(QKeySequence::MoveToPreviousPage);
-  if (steps) static_cast<QComboBox*>(menu)->showPopup();
-  return steps;
+  auto* closed = static_cast<QComboBox*>(menu);
+  switch (press->key()) {
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+    case Qt::Key_PageUp:
+    case Qt::Key_PageDown:
+    case Qt::Key_Home:
+    case Qt::Key_End:
+      closed->showPopup();
+      return true;
+    default:
+      break;
+  }
+  // Letters move to an item that begins with them.
+  const QString text = press->text();
+  if (text.isEmpty() || !text[0].isPrint() || text[0].isSpace()) return false;
+  if ((press->modifiers() & (Qt::AltModifier | Qt::ControlModifier)) != 0) return false;
+  closed->showPopup();
+  QCoreApplication::sendEvent(closed->view(), event);
+  return true;
 }
 
 // Only events of the window system are spontaneous. sendEvent() clears the flag, so Qt sends a new

@@ -163,7 +163,7 @@ void NSAppSetDelegate(NSApplicationDelegate* delegate) {
   record(delegate ? "application.setDelegate" : "application.setDelegate nothing");
 }
 
-void NSAppActivate(std::string_view) { record("NSApp.activate"); }
+void NSAppActivate(std::string_view) { record("application.activate"); }
 
 void NSAppTerminate() {
   state().terminating = true;
