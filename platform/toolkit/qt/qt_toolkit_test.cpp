@@ -101,6 +101,7 @@ namespace {
 
 using testing::Contains;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 // The actions of a test: once the application runs, and before that on the window as loaded.
