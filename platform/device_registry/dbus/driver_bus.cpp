@@ -11,6 +11,7 @@
 
 #include "platform/driver_waits/driver_waits.h"
 #include "platform/log/log.h"
+#include "platform/notices/notices.h"
 #include "protocol/services.h"
 
 namespace device_registry {
@@ -215,6 +216,7 @@ void DriverBus::lose() {
 }
 
 bool DriverBus::awaitBus() {
+  setNotice(Notice::kDriverAbsent, true);  // a driver ends with its bus
   const std::string path = session_bus::sessionBusSocketPath();
   socket_.emplace(path);
   watch(socket_->descriptor());
@@ -239,6 +241,7 @@ void DriverBus::setOwner(const std::string& owner) {
   listing_.reset();
   owner_ = owner;
   calls_.setOwner(owner);
+  setNotice(Notice::kDriverAbsent, owner.empty());
   if (!owner.empty()) listServices();
 }
 
@@ -247,8 +250,13 @@ void DriverBus::startDriver() {
   if (sd_bus_call_method_async(bus_.get(), nullptr, kBusName, kBusPath, kBusName,
                                "StartServiceByName", driverStarted, this, "su", kDriverName,
                                0) < 0) {
-    settled_ = true;
+    lackDriver();
   }
+}
+
+void DriverBus::lackDriver() {
+  settled_ = true;
+  setNotice(Notice::kDriverAbsent, owner_.empty());
 }
 
 // The call has no timeout: a late answer still lists the services.
@@ -390,7 +398,7 @@ int DriverBus::ownerKnown(sd_bus_message* message, void* self, sd_bus_error*) no
 // On success the new owner has been announced before this reply.
 int DriverBus::driverStarted(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
   if (sd_bus_message_is_method_error(message, nullptr)) {
-    static_cast<DriverBus*>(self)->settled_ = true;
+    static_cast<DriverBus*>(self)->lackDriver();
   }
   return 0;
 }

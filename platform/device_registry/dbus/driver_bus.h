@@ -54,6 +54,8 @@ class DriverBus {
 
   void setOwner(const std::string& owner);
   void startDriver();
+  // There is no driver, and none could be started.
+  void lackDriver();
   void listServices();
   bool isFromOwner(sd_bus_message* message) const;
   void addService(const std::string& path, const std::optional<std::string>& className);
