@@ -49,6 +49,7 @@ INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)')
 FOR_BACK_ENDS = {
     "platform/command_line/command_line.h",
     "platform/driver_waits/driver_waits.h",
+    "platform/notices/notices.h",
     "platform/pipewire/pipewire.h",
     "platform/posix/posix.h",
     "platform/property_list/property_list.h",

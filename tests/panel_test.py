@@ -311,6 +311,81 @@ class WithoutADriverService(PanelTest):
         self.expect(FILLED, "the interface")
 
 
+NO_DRIVER = "The driver service is not running"
+NO_AUDIO_DEVICE = "No audio device: routing cannot be changed"
+REFUSED = "The interface did not take the last choice"
+UNCONFIRMED = "The last routing was not confirmed"
+NO_HELP = "The help page could not be opened"
+
+
+class StatusLine(PanelTest):
+    """The line between the help and the close button."""
+
+    def expect_line(self, text):
+        """Waits until the line shows this text; None: until it is hidden."""
+        self.window.wait_for(lambda: self.window.status() == text, f"status line {text!r}")
+
+    def start_all(self):
+        self.session.start_pipewire()
+        self.session.start_driver()
+        self.session.start_panel()
+        self.expect(FILLED, "the interface")
+        self.expect_line(None)
+
+    def test_it_tells_of_a_driver_service_that_is_not_running_until_it_starts(self):
+        self.session.start_pipewire()
+        self.session.start_panel()
+        self.expect_line(NO_DRIVER)
+        self.session.start_driver("--unplugged")
+        self.expect_line(None)
+        self.expect(EMPTY, "no device")
+        self.session.end("driver", signal.SIGKILL)
+        self.expect_line(NO_DRIVER)
+
+    def test_it_tells_of_a_missing_audio_device_only_beside_an_interface(self):
+        self.start_all()
+        self.session.end("pipewire")
+        self.expect_line(NO_AUDIO_DEVICE)
+        self.session.sim("unplug")
+        self.expect_line(None)
+        self.session.sim("plug")
+        self.expect_line(NO_AUDIO_DEVICE)
+        self.session.start_pipewire()
+        self.expect_line(None)
+
+    def test_it_tells_of_a_refused_choice_until_one_is_taken(self):
+        self.start_all()
+        self.session.sim("fault", "refuse", "always")
+        self.window.pick("Sample clock", 1)
+        self.expect_line(REFUSED)
+        self.session.sim("fault", "none")
+        self.window.pick("Sample clock", 1)
+        self.expect_line(None)
+
+    def test_it_tells_of_a_routing_that_was_not_confirmed_until_it_is(self):
+        self.start_all()
+        driver = self.session.processes["driver"]
+        driver.send_signal(signal.SIGSTOP)
+        self.window.pick("Line", 2)
+        self.expect_line(UNCONFIRMED)
+        driver.send_signal(signal.SIGCONT)
+        self.expect_line(None)
+
+    def test_it_tells_of_a_help_page_that_could_not_be_opened_until_it_is(self):
+        programs = self.session.folder / "bin"
+        self.session.start_driver()
+        self.session.start("panel", "env", f"PATH={programs}", self.session.bin / "vx310-panel")
+        self.expect(FILLED, "the interface")
+        self.expect_line(NO_AUDIO_DEVICE)
+        self.session.start_pipewire()
+        self.expect_line(None)
+        self.window.press("Help")
+        self.expect_line(NO_HELP)
+        self.session.replace_program("xdg-open", ":")
+        self.window.press("Help")
+        self.expect_line(None)
+
+
 class WithoutAServer(unittest.TestCase):
     """What the panel says on standard error when it misses a server."""
 

@@ -97,6 +97,13 @@ class PanelWindow:
             for label, field in self.labelled()
         }
 
+    def status(self):
+        """The text of the status line; None while it is hidden."""
+        for control in self.controls():
+            if control.get_role() == Atspi.Role.STATUS_BAR and is_showing(control):
+                return control.get_name()
+        return None
+
     def control_of(self, label):
         """The control of the label."""
         for text, field in self.labelled():

@@ -71,6 +71,13 @@ Interfaces::~Interfaces() {
   vqapiTerm();
 }
 
-ExitStatus Interfaces::status() const { return devices_.empty() ? driverStatus() : kDone; }
+ExitStatus Interfaces::status() const {
+  if (!devices_.empty()) return kDone;
+  const ExitStatus status = driverStatus();
+  if (status != kDone || _vqapiMasterDevicePort != 0) return status;
+  // It answers now, but did not list its interfaces in time.
+  std::fputs("vx310ctl: the driver service does not answer\n", stderr);
+  return kFailed;
+}
 
 }  // namespace vx310ctl

@@ -17,6 +17,8 @@ class DriverWaits {
   // For a program without a window, which may wait for as many calls as it makes.
   void unlimit() { left_ = limit_ = std::chrono::hours(24); }
 
+  bool areLimited() const { return limit_ == kLimit; }
+
   // A call that may wait for the driver. Its whole duration counts.
   class Call {
    public:

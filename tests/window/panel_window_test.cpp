@@ -29,8 +29,8 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
 
 // Controls of the window file that the program never asks for.
-constexpr const char* kDecoration[] = {"Heading", "Legend", "InputHeading", "OutputHeading",
-                                       "EmptyHint"};
+constexpr const char* kDecoration[] = {"Heading",       "Legend",    "InputHeading",
+                                       "OutputHeading", "EmptyHint", "StatusLine"};
 
 // Text fields that the window file connects and the program never touches.
 constexpr const char* kReserved[] = {"AKM00Field", "RxStatusField", "TxStatusField",

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/notices/notices.h"
+
 namespace pipewire {
 
 namespace {
@@ -22,6 +24,7 @@ void DeviceMirror::setRunning(std::vector<Device> devices) {
   known_ = true;
   running_ = true;
   devices_ = std::move(devices);
+  noteDevices();
   listChanged();
   changed_.notify_all();
 }
@@ -31,24 +34,28 @@ void DeviceMirror::setStopped() {
   known_ = true;
   if (std::exchange(running_, false)) listChanged();
   devices_.clear();
+  noteDevices();
   failWrites(std::nullopt);
 }
 
 void DeviceMirror::setAbsent() {
   const std::lock_guard lock(mutex_);
   known_ = true;
+  noteDevices();
   changed_.notify_all();
 }
 
 void DeviceMirror::add(Device device) {
   const std::lock_guard lock(mutex_);
   devices_.push_back(std::move(device));
+  noteDevices();
   listChanged();
 }
 
 void DeviceMirror::remove(AudioObjectID device) {
   const std::lock_guard lock(mutex_);
   if (std::erase_if(devices_, [&](const Device& d) { return d.id == device; }) > 0) listChanged();
+  noteDevices();
   failWrites(device);
 }
 
@@ -67,6 +74,14 @@ void DeviceMirror::setRoutings(AudioObjectID device, std::span<const std::uint8_
   // has a new value.
   const bool isUnchanged = found->routings && std::ranges::equal(*found->routings, records);
   found->routings.emplace(records.begin(), records.end());
+  noteDevices();
+  if (unconfirmed_ && unconfirmed_->device == device) {
+    if (containsRecord(records, unconfirmed_->record)) {
+      noteResult(Write::State::kConfirmed, *unconfirmed_);
+    } else if (isUnchanged) {
+      noteResult(Write::State::kFailed, *unconfirmed_);
+    }
+  }
   for (Write* write : writes_) {
     if (write->device != device || write->state != Write::State::kSent) continue;
     if (containsRecord(records, write->record)) {
@@ -125,6 +140,7 @@ bool DeviceMirror::finishWrite(Write& write, Deadline deadline) {
     hurriedUntil_ = {};
   }
   std::erase(writes_, &write);
+  noteResult(write.state, {write.device, write.record});
   return write.state == Write::State::kConfirmed;
 }
 
@@ -137,6 +153,25 @@ std::vector<DeviceMirror::Request> DeviceMirror::takeQueuedWrites() {
     requests.push_back({write->device, write->record});
   }
   return requests;
+}
+
+// The caller holds mutex_, so that notices are set in the order of the events.
+void DeviceMirror::noteDevices() {
+  setNotice(Notice::kAudioDeviceAbsent,
+            std::ranges::none_of(devices_, [](const Device& d) { return d.routings.has_value(); }));
+}
+
+// The caller holds mutex_. A write that failed because its device left says nothing of the
+// interface.
+void DeviceMirror::noteResult(Write::State state, Request write) {
+  const bool isAnswered = state == Write::State::kConfirmed || state == Write::State::kFailed;
+  unconfirmed_ = isAnswered ? std::nullopt : std::optional(write);
+  setNotice(Notice::kRoutingUnconfirmed, !isAnswered);
+  if (isAnswered) {
+    setNotice(Notice::kChoiceRefused,
+              state == Write::State::kFailed &&
+                  std::ranges::find(devices_, write.device, &Device::id) != devices_.end());
+  }
 }
 
 // The caller holds mutex_.

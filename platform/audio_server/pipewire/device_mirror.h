@@ -77,6 +77,8 @@ class DeviceMirror {
  private:
   void listChanged() { changedSinceRead_ = read_; }
   void failWrites(std::optional<AudioObjectID> device);
+  void noteDevices();
+  void noteResult(Write::State state, Request write);
 
   mutable std::mutex mutex_;
   std::condition_variable changed_;
@@ -86,7 +88,8 @@ class DeviceMirror {
   bool read_ = false;  // ids() has been called
   bool changedSinceRead_ = false;
   std::vector<Write*> writes_;
-  Deadline hurriedUntil_;  // until then a write waits only kAudioServerHurriedWriteMs
+  std::optional<Request> unconfirmed_;  // the last write, if it timed out; may be answered late
+  Deadline hurriedUntil_;               // until then a write waits only kAudioServerHurriedWriteMs
 };
 
 }  // namespace pipewire

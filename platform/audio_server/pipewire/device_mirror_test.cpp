@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <future>
 
+#include "platform/notices/notices.h"
+
 namespace {
 
 using pipewire::Deadline;
@@ -227,6 +229,65 @@ TEST_F(DeviceMirrorTest, TwoWritesAreConfirmedEachByItsOwnRecord) {
   mirror_.setRoutings(60, records(7));
   EXPECT_TRUE(mirror_.finishWrite(first, in(kLong)));
   EXPECT_FALSE(mirror_.finishWrite(second, in(kShort)));
+}
+
+class DeviceMirrorNotices : public DeviceMirrorTest {
+ protected:
+  ~DeviceMirrorNotices() override {
+    setNotice(Notice::kAudioDeviceAbsent, false);
+    setNotice(Notice::kChoiceRefused, false);
+    setNotice(Notice::kRoutingUnconfirmed, false);
+  }
+
+  // Writes a routing; `answer` runs when it has been sent.
+  template <typename Answer>
+  void write(std::uint8_t value, Answer answer) {
+    DeviceMirror::Write write{60, recordWithValue(value)};
+    mirror_.queueWrite(write);
+    mirror_.takeQueuedWrites();
+    answer();
+    mirror_.finishWrite(write, in(kShort));
+  }
+};
+
+TEST_F(DeviceMirrorNotices, TheAudioDeviceIsAbsentWhileNoDeviceHasRoutings) {
+  EXPECT_FALSE(hasNotice(Notice::kAudioDeviceAbsent));
+  mirror_.remove(60);
+  EXPECT_TRUE(hasNotice(Notice::kAudioDeviceAbsent));
+  mirror_.add({70, "c", std::nullopt});
+  EXPECT_TRUE(hasNotice(Notice::kAudioDeviceAbsent));
+  mirror_.setRoutings(70, records(1));
+  EXPECT_FALSE(hasNotice(Notice::kAudioDeviceAbsent));
+  mirror_.setStopped();
+  EXPECT_TRUE(hasNotice(Notice::kAudioDeviceAbsent));
+}
+
+TEST_F(DeviceMirrorNotices, ARefusedWriteIsNotedUntilOneIsConfirmed) {
+  write(2, [this] { mirror_.setRoutings(60, records(1)); });
+  EXPECT_TRUE(hasNotice(Notice::kChoiceRefused));
+  EXPECT_FALSE(hasNotice(Notice::kRoutingUnconfirmed));
+  write(3, [this] { mirror_.setRoutings(60, records(3)); });
+  EXPECT_FALSE(hasNotice(Notice::kChoiceRefused));
+}
+
+TEST_F(DeviceMirrorNotices, AWriteWhoseDeviceLeavesIsNotRefused) {
+  write(2, [this] { mirror_.remove(60); });
+  EXPECT_FALSE(hasNotice(Notice::kChoiceRefused));
+  EXPECT_FALSE(hasNotice(Notice::kRoutingUnconfirmed));
+}
+
+TEST_F(DeviceMirrorNotices, AWriteThatTimesOutIsNotedUntilItIsConfirmed) {
+  write(2, [] {});
+  EXPECT_TRUE(hasNotice(Notice::kRoutingUnconfirmed));
+  mirror_.setRoutings(60, records(2));
+  EXPECT_FALSE(hasNotice(Notice::kRoutingUnconfirmed));
+}
+
+TEST_F(DeviceMirrorNotices, AWriteThatTimesOutAndIsRefusedLaterIsNotedAsRefused) {
+  write(2, [] {});
+  mirror_.setRoutings(60, records(1));
+  EXPECT_FALSE(hasNotice(Notice::kRoutingUnconfirmed));
+  EXPECT_TRUE(hasNotice(Notice::kChoiceRefused));
 }
 
 }  // namespace

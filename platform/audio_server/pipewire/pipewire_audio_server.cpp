@@ -8,6 +8,7 @@
 #include "platform/audio_server/audio_server.h"
 #include "platform/audio_server/pipewire/client.h"
 #include "platform/driver_waits/driver_waits.h"
+#include "platform/notices/notices.h"
 
 namespace {
 
@@ -139,7 +140,10 @@ OSStatus AudioObjectSetPropertyData(AudioObjectID object, const AudioObjectPrope
   RoutingBytes record;
   if (data.size() != record.size()) return kAudioHardwareBadPropertySizeError;
   std::ranges::copy(data, record.begin());
-  if (wait.limitMs() == 0) return kAudioHardwareUnspecifiedError;
+  if (wait.limitMs() == 0) {
+    setNotice(Notice::kRoutingUnconfirmed, true);
+    return kAudioHardwareUnspecifiedError;
+  }
   return client.write(object, record, deadline) ? kAudioHardwareNoError
                                                 : kAudioHardwareUnspecifiedError;
 }

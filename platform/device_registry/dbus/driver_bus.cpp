@@ -11,6 +11,7 @@
 
 #include "platform/driver_waits/driver_waits.h"
 #include "platform/log/log.h"
+#include "platform/notices/notices.h"
 #include "protocol/services.h"
 
 namespace device_registry {
@@ -27,12 +28,17 @@ constexpr int kReceiveLimit = 1000;
 // are ignored.
 constexpr std::size_t kServiceLimit = 1024;
 
+// How long a program without a window waits for the list of services, or for the driver's start.
+constexpr int kListingLimitMs = 2000;
+
 // Longer arguments of messages are not a driver's.
 constexpr std::size_t kArgumentLimit = 256;
 
 // A service is repaired so many times, then again after this long without a repair.
 constexpr int kRepairLimit = 3;
 constexpr std::chrono::seconds kRepairBreak{10};
+// After so long a message of the driver allows another repair.
+constexpr std::chrono::seconds kMessageRepairBreak{1};
 
 // Processes up to kReceiveLimit received messages. Negative when the bus is lost, 1 when messages
 // may be left, 0 when none are.
@@ -105,12 +111,14 @@ IOReturn DriverBus::connect() {
   if (result >= 0) return kIOReturnSuccess;
   platform::printError("%s: cannot reach the session bus: %s; no interface can be found\n",
                        program_invocation_short_name, session_bus::reasonOf(result).c_str());
-  if (awaitBus()) return kIOReturnSuccess;
+  if (driverWaits().areLimited() && awaitBus()) return kIOReturnSuccess;
   return result == -ETIMEDOUT ? kIOReturnTimeout : kIOReturnError;
 }
 
 int DriverBus::reachBus() {
-  const DriverWaits::Call wait(driverWaits(), kRegistryCallLimitMs);
+  // A program without a window does not follow the driver: it waits for the services that are there.
+  const bool follows = driverWaits().areLimited();
+  const DriverWaits::Call wait(driverWaits(), follows ? kRegistryCallLimitMs : kListingLimitMs);
   const Deadline deadline(wait.limitMs());
   watcher_ = FileDescriptor(epoll_create1(EPOLL_CLOEXEC));
   if (const int result = startBus(); result < 0) return result;
@@ -123,7 +131,7 @@ int DriverBus::reachBus() {
       if (result < 0) return result;
       more |= result;
     }
-    if (deadline.hasPassed() && !isReady()) return -ETIMEDOUT;
+    if (deadline.hasPassed() && !(isReady() && follows)) return -ETIMEDOUT;
     if (deadline.hasPassed()) break;
     if (more == 0 && !(isReady() && settled_)) session_bus::waitForBuses(buses, deadline);
   }
@@ -215,6 +223,7 @@ void DriverBus::lose() {
 }
 
 bool DriverBus::awaitBus() {
+  setNotice(Notice::kDriverAbsent, true);  // a driver ends with its bus
   const std::string path = session_bus::sessionBusSocketPath();
   socket_.emplace(path);
   watch(socket_->descriptor());
@@ -239,6 +248,7 @@ void DriverBus::setOwner(const std::string& owner) {
   listing_.reset();
   owner_ = owner;
   calls_.setOwner(owner);
+  setNotice(Notice::kDriverAbsent, owner.empty());
   if (!owner.empty()) listServices();
 }
 
@@ -247,8 +257,13 @@ void DriverBus::startDriver() {
   if (sd_bus_call_method_async(bus_.get(), nullptr, kBusName, kBusPath, kBusName,
                                "StartServiceByName", driverStarted, this, "su", kDriverName,
                                0) < 0) {
-    settled_ = true;
+    lackDriver();
   }
+}
+
+void DriverBus::lackDriver() {
+  settled_ = true;
+  setNotice(Notice::kDriverAbsent, owner_.empty());
 }
 
 // The call has no timeout: a late answer still lists the services.
@@ -348,7 +363,20 @@ void DriverBus::beginTurn() {
     }
   }
   std::ranges::sort(due, NaturalOrder{}, [](const auto& entry) { return entry.first; });
-  for (const auto& [path, inArrival] : due) repair(path, inArrival);
+  // All leave before they come back, so that the client gets each of both in one callback, with one
+  // pause.
+  std::vector<std::pair<std::string, std::string>> again;  // path and class name
+  for (const auto& [path, inArrival] : due) {
+    const std::shared_ptr<DriverService> service = endSilence(path);
+    if (inArrival) {
+      again.emplace_back(path, service->className());
+      services_.erase(path);
+      registry_.terminate(service);
+    } else {
+      registry_.sendMessage(*service, kDriverMessage, driverMessageArgument(kStateChanged));
+    }
+  }
+  for (const auto& [path, className] : again) addService(path, className);
 }
 
 bool DriverBus::mayRepair(const std::string& path) {
@@ -361,18 +389,20 @@ bool DriverBus::mayRepair(const std::string& path) {
   return true;
 }
 
-void DriverBus::repair(const std::string& path, bool inArrival) {
+// A message is the driver's own sign of life, unlike an answer to one of many late calls: it allows
+// one more repair, at most one a second.
+void DriverBus::allowRepair(const std::string& path) {
+  Repairs& repairs = repairs_[path];
+  if (std::chrono::steady_clock::now() - repairs.last < kMessageRepairBreak) return;
+  repairs.count = std::min(repairs.count, kRepairLimit - 1);
+}
+
+std::shared_ptr<DriverService> DriverBus::endSilence(const std::string& path) {
   silences_.erase(path);
   calls_.endPause();
   const std::shared_ptr<DriverService> service = services_.at(path);
   service->endPauses();
-  if (inArrival) {
-    services_.erase(path);
-    registry_.terminate(service);
-    addService(path, service->className());
-  } else {
-    registry_.sendMessage(*service, kDriverMessage, driverMessageArgument(kStateChanged));
-  }
+  return service;
 }
 
 int DriverBus::ownerKnown(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
@@ -390,7 +420,7 @@ int DriverBus::ownerKnown(sd_bus_message* message, void* self, sd_bus_error*) no
 // On success the new owner has been announced before this reply.
 int DriverBus::driverStarted(sd_bus_message* message, void* self, sd_bus_error*) noexcept {
   if (sd_bus_message_is_method_error(message, nullptr)) {
-    static_cast<DriverBus*>(self)->settled_ = true;
+    static_cast<DriverBus*>(self)->lackDriver();
   }
   return 0;
 }
@@ -465,7 +495,9 @@ int DriverBus::messageSent(sd_bus_message* message, void* self, sd_bus_error*) n
                               {static_cast<const std::uint8_t*>(argument), size});
   }
   const auto silence = bus.silences_.find(entry->first);
-  if (silence == bus.silences_.end() || silence->second.answersAgain) return 0;
+  if (silence == bus.silences_.end()) return 0;
+  bus.allowRepair(entry->first);
+  if (silence->second.answersAgain) return 0;
   // The answer to a probe may have been lost as well.
   if (silence->second.probe && !silence->second.probe->isOverdue()) return 0;
   silence->second.probe.reset();

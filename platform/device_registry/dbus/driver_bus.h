@@ -54,6 +54,8 @@ class DriverBus {
 
   void setOwner(const std::string& owner);
   void startDriver();
+  // There is no driver, and none could be started.
+  void lackDriver();
   void listServices();
   bool isFromOwner(sd_bus_message* message) const;
   void addService(const std::string& path, const std::optional<std::string>& className);
@@ -80,7 +82,8 @@ class DriverBus {
   void startProbes();
   void readProbes();
   bool mayRepair(const std::string& path);
-  void repair(const std::string& path, bool inArrival);
+  void allowRepair(const std::string& path);
+  std::shared_ptr<DriverService> endSilence(const std::string& path);
 
   // Handlers of the bus library; each gets the DriverBus as its user data.
   static int ownerKnown(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;

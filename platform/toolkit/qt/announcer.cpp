@@ -41,15 +41,23 @@ void Announcer::announce(const QWidget& control, const QString& text) {
   if (!QAccessible::isActive()) return;
   auto* announcer = control.window()->findChild<Announcer*>({}, Qt::FindDirectChildrenOnly);
   if (!announcer) return;
-  announcer->texts_[labelOf(control)] = text;
+  const QString label = labelOf(control);
+  if (text.isEmpty()) {
+    announcer->texts_.remove(label);
+    return;
+  }
+  announcer->texts_[label] = text;
   if (!announcer->settled_.isActive()) announcer->waiting_.start();
   if (!announcer->waiting_.hasExpired(kLongestWait.count())) announcer->settled_.start(kSettling);
 }
 
 void Announcer::speak() {
+  if (texts_.isEmpty()) return;
   QStringList sentences;
   for (auto text = texts_.cbegin(); text != texts_.cend(); ++text) {
-    sentences.push_back(QStringLiteral("%1: %2").arg(text.key(), text.value()));
+    sentences.push_back(text.key().isEmpty()
+                            ? text.value()
+                            : QStringLiteral("%1: %2").arg(text.key(), text.value()));
   }
   texts_.clear();
   setAccessibleName(sentences.join(QStringLiteral(". ")));

@@ -18,7 +18,8 @@ class Announcer : public QWidget {
  public:
   explicit Announcer(QWidget* window);
 
-  // Announces `text` with the label of `control`: "Digital input: no signal". The announcement
+  // Announces `text` with the label of `control`, if it has one: "Digital input: no signal". An
+  // empty text takes back what the control has not announced yet. The announcement
   // waits until nothing else was announced for a moment, with the last text of each control: screen
   // readers drop notifications among the many events of an interface that comes or goes. Does
   // nothing if no assistive technology runs or the control's window has no announcer.

@@ -20,6 +20,7 @@
 #include <utility>
 
 #include "platform/log/log.h"
+#include "platform/notices/notices.h"
 #include "platform/toolkit/qt/guarded.h"
 #include "platform/toolkit/qt/picture.h"
 #include "platform/toolkit/qt/qt_nib.h"
@@ -181,5 +182,7 @@ std::string NSBundleMainBundlePath() {
 
 bool NSWorkspaceOpenFile(std::string_view path) {
   const QString file = QString::fromUtf8(path.data(), static_cast<qsizetype>(path.size()));
-  return QDesktopServices::openUrl(QUrl::fromLocalFile(file));
+  const bool opened = QDesktopServices::openUrl(QUrl::fromLocalFile(file));
+  setNotice(Notice::kHelpNotOpened, !opened);  // the help page is the only file that is opened
+  return opened;
 }

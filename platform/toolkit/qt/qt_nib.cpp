@@ -17,6 +17,7 @@
 #include <QStyledItemDelegate>
 #include <utility>
 
+#include "platform/notices/notices.h"
 #include "platform/toolkit/qt/guarded.h"
 #include "ui_panel_window.h"
 
@@ -156,6 +157,8 @@ QtNib::QtNib() {
   QObject::connect(
       qApp, &QApplication::focusChanged, ui.Scroller,
       [scroller = ui.Scroller](QWidget*, QWidget* now) { scroller->ensureWidgetVisible(now); });
+  QObject::connect(ui.InputSection, &SectionBox::emptied, ui.StatusLine,
+                   [line = ui.StatusLine](bool empty) { line->setMenusShown(!empty); });
   for (QComboBox* menu : window_.findChildren<QComboBox*>()) {
     menu->installEventFilter(&closedMenu_);
     menu->setItemDelegate(new TickDelegate(menu));
@@ -190,8 +193,10 @@ void QtNib::connectAction(std::string_view name, Action action) {
   const auto run = [action = std::move(action)] { guarded(action); };
   if (auto* menu = window_.findChild<QComboBox*>(textOf(name))) {
     QObject::connect(menu, &QComboBox::activated, menu, [menu, run](int picked) {
+      setNotice(Notice::kChoiceRefused, false);
       run();
       if (menu->currentIndex() == picked) return;
+      setNotice(Notice::kChoiceRefused, true);
       const QString kept = menu->currentText().isEmpty()
                                ? QStringLiteral("not accepted")
                                : QStringLiteral("not accepted, still %1").arg(menu->currentText());

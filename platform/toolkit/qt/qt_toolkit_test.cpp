@@ -31,6 +31,7 @@
 #include <vector>
 
 #include "platform/log/memory/memory_log.h"
+#include "platform/notices/notices.h"
 #include "platform/toolkit/qt/picture.h"
 #include "platform/toolkit/qt/section_box.h"
 #include "platform/toolkit/toolkit_contract_fixture.h"
@@ -785,6 +786,51 @@ TEST_F(QtToolkit, TheStandardKeysPressTheCloseButtonAndEscapeDoesNot) {
     QTest::keyClick(window(), Qt::Key_Escape);
     EXPECT_EQ(presses, 2);
     EXPECT_TRUE(window()->isVisible());
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, TheStatusLineShowsTheMostImportantNoticeAndIsHiddenWithoutOne) {
+  whenRunning = [] {
+    auto* line = find<QLabel>("StatusLine");
+    const auto shown = [line] {
+      QCoreApplication::processEvents();  // a notice may come from any thread
+      return line->isHidden() ? "" : line->text().toStdString();
+    };
+    EXPECT_EQ(shown(), "");
+    setNotice(Notice::kHelpNotOpened, true);
+    EXPECT_EQ(shown(), "The help page could not be opened");
+    setNotice(Notice::kAudioDeviceAbsent, true);
+    EXPECT_EQ(shown(), "The help page could not be opened") << "no interface is shown";
+    find<QWidget>("KvIoRInCh1And2Menu")->show();
+    EXPECT_EQ(shown(), "No audio device: routing cannot be changed");
+    EXPECT_TRUE(line->toolTip().contains("PipeWire"));
+    EXPECT_GE(line->width(), line->sizeHint().width());
+    setNotice(Notice::kDriverAbsent, true);
+    EXPECT_EQ(shown(), "The driver service is not running");
+    const QAccessibleInterface* read = QAccessible::queryAccessibleInterface(line);
+    EXPECT_EQ(read->role(), QAccessible::StatusBar);
+    EXPECT_EQ(read->text(QAccessible::Name), line->text());
+    EXPECT_TRUE(read->text(QAccessible::Description).contains("systemctl"));
+    setNotice(Notice::kDriverAbsent, false);
+    setNotice(Notice::kAudioDeviceAbsent, false);
+    setNotice(Notice::kHelpNotOpened, false);
+    EXPECT_EQ(shown(), "");
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, NoticesOfChoicesEndWithTheMenus) {
+  whenRunning = [] {
+    auto* menu = find<QWidget>("KvIoRInCh1And2Menu");
+    menu->show();
+    setNotice(Notice::kChoiceRefused, true);
+    setNotice(Notice::kRoutingUnconfirmed, true);
+    menu->hide();
+    EXPECT_FALSE(hasNotice(Notice::kChoiceRefused));
+    EXPECT_FALSE(hasNotice(Notice::kRoutingUnconfirmed));
     NSAppTerminate();
   };
   run();
