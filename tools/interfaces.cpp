@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "device/discovery.h"
+#include "device/discovery_state.h"
 #include "device/usb_device.h"
 #include "protocol/services.h"
 

@@ -116,7 +116,8 @@ IOReturn DriverBus::connect() {
 }
 
 int DriverBus::reachBus() {
-  // A program without a window does not follow the driver: it waits for the services that are there.
+  // A program without a window does not follow the driver: it waits for the services that are
+  // there.
   const bool follows = driverWaits().areLimited();
   const DriverWaits::Call wait(driverWaits(), follows ? kRegistryCallLimitMs : kListingLimitMs);
   const Deadline deadline(wait.limitMs());

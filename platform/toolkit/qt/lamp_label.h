@@ -15,7 +15,11 @@ class LampLabel : public QLabel {
   explicit LampLabel(QWidget* parent = nullptr);
 
  protected:
+  void changeEvent(QEvent* event) override;
   void paintEvent(QPaintEvent* event) override;
+
+ private:
+  void leaveRoom();
 };
 
 }  // namespace qt_toolkit

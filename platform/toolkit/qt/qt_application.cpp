@@ -11,7 +11,6 @@
 #include <QStringList>
 #include <QTimer>
 #include <QUrl>
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -111,11 +110,19 @@ void setIcon() {
   QGuiApplication::setWindowIcon(QIcon(qt_toolkit::pixmapOf(icon)));
 }
 
-// Makes the window no taller than the screen; its content scrolls then.
+// Makes the window no larger than the screen; its content scrolls then.
 void fitScreen(QWidget& window) {
   constexpr int kTitleBar = 40;  // maximum height: the real one is known once the window is shown
-  const int room = window.screen()->availableGeometry().height() - kTitleBar;
-  window.resize(window.width(), std::min(window.height(), room));
+  const QSize room = window.screen()->availableGeometry().size() - QSize(0, kTitleBar);
+  // At a scale of 1.5 Qt asks for a window that grows in steps of two pixels, which the window
+  // manager counts from the minimum size. With this many pixels between the two sizes, whole steps
+  // lead to the window's own size at every usual scale; else it would be a pixel too low and
+  // scroll.
+  constexpr int kStep = 24;
+  const QSize more = window.size() - window.minimumSize();
+  window.setMinimumSize(window.size() -
+                        QSize(more.width() / kStep * kStep, more.height() / kStep * kStep));
+  window.resize(window.size().boundedTo(room));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The controls: each refers to a widget of the window.
+#include <QApplication>
 #include <QComboBox>
 #include <QLabel>
 #include <QPalette>
@@ -8,6 +9,7 @@
 #include <cmath>
 
 #include "platform/toolkit/qt/announcer.h"
+#include "platform/toolkit/qt/desktop_settings.h"
 #include "platform/toolkit/qt/picture.h"
 #include "platform/toolkit/toolkit.h"
 
@@ -20,7 +22,14 @@ QWidget* widgetOf(const NSView& view) { return static_cast<QWidget*>(view.object
 QLabel* labelOf(const NSView& view) { return static_cast<QLabel*>(widgetOf(view)); }
 QComboBox* menuOf(const NSView& view) { return static_cast<QComboBox*>(widgetOf(view)); }
 
-int pixels(double points) { return static_cast<int>(std::lround(points)); }
+int pixels(const QWidget& widget, double points) {
+  return static_cast<int>(std::lround(points * qt_toolkit::pixelsPerPoint(widget)));
+}
+
+// Whole points, so that a frame is read as it was set.
+double points(const QWidget& widget, int pixels) {
+  return std::round(pixels / qt_toolkit::pixelsPerPoint(widget));
+}
 
 // Converts y: points count from the parent's lower left corner, pixels from its upper left corner.
 int flipped(const QWidget& widget, int y, int height) {
@@ -77,16 +86,18 @@ NSRect NSView::frame() const {
   const QWidget* widget = widgetOf(*this);
   if (!widget) return {};
   const QRect place = widget->geometry();
-  return {{double(place.x()), double(flipped(*widget, place.y(), place.height()))},
-          {double(place.width()), double(place.height())}};
+  return {
+      {points(*widget, place.x()), points(*widget, flipped(*widget, place.y(), place.height()))},
+      {points(*widget, place.width()), points(*widget, place.height())}};
 }
 
 void NSView::setFrame(NSRect frame) {
   QWidget* widget = widgetOf(*this);
   if (!widget) return;
-  const int height = pixels(frame.size.height);
-  widget->setGeometry(pixels(frame.origin.x), flipped(*widget, pixels(frame.origin.y), height),
-                      pixels(frame.size.width), height);
+  const int height = pixels(*widget, frame.size.height);
+  widget->setGeometry(pixels(*widget, frame.origin.x),
+                      flipped(*widget, pixels(*widget, frame.origin.y), height),
+                      pixels(*widget, frame.size.width), height);
 }
 
 void NSView::display() {
@@ -96,6 +107,7 @@ void NSView::display() {
 void NSWindow::setBackgroundColor(const NSColor& color) {
   QWidget* window = static_cast<QWidget*>(object_);
   if (!window) return;
+  if (qt_toolkit::isHighContrast(QApplication::palette())) return;  // the ground is the desktop's
   QPalette palette = window->palette();
   QBrush fill(palette.color(QPalette::Window));  // the colour below the tile
   const QPixmap tile = qt_toolkit::pixmapOf(color.pattern);

@@ -13,11 +13,14 @@
 #include <QLabel>
 #include <QPainter>
 #include <QPixmap>
+#include <QScrollArea>
+#include <QScrollBar>
 #include <QStringList>
 #include <QStyledItemDelegate>
 #include <utility>
 
 #include "platform/notices/notices.h"
+#include "platform/toolkit/qt/desktop_settings.h"
 #include "platform/toolkit/qt/guarded.h"
 #include "ui_panel_window.h"
 
@@ -52,12 +55,14 @@ class TickDelegate final : public QStyledItemDelegate {
     const int side = option->fontMetrics.height() * 3 / 4;
     option->features |= QStyleOptionViewItem::HasDecoration;
     option->decorationSize = QSize(side, side);
-    option->icon = tick(side, index.row() == menu_->currentIndex());
+    const bool selected = option->state.testFlag(QStyle::State_Selected);
+    option->icon = tick(side, index.row() == menu_->currentIndex(),
+                        selected ? QPalette::HighlightedText : QPalette::Text);
   }
 
  private:
   // A square pixmap; empty at the other items, whose texts stand in line with the current one's.
-  QPixmap tick(int side, bool drawn) const {
+  QPixmap tick(int side, bool drawn, QPalette::ColorRole colour) const {
     const qreal ratio = menu_->devicePixelRatioF();
     QPixmap pixmap(QSize(side, side) * ratio);
     pixmap.setDevicePixelRatio(ratio);
@@ -65,7 +70,7 @@ class TickDelegate final : public QStyledItemDelegate {
     if (!drawn) return pixmap;
     QPainter painter(&pixmap);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(menu_->palette().color(QPalette::Text), side / 7.0));
+    painter.setPen(QPen(menu_->palette().color(colour), side / 7.0));
     const QPointF corners[] = {
         {side * 0.15, side * 0.55}, {side * 0.4, side * 0.8}, {side * 0.85, side * 0.2}};
     painter.drawPolyline(corners, 3);
@@ -97,6 +102,23 @@ void copyValues(const QWidget& window) {
     lines.push_back(QStringLiteral("%1: %2").arg(title->text().remove(QLatin1Char('&')), value));
   }
   if (!lines.isEmpty()) QGuiApplication::clipboard()->setText(lines.join(QLatin1Char('\n')));
+}
+
+// Makes the footer move sideways with the content, in a window that is narrower than both.
+QScrollArea* letFooterScroll(const Ui::PanelWindow& ui) {
+  auto* area = new QScrollArea;
+  delete ui.Rows->replaceWidget(ui.Footer, area);
+  area->setWidget(ui.Footer);
+  area->setFixedHeight(ui.Footer->height());
+  area->setFrameShape(QFrame::NoFrame);
+  area->setFocusPolicy(Qt::NoFocus);
+  area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  area->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+  QScrollBar* bar = ui.Scroller->horizontalScrollBar();
+  QScrollBar* follower = area->horizontalScrollBar();
+  QObject::connect(bar, &QScrollBar::valueChanged, follower, &QScrollBar::setValue);
+  QObject::connect(follower, &QScrollBar::valueChanged, bar, &QScrollBar::setValue);
+  return area;
 }
 
 // A control stores the address as a void*, so it must be that of the QWidget whatever the class.
@@ -148,15 +170,19 @@ QtNib::QtNib() {
   loadPictures();
   Ui::PanelWindow ui;
   ui.setupUi(&window_);
+  applyDesktopSettings(window_);
+  QScrollArea* footer = letFooterScroll(ui);
   QObject::connect(ui.CopyKey, &QAction::triggered, &window_, [this] { copyValues(window_); });
   // Tab reaches the first menu from here. Otherwise Qt would choose among the controls that are
   // visible when the window opens, and these are the buttons.
   window_.setFocus();
   // By default a scroll area follows the focus only while it moves inside the area, not when it
   // enters it.
-  QObject::connect(
-      qApp, &QApplication::focusChanged, ui.Scroller,
-      [scroller = ui.Scroller](QWidget*, QWidget* now) { scroller->ensureWidgetVisible(now); });
+  QObject::connect(qApp, &QApplication::focusChanged, ui.Scroller,
+                   [scroller = ui.Scroller, footer](QWidget*, QWidget* now) {
+                     scroller->ensureWidgetVisible(now);
+                     footer->ensureWidgetVisible(now);
+                   });
   QObject::connect(ui.InputSection, &SectionBox::emptied, ui.StatusLine,
                    [line = ui.StatusLine](bool empty) { line->setMenusShown(!empty); });
   for (QComboBox* menu : window_.findChildren<QComboBox*>()) {

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// Applies the desktop's settings to the window: the system's font and high contrast. Main thread.
+#pragma once
+
+#include <QPalette>
+#include <QWidget>
+
+namespace qt_toolkit {
+
+// Scales the window to the system's font and gives it the colours of a desktop of high contrast.
+// The window file's places, sizes and "px" lengths are points: one pixel each with a font of 9
+// points, more with a larger or wider one. Its "em" lengths are multiples of the font's size. Call
+// it once, before the window is shown.
+void applyDesktopSettings(QWidget& window);
+
+// The size of a point in the widget's window.
+double pixelsPerPoint(const QWidget& widget);
+
+// Whether the palette has texts in black on white or white on black, which only palettes of high
+// contrast have: usual ones are softer.
+bool isHighContrast(const QPalette& palette);
+
+}  // namespace qt_toolkit
