@@ -20,6 +20,7 @@
 #include <tuple>
 #include <vector>
 
+#include "platform/notices/notices.h"
 #include "platform/toolkit/qt/qt_nib.h"
 #include "platform/toolkit/toolkit.h"
 
@@ -124,7 +125,11 @@ class UserSettings : public testing::TestWithParam<std::tuple<const char*, Setti
       QApplication::setPalette(highContrast(Qt::white, Qt::black));
     nib_.emplace();
     for (QLabel* label : window().findChildren<QLabel*>()) {
-      if (label->size().isEmpty() || label->objectName() == "EmptyHint") continue;
+      // The hint and the status line stand where other controls do, and are shown in place of them.
+      if (label->size().isEmpty() || label->objectName() == "EmptyHint" ||
+          label->objectName() == "StatusLine") {
+        continue;
+      }
       label->show();
     }
     for (QComboBox* menu : window().findChildren<QComboBox*>()) {
@@ -197,6 +202,20 @@ TEST_P(UserSettings, NothingIsCutOrOverlapsOrScrolls) {
     EXPECT_EQ(find<QLabel>(field)->text(), text) << field;
   }
   for (const QScrollBar* bar : window().findChildren<QScrollBar*>()) EXPECT_FALSE(bar->isVisible());
+}
+
+TEST_P(UserSettings, EachTextOfTheStatusLineFits) {
+  auto* line = find<QLabel>("StatusLine");
+  find<QWidget>("KvCoreAudioPerformanceMenu")->hide();
+  find<QWidget>("KvUsb1ModeInputSelectionMenu")->hide();
+  for (int i = 0; i < static_cast<int>(Notice::kCount); ++i) {
+    setNotice(static_cast<Notice>(i), true);
+    QApplication::processEvents();
+    EXPECT_TRUE(line->isVisible()) << i;
+    EXPECT_LE(line->sizeHint().width(), line->width()) << line->text().toStdString();
+    EXPECT_LE(line->sizeHint().height(), line->height()) << line->text().toStdString();
+    setNotice(static_cast<Notice>(i), false);
+  }
 }
 
 TEST_P(UserSettings, TheTextsFollowTheSystemsFont) {

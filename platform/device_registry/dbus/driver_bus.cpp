@@ -29,7 +29,7 @@ constexpr int kReceiveLimit = 1000;
 constexpr std::size_t kServiceLimit = 1024;
 
 // How long a program without a window waits for the list of services, or for the driver's start.
-constexpr int kListingLimitMs = 2000;
+constexpr int kListingLimitMs = 1000;
 
 // Longer arguments of messages are not a driver's.
 constexpr std::size_t kArgumentLimit = 256;
