@@ -186,6 +186,18 @@ TEST_F(DriverRecovery, ADriverThatAnswersOnlyTheProbeIsTriedThreeTimesMore) {
   EXPECT_THAT(taken_, Each(false));
 }
 
+// Needs time to pass.
+TEST_F(DriverRecovery, AMessageOfSuchADriverASecondLaterAllowsAnotherTry) {
+  open(failing(4, Bytes(100)));
+  EXPECT_TRUE(client_.waitUntil([this] { return taken_.size() == 4; }));
+  expectQuiet();
+  EXPECT_THAT(taken_, Each(false));
+  const session_bus::Deadline second(1000);
+  while (!second.hasPassed()) poll(nullptr, 0, second.milliseconds());
+  driver_.perform([](Driver& driver) { driver.sendMessage("Device", 1, Bytes{}); });
+  EXPECT_TRUE(isTakenInAfter(5));
+}
+
 TEST_F(DriverRecovery, ADriverThatAnswersNothingIsLeftAloneWhateverItSays) {
   Service service = sane();
   service.respond = [](auto, const auto&) { return std::nullopt; };
