@@ -141,7 +141,8 @@ int main(int count, char** words) {
             ->trigger_on_parse();
         program.footer(
             "Exit status: 0 after SIGTERM or SIGINT, 1 when the session bus cannot be used or its\n"
-            "name com.vantrel.Driver1 is taken, 2 for a wrong command line.");
+            "name " +
+            std::string(kDriverName) + " is taken, 2 for a wrong command line.");
       });
   return ended ? *ended : serve(interfaces);
 }

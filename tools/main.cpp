@@ -103,6 +103,7 @@ void declareCommands(CLI::App& tool, Values& values, ExitStatus& status) {
                              [&] { status = runSet(*findChoice(values.setting), values.item); });
   declareSetting(set, values)->required();
   set->add_option("ITEM", values.item, "An item's text or its number from 0")
+      ->type_name("")
       ->required()
       ->transform(CLI::Validator(
           [&values](std::string& item) { return checkItem(values.setting, item); }, ""));

@@ -35,10 +35,7 @@ void Clients::remove(const ClientConnection* connection) {
 // The bus handles messages in order: the match is in place before the client gets the reply with
 // its end of the connection, so its departure after that is never missed.
 bool Clients::watch(const std::string& name, Client& client) {
-  const std::string match =
-      "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
-      "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" +
-      name + "'";
+  const std::string match = session_bus::ownerChangeMatch(name);
   sd_bus_slot* slot = nullptr;
   if (sd_bus_add_match_async(bus_, &slot, match.c_str(), ownerChanged, nullptr, this) < 0) {
     return false;

@@ -18,6 +18,12 @@ namespace session_bus {
 inline constexpr const char* kBusName = "org.freedesktop.DBus";
 inline constexpr const char* kBusPath = "/org/freedesktop/DBus";
 
+// The match for the signal that `name`'s owner has changed.
+inline std::string ownerChangeMatch(const std::string& name) {
+  return std::string("type='signal',sender='") + kBusName + "',interface='" + kBusName +
+         "',path='" + kBusPath + "',member='NameOwnerChanged',arg0='" + name + "'";
+}
+
 struct Release {
   void operator()(sd_bus* bus) const { sd_bus_close_unref(bus); }
   void operator()(sd_bus_message* message) const { sd_bus_message_unref(message); }

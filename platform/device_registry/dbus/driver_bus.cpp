@@ -175,9 +175,7 @@ int DriverBus::addMatches() {
   const std::string fromDriver = std::string("type='signal',sender='") + kDriverName + "',";
   const std::string manager =
       fromDriver + "interface='" + kObjectManagerInterface + "',path='" + kDriverPath + "',member=";
-  const std::string ownerChange = std::string("type='signal',sender='") + kBusName +
-                                  "',interface='" + kBusName + "',path='" + kBusPath +
-                                  "',member='NameOwnerChanged',arg0='" + kDriverName + "'";
+  const std::string ownerChange = session_bus::ownerChangeMatch(kDriverName);
   const std::string message = fromDriver + "interface='" + kServiceInterface +
                               "',path_namespace='" + kDriverPath + "',member='" + kMessageSignal +
                               "'";
