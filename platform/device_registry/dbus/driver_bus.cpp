@@ -399,7 +399,7 @@ void DriverBus::allowRepair(const std::string& path) {
 std::shared_ptr<DriverService> DriverBus::endSilence(const std::string& path) {
   silences_.erase(path);
   calls_.endPause();
-  const std::shared_ptr<DriverService> service = services_.at(path);
+  std::shared_ptr<DriverService> service = services_.at(path);
   service->endPauses();
   return service;
 }
