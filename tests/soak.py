@@ -168,6 +168,9 @@ class Soak:
         wanted = self.random.randrange(LINE[2])
         self.window.pick(LINE[0], wanted)
         setter.wait()
+        # As quick as hands are. Qt passes the keys on through the accessibility bus, which may take 0.1 s; one
+        # that comes after the next list has opened closes it.
+        time.sleep(0.2)
         return int(self.stored_choice() != wanted)
 
     def run(self):
