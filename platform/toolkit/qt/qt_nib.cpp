@@ -49,34 +49,37 @@ class TickDelegate final : public QStyledItemDelegate {
  public:
   explicit TickDelegate(QComboBox* menu) : QStyledItemDelegate(menu), menu_(menu) {}
 
+  void paint(QPainter* painter, const QStyleOptionViewItem& option,
+             const QModelIndex& index) const override {
+    QStyledItemDelegate::paint(painter, option, index);
+    if (index.row() != menu_->currentIndex()) return;
+    QStyleOptionViewItem item = option;
+    initStyleOption(&item, index);
+    const QRect place = menu_->view()->style()->subElementRect(QStyle::SE_ItemViewItemDecoration,
+                                                               &item, menu_->view());
+    const bool selected = item.state.testFlag(QStyle::State_Selected);
+    const int side = item.decorationSize.width();
+    painter->save();
+    painter->setRenderHint(QPainter::Antialiasing);
+    painter->setPen(QPen(
+        menu_->palette().color(selected ? QPalette::HighlightedText : QPalette::Text), side / 7.0));
+    painter->translate(place.topLeft());
+    const QPointF corners[] = {
+        {side * 0.15, side * 0.55}, {side * 0.4, side * 0.8}, {side * 0.85, side * 0.2}};
+    painter->drawPolyline(corners, 3);
+    painter->restore();
+  }
+
  protected:
+  // Leaves room for the tick before each text.
   void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
     QStyledItemDelegate::initStyleOption(option, index);
     const int side = option->fontMetrics.height() * 3 / 4;
     option->features |= QStyleOptionViewItem::HasDecoration;
     option->decorationSize = QSize(side, side);
-    const bool selected = option->state.testFlag(QStyle::State_Selected);
-    option->icon = tick(side, index.row() == menu_->currentIndex(),
-                        selected ? QPalette::HighlightedText : QPalette::Text);
   }
 
  private:
-  // A square pixmap; empty at the other items, whose texts stand in line with the current one's.
-  QPixmap tick(int side, bool drawn, QPalette::ColorRole colour) const {
-    const qreal ratio = menu_->devicePixelRatioF();
-    QPixmap pixmap(QSize(side, side) * ratio);
-    pixmap.setDevicePixelRatio(ratio);
-    pixmap.fill(Qt::transparent);
-    if (!drawn) return pixmap;
-    QPainter painter(&pixmap);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(menu_->palette().color(colour), side / 7.0));
-    const QPointF corners[] = {
-        {side * 0.15, side * 0.55}, {side * 0.4, side * 0.8}, {side * 0.85, side * 0.2}};
-    painter.drawPolyline(corners, 3);
-    return pixmap;
-  }
-
   QComboBox* menu_;
 };
 
