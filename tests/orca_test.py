@@ -100,8 +100,8 @@ class WithAnInterface(unittest.TestCase):
     def open_panel(self):
         from panel_window import PanelWindow  # finds the session's bus in the environment
 
+        self.window = PanelWindow()  # starts the accessibility bus, which the panel looks for once
         self.session.start_panel()
-        self.window = PanelWindow()
         self.window.wait_for(
             lambda: self.window.fields().get("Device") == "VX-310", "the connected interface"
         )
