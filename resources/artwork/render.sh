@@ -4,7 +4,6 @@
 set -eu
 cd "$(dirname "$0")"
 resources=..
-window=../../platform/toolkit/qt
 
 # draw SOURCE TARGET WIDTH HEIGHT
 draw() {
@@ -21,7 +20,6 @@ draw_for_screens() {
 
 draw_for_screens VX-310 "$resources" 296 132
 draw_for_screens StripTexture "$resources" 64 64
-draw_for_screens menu-arrow "$window" 10 14
 draw vx310-panel.svg "$resources/vx310-panel.png" 256 256
 
 for scale in 1 2 3; do

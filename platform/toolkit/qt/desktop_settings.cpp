@@ -5,11 +5,11 @@
 #include <QFont>
 #include <QFontInfo>
 #include <QFontMetricsF>
-#include <QRegularExpression>
 #include <QString>
 #include <algorithm>
 #include <cmath>
-#include <utility>
+
+#include "platform/toolkit/qt/panel_style.h"
 
 namespace qt_toolkit {
 
@@ -33,25 +33,6 @@ double pointFor(const QFont& font) {
   return std::max({1.0, height, width});
 }
 
-// The style sheet in pixels and in font sizes, which may not be relative in Qt.
-QString scaledSheet(const QString& sheet, double point) {
-  static const QRegularExpression length(QStringLiteral("\\b(\\d+(?:\\.\\d+)?)(px|em)\\b"));
-  const double em = QFontInfo(QApplication::font()).pointSizeF();
-  QString result;
-  qsizetype copied = 0;
-  auto matches = length.globalMatch(sheet);
-  while (matches.hasNext()) {
-    const auto match = matches.next();
-    const double value = match.captured(1).toDouble();
-    result += sheet.mid(copied, match.capturedStart() - copied);
-    result += match.captured(2) == QLatin1String("em")
-                  ? QStringLiteral("%1pt").arg(value * em)
-                  : QStringLiteral("%1px").arg(std::lround(value * point));
-    copied = match.capturedEnd();
-  }
-  return result + sheet.mid(copied);
-}
-
 // Scales the edges, so that neighbours stay neighbours.
 void scaleGeometry(QWidget& widget, double point) {
   if (widget.minimumWidth() > 0 || widget.minimumHeight() > 0)
@@ -72,12 +53,8 @@ void scaleGeometry(QWidget& widget, double point) {
 void applyDesktopSettings(QWidget& window) {
   const double point = pointFor(QApplication::font());
   window.setProperty(kPixelsPerPoint, point);
-  QString sheet = window.styleSheet();
-  if (isHighContrast(QApplication::palette())) {
-    window.setPalette(QApplication::palette());
-    sheet += window.property("highContrastColours").toString();
-  }
-  window.setStyleSheet(scaledSheet(sheet, point));
+  QApplication::setStyle(new PanelStyle(point));  // which the application owns
+  setWindowColours(window);
   if (point == 1) return;
   const QSize smallest = window.minimumSize();  // for small screens
   for (QWidget* widget : window.findChildren<QWidget*>()) {

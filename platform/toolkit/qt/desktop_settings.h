@@ -7,10 +7,9 @@
 
 namespace qt_toolkit {
 
-// Scales the window to the system's font and gives it the colours of a desktop of high contrast.
-// The window file's places, sizes and "px" lengths are points: one pixel each with a font of 9
-// points, more with a larger or wider one. Its "em" lengths are multiples of the font's size. Call
-// it once, before the window is shown.
+// Scales the window to the system's font, and sets the application's style (panel_style.h) and the
+// window's colours. The window file's places and sizes are points: one pixel each with a font of 9
+// points, more with a larger or wider one. Call it once, before the window is shown.
 void applyDesktopSettings(QWidget& window);
 
 // The size of a point in the widget's window.

@@ -137,8 +137,7 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   for (const QString& message : std::exchange(displayMessages, {})) {
     platform::printError("%s\n", qPrintable(message));
   }
-  QApplication::setStyle(QStringLiteral("fusion"));  // which the window's style sheet builds on
-  QApplication::setQuitOnLastWindowClosed(false);    // the delegate is asked
+  QApplication::setQuitOnLastWindowClosed(false);  // the delegate is asked
   terminating = false;
   QGuiApplication::setDesktopFileName(kDesktopName);
   const qt_toolkit::QuitSignals quitSignals(NSAppTerminate);

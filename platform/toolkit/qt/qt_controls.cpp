@@ -60,7 +60,6 @@ QString showSupport(QLabel& label, const QString& text) {
   if (reason.isEmpty()) return {};
   const bool unsupported = text.contains(QLatin1String("(unsupported)"));
   label.setProperty("warning", unsupported);
-  label.style()->unpolish(&label);  // the style sheet looks at the property only when it polishes
   label.style()->polish(&label);
   return unsupported ? reason : QString();
 }

@@ -24,10 +24,6 @@
 #include "platform/toolkit/qt/guarded.h"
 #include "ui_panel_window.h"
 
-// Registers the pictures of the window's style sheet: the linker drops a static library's resources
-// unless they are initialised. The macro must be outside of any namespace.
-static void loadPictures() { Q_INIT_RESOURCE(panel_window); }
-
 namespace qt_toolkit {
 
 namespace {
@@ -170,11 +166,14 @@ bool KeysInOrder::eventFilter(QObject* list, QEvent* event) {
 }
 
 QtNib::QtNib() {
-  loadPictures();
   Ui::PanelWindow ui;
   ui.setupUi(&window_);
   applyDesktopSettings(window_);
   QScrollArea* footer = letFooterScroll(ui);
+  for (QScrollArea* area : {ui.Scroller, footer}) {  // else they hide the window's ground
+    area->viewport()->setAutoFillBackground(false);
+    area->widget()->setAutoFillBackground(false);
+  }
   QObject::connect(ui.CopyKey, &QAction::triggered, &window_, [this] { copyValues(window_); });
   // Tab reaches the first menu from here. Otherwise Qt would choose among the controls that are
   // visible when the window opens, and these are the buttons.

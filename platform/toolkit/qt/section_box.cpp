@@ -26,7 +26,7 @@ bool SectionBox::eventFilter(QObject* child, QEvent* event) {
 bool SectionBox::hasShownControl() const {
   const auto widgets = findChildren<QWidget*>(Qt::FindDirectChildrenOnly);
   return std::any_of(widgets.begin(), widgets.end(), [](const QWidget* widget) {
-    return !widget->isHidden() && !widget->property("heading").toBool();
+    return !widget->isHidden() && widget->property("part") != QLatin1String("heading");
   });
 }
 

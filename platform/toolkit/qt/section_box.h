@@ -7,8 +7,8 @@
 namespace qt_toolkit {
 
 // Shown while at least one of its controls is shown, hidden otherwise: the program shows and hides
-// single controls, and the frame with its heading follows. Widgets with the dynamic property
-// "heading" do not count as controls.
+// single controls, and the frame with its heading follows. Widgets whose part
+// (panel_style.h) is "heading" do not count as controls.
 class SectionBox : public QGroupBox {
   Q_OBJECT
 
