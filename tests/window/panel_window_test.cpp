@@ -7,7 +7,10 @@
 #include <QAccessible>
 #include <QApplication>
 #include <QComboBox>
+#include <QImage>
 #include <QLabel>
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <set>
@@ -18,9 +21,12 @@
 
 #include "app/kv_panel_nib.h"
 #include "app/panel_tables.h"
+#include "io/status_texts.h"
 #include "io/testing/scripted_interface.h"
 #include "platform/device_registry/memory/memory_registry.h"
 #include "platform/toolkit/qt/qt_nib.h"
+#include "protocol/options.h"
+#include "protocol/records.h"
 
 namespace {
 
@@ -29,8 +35,8 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
 
 // Controls of the window file that the program never asks for.
-constexpr const char* kDecoration[] = {"Heading",       "Legend",    "InputHeading",
-                                       "OutputHeading", "EmptyHint", "StatusLine"};
+constexpr const char* kDecoration[] = {"Heading",   "Legend",    "InputHeading", "OutputHeading",
+                                       "StateHint", "EmptyHint", "StatusLine"};
 
 // Text fields that the window file connects and the program never touches.
 constexpr const char* kReserved[] = {"AKM00Field", "RxStatusField", "TxStatusField",
@@ -131,6 +137,35 @@ TEST_F(PanelWindow, EveryMenuHasTheItemsOfTheProgram) {
     for (int i = 0; i < menu->count(); ++i) shown.push_back(menu->itemText(i).toStdString());
     EXPECT_THAT(shown, ElementsAreArray(row.items)) << row.menu.name;
   }
+}
+
+TEST_F(PanelWindow, TheLampKnowsEachStateOfTheDigitalInputByTheTextOfTheProgram) {
+  auto* field = qobject_cast<QLabel*>(find("KvDigitalInputStatusField"));
+  const auto lampOf = [&](std::uint32_t lockState) {
+    VQ_DigitalStatus status{};
+    status.lockState = lockState;
+    status.rate = 48000;
+    NSTextField(static_cast<QWidget*>(field))
+        .setStringValue(digitalInputText(kClockAutomatic, status));
+    QImage lamp = field->grab(QRect(0, 0, 14, field->height())).toImage();
+    lamp.convertTo(QImage::Format_Mono, Qt::ThresholdDither);  // its shape, whatever its colour
+    return lamp;
+  };
+  std::vector<QImage> lamps;
+  for (const auto state : {kLockNone, kLockInvalid, kLockValid, kLockMuted}) {
+    const QImage lamp = lampOf(state);
+    EXPECT_EQ(std::ranges::count(lamps, lamp), 0) << state;
+    lamps.push_back(lamp);
+  }
+}
+
+TEST_F(PanelWindow, WarnsOfTheConnectionThatTheProgramCallsUnsupported) {
+  auto* field = qobject_cast<QLabel*>(find("KvConnectionTypeField"));
+  NSTextField shown(static_cast<QWidget*>(field));
+  shown.setStringValue(connectionText(false));
+  EXPECT_FALSE(field->toolTip().isEmpty());
+  shown.setStringValue(connectionText(true));
+  EXPECT_TRUE(field->toolTip().isEmpty());
 }
 
 TEST_F(PanelWindow, NeverShowsTheReservedFields) {

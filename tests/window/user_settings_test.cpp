@@ -125,8 +125,9 @@ class UserSettings : public testing::TestWithParam<std::tuple<const char*, Setti
       QApplication::setPalette(highContrast(Qt::white, Qt::black));
     nib_.emplace();
     for (QLabel* label : window().findChildren<QLabel*>()) {
-      // The hint and the status line stand where other controls do, and are shown in place of them.
-      if (label->size().isEmpty() || label->objectName() == "EmptyHint" ||
+      // The hints and the status line stand where other controls do, and are shown in place of
+      // them.
+      if (label->size().isEmpty() || label->objectName().endsWith("Hint") ||
           label->objectName() == "StatusLine") {
         continue;
       }

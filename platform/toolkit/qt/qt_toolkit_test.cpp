@@ -451,6 +451,73 @@ TEST_F(QtToolkit, AnUnsupportedConnectionIsAmberAndItsToolTipHasTheReason) {
   run();
 }
 
+TEST_F(QtToolkit, TheStateComesFirstInTheLargestTypeAndIsWiderThanHalfTheWindow) {
+  whenRunning = [] {
+    const auto isState = [](const QLabel* field) {
+      return field->parentWidget()->objectName() == "StateSection";
+    };
+    const auto fields = window()->findChildren<QLabel*>(QRegularExpression("^Kv.*Field$"));
+    for (const QLabel* state : fields) {
+      if (!isState(state)) continue;
+      for (const QLabel* other : fields) {
+        if (isState(other)) continue;
+        EXPECT_GT(state->font().pointSizeF(), other->font().pointSizeF());
+        EXPECT_LT(state->mapTo(window(), QPoint()).y(), other->mapTo(window(), QPoint()).y());
+      }
+    }
+    const auto right = [](const char* name) {
+      const auto* widget = find<QWidget>(name);
+      return widget->mapTo(window(), QPoint(widget->width(), 0)).x();
+    };
+    EXPECT_GT(right("KvDigitalInputStatusField") -
+                  find<QWidget>("KvSampleRateField")->mapTo(window(), QPoint()).x(),
+              window()->width() / 2);
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, WithoutAStateThePanelSaysThatItWaits) {
+  whenRunning = [] {
+    const auto* hint = find<QLabel>("StateHint");
+    EXPECT_TRUE(hint->isVisible());
+    find<QWidget>("KvSampleClockSourceField")->show();
+    EXPECT_TRUE(hint->isHidden());
+    find<QWidget>("KvSampleClockSourceField")->hide();
+    EXPECT_TRUE(hint->isVisible());
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, TheConnectionStandsInABadgeThatEndsWithItsText) {
+  whenRunning = [] {
+    auto* label = find<QLabel>("KvConnectionTypeField");
+    label->show();
+    // Left and right end of what the line in the middle of the label shows.
+    const auto ends = [label](const char* text) {
+      NSTextField(static_cast<QWidget*>(label)).setStringValue(text);
+      const QImage line = label->grab(QRect(0, label->height() / 2, label->width(), 1)).toImage();
+      const QRgb ground = line.pixel(line.width() - 1, 0);
+      int left = 0;
+      while (left < line.width() && line.pixel(left, 0) == ground) ++left;
+      int right = line.width() - 1;
+      while (right > left && line.pixel(right, 0) == ground) --right;
+      return std::pair(left, right);
+    };
+    EXPECT_EQ(ends("").first, label->width()) << "a badge without a text";
+    const int text = label->fontMetrics().horizontalAdvance("USB 2.0");
+    const auto [left, right] = ends("USB 2.0");
+    EXPECT_LE(left, 1);
+    EXPECT_GT(right, text + 8);
+    EXPECT_LT(right, text + 24);
+    EXPECT_GT(ends("USB 1.1 (unsupported) ").second, right + 40);
+    EXPECT_LT(ends("USB 1.1 (unsupported) ").second, label->width() - 1);
+    NSAppTerminate();
+  };
+  run();
+}
+
 // The contrast ratio of two colours by the Web Content Accessibility Guidelines.
 double contrast(const QColor& one, const QColor& other) {
   const auto luminance = [](const QColor& colour) {
