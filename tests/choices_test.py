@@ -39,15 +39,15 @@ class Menu:
 
 CLOCK = Menu("Sample clock", "clock-source", "ClockSource")
 FORMAT = Menu("Output format", "digital-output-format", "DigOutFormat")
-LINE = Menu("Line", "line-output", "Out12")
+LINE = Menu("Line outputs", "line-output", "Out12")
 # The menus that a panel with an interface shows: all but the USB 1.1 input selection and the audio
 # performance, which this interface does not use.
 MENUS = (
-    Menu("Channels 1/2", "input-1-2", "In12"),
-    Menu("Channels 3/4", "input-3-4", "In34"),
-    Menu("Channels 5/6", "input-5-6", "In56"),
+    Menu("Inputs 1/2", "input-1-2", "In12"),
+    Menu("Inputs 3/4", "input-3-4", "In34"),
+    Menu("Inputs 5/6", "input-5-6", "In56"),
     LINE,
-    Menu("Digital", "digital-output", "Out34"),
+    Menu("Digital output", "digital-output", "Out34"),
     CLOCK,
     FORMAT,
 )

@@ -28,11 +28,11 @@ except ImportError:
 BUILD = None
 
 MENUS = {
-    "Channels 1/2": "Source of input channels 1 and 2",
-    "Channels 3/4": "Source of input channels 3 and 4",
-    "Channels 5/6": "Source of input channels 5 and 6",
-    "Line": "Source of the line outputs",
-    "Digital": "Source of the digital output",
+    "Inputs 1/2": "Source of input channels 1 and 2",
+    "Inputs 3/4": "Source of input channels 3 and 4",
+    "Inputs 5/6": "Source of input channels 5 and 6",
+    "Line outputs": "Source of the line outputs",
+    "Digital output": "Source of the digital output",
     "Sample clock": "Sample clock source",
     "Output format": "Digital output format",
 }
@@ -132,7 +132,7 @@ class ScreenReader(WithAnInterface):
 
     def test_each_menu_is_told_with_its_section_label_purpose_and_value(self):
         values = {label: self.window.fields()[label] for label in MENUS}
-        sections = {"Channels 1/2": "Inputs", "Line": "Outputs", "Sample clock": "Settings"}
+        sections = {"Inputs 1/2": "Inputs", "Line outputs": "Outputs", "Sample clock": "Settings"}
         for label, purpose in MENUS.items():
             self.type("Tab")
             section = [f"{sections[label]} panel"] if label in sections else []
@@ -166,7 +166,7 @@ class ScreenReader(WithAnInterface):
         self.type("Return")
 
     def test_a_pick_is_told(self):
-        self.pick_second("Channels 1/2", "Analog 3/4")
+        self.pick_second("Inputs 1/2", "Analog 3/4")
         self.orca.expect("Source of input channels 1 and 2: Analog 3/4")
 
     def test_a_pick_that_the_interface_refuses_is_told(self):

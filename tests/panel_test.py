@@ -27,11 +27,11 @@ DIGITAL_INPUT = "Digital input"
 
 # The labels of the menus that a USB 2.0 interface has, with the names of their values in vx310ctl.
 MENUS = {
-    "Channels 1/2": "inputs_1_2",
-    "Channels 3/4": "inputs_3_4",
-    "Channels 5/6": "inputs_5_6",
-    "Line": "line_outputs",
-    "Digital": "digital_output",
+    "Inputs 1/2": "inputs_1_2",
+    "Inputs 3/4": "inputs_3_4",
+    "Inputs 5/6": "inputs_5_6",
+    "Line outputs": "line_outputs",
+    "Digital output": "digital_output",
     "Sample clock": "clock_choice",
     "Output format": "digital_output_format",
 }
@@ -98,6 +98,11 @@ class WithAnInterface(PanelTest):
         items = {label: shown[name] for label, name in MENUS.items()}
         items["Sample clock"] = items["Sample clock"].capitalize()
         self.expect(items, "the settings that vx310ctl shows")
+
+    def test_the_routing_menus_have_the_names_that_vx310ctl_prints(self):
+        shown = self.session.ctl("show")
+        for label in list(MENUS)[:5]:
+            self.assertIn(f"\n{label}: ", shown)
 
     def test_one_running_panel_follows_the_interface_through_everything(self):
         session = self.session
@@ -210,7 +215,7 @@ class KeysForAListThatVanishes(PanelTest):
         self.session.start_driver()
         self.session.start_panel()
         self.expect(FILLED, "the connected interface")
-        menu = self.window.control_of("Channels 1/2")
+        menu = self.window.control_of("Inputs 1/2")
         x, y = self.window.middle(menu)
         self.session.run("xdotool", "mousemove", x, y, "click", 1)
         self.window.wait_for(lambda: self.window.is_open(menu), "the list, open")
@@ -366,7 +371,7 @@ class StatusLine(PanelTest):
         self.start_all()
         driver = self.session.processes["driver"]
         driver.send_signal(signal.SIGSTOP)
-        self.window.pick("Line", 2)
+        self.window.pick("Line outputs", 2)
         self.expect_line(UNCONFIRMED)
         driver.send_signal(signal.SIGCONT)
         self.expect_line(None)

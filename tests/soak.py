@@ -23,7 +23,7 @@ from freeze_meter import FreezeMeter
 from panel_session import Session, read_line
 
 TITLE = "VX-310 Control Panel"
-LINE = ("Line", "Out12", 5)  # label, key of the choice, items
+LINE = ("Line outputs", "Out12", 5)  # label, key of the choice, items
 FAKE = pathlib.Path(__file__).with_name("fake_driver.py")
 
 # Seconds. An arrival has two deliberate pauses, 0.1 and 0.4 s; a picture more is drawn. Waits for the driver

@@ -35,8 +35,8 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAreArray;
 
 // Controls of the window file that the program never asks for.
-constexpr const char* kDecoration[] = {"Heading",   "Legend",    "InputHeading", "OutputHeading",
-                                       "StateHint", "EmptyHint", "StatusLine"};
+constexpr const char* kDecoration[] = {"Heading",   "Version",   "InputHeading", "OutputHeading",
+                                       "StateHint", "EmptyHint", "VirtualHint",  "StatusLine"};
 
 // Text fields that the window file connects and the program never touches.
 constexpr const char* kReserved[] = {"AKM00Field", "RxStatusField", "TxStatusField",

@@ -11,6 +11,7 @@
 #include "platform/toolkit/qt/announcer.h"
 #include "platform/toolkit/qt/desktop_settings.h"
 #include "platform/toolkit/qt/picture.h"
+#include "platform/toolkit/qt/values.h"
 #include "platform/toolkit/toolkit.h"
 
 namespace {
@@ -46,11 +47,6 @@ QString fitting(const QLabel& label, const QString& text) {
 // Qt guesses whether a tool tip is markup. Markup wraps long lines, so make it markup.
 QString asMarkup(const QString& text) {
   return QStringLiteral("<p>%1</p>").arg(text.toHtmlEscaped());
-}
-
-// The text that the label was given, also if it shows only its beginning.
-QString wholeText(const QLabel& label) {
-  return label.accessibleName().isEmpty() ? label.text() : label.accessibleName();
 }
 
 // Colours a text of the kind "USB 1.1 (unsupported)" in a label that has a reason for it, and
@@ -138,7 +134,7 @@ void NSTextField::setStringValue(std::string_view text) {
   QLabel* label = labelOf(*this);
   if (!label) return;
   label->setTextFormat(Qt::PlainText);  // a device's texts are never markup
-  const QString former = wholeText(*label);
+  const QString former = qt_toolkit::wholeText(*label);
   const QString whole = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
   label->setText(fitting(*label, whole));
   const bool fits = label->text() == whole;

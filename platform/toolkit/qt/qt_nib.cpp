@@ -5,23 +5,26 @@
 #include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
-#include <QClipboard>
 #include <QComboBox>
 #include <QEvent>
-#include <QGuiApplication>
 #include <QKeyEvent>
+#include <QKeySequence>
 #include <QLabel>
+#include <QMenu>
 #include <QPainter>
+#include <QPalette>
 #include <QPixmap>
 #include <QScrollArea>
 #include <QScrollBar>
-#include <QStringList>
+#include <QShortcut>
 #include <QStyledItemDelegate>
+#include <functional>
 #include <utility>
 
 #include "platform/notices/notices.h"
 #include "platform/toolkit/qt/desktop_settings.h"
 #include "platform/toolkit/qt/guarded.h"
+#include "platform/toolkit/qt/values.h"
 #include "ui_panel_window.h"
 
 namespace qt_toolkit {
@@ -79,28 +82,20 @@ class TickDelegate final : public QStyledItemDelegate {
   QComboBox* menu_;
 };
 
-// Puts the text that is selected with the mouse on the clipboard, or else every value on display
-// with its title.
-void copyValues(const QWidget& window) {
-  QStringList lines;
-  for (const QLabel* title : window.findChildren<QLabel*>()) {
-    const QWidget* control = title->buddy();
-    if (!control || control->isHidden()) continue;
-    QString value;
-    if (const auto* menu = qobject_cast<const QComboBox*>(control)) {
-      value = menu->currentText();
-    } else if (const auto* field = qobject_cast<const QLabel*>(control)) {
-      if (field->hasSelectedText() && field->hasFocus()) {
-        QGuiApplication::clipboard()->setText(field->selectedText());
-        return;
-      }
-      value =
-          (field->accessibleName().isEmpty() ? field->text() : field->accessibleName()).trimmed();
-    }
-    if (value.isEmpty()) continue;
-    lines.push_back(QStringLiteral("%1: %2").arg(title->text().remove(QLatin1Char('&')), value));
-  }
-  if (!lines.isEmpty()) QGuiApplication::clipboard()->setText(lines.join(QLatin1Char('\n')));
+// The menu of the window and of everything in it.
+void showMenu(QWidget& window, QAction& copyValue, const QPoint& place) {
+  copyValue.setVisible(selectedValue(window));
+  auto* menu = new QMenu(&window);
+  menu->setAttribute(Qt::WA_DeleteOnClose);
+  QPalette colours = window.palette();  // without its tile
+  colours.setBrush(QPalette::Window, colours.base());
+  menu->setPalette(colours);
+  menu->addActions(window.actions());
+  menu->popup(window.mapToGlobal(place));
+}
+
+void addKey(QWidget& window, const QKeySequence& key, std::function<void()> action) {
+  QObject::connect(new QShortcut(key, &window), &QShortcut::activated, &window, std::move(action));
 }
 
 // Makes the footer move sideways with the content, in a window that is narrower than both.
@@ -174,7 +169,25 @@ QtNib::QtNib() {
     area->viewport()->setAutoFillBackground(false);
     area->widget()->setAutoFillBackground(false);
   }
-  QObject::connect(ui.CopyKey, &QAction::triggered, &window_, [this] { copyValues(window_); });
+  ui.Version->setText(QStringLiteral("Version %1").arg(VX310_VERSION));
+  // By default a value has a menu of its own, and a combo box keeps the event to itself.
+  for (QWidget* part : window_.findChildren<QWidget*>())
+    part->setContextMenuPolicy(Qt::NoContextMenu);
+  QObject::connect(&window_, &QWidget::customContextMenuRequested, &window_,
+                   [this, copyValue = ui.CopyValue](const QPoint& place) {
+                     showMenu(window_, *copyValue, place);
+                   });
+  const auto copySelected = [this] {
+    const QLabel* value = selectedValue(window_);
+    if (value) copyValue(*value);
+    return value;
+  };
+  QObject::connect(ui.CopyValue, &QAction::triggered, &window_, copySelected);
+  QObject::connect(ui.CopyDetails, &QAction::triggered, &window_, [this] { copyDetails(window_); });
+  addKey(window_, QKeySequence::Copy, [this, copySelected] {
+    if (!copySelected()) copyDetails(window_);
+  });
+  addKey(window_, Qt::CTRL | Qt::Key_Q, [button = ui.CloseButton] { button->click(); });
   // Tab reaches the first menu from here. Otherwise Qt would choose among the controls that are
   // visible when the window opens, and these are the buttons.
   window_.setFocus();

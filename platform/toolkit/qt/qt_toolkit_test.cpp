@@ -10,9 +10,12 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QComboBox>
+#include <QContextMenuEvent>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QMenu>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QScreen>
 #include <QTest>
 #include <QWheelEvent>
@@ -630,28 +633,137 @@ TEST_F(QtToolkit, TheWindowHasTheFocusFirstAndTabGoesToTheFirstMenu) {
   run();
 }
 
-TEST_F(QtToolkit, CopyTakesTheSelectedTextOrElseEveryValueOnDisplay) {
+QLabel* show(const char* name, const char* text) {
+  auto* field = find<QLabel>(name);
+  field->show();
+  NSTextField(static_cast<QWidget*>(field)).setStringValue(text);
+  return field;
+}
+
+// What the panel copies of a window that shows these values.
+std::string fillWindow() {
+  show("KvSampleRateField", "48 kHz");
+  show("KvConnectionTypeField", "USB 1.1 (unsupported) ");
+  show("KvDriverVersionField", "2.05");
+  for (const char* name : {"KvSampleClockSourceMenu", "KvIoROutLineMenu"}) {
+    auto* menu = find<QComboBox>(name);
+    menu->show();
+    menu->setCurrentIndex(0);
+  }
+  return "VX-310 Control Panel " + find<QLabel>("Version")->text().mid(8).toStdString() +
+         "\nSample rate: 48 kHz\nConnection type: USB 1.1 (unsupported)\nDriver version: 2.05"
+         "\nLine outputs: Playback 1/2\nSample clock: Automatic";
+}
+
+std::string clipboard() { return QGuiApplication::clipboard()->text().toStdString(); }
+
+TEST_F(QtToolkit, CopyTakesTheSelectedTextOrElseTheVersionAndEveryValueOnDisplay) {
   whenRunning = [] {
     window()->activateWindow();
-    const auto show = [](const char* name, const char* text) {
-      auto* field = find<QLabel>(name);
-      field->show();
-      NSTextField(static_cast<QWidget*>(field)).setStringValue(text);
-      return field;
-    };
-    QLabel* rate = show("KvSampleRateField", "48 kHz");
-    show("KvConnectionTypeField", "USB 1.1 (unsupported) ");
-    auto* clock = find<QComboBox>("KvSampleClockSourceMenu");
-    clock->show();
-    clock->setCurrentIndex(0);
+    const std::string details = fillWindow();
     QTest::keyClick(window()->windowHandle(), Qt::Key_C, Qt::ControlModifier);
-    EXPECT_EQ(
-        QGuiApplication::clipboard()->text().toStdString(),
-        "Sample rate: 48 kHz\nConnection type: USB 1.1 (unsupported)\nSample clock: Automatic");
+    EXPECT_EQ(clipboard(), details);
+    auto* rate = find<QLabel>("KvSampleRateField");
     rate->setFocus();
     rate->setSelection(0, 2);
     QTest::keyClick(window()->windowHandle(), Qt::Key_C, Qt::ControlModifier);
-    EXPECT_EQ(QGuiApplication::clipboard()->text(), "48");
+    EXPECT_EQ(clipboard(), "48");
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, ACopyEndsWithTheStatusLine) {
+  whenRunning = [] {
+    window()->activateWindow();
+    const std::string details = fillWindow();
+    setNotice(Notice::kDriverAbsent, true);
+    QCoreApplication::processEvents();
+    QTest::keyClick(window()->windowHandle(), Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(clipboard(), details + "\nThe driver service is not running");
+    setNotice(Notice::kDriverAbsent, false);
+    NSAppTerminate();
+  };
+  run();
+}
+
+// Opens the menu of a part of the window and returns the texts of its items.
+std::vector<std::string> itemsOfMenuAt(QWidget* part, QMenu** menu) {
+  QContextMenuEvent event(QContextMenuEvent::Keyboard, QPoint(1, 1),
+                          part->mapToGlobal(QPoint(1, 1)));
+  QApplication::sendEvent(part, &event);
+  *menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
+  std::vector<std::string> items;
+  if (!*menu) return items;
+  for (const QAction* action : (*menu)->actions()) {
+    if (action->isVisible()) items.push_back(action->text().remove('&').toStdString());
+  }
+  return items;
+}
+
+TEST_F(QtToolkit, TheMenuOfEveryPartOfTheWindowCopiesTheDetails) {
+  whenRunning = [] {
+    window()->activateWindow();
+    const std::string details = fillWindow();
+    auto* rate = find<QLabel>("KvSampleRateField");
+    for (QWidget* part : {static_cast<QWidget*>(rate), find<QWidget>("KvIoROutLineMenu"),
+                          find<QWidget>("KvDeviceBitmap"), window()}) {
+      QMenu* menu = nullptr;
+      EXPECT_THAT(itemsOfMenuAt(part, &menu), ElementsAre("Copy details\tCtrl+C", "Help", "Close"))
+          << part->objectName().toStdString();
+      if (!menu) continue;
+      QGuiApplication::clipboard()->clear();
+      menu->actions().at(1)->trigger();
+      EXPECT_EQ(clipboard(), details);
+      menu->close();
+    }
+    rate->setFocus();
+    rate->setSelection(3, 3);
+    QMenu* menu = nullptr;
+    EXPECT_THAT(itemsOfMenuAt(rate, &menu),
+                ElementsAre("Copy value\tCtrl+C", "Copy details\tCtrl+C", "Help", "Close"));
+    if (menu) {
+      menu->actions().at(1)->trigger();
+      EXPECT_EQ(clipboard(), details);
+      menu->actions().at(0)->trigger();
+      EXPECT_EQ(clipboard(), "kHz");
+      menu->close();
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, EveryMenuHasASentenceThatSaysWhatItDoesAsItsToolTip) {
+  whenRunning = [] {
+    for (const QComboBox* menu : window()->findChildren<QComboBox*>()) {
+      EXPECT_TRUE(menu->toolTip().endsWith('.')) << menu->objectName().toStdString();
+    }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, TheWindowShowsThePanelsVersion) {
+  whenRunning = [] {
+    const auto* version = find<QLabel>("Version");
+    EXPECT_TRUE(version->isVisible());
+    EXPECT_TRUE(
+        QRegularExpression("^Version \\d+\\.\\d+\\.\\d+$").match(version->text()).hasMatch())
+        << version->text().toStdString();
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, TheEmptyPanelSaysHowToConnectTheVirtualInterface) {
+  whenRunning = [] {
+    const auto* hint = find<QLabel>("VirtualHint");
+    EXPECT_TRUE(hint->isVisible());
+    EXPECT_TRUE(hint->text().contains("vx310ctl sim plug"));
+    EXPECT_LE(hint->sizeHint().width(), hint->width());
+    find<QWidget>("KvIoROutLineMenu")->show();
+    EXPECT_FALSE(hint->isVisible());
     NSAppTerminate();
   };
   run();
