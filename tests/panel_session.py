@@ -64,6 +64,7 @@ class Session:
             XDG_RUNTIME_DIR=str(runtime),
             XDG_CONFIG_HOME=str(self.folder / "config"),
             XDG_CACHE_HOME=str(self.folder / "cache"),
+            XDG_STATE_HOME=str(self.folder / "state"),
             DBUS_SESSION_BUS_ADDRESS=f"unix:path={runtime}/bus",
             QT_QPA_PLATFORM="xcb",
             QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",

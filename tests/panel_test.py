@@ -308,6 +308,70 @@ class ASecondStart(PanelTest):
         self.expect(FILLED, "the interface")
 
 
+class WindowPlace(PanelTest):
+    """Where the window opens."""
+
+    TITLE = "^VX-310 Control Panel$"
+
+    FRAME = 40  # wider than a window manager's frame
+
+    def open_panel(self):
+        self.session.start_panel()
+        self.expect(EMPTY, "no device")
+
+    def place(self):
+        """The centre of the close button on the screen."""
+        return self.window.middle(self.window.button("Close"))
+
+    def expect_place(self, place, what):
+        self.window.wait_for(lambda: self.place() == place, f"the window at {place}: {what}")
+
+    def move_to(self, x, y):
+        self.session.run("xdotool", "search", "--name", self.TITLE, "windowmove", x, y)
+        target = (x + 570, y + 530)
+        self.window.wait_for(
+            lambda: all(0 <= at - to < self.FRAME for at, to in zip(self.place(), target)), "the moved window"
+        )
+
+    def end_with_manager(self):
+        self.session.run("xdotool", "key", "alt+F4")
+        self.assertEqual(0, self.session.wait_for_end("panel"))
+
+    def end_with_button(self):
+        self.window.press("Close")
+        self.assertEqual(0, self.session.wait_for_end("panel"))
+
+    def end_with_signal(self):
+        self.assertEqual(0, self.session.end("panel"))
+
+    def test_under_a_window_manager_it_is_where_the_window_was_closed(self):
+        self.session.start("openbox", "openbox", "--sm-disable")
+        self.open_panel()
+        for end, x, y in ((self.end_with_manager, 30, 40), (self.end_with_button, 500, 300), (self.end_with_signal, 90, 200)):
+            self.move_to(x, y)
+            left = self.place()
+            end()
+            self.open_panel()
+            self.expect_place(left, end.__name__)
+
+    def test_a_place_outside_of_every_screen_or_a_damaged_file_counts_as_none(self):
+        self.open_panel()
+        usual = self.place()
+        file = self.session.folder / "state/vantrel/panel-window"
+        self.end_with_signal()
+        for content in (b"5000 200", b"20 -900", b"", b"x", b"20", b"20 20 20", b"99999999999 1", bytes(range(256)) * 99):
+            file.write_bytes(content)
+            self.open_panel()
+            self.expect_place(usual, content[:20])
+            self.end_with_signal()
+
+    def test_a_folder_that_cannot_be_written_is_harmless(self):
+        (self.session.folder / "state").write_text("no folder")
+        self.open_panel()
+        self.end_with_signal()
+        self.assertEqual("", self.session.log("panel"))
+
+
 class WithoutADriverService(PanelTest):
     def test_the_panel_starts_empty_and_fills_in_when_the_service_starts(self):
         self.session.start_panel()

@@ -24,6 +24,7 @@
 #include "platform/toolkit/qt/picture.h"
 #include "platform/toolkit/qt/qt_nib.h"
 #include "platform/toolkit/qt/quit_signals.h"
+#include "platform/toolkit/qt/window_place.h"
 #include "platform/toolkit/toolkit.h"
 
 namespace {
@@ -146,6 +147,7 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   WindowWatch watch(nib.window());
   auto owner = loader(nib);
   fitScreen(nib.window());
+  qt_toolkit::restorePlace(nib.window());
   nib.window().show();
   watch.waitForPaint();
   setIcon();
@@ -153,6 +155,7 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   nib.window().repaint();
   if (receiver) receiver->applicationDidFinishLaunching();
   const int status = terminating ? 0 : QApplication::exec();
+  qt_toolkit::savePlace(nib.window());
   if (receiver) receiver->applicationWillTerminate();
   owner.reset();
   receiver = nullptr;
