@@ -65,6 +65,7 @@ struct SurfaceLook {
   QRgb edgeColour;
 };
 
+constexpr QRgb kNoFill = 0;
 constexpr double kSurfaceRadius = 8;  // of those with an edge around them
 constexpr SurfaceLook kSurfaces[] = {
     {"header", 0xff181c21, Edge::kBottom, 2, kBrand},
@@ -73,6 +74,7 @@ constexpr SurfaceLook kSurfaces[] = {
     {"card", 0xa5101317, Edge::kAround, 1, 0xff343b43},
     {"divider", 0xff2b3138, Edge::kNone, 0, 0},
     {"hint", 0x5a101317, Edge::kDashed, 1, 0xff717c87},
+    {"ring", kNoFill, Edge::kAround, 2, kBrand},
 };
 
 constexpr double kMenuTextLeft = 9;  // points
@@ -257,7 +259,10 @@ void PanelStyle::paintSurface(const QStyleOption& option, QPainter& painter,
   const SurfaceLook* look = find(kSurfaces, partOf(widget));
   if (!look) return;
   const bool filled = look->edge == Edge::kNone;
-  const QColor fill = colour(option, look->fill, filled ? QPalette::WindowText : QPalette::Window);
+  const QColor fill =
+      look->fill == kNoFill
+          ? QColor(Qt::transparent)
+          : colour(option, look->fill, filled ? QPalette::WindowText : QPalette::Window);
   const QColor edge = colour(option, look->edgeColour, QPalette::WindowText);
   const int width = pixels(look->edgeWidth);
   const QRect rest = option.rect;

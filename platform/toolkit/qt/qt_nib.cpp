@@ -98,6 +98,17 @@ void addKey(QWidget& window, const QKeySequence& key, std::function<void()> acti
   QObject::connect(new QShortcut(key, &window), &QShortcut::activated, &window, std::move(action));
 }
 
+// Shows the ring around `focused` if that is a value; menus and buttons draw the focus themselves.
+void surroundValue(QWidget& ring, const QWidget* focused) {
+  constexpr int kSide = 4;  // points between ring and text
+  const auto* value = qobject_cast<const QLabel*>(focused);
+  ring.setVisible(value);
+  if (!value) return;
+  const int side = static_cast<int>(kSide * pixelsPerPoint(ring));
+  ring.setGeometry(
+      QRect(value->mapTo(ring.parentWidget(), QPoint()), value->size()).adjusted(-side, 0, 0, 0));
+}
+
 // Makes the footer move sideways with the content, in a window that is narrower than both.
 QScrollArea* letFooterScroll(const Ui::PanelWindow& ui) {
   auto* area = new QScrollArea;
@@ -113,6 +124,31 @@ QScrollArea* letFooterScroll(const Ui::PanelWindow& ui) {
   QObject::connect(bar, &QScrollBar::valueChanged, follower, &QScrollBar::setValue);
   QObject::connect(follower, &QScrollBar::valueChanged, bar, &QScrollBar::setValue);
   return area;
+}
+
+// The window's menu, and the keys that do what no control does.
+void addMenuAndKeys(QWidget& window, const Ui::PanelWindow& ui) {
+  // By default a value has a menu of its own, and a combo box keeps the event to itself.
+  for (QWidget* part : window.findChildren<QWidget*>())
+    part->setContextMenuPolicy(Qt::NoContextMenu);
+  QObject::connect(&window, &QWidget::customContextMenuRequested, &window,
+                   [&window, copyValue = ui.CopyValue](const QPoint& place) {
+                     showMenu(window, *copyValue, place);
+                   });
+  const auto copySelected = [&window] {
+    const QLabel* value = selectedValue(window);
+    if (value) copyValue(*value);
+    return value;
+  };
+  QObject::connect(ui.CopyValue, &QAction::triggered, &window, copySelected);
+  QObject::connect(ui.CopyDetails, &QAction::triggered, &window,
+                   [&window] { copyDetails(window); });
+  addKey(window, QKeySequence::Copy, [&window, copySelected] {
+    if (!copySelected()) copyDetails(window);
+  });
+  addKey(window, Qt::Key_F6, [&window] { stepToValue(window, false); });
+  addKey(window, Qt::SHIFT | Qt::Key_F6, [&window] { stepToValue(window, true); });
+  addKey(window, Qt::CTRL | Qt::Key_Q, [button = ui.CloseButton] { button->click(); });
 }
 
 // A control stores the address as a void*, so it must be that of the QWidget whatever the class.
@@ -170,24 +206,10 @@ QtNib::QtNib() {
     area->widget()->setAutoFillBackground(false);
   }
   ui.Version->setText(QStringLiteral("Version %1").arg(VX310_VERSION));
-  // By default a value has a menu of its own, and a combo box keeps the event to itself.
-  for (QWidget* part : window_.findChildren<QWidget*>())
-    part->setContextMenuPolicy(Qt::NoContextMenu);
-  QObject::connect(&window_, &QWidget::customContextMenuRequested, &window_,
-                   [this, copyValue = ui.CopyValue](const QPoint& place) {
-                     showMenu(window_, *copyValue, place);
-                   });
-  const auto copySelected = [this] {
-    const QLabel* value = selectedValue(window_);
-    if (value) copyValue(*value);
-    return value;
-  };
-  QObject::connect(ui.CopyValue, &QAction::triggered, &window_, copySelected);
-  QObject::connect(ui.CopyDetails, &QAction::triggered, &window_, [this] { copyDetails(window_); });
-  addKey(window_, QKeySequence::Copy, [this, copySelected] {
-    if (!copySelected()) copyDetails(window_);
-  });
-  addKey(window_, Qt::CTRL | Qt::Key_Q, [button = ui.CloseButton] { button->click(); });
+  addMenuAndKeys(window_, ui);
+  ui.ValueRing->setAttribute(Qt::WA_TransparentForMouseEvents);
+  QObject::connect(qApp, &QApplication::focusChanged, ui.ValueRing,
+                   [ring = ui.ValueRing](QWidget*, QWidget* now) { surroundValue(*ring, now); });
   // Tab reaches the first menu from here. Otherwise Qt would choose among the controls that are
   // visible when the window opens, and these are the buttons.
   window_.setFocus();

@@ -673,6 +673,56 @@ TEST_F(QtToolkit, CopyTakesTheSelectedTextOrElseTheVersionAndEveryValueOnDisplay
   run();
 }
 
+TEST_F(QtToolkit, F6StepsThroughTheValuesAndCopyTakesTheOneItSelects) {
+  whenRunning = [] {
+    window()->activateWindow();
+    show("KvSampleRateField", "48 kHz");
+    show("KvDeviceField", "The interface in the upper half of the rack on the left");
+    show("KvConnectionTypeField", "USB 2.0");
+    show("KvDriverVersionField", "2.05");
+    find<QWidget>("KvIoRInCh1And2Menu")->show();
+    const auto copied = [](Qt::Key key, Qt::KeyboardModifier modifier) {
+      QTest::keyClick(window()->windowHandle(), key, modifier);
+      QTest::keyClick(window()->windowHandle(), Qt::Key_C, Qt::ControlModifier);
+      return clipboard();
+    };
+    for (const char* value : {"48 kHz", "The interface in the upper half of the rack on the left",
+                              "USB 2.0", "2.05", "48 kHz"}) {
+      EXPECT_EQ(copied(Qt::Key_F6, Qt::NoModifier), value);
+    }
+    EXPECT_EQ(copied(Qt::Key_F6, Qt::ShiftModifier), "2.05");
+    QTest::keyClick(window()->windowHandle(), Qt::Key_Tab);
+    EXPECT_EQ(QApplication::focusWidget(), find<QWidget>("KvIoRInCh1And2Menu"));
+    EXPECT_EQ(copied(Qt::Key_F6, Qt::ShiftModifier), "2.05") << "from a menu";
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, ARingMarksTheValueThatHasTheFocus) {
+  whenRunning = [] {
+    window()->activateWindow();
+    const QLabel* rate = show("KvSampleRateField", "48 kHz");
+    // The colours from left to right, up to the middle of the label's edge.
+    const auto colours = [rate] {
+      const QPoint left = rate->mapTo(window(), QPoint(-6, rate->height() / 2));
+      const QImage strip = window()->grab(QRect(left, QSize(6, 1))).toImage();
+      std::vector<QColor> across;
+      for (int x = 0; x < 6; ++x) across.push_back(strip.pixelColor(x, 0));
+      return across;
+    };
+    const std::vector<QColor> usual = colours();
+    EXPECT_EQ(usual, std::vector<QColor>(6, usual[0]));
+    QTest::keyClick(window()->windowHandle(), Qt::Key_F6);
+    EXPECT_GE(contrast(colours()[2], colours()[0]), 3);
+    EXPECT_EQ(colours()[2], colours()[3]);
+    NSControl(find<QWidget>("KvSampleRateField")).setHidden(true);
+    EXPECT_EQ(colours(), usual);
+    NSAppTerminate();
+  };
+  run();
+}
+
 TEST_F(QtToolkit, ACopyEndsWithTheStatusLine) {
   whenRunning = [] {
     window()->activateWindow();

@@ -6,6 +6,7 @@
 #include <QGuiApplication>
 #include <QLabel>
 #include <QStringList>
+#include <algorithm>
 
 #include "platform/toolkit/qt/status_line.h"
 
@@ -26,6 +27,17 @@ QList<QLabel*> valuesOf(const QWidget& window) {
 QLabel* selectedValue(const QWidget& window) {
   auto* value = qobject_cast<QLabel*>(window.focusWidget());
   return value && value->hasSelectedText() ? value : nullptr;
+}
+
+void stepToValue(const QWidget& window, bool backwards) {
+  QList<QLabel*> values = valuesOf(window);
+  values.removeIf([](const QLabel* value) { return value->isHidden(); });
+  if (values.isEmpty()) return;
+  if (backwards) std::ranges::reverse(values);
+  const qsizetype now = values.indexOf(window.focusWidget());  // -1: the focus is elsewhere
+  QLabel* next = values[(now + 1) % values.size()];
+  next->setFocus(Qt::ShortcutFocusReason);
+  next->setSelection(0, static_cast<int>(next->text().size()));
 }
 
 void copyValue(const QLabel& value) {

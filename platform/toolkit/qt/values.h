@@ -19,6 +19,9 @@ QList<QLabel*> valuesOf(const QWidget& window);
 // The value of which the user has selected a part; null for none.
 QLabel* selectedValue(const QWidget& window);
 
+// Moves the focus to the next value on display, or to the one before, and selects it whole.
+void stepToValue(const QWidget& window, bool backwards);
+
 // Puts the selected part of a value on the clipboard. Of a value that is cut and wholly selected,
 // the whole text.
 void copyValue(const QLabel& value);
