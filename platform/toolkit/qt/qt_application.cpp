@@ -7,6 +7,7 @@
 #include <QEventLoop>
 #include <QIcon>
 #include <QLoggingCategory>
+#include <QPixmap>
 #include <QScreen>
 #include <QStringList>
 #include <QTimer>
@@ -107,8 +108,11 @@ void endWithoutDisplay(QtMsgType type, const QMessageLogContext& context, const 
 
 // Call it when the window has been painted: decoding it takes longer than a paint.
 void setIcon() {
-  const NSImage icon = NSImage::imageNamed(kIconFile);
-  QGuiApplication::setWindowIcon(QIcon(qt_toolkit::pixmapOf(icon)));
+  constexpr int kSide = 64;  // in the pixels of the screen
+  QPixmap icon = qt_toolkit::pixmapOf(NSImage::imageNamed(kIconFile));
+  icon.setDevicePixelRatio(1);
+  QGuiApplication::setWindowIcon(
+      QIcon(icon.scaled(kSide, kSide, Qt::KeepAspectRatio, Qt::SmoothTransformation)));
 }
 
 // Makes the window no larger than the screen; its content scrolls then.

@@ -11,6 +11,7 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QContextMenuEvent>
+#include <QIcon>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QMenu>
@@ -814,6 +815,15 @@ TEST_F(QtToolkit, TheEmptyPanelSaysHowToConnectTheVirtualInterface) {
     EXPECT_LE(hint->sizeHint().width(), hint->width());
     find<QWidget>("KvIoROutLineMenu")->show();
     EXPECT_FALSE(hint->isVisible());
+    NSAppTerminate();
+  };
+  run();
+}
+
+// A window manager shows it in some tens of pixels.
+TEST_F(QtToolkit, TheWindowsIconIsNoLargerThanAWindowManagerNeeds) {
+  whenRunning = [] {
+    EXPECT_THAT(QGuiApplication::windowIcon().availableSizes(), ElementsAre(QSize(64, 64)));
     NSAppTerminate();
   };
   run();
