@@ -54,6 +54,8 @@ TIME_LIMIT = 20  # seconds for anything to come up or to show; far above what it
 class Session:
     """Starts servers and programs, and ends all of them. `build` is the folder of the build."""
 
+    SCREEN = "1280x1024x24"
+
     def __init__(self, build):
         self.bin = pathlib.Path(build) / "bin"
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="vx310-test-"))
@@ -126,7 +128,7 @@ class Session:
 
     def start_display(self):
         number = self.start_and_read_line(
-            "display", "Xvfb", "-displayfd", "1", "-screen", "0", "1280x1024x24", "-nolisten", "tcp"
+            "display", "Xvfb", "-displayfd", "1", "-screen", "0", self.SCREEN, "-nolisten", "tcp"
         )
         os.environ["DISPLAY"] = f":{number}"
 
