@@ -8,13 +8,20 @@
 #include <spa/pod/builder.h>
 
 #include <array>
+#include <fstream>
 #include <functional>
+#include <map>
+#include <sstream>
+#include <string>
+
+#include "protocol/options.h"
 
 namespace {
 
 using pipewire::findRoutingBytes;
 using pipewire::RoutingProps;
 using testing::ElementsAre;
+using testing::ElementsAreArray;
 
 // Props with a struct `params` that `fill` fills.
 class Props {
@@ -96,6 +103,49 @@ TEST(RoutingProperty, AStructWithoutKeysAndValuesHasNoEntry) {
 TEST(RoutingProperty, OtherObjectsAndPropertiesHaveNoEntry) {
   EXPECT_FALSE(findRoutingBytes(Props(addEntry, SPA_TYPE_OBJECT_Format).pod()));
   EXPECT_FALSE(findRoutingBytes(Props(addEntry, SPA_TYPE_OBJECT_Props, SPA_PROP_device).pod()));
+}
+
+// The pods in the blocks "pod" of docs/driver-protocol.md by their words, "write" and "read". A
+// line is a word or none, an offset, which counts up, bytes and a comment.
+std::map<std::string, std::vector<std::uint8_t>> podsOfDocument() {
+  std::map<std::string, std::vector<std::uint8_t>> pods;
+  std::ifstream document(VX310_PROTOCOL_DOCUMENT);
+  bool isInPod = false;
+  std::string name;
+  for (std::string line; std::getline(document, line);) {
+    if (line.starts_with("```")) isInPod = line == "```pod";
+    if (!isInPod || line.starts_with("```")) continue;
+    std::istringstream words(line.substr(0, line.find('#')));
+    if (!line.starts_with(' ')) words >> name;
+    std::vector<std::uint8_t>& pod = pods[name];
+    std::size_t offset = 0;
+    words >> offset;
+    EXPECT_EQ(offset, pod.size()) << line;
+    for (std::string byte; words >> byte;) {
+      pod.push_back(static_cast<std::uint8_t>(std::stoul(byte, nullptr, 16)));
+    }
+  }
+  return pods;
+}
+
+std::vector<std::uint8_t> podOf(const std::vector<RoutingRecord>& records) {
+  std::vector<std::uint8_t> bytes(records.size() * sizeof(RoutingRecord));
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    records[i].encode(std::span(bytes).subspan(i * sizeof(RoutingRecord)));
+  }
+  const RoutingProps props(bytes);
+  const auto* pod = reinterpret_cast<const std::uint8_t*>(props.pod());
+  return {pod, pod + sizeof(spa_pod) + props.pod()->size};
+}
+
+TEST(RoutingProperty, TheProtocolsExamplesAreWhatIsWrittenAndRead) {
+  auto pods = podsOfDocument();
+  EXPECT_THAT(pods["write"], ElementsAreArray(podOf({{0, 0, kFromInput12}})));
+  EXPECT_THAT(pods["read"], ElementsAreArray(podOf({{0, 0, kFromInput12},
+                                                    {0, 1, kFromPlayback34},
+                                                    {1, 0, kFromAnalog12},
+                                                    {1, 1, kFromAnalog34},
+                                                    {1, 2, kFromDigital}})));
 }
 
 TEST(RoutingProperty, NullPropsHaveNoEntry) { EXPECT_FALSE(findRoutingBytes(nullptr)); }
