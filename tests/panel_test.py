@@ -312,7 +312,6 @@ class WindowPlace(PanelTest):
     """Where the window opens."""
 
     TITLE = "^VX-310 Control Panel$"
-
     FRAME = 40  # wider than a window manager's frame
 
     def open_panel(self):
@@ -327,14 +326,27 @@ class WindowPlace(PanelTest):
         self.window.wait_for(lambda: self.place() == place, f"the window at {place}: {what}")
 
     def move_to(self, x, y):
-        self.session.run("xdotool", "search", "--name", self.TITLE, "windowmove", x, y)
+        """Moves the window; again, should the window manager have placed it only after that."""
         target = (x + 570, y + 530)
         self.window.wait_for(
-            lambda: all(0 <= at - to < self.FRAME for at, to in zip(self.place(), target)), "the moved window"
+            lambda: all(0 <= at - to < self.FRAME for at, to in zip(self.place(), target)),
+            "the moved window",
+            nudge=(500, lambda: self.session.run("xdotool", "search", "--name", self.TITLE, "windowmove", x, y) and None),
         )
 
     def end_with_manager(self):
-        self.session.run("xdotool", "key", "alt+F4")
+        """Asks the window to close as a window manager does."""
+        from Xlib import display
+        from Xlib.protocol import event
+
+        server = display.Display()
+        self.addCleanup(server.close)
+        panel = int(self.session.run("xdotool", "search", "--name", self.TITLE).split()[-1])
+        window = server.create_resource_object("window", panel)
+        protocols, delete = server.intern_atom("WM_PROTOCOLS"), server.intern_atom("WM_DELETE_WINDOW")
+        message = event.ClientMessage(window=window, client_type=protocols, data=(32, [delete, 0, 0, 0, 0]))
+        window.send_event(message)
+        server.sync()
         self.assertEqual(0, self.session.wait_for_end("panel"))
 
     def end_with_button(self):
@@ -347,7 +359,8 @@ class WindowPlace(PanelTest):
     def test_under_a_window_manager_it_is_where_the_window_was_closed(self):
         self.session.start("openbox", "openbox", "--sm-disable")
         self.open_panel()
-        for end, x, y in ((self.end_with_manager, 30, 40), (self.end_with_button, 500, 300), (self.end_with_signal, 90, 200)):
+        ends = ((self.end_with_manager, 30, 40), (self.end_with_button, 500, 300), (self.end_with_signal, 90, 200))
+        for end, x, y in ends:
             self.move_to(x, y)
             left = self.place()
             end()
