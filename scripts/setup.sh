@@ -14,7 +14,8 @@ packages_run="pipewire pipewire-bin dbus-daemon dbus-bin fonts-dejavu-core xdg-u
 packages_wayland="qt6-wayland"
 packages_picture="xvfb x11-utils imagemagick"
 packages_test="libgtest-dev libgmock-dev python3 at-spi2-core gir1.2-atspi-2.0 python3-gi
-  python3-xlib libplist-utils locales xdotool orca python3-pyatspi openbox"
+  python3-xlib libplist-utils locales xdotool orca python3-pyatspi openbox weston
+  qt6-wayland"
 packages_bench="libbenchmark-dev libpugixml-dev libexpat1-dev libtinyxml2-dev python3 python3-xlib xvfb
   at-spi2-core strace systemd"
 packages_full="clang libclang-rt-dev clang-format clang-tidy shellcheck desktop-file-utils systemd debootstrap"

@@ -51,7 +51,9 @@ void scaleGeometry(QWidget& widget, double point) {
 }  // namespace
 
 void applyDesktopSettings(QWidget& window) {
-  const double point = pointFor(QApplication::font());
+  // The application's font as the window has it: before a Wayland compositor has told its screens,
+  // Qt counts the application's font with other dots per inch.
+  const double point = pointFor(QFont(QApplication::font(), &window));
   window.setProperty(kPixelsPerPoint, point);
   QApplication::setStyle(new PanelStyle(point));  // which the application owns
   setWindowColours(window);

@@ -36,6 +36,7 @@ QString pathOfResolution(const QString& path, int resolution) {
 // libraries stay in memory.
 QPixmap load(const QString& path, int resolution) {
   const QString file = pathOfResolution(path, resolution);
+  if (!QFileInfo::exists(file)) return {};  // the reader would print a warning
   QImageReader reader(file, QFileInfo(file).suffix().toLatin1());
   reader.setAutoDetectImageFormat(false);
   QPixmap picture = QPixmap::fromImageReader(&reader);

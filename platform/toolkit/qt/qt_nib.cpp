@@ -214,12 +214,15 @@ QtNib::QtNib() {
   // visible when the window opens, and these are the buttons.
   window_.setFocus();
   // By default a scroll area follows the focus only while it moves inside the area, not when it
-  // enters it.
-  QObject::connect(qApp, &QApplication::focusChanged, ui.Scroller,
-                   [scroller = ui.Scroller, footer](QWidget*, QWidget* now) {
-                     scroller->ensureWidgetVisible(now);
-                     footer->ensureWidgetVisible(now);
-                   });
+  // enters it. Queued, since the area that the focus leaves scrolls back to its own control first.
+  QObject::connect(
+      qApp, &QApplication::focusChanged, ui.Scroller,
+      [scroller = ui.Scroller, footer] {
+        QWidget* now = QApplication::focusWidget();
+        scroller->ensureWidgetVisible(now);
+        footer->ensureWidgetVisible(now);
+      },
+      Qt::QueuedConnection);
   QObject::connect(ui.InputSection, &SectionBox::emptied, ui.StatusLine,
                    [line = ui.StatusLine](bool empty) { line->setMenusShown(!empty); });
   for (QComboBox* menu : window_.findChildren<QComboBox*>()) {

@@ -1149,6 +1149,7 @@ TEST_F(QtToolkit, AWindowOnASmallScreenFitsItAndScrollsToEachControl) {
     window()->activateWindow();
     auto* close = find<QWidget>("CloseButton");
     close->setFocus();
+    QApplication::processEvents();  // scrolls
     EXPECT_EQ(close->visibleRegion().boundingRect(), close->rect());
     auto* lowest = find<QComboBox>("KvSampleClockSourceMenu");
     lowest->show();
@@ -1156,6 +1157,7 @@ TEST_F(QtToolkit, AWindowOnASmallScreenFitsItAndScrollsToEachControl) {
     find<QWidget>("Help")->setFocus();
     type(QApplication::focusWidget(), Qt::Key_Backtab);
     EXPECT_TRUE(lowest->hasFocus());
+    QApplication::processEvents();
     EXPECT_EQ(lowest->visibleRegion().boundingRect(), lowest->rect());
     NSAppTerminate();
   };
