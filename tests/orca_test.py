@@ -7,6 +7,7 @@ Each test runs in a process of its own, since its servers are found through the 
 
 import os
 import queue
+import re
 import signal
 import sys
 import threading
@@ -17,13 +18,9 @@ import gi
 
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi  # noqa: E402
+from orca import orca_platform  # noqa: E402
 
 from panel_session import TIME_LIMIT, Session  # noqa: E402
-
-try:
-    from orca import orca_platform
-except ImportError:
-    orca_platform = None
 
 BUILD = None
 
@@ -38,41 +35,49 @@ MENUS = {
 }
 
 
-# Stands for the module through which Orca speaks. Orca goes on without a voice, and from here on writes
-# its debug log line by line.
-NO_VOICE = """import orca.debug
-orca.debug.debugFile.reconfigure(line_buffering=True)
-raise ImportError("the tests have no voice")
+# Orca words the same differently before and from version 48.
+if int(orca_platform.version.split(".")[0]) < 48:
+    MENU, BUTTON, OPENED = "{label} combo box", "{name} push button", "List with"
+    TELLS_SECTIONS = True
+else:
+    MENU, BUTTON, OPENED = "{label} {value} combo box {value}", "{name} button", "{value}"
+    # Of a menu alone it does not tell the section: _generate_combo_box in its speech_generator.py does
+    # not call _generate_default_prefix, with which the other controls tell theirs.
+    TELLS_SECTIONS = False
+
+# Runs Orca without the module through which it speaks. It goes on without a voice.
+WITHOUT_VOICE = """import runpy, sys
+sys.modules["speechd"] = None
+sys.argv[0] = "orca"
+runpy.run_path("/usr/bin/orca", run_name="__main__")
 """
 
 
 class Orca:
     """A running Orca without a voice: its debug log tells what it would say."""
 
+    SPEECH = re.compile(r"SPEECH OUTPUT: '(.*)' ?(\{|None)")
+
     def __init__(self, session):
-        modules = session.folder / "python"
-        modules.mkdir()
-        (modules / "speechd.py").write_text(NO_VOICE)
         os.environ.update(
             HOME=str(session.folder),
             XDG_DATA_HOME=str(session.folder / "data"),
             GSETTINGS_BACKEND="memory",
-            PYTHONPATH=str(modules),
             LC_ALL="C.UTF-8",
         )
         self.said = queue.Queue()
-        log = session.folder / "orca.pipe"
-        os.mkfifo(log)
-        # Open for writing too, so that neither side waits for the other and the end is never reached.
-        self.pipe = os.open(log, os.O_RDWR)
+        # Orca's log is buffered unless it is a terminal. This side keeps the terminal open.
+        self.log, self.terminal = os.openpty()
         threading.Thread(target=self.read, daemon=True).start()
-        session.start("orca", "orca", "--debug-file", log)
+        session.start(
+            "orca", sys.executable, "-c", WITHOUT_VOICE, "--debug-file", os.ttyname(self.terminal)
+        )
 
     def read(self):
-        with os.fdopen(self.pipe, errors="replace") as log:
+        with os.fdopen(self.log, errors="replace") as log:
             for line in log:
-                if "SPEECH OUTPUT: '" in line:
-                    self.said.put(line.split("SPEECH OUTPUT: '", 1)[1].rpartition("'{")[0] or line)
+                if speech := self.SPEECH.search(line):
+                    self.said.put(speech[1])
 
     def expect(self, *phrases):
         """Waits until Orca has said each of the phrases, as whole utterances or parts of them."""
@@ -107,10 +112,6 @@ class WithAnInterface(unittest.TestCase):
         )
 
 
-@unittest.skipIf(
-    orca_platform and int(orca_platform.version.split(".")[0]) > 43,
-    "what Orca says is written down for version 43; later ones word and order it differently",
-)
 class ScreenReader(WithAnInterface):
     def setUp(self):
         super().setUp()
@@ -135,11 +136,12 @@ class ScreenReader(WithAnInterface):
         sections = {"Inputs 1/2": "Inputs", "Line outputs": "Outputs", "Sample clock": "Settings"}
         for label, purpose in MENUS.items():
             self.type("Tab")
-            section = [f"{sections[label]} panel"] if label in sections else []
-            self.orca.expect(*section, f"{label} combo box", f"{purpose}: {values[label]}")
-        for button in ("Help", "Close"):
+            section = [f"{sections[label]} panel"] if TELLS_SECTIONS and label in sections else []
+            told = MENU.format(label=label, value=values[label])
+            self.orca.expect(*section, told, f"{purpose}: {values[label]}")
+        for name in ("Help", "Close"):
             self.type("Tab")
-            self.orca.expect(f"{button} push button")
+            self.orca.expect(BUTTON.format(name=name))
 
     def test_what_happens_to_the_interface_is_told(self):
         self.session.sim("unplug")
@@ -153,14 +155,16 @@ class ScreenReader(WithAnInterface):
 
     def pick_second(self, label, second_item):
         """Moves to the label's menu and picks its second item with the keys."""
-        for reached in MENUS:
+        values = self.window.fields()
+        for reached, purpose in MENUS.items():
             self.type("Tab")
-            self.orca.expect(f"{reached} combo box")
+            told = MENU.format(label=reached, value=values[reached])
+            self.orca.expect(told, f"{purpose}: {values[reached]}")
             if reached == label:
                 break
         self.type("space")
         self.window.wait_for(lambda: self.window.is_open(self.window.control_of(label)), f"{label}, open")
-        self.orca.expect("List with")
+        self.orca.expect(OPENED.format(value=values[label]))
         self.type("Home", "Down")
         self.orca.expect(second_item)
         self.type("Return")
