@@ -13,7 +13,6 @@
 #include <QPalette>
 #include <QScrollBar>
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <optional>
 #include <string>
@@ -22,6 +21,7 @@
 
 #include "platform/notices/notices.h"
 #include "platform/toolkit/qt/qt_nib.h"
+#include "platform/toolkit/qt/testing/contrast.h"
 #include "platform/toolkit/toolkit.h"
 
 namespace {
@@ -67,19 +67,6 @@ QPalette highContrast(const QColor& text, const QColor& ground) {
     palette.setColor(role, text);
   }
   return palette;
-}
-
-// The contrast ratio of two colours by the Web Content Accessibility Guidelines.
-double contrast(const QColor& one, const QColor& other) {
-  const auto luminance = [](const QColor& colour) {
-    const auto linear = [](double part) {
-      return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
-           0.0722 * linear(colour.blueF());
-  };
-  const auto [darker, brighter] = std::minmax({luminance(one), luminance(other)});
-  return (brighter + 0.05) / (darker + 0.05);
 }
 
 QRgb mostFrequentColour(const QImage& image) {

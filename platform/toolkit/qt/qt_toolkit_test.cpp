@@ -23,7 +23,6 @@
 #include <QWidget>
 #include <QWindow>
 #include <algorithm>
-#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -38,6 +37,7 @@
 #include "platform/notices/notices.h"
 #include "platform/toolkit/qt/picture.h"
 #include "platform/toolkit/qt/section_box.h"
+#include "platform/toolkit/qt/testing/contrast.h"
 #include "platform/toolkit/toolkit_contract_fixture.h"
 
 namespace {
@@ -520,19 +520,6 @@ TEST_F(QtToolkit, TheConnectionStandsInABadgeThatEndsWithItsText) {
     NSAppTerminate();
   };
   run();
-}
-
-// The contrast ratio of two colours by the Web Content Accessibility Guidelines.
-double contrast(const QColor& one, const QColor& other) {
-  const auto luminance = [](const QColor& colour) {
-    const auto linear = [](double part) {
-      return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
-           0.0722 * linear(colour.blueF());
-  };
-  const auto [darker, brighter] = std::minmax({luminance(one), luminance(other)});
-  return (brighter + 0.05) / (darker + 0.05);
 }
 
 TEST_F(QtToolkit, TheEdgesOfControlsStandOutAndTheFocusIsTwoPixelsWide) {

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <QColor>
+#include <algorithm>
+#include <cmath>
+
+// The contrast ratio of two colours by the Web Content Accessibility Guidelines.
+inline double contrast(const QColor& one, const QColor& other) {
+  const auto luminance = [](const QColor& colour) {
+    const auto linear = [](double part) {
+      return part <= 0.04045 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
+    };
+    return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) +
+           0.0722 * linear(colour.blueF());
+  };
+  const auto [darker, brighter] = std::minmax({luminance(one), luminance(other)});
+  return (brighter + 0.05) / (darker + 0.05);
+}
