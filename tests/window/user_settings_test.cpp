@@ -12,6 +12,7 @@
 #include <QLabel>
 #include <QPalette>
 #include <QScrollBar>
+#include <QStyle>
 #include <algorithm>
 #include <cstdlib>
 #include <optional>
@@ -30,6 +31,7 @@ struct Settings {
   const char* name;
   double fontSize;  // relative to the usual size
   enum { Usual, BlackOnWhite, WhiteOnBlack } colours;
+  bool setWhileOpen = false;  // the window opens with other ones
 };
 
 // For the names of the tests.
@@ -41,7 +43,14 @@ constexpr Settings kSettings[] = {
     {"LargeFont", 1.5, Settings::Usual},
     {"HighContrast", 1, Settings::BlackOnWhite},
     {"LargeFontAndHighContrast", 1.5, Settings::WhiteOnBlack},
+    {"UsualWhileOpen", 1, Settings::Usual, true},
+    {"LargeFontWhileOpen", 1.5, Settings::Usual, true},
+    {"HighContrastWhileOpen", 1, Settings::BlackOnWhite, true},
+    {"LargeFontAndHighContrastWhileOpen", 1.5, Settings::WhiteOnBlack, true},
 };
+
+// What the user has while the window opens, and then changes.
+constexpr Settings kOther[] = {{"", 1.25, Settings::Usual}, {"", 1.7, Settings::BlackOnWhite}};
 
 // The longest text of each field.
 constexpr std::tuple<const char*, const char*> kTexts[] = {
@@ -96,6 +105,12 @@ double highestContrast(const QImage& image, const QColor& ground) {
   return highest;
 }
 
+// A change is told to the application, then to the window, which follows and is laid out: each step
+// is an event that the one before has posted.
+void letTheWindowFollow() {
+  for (int step = 0; step < 4; ++step) QApplication::processEvents();
+}
+
 class UserSettings : public testing::TestWithParam<std::tuple<const char*, Settings>> {
  protected:
   UserSettings() {
@@ -103,13 +118,19 @@ class UserSettings : public testing::TestWithParam<std::tuple<const char*, Setti
     setenv("QT_SCALE_FACTOR", std::get<0>(GetParam()), 1);
     application_.emplace(argumentCount_, arguments_);
     QApplication::setStyle(QStringLiteral("fusion"));
-    QFont font = QApplication::font();
-    font.setPointSizeF(font.pointSizeF() * settings().fontSize);
-    QApplication::setFont(font);
-    if (settings().colours == Settings::BlackOnWhite)
-      QApplication::setPalette(highContrast(Qt::black, Qt::white));
-    if (settings().colours == Settings::WhiteOnBlack)
-      QApplication::setPalette(highContrast(Qt::white, Qt::black));
+    const QFont font = QApplication::font();
+    const QPalette palette = QApplication::palette();
+    const auto set = [&](const Settings& chosen) {
+      QFont chosenFont = font;
+      chosenFont.setPointSizeF(font.pointSizeF() * chosen.fontSize);
+      QApplication::setFont(chosenFont);
+      QApplication::setPalette(chosen.colours == Settings::Usual ? palette
+                               : chosen.colours == Settings::BlackOnWhite
+                                   ? highContrast(Qt::black, Qt::white)
+                                   : highContrast(Qt::white, Qt::black));
+      letTheWindowFollow();
+    };
+    set(settings().setWhileOpen ? kOther[hasHighContrast() ? 0 : 1] : settings());
     nib_.emplace();
     for (QLabel* label : window().findChildren<QLabel*>()) {
       // The hints and the status line stand where other controls do, and are shown in place of
@@ -127,6 +148,8 @@ class UserSettings : public testing::TestWithParam<std::tuple<const char*, Setti
     window().show();
     QApplication::processEvents();  // lays the window out
     for (const auto& [field, text] : kTexts) nib_->textField(field).setStringValue(text);
+    if (!settings().setWhileOpen) return;
+    set(settings());
   }
   ~UserSettings() override { unsetenv("QT_SCALE_FACTOR"); }
 
@@ -192,6 +215,23 @@ TEST_P(UserSettings, NothingIsCutOrOverlapsOrScrolls) {
   for (const QScrollBar* bar : window().findChildren<QScrollBar*>()) EXPECT_FALSE(bar->isVisible());
 }
 
+TEST_P(UserSettings, TheArrowsOfMenusFollowTheSystemsFont) {
+  const auto* menu = find<QComboBox>("KvIoRInCh1And2Menu");
+  const QRect place = placeOf(*menu);
+  const int side = place.height();
+  const QImage end = painted(QRect(place.right() - side + 4, place.top() + 4, side - 8, side - 8));
+  const QRgb ground = mostFrequentColour(end);
+  QRect arrow;
+  for (int y = 0; y < end.height(); ++y) {
+    for (int x = 0; x < end.width(); ++x) {
+      if (contrast(end.pixelColor(x, y), ground) > 2) arrow |= QRect(x, y, 1, 1);
+    }
+  }
+  const double point = end.devicePixelRatio() * settings().fontSize;
+  EXPECT_NEAR(arrow.width() / point, 8, 1.5);
+  EXPECT_NEAR(arrow.height() / point, 11.5, 1.5);
+}
+
 TEST_P(UserSettings, EachTextOfTheStatusLineFits) {
   auto* line = find<QLabel>("StatusLine");
   find<QWidget>("KvCoreAudioPerformanceMenu")->hide();
@@ -253,6 +293,17 @@ TEST_P(UserSettings, OnlyADesktopOfHighContrastReplacesTheDarkLook) {
   } else {
     EXPECT_LT(ground.lightness(), 80);
     EXPECT_GT(find<QLabel>("Heading")->palette().color(QPalette::WindowText).lightness(), 200);
+  }
+}
+
+TEST_P(UserSettings, TheGroundsTileReturnsAfterHighContrast) {
+  const QPalette usual = QApplication::style()->standardPalette();
+  NSWindow(&window()).setBackgroundColor(
+      NSColor::colorWithPatternImage(NSImage::imageNamed("StripTexture.png")));
+  for (const QPalette& chosen : {highContrast(Qt::white, Qt::black), usual}) {
+    QApplication::setPalette(chosen);
+    letTheWindowFollow();
+    EXPECT_EQ(window().palette().brush(QPalette::Window).texture().isNull(), chosen != usual);
   }
 }
 

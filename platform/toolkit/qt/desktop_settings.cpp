@@ -2,10 +2,13 @@
 #include "platform/toolkit/qt/desktop_settings.h"
 
 #include <QApplication>
-#include <QFont>
+#include <QBrush>
+#include <QEvent>
 #include <QFontInfo>
 #include <QFontMetricsF>
+#include <QMetaObject>
 #include <QString>
+#include <QVariant>
 #include <algorithm>
 #include <cmath>
 
@@ -15,14 +18,14 @@ namespace qt_toolkit {
 
 namespace {
 
-constexpr const char* kPixelsPerPoint = "pixelsPerPoint";  // a property of the window
+// Properties of the window.
+constexpr const char* kPixelsPerPoint = "pixelsPerPoint";
+constexpr const char* kTile = "tile";
 
 // The window file is drawn for DejaVu Sans of 12 pixels, in which the sample has this width.
 constexpr double kDrawnForPixels = 12;
 constexpr double kDrawnForSampleWidth = 255.625;
 constexpr const char* kSample = "abcdefghijklmnopqrstuvwxyz 0123456789";
-
-int scaled(int length, double ratio) { return static_cast<int>(std::lround(length * ratio)); }
 
 // Large enough for the height and for the width of the font's texts. The picture, which is drawn
 // for one pixel per point, is never made smaller.
@@ -33,37 +36,91 @@ double pointFor(const QFont& font) {
   return std::max({1.0, height, width});
 }
 
-// Scales the edges, so that neighbours stay neighbours.
-void scaleGeometry(QWidget& widget, double point) {
-  if (widget.minimumWidth() > 0 || widget.minimumHeight() > 0)
-    widget.setMinimumSize(scaled(widget.minimumWidth(), point),
-                          scaled(widget.minimumHeight(), point));
-  if (widget.maximumWidth() < QWIDGETSIZE_MAX)
-    widget.setMaximumSize(scaled(widget.maximumWidth(), point),
-                          scaled(widget.maximumHeight(), point));
+// A length in whole points of `from` pixels each, in points of `to` pixels.
+int rescaled(int length, double from, double to) {
+  return static_cast<int>(std::lround(std::round(length / from) * to));
+}
+
+QSize rescaled(QSize size, double from, double to) {
+  const auto length = [&](int old) {
+    return old < QWIDGETSIZE_MAX ? rescaled(old, from, to) : old;
+  };
+  return {length(size.width()), length(size.height())};
+}
+
+// Rescales the edges, so that neighbours stay neighbours.
+void rescale(QWidget& widget, double from, double to) {
+  widget.setMinimumSize(rescaled(widget.minimumSize(), from, to));
+  widget.setMaximumSize(rescaled(widget.maximumSize(), from, to));
   const QRect place = widget.geometry();
-  const QPoint topLeft(scaled(place.left(), point), scaled(place.top(), point));
-  const QPoint end(scaled(place.left() + place.width(), point),
-                   scaled(place.top() + place.height(), point));
+  const QPoint topLeft(rescaled(place.left(), from, to), rescaled(place.top(), from, to));
+  const QPoint end(rescaled(place.left() + place.width(), from, to),
+                   rescaled(place.top() + place.height(), from, to));
   widget.setGeometry(QRect(topLeft, QSize(end.x() - topLeft.x(), end.y() - topLeft.y())));
+}
+
+bool isOfWindowFile(const QWidget& widget) {
+  const QString name = widget.objectName();
+  return !name.isEmpty() && !name.startsWith(QLatin1String("qt_"));
+}
+
+// Shows the window's tile; on a desktop of high contrast the ground is the desktop's.
+void showGround(QWidget& window) {
+  if (isHighContrast(QApplication::palette())) return;
+  QPalette palette = window.palette();
+  QBrush fill(palette.color(QPalette::Window));  // the colour below the tile
+  const auto tile = window.property(kTile).value<QPixmap>();
+  if (!tile.isNull()) fill.setTexture(tile);
+  palette.setBrush(QPalette::Window, fill);
+  window.setPalette(palette);
 }
 
 }  // namespace
 
-void applyDesktopSettings(QWidget& window) {
+DesktopSettings::DesktopSettings(QWidget& window) : window_(window) {
+  window.installEventFilter(this);
+}
+
+void DesktopSettings::apply() {
+  font_ = QApplication::font();
+  palette_ = QApplication::palette();
   // The application's font as the window has it: before a Wayland compositor has told its screens,
   // Qt counts the application's font with other dots per inch.
-  const double point = pointFor(QFont(QApplication::font(), &window));
-  window.setProperty(kPixelsPerPoint, point);
+  const double point = pointFor(QFont(font_, &window_));
+  const double former = pixelsPerPoint(window_);
+  window_.setProperty(kPixelsPerPoint, point);
   QApplication::setStyle(new PanelStyle(point));  // which the application owns
-  setWindowColours(window);
-  if (point == 1) return;
-  const QSize smallest = window.minimumSize();  // for small screens
-  for (QWidget* widget : window.findChildren<QWidget*>()) {
-    if (!widget->objectName().startsWith(QLatin1String("qt_"))) scaleGeometry(*widget, point);
+  setWindowColours(window_);
+  showGround(window_);
+  if (point == former) return;
+  for (QWidget* widget : window_.findChildren<QWidget*>()) {
+    if (isOfWindowFile(*widget)) rescale(*widget, former, point);
   }
-  scaleGeometry(window, point);
-  window.setMinimumSize(smallest);
+  window_.setMaximumSize(rescaled(window_.maximumSize(), former, point));
+  window_.resize(window_.maximumSize());
+  emit rescaledWindow();
+}
+
+// Queued, since the widgets have the change only after the event.
+bool DesktopSettings::eventFilter(QObject*, QEvent* event) {
+  const auto follow = [this] {
+    if (font_ != QApplication::font() || palette_ != QApplication::palette()) apply();
+  };
+  switch (event->type()) {
+    case QEvent::ApplicationFontChange:
+    case QEvent::ApplicationPaletteChange:
+    case QEvent::ThemeChange:
+      QMetaObject::invokeMethod(this, follow, Qt::QueuedConnection);
+      break;
+    default:
+      break;
+  }
+  return false;
+}
+
+void setGround(QWidget& window, const QPixmap& tile) {
+  window.setProperty(kTile, tile);
+  showGround(window);
 }
 
 double pixelsPerPoint(const QWidget& widget) {

@@ -9,6 +9,7 @@
 #include <QLoggingCategory>
 #include <QPixmap>
 #include <QScreen>
+#include <QSize>
 #include <QStringList>
 #include <QTimer>
 #include <QUrl>
@@ -115,8 +116,9 @@ void setIcon() {
       QIcon(icon.scaled(kSide, kSide, Qt::KeepAspectRatio, Qt::SmoothTransformation)));
 }
 
-// Makes the window no larger than the screen; its content scrolls then.
-void fitScreen(QWidget& window) {
+// Makes the window no larger than the screen; its content scrolls then. It may get as small as
+// `smallest`.
+void fitScreen(QWidget& window, QSize smallest) {
   constexpr int kTitleBar = 40;  // maximum height: the real one is known once the window is shown
   const QSize room = window.screen()->availableGeometry().size() - QSize(0, kTitleBar);
   // At a scale of 1.5 Qt asks for a window that grows in steps of two pixels, which the window
@@ -124,8 +126,8 @@ void fitScreen(QWidget& window) {
   // lead to the window's own size at every usual scale; else it would be a pixel too low and
   // scroll.
   constexpr int kStep = 24;
-  const QSize more = window.size() - window.minimumSize();
-  window.setMinimumSize(window.size() -
+  const QSize more = window.maximumSize() - smallest;
+  window.setMinimumSize(window.maximumSize() -
                         QSize(more.width() / kStep * kStep, more.height() / kStep * kStep));
   window.resize(window.size().boundedTo(room));
 }
@@ -150,7 +152,11 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   qt_toolkit::QtNib nib;
   WindowWatch watch(nib.window());
   auto owner = loader(nib);
-  fitScreen(nib.window());
+  const QSize smallest = nib.window().minimumSize();
+  const auto fit = [&] { fitScreen(nib.window(), smallest); };
+  QObject::connect(&nib.desktopSettings(), &qt_toolkit::DesktopSettings::rescaledWindow,
+                   &nib.window(), fit);
+  fit();
   qt_toolkit::restorePlace(nib.window());
   nib.window().show();
   watch.waitForPaint();

@@ -100,15 +100,8 @@ void NSView::display() {
 }
 
 void NSWindow::setBackgroundColor(const NSColor& color) {
-  QWidget* window = static_cast<QWidget*>(object_);
-  if (!window) return;
-  if (qt_toolkit::isHighContrast(QApplication::palette())) return;  // the ground is the desktop's
-  QPalette palette = window->palette();
-  QBrush fill(palette.color(QPalette::Window));  // the colour below the tile
-  const QPixmap tile = qt_toolkit::pixmapOf(color.pattern);
-  if (!tile.isNull()) fill.setTexture(tile);
-  palette.setBrush(QPalette::Window, fill);
-  window->setPalette(palette);
+  if (auto* window = static_cast<QWidget*>(object_))
+    qt_toolkit::setGround(*window, qt_toolkit::pixmapOf(color.pattern));
 }
 
 void NSControl::setHidden(bool hidden) {

@@ -22,7 +22,6 @@
 #include <utility>
 
 #include "platform/notices/notices.h"
-#include "platform/toolkit/qt/desktop_settings.h"
 #include "platform/toolkit/qt/guarded.h"
 #include "platform/toolkit/qt/values.h"
 #include "ui_panel_window.h"
@@ -112,6 +111,7 @@ void surroundValue(QWidget& ring, const QWidget* focused) {
 // Makes the footer move sideways with the content, in a window that is narrower than both.
 QScrollArea* letFooterScroll(const Ui::PanelWindow& ui) {
   auto* area = new QScrollArea;
+  area->setObjectName(QStringLiteral("FooterScroller"));
   delete ui.Rows->replaceWidget(ui.Footer, area);
   area->setWidget(ui.Footer);
   area->setFixedHeight(ui.Footer->height());
@@ -153,6 +153,12 @@ void addMenuAndKeys(QWidget& window, const Ui::PanelWindow& ui) {
 
 // A control stores the address as a void*, so it must be that of the QWidget whatever the class.
 QWidget* asWidget(QWidget* widget) { return widget; }
+
+// Cuts the values' texts anew to their width.
+void fitTexts(const QWidget& window) {
+  for (QLabel* value : valuesOf(window))
+    NSTextField(asWidget(value)).setStringValue(wholeText(*value).toStdString());
+}
 
 }  // namespace
 
@@ -199,7 +205,7 @@ bool KeysInOrder::eventFilter(QObject* list, QEvent* event) {
 QtNib::QtNib() {
   Ui::PanelWindow ui;
   ui.setupUi(&window_);
-  applyDesktopSettings(window_);
+  settings_.apply();
   QScrollArea* footer = letFooterScroll(ui);
   for (QScrollArea* area : {ui.Scroller, footer}) {  // else they hide the window's ground
     area->viewport()->setAutoFillBackground(false);
@@ -210,6 +216,8 @@ QtNib::QtNib() {
   ui.ValueRing->setAttribute(Qt::WA_TransparentForMouseEvents);
   QObject::connect(qApp, &QApplication::focusChanged, ui.ValueRing,
                    [ring = ui.ValueRing](QWidget*, QWidget* now) { surroundValue(*ring, now); });
+  QObject::connect(&settings_, &DesktopSettings::rescaledWindow, &window_,
+                   [this] { fitTexts(window_); });
   // Tab reaches the first menu from here. Otherwise Qt would choose among the controls that are
   // visible when the window opens, and these are the buttons.
   window_.setFocus();

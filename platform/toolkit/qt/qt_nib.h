@@ -5,6 +5,7 @@
 #include <QWidget>
 
 #include "platform/toolkit/qt/announcer.h"
+#include "platform/toolkit/qt/desktop_settings.h"
 #include "platform/toolkit/toolkit.h"
 
 namespace qt_toolkit {
@@ -31,6 +32,8 @@ class QtNib final : public NSNib {
   QtNib();
 
   QWidget& window() { return window_; }
+  // Says when the window has another size.
+  DesktopSettings& desktopSettings() { return settings_; }
 
   NSTextField textField(std::string_view name) override;
   NSPopUpButton popUpButton(std::string_view name) override;
@@ -42,6 +45,7 @@ class QtNib final : public NSNib {
   ClosedMenu closedMenu_;
   KeysInOrder keysInOrder_;
   QWidget window_;
+  DesktopSettings settings_{window_};
   Announcer announcer_{&window_};
 };
 
