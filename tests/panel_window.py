@@ -1,12 +1,16 @@
 # SPDX-License-Identifier: MIT
 """The panel's window as a screen reader sees it. Import after the session has set the environment."""
 
+import itertools
+
 import gi
 
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402
 
 from panel_session import TIME_LIMIT  # noqa: E402
+
+TITLE = "VX-310 Control Panel"
 
 HOME, DOWN, RETURN = 0xFF50, 0xFF54, 0xFF0D  # X11 key symbols
 
@@ -122,6 +126,62 @@ class PanelWindow:
         place = Atspi.Component.get_extents(control, Atspi.CoordType.SCREEN)
         return place.x + place.width // 2, place.y + place.height // 2
 
+    def place(self, control):
+        """The control's edges in the window: left, top, right, bottom."""
+        place = Atspi.Component.get_extents(control, Atspi.CoordType.WINDOW)
+        return place.x, place.y, place.x + place.width, place.y + place.height
+
+    def own_place(self):
+        """The window's edges."""
+        return next(self.place(control) for control in self.controls() if control.get_name() == TITLE)
+
+    def shown_controls(self):
+        """The visible texts, pictures, menus and buttons."""
+        roles = (Atspi.Role.LABEL, Atspi.Role.COMBO_BOX, Atspi.Role.PUSH_BUTTON, Atspi.Role.IMAGE)
+        return [c for c in self.controls() if c.get_role() in roles and is_showing(c)]
+
+    def shown(self):
+        """Their places by role and name."""
+        return {(c.get_role_name(), c.get_name()): self.place(c) for c in self.shown_controls()}
+
+    def inside(self):
+        """The role and name of those that nothing around them cuts."""
+        return {(c.get_role_name(), c.get_name()) for c in self.shown_controls() if self.is_inside(c)}
+
+    def is_inside(self, control):
+        left, top, right, bottom = self.place(control)
+        while control.get_name() != TITLE:
+            control = control.get_parent()
+            outer = self.place(control)
+            if left < outer[0] or top < outer[1] or right > outer[2] or bottom > outer[3]:
+                return False
+        return left < right and top < bottom
+
+    def scroll_bars(self):
+        """The visible ones."""
+        return [c for c in self.controls() if c.get_role() == Atspi.Role.SCROLL_BAR and is_showing(c)]
+
+    def seen_while_scrolling(self):
+        """What is inside the window in at least one of several positions of the scroll bars."""
+        positions = [
+            [(bar, int(part * Atspi.Value.get_maximum_value(bar) / 3)) for part in range(4)]
+            for bar in self.scroll_bars()
+        ]
+        seen = set()
+        for position in itertools.product(*positions):
+            for bar, value in position:
+                self.scroll(bar, value)
+            seen |= self.inside()
+        return seen
+
+    def focused_inside(self):
+        """The names of the controls with the focus that nothing cuts."""
+        return [
+            c.get_name()
+            for c in self.shown_controls()
+            if c.get_state_set().contains(Atspi.StateType.FOCUSED) and self.is_inside(c)
+        ]
+
     def is_open(self, menu):
         """Whether the menu's list of items is showing."""
         items = menu.get_child_at_index(0)
@@ -140,6 +200,10 @@ class PanelWindow:
     def items_of(self, label):
         """The texts of a menu's items."""
         return [item.get_name() for item in children_of(self.control_of(label).get_child_at_index(0))]
+
+    def scroll(self, bar, value):
+        Atspi.Value.set_current_value(bar, value)
+        self.wait_for(lambda: Atspi.Value.get_current_value(bar) == value, f"scrolled to {value}")
 
     def pick(self, label, index):
         """Opens the label's menu and moves to the item with the keys."""

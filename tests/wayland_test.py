@@ -21,7 +21,6 @@ from panel_session import TIME_LIMIT, Session
 BUILD = None
 
 SOCKET = "wayland-test"
-TITLE = "VX-310 Control Panel"
 SIZE = (640, 558)  # of the window in the window file
 LINE = (70, bytes((0xB5, 0xC4, 0x35)))  # the row and colour of the line below the window's header
 
@@ -127,34 +126,13 @@ class WaylandTest(unittest.TestCase):
 
     # Reading ------------------------------------------------------------------------------------
 
-    def place(self, control):
-        """The control's edges in the window: left, top, right, bottom."""
-        from panel_window import Atspi
-
-        place = Atspi.Component.get_extents(control, Atspi.CoordType.WINDOW)
-        return place.x, place.y, place.x + place.width, place.y + place.height
-
-    def window_place(self):
-        return next(self.place(c) for c in self.window.controls() if c.get_name() == TITLE)
-
-    def shown_controls(self):
-        """The visible texts, pictures, menus and buttons."""
-        from panel_window import Atspi, is_showing
-
-        roles = (Atspi.Role.LABEL, Atspi.Role.COMBO_BOX, Atspi.Role.PUSH_BUTTON, Atspi.Role.IMAGE)
-        return [c for c in self.window.controls() if c.get_role() in roles and is_showing(c)]
-
-    def shown(self):
-        """Their places by role and name."""
-        return {(c.get_role_name(), c.get_name()): self.place(c) for c in self.shown_controls()}
-
     def picture(self):
         """The window's rows of pixels once each control in it is drawn."""
         rows = []
 
         def is_drawn():
             rows[:] = Screen().window(self.scale) or []
-            return rows and all(self.has_colours(rows, place) for place in self.shown().values())
+            return rows and all(self.has_colours(rows, place) for place in self.window.shown().values())
 
         self.window.wait_for(is_drawn, "the drawn window", nudge=(100, self.window.loop.quit))
         return rows
@@ -170,14 +148,14 @@ class Window(WaylandTest):
         os.environ["QT_SCALE_FACTOR"] = str(scale)
         self.session.start_panel()
         self.expect_filled()
-        shown, picture = self.shown(), self.picture()
+        shown, picture = self.window.shown(), self.picture()
         self.assertEqual(self.session.end("panel"), 0)
         del os.environ["QT_SCALE_FACTOR"]
         self.start_compositor(scale=scale)
         self.start_panel()
         self.expect_filled()
-        self.assertEqual(self.window_place(), (0, 0, *SIZE))
-        self.assertEqual(self.shown(), shown)
+        self.assertEqual(self.window.own_place(), (0, 0, *SIZE))
+        self.assertEqual(self.window.shown(), shown)
         share = difference(self.picture(), picture)
         print(f"{100 * share:.1f} % of the pixels differ", flush=True)
         self.assertLess(share, 0.03)  # texts may stand a pixel higher or lower
@@ -223,27 +201,8 @@ class Use(WaylandTest):
 class SmallScreen(WaylandTest):
     """Everything in the window can be reached, if need be by scrolling."""
 
-    def scroll_bars(self):
-        from panel_window import Atspi, is_showing
-
-        return [c for c in self.window.controls() if c.get_role() == Atspi.Role.SCROLL_BAR and is_showing(c)]
-
-    def is_inside(self, control):
-        """Whether nothing around the control cuts it."""
-        left, top, right, bottom = self.place(control)
-        while (control := control.get_parent()) and control.get_component_iface():
-            outer = self.place(control)
-            if left < outer[0] or top < outer[1] or right > outer[2] or bottom > outer[3]:
-                return False
-            if control.get_name() == TITLE:
-                break
-        return left < right and top < bottom
-
-    def names_inside(self):
-        return {(c.get_role_name(), c.get_name()) for c in self.shown_controls() if self.is_inside(c)}
-
     def expect_no_larger_than(self, width, height):
-        left, top, right, bottom = self.window_place()
+        left, top, right, bottom = self.window.own_place()
         self.assertEqual((left, top), (0, 0))
         self.assertLessEqual(right, width)
         self.assertLessEqual(bottom, height)
@@ -251,8 +210,8 @@ class SmallScreen(WaylandTest):
     def expect_everything_without_scrolling(self, scale):
         self.start_all(800, 600, scale)
         self.expect_no_larger_than(800, 600)
-        self.assertEqual(self.scroll_bars(), [])
-        self.assertEqual(self.names_inside(), set(self.shown()))
+        self.assertEqual(self.window.scroll_bars(), [])
+        self.assertEqual(self.window.inside(), set(self.window.shown()))
 
     def test_on_800_by_600_nothing_scrolls(self):
         self.expect_everything_without_scrolling(1)
@@ -260,46 +219,18 @@ class SmallScreen(WaylandTest):
     def test_on_1600_by_1200_at_scale_2_nothing_scrolls(self):
         self.expect_everything_without_scrolling(2)
 
-    def scroll(self, bar, value):
-        from panel_window import Atspi
-
-        Atspi.Value.set_current_value(bar, value)
-        self.window.wait_for(lambda: Atspi.Value.get_current_value(bar) == value, f"scrolled to {value}")
-
     def test_on_800_by_600_at_scale_2_scrolling_reaches_everything(self):
-        from panel_window import Atspi
-
         self.start_all(400, 300, 2)
         self.expect_no_larger_than(400, 300)
-        bars = self.scroll_bars()
-        steps = [(0, end / 3, 2 * end / 3, end) for end in map(Atspi.Value.get_maximum_value, bars)]
-        self.assertEqual(len(steps), 2)
-        seen = self.names_inside()
-        self.assertLess(len(seen), len(self.shown()))
-        for across in steps[0]:
-            for along in steps[1]:
-                self.scroll(bars[0], int(across))
-                self.scroll(bars[1], int(along))
-                seen |= self.names_inside()
-        self.assertEqual(seen, set(self.shown()))
+        self.assertEqual(len(self.window.scroll_bars()), 2)
+        self.assertLess(self.window.inside(), set(self.window.shown()))
+        self.assertEqual(self.window.seen_while_scrolling(), set(self.window.shown()))
 
     def test_on_800_by_600_at_scale_2_the_focus_scrolls_what_it_reaches_into_view(self):
-        from panel_window import Atspi
-
         self.start_all(400, 300, 2)
-        reached = []
-
-        def focused_inside():
-            for control in self.shown_controls():
-                if control.get_state_set().contains(Atspi.StateType.FOCUSED) and self.is_inside(control):
-                    name = control.get_name()
-                    return name not in reached and not reached.append(name)
-            return False
-
         for stop in TAB_STOPS:
             self.session.run("xdotool", "key", "Tab")
-            self.window.wait_for(focused_inside, f"focus on {stop}")
-        self.assertEqual(reached, TAB_STOPS)
+            self.window.wait_for(lambda: self.window.focused_inside() == [stop], f"focus on {stop}")
 
 
 if __name__ == "__main__":

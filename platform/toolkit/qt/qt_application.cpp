@@ -119,8 +119,10 @@ void setIcon() {
 // Makes the window no larger than the screen; its content scrolls then. It may get as small as
 // `smallest`.
 void fitScreen(QWidget& window, QSize smallest) {
-  constexpr int kTitleBar = 40;  // maximum height: the real one is known once the window is shown
-  const QSize room = window.screen()->availableGeometry().size() - QSize(0, kTitleBar);
+  // The window manager's edges at both sides and title bar; the real ones are known once the window
+  // is shown. With a wider frame the content would scroll on a screen of 640 pixels.
+  constexpr QSize kFrame(2, 40);
+  const QSize room = window.screen()->availableGeometry().size() - kFrame;
   // At a scale of 1.5 Qt asks for a window that grows in steps of two pixels, which the window
   // manager counts from the minimum size. With this many pixels between the two sizes, whole steps
   // lead to the window's own size at every usual scale; else it would be a pixel too low and
