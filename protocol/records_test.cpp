@@ -233,7 +233,7 @@ TEST(ChannelMap, CodesThatTheDeviceDoesNotHaveMarkNothing) {
   for (const std::uint32_t code : {127u, 136u, 159u, 162u, 192u, 193u, 255u, 0xffffffffu}) {
     EXPECT_EQ(inputFlagOf(code, kProduct8), -1) << code;
   }
-  for (const std::uint32_t code : {127u, 132u, 191u, 194u, 255u, 0xffffffffu}) {
+  for (const std::uint32_t code : {127u, 132u, 162u, 191u, 194u, 255u, 0xffffffffu}) {
     EXPECT_EQ(inputFlagOf(code, kOtherProduct), -1) << code;
   }
   for (const std::uint32_t code : {8u, 31u, 34u, 69u, 72u, 255u}) {
@@ -269,6 +269,9 @@ TEST(ChannelMap, AShortFlagListIsFilledAsFarAsItGoes) {
   EXPECT_FALSE(flags[1]);
   EXPECT_TRUE(flags[2]);
   EXPECT_EQ(std::count(flags.begin() + 3, flags.end(), true), 17);
+  flags.fill(false);
+  map.getUsageList(std::span(flags).first(3), {}, kProduct8);
+  EXPECT_EQ(std::count(flags.begin() + 3, flags.end(), true), 0);
 }
 
 TEST(ChannelMap, FlagsBeyondTheSixteenthAreLeftAlone) {
@@ -277,6 +280,23 @@ TEST(ChannelMap, FlagsBeyondTheSixteenthAreLeftAlone) {
   unusedMap().getUsageList(flags, {}, kProduct8);
   EXPECT_EQ(std::count(flags.begin(), flags.end(), true), 1);
   EXPECT_TRUE(flags[16]);
+}
+
+TEST(ChannelMap, IsValidWithCodesOfTheDeviceAndUnusedSlots) {
+  EXPECT_TRUE(unusedMap().isValid(kOtherProduct));
+  auto map = unusedMap();
+  map.inputs[7] = 193;
+  map.outputs[7] = 33;
+  EXPECT_TRUE(map.isValid(kOtherProduct));
+}
+
+TEST(ChannelMap, IsInvalidWithOneCodeThatTheDeviceDoesNotHaveOnEitherSide) {
+  auto map = unusedMap();
+  map.inputs[7] = 193;
+  EXPECT_FALSE(map.isValid(kProduct8));
+  map = unusedMap();
+  map.outputs[7] = 70;
+  EXPECT_FALSE(map.isValid(kOtherProduct));
 }
 
 // --- Option values ---

@@ -43,7 +43,7 @@ class CheckStyle(unittest.TestCase):
         self.assertIn(name, output)
 
     def test_the_tree_passes_the_quick_checks(self):
-        for check in ("format", "shell", "licences", "links", "desktop"):
+        for check in ("format", "shell", "licences", "links", "desktop", "survivors"):
             status, output = self.check(check)
             self.assertEqual(0, status, output)
 
@@ -82,6 +82,10 @@ class CheckStyle(unittest.TestCase):
     def test_a_faulty_desktop_entry_is_found(self):
         self.plant("packaging/vx310-panel.desktop", "Terminal=perhaps\n")
         self.expect_fault("vx310-panel.desktop", "desktop")
+
+    def test_an_explanation_of_no_planted_fault_is_found(self):
+        self.plant("tests/mutation_survivors.txt", "io/status.cpp: gone(); -> (dropped)\n  Nothing notices it.\n")
+        self.expect_fault("io/status.cpp: gone(); -> (dropped)", "survivors")
 
     def test_a_check_that_does_not_exist_is_refused(self):
         self.expect_fault("usage", "formatting")

@@ -11,6 +11,7 @@ busy machine), a value is lost, descriptors or threads are left, or memory grows
 import fcntl
 import itertools
 import json
+import os
 import pathlib
 import plistlib
 import random
@@ -19,8 +20,12 @@ import subprocess
 import sys
 import time
 
+import gi
 from freeze_meter import FreezeMeter
 from panel_session import Session, read_line
+
+gi.require_version("Gio", "2.0")
+from gi.repository import Gio, GLib  # noqa: E402
 
 TITLE = "VX-310 Control Panel"
 LINE = ("Line outputs", "Out12", 5)  # label, key of the choice, items
@@ -33,6 +38,7 @@ LONGEST_OF_EVENTS = 1.2
 LONGEST_OF_SILENCE = 1 + PAUSES
 LARGEST_GROWTH = 4096  # KiB
 SETTLED = 20  # seconds for the panel to show the truth again
+STORM = 2000  # plugs in a row
 
 
 class Soak:
@@ -93,9 +99,16 @@ class Soak:
             self.failures.append(f"{what}: {lost} values lost, {growth}")
 
     def storm(self):
-        for _ in range(10):
-            self.session.sim("unplug")
-            self.session.sim("plug")
+        """Plugs as fast as the driver can: on one connection, as a process for each call takes longer than it."""
+        address = os.environ["DBUS_SESSION_BUS_ADDRESS"]
+        flags = Gio.DBusConnectionFlags
+        bus = Gio.DBusConnection.new_for_address_sync(
+            address, flags.AUTHENTICATION_CLIENT | flags.MESSAGE_BUS_CONNECTION, None, None)
+        for _ in range(STORM):
+            for word in ("unplug", "plug"):
+                bus.call_sync("com.vantrel.Driver1", "/com/vantrel/VirtualInterfaces1", "com.vantrel.VirtualInterfaces1",
+                              "Run", GLib.Variant("(uas)", (0, [word])), None, Gio.DBusCallFlags.NONE, SETTLED * 1000, None)
+        bus.close_sync()
 
     def kill(self):
         self.session.end("driver", signal.SIGKILL)
@@ -175,7 +188,7 @@ class Soak:
 
     def run(self):
         print(f"{'what':<46} {'count':>6} {'freeze s':>9} {'KiB more':>8} {'descriptors':>11} {'threads':>7} {'lost':>5}")
-        self.trial("plugged and unplugged 10 times", self.storm, LONGEST_OF_EVENTS)
+        self.trial(f"{STORM:,} plugs in a row", self.storm, LONGEST_OF_EVENTS)
         self.trial("driver killed", self.kill, LONGEST_OF_EVENTS)
         self.trial("driver stopped for 0.1 to 2 s after a plug", self.stop, LONGEST_OF_SILENCE)
         self.trial("PipeWire restarted", self.restart_pipewire, LONGEST_OF_EVENTS, self.routings_arrive)

@@ -53,21 +53,36 @@ class StandardStreams(SurroundingsTest):
         command = [*ENDS_WITH_US, "sh", "-c", f'exec "$0" {redirection}', str(panel)]
         self.session.processes["panel"] = subprocess.Popen(command, **options)
 
+    def full_pipe(self):
+        """A pipe's writing end, whose next write would wait for ever."""
+        for end in (ends := os.pipe()):
+            self.addCleanup(os.close, end)
+        os.set_blocking(ends[1], False)
+        try:
+            while os.write(ends[1], bytes(4096)):
+                pass
+        except BlockingIOError:
+            os.set_blocking(ends[1], True)
+        return ends[1]
+
     def test_a_panel_without_a_standard_output_follows_the_interface(self):
         self.start_panel(">&-")
         self.expect_the_window_follows()
 
     def test_a_panel_whose_output_nobody_reads_follows_the_interface(self):
-        reader, writer = os.pipe()
-        self.addCleanup(os.close, reader)
-        os.set_blocking(writer, False)
-        try:
-            while os.write(writer, bytes(4096)):
-                pass
-        except BlockingIOError:
-            os.set_blocking(writer, True)
-        self.start_panel("", stdout=writer)
-        os.close(writer)
+        self.start_panel("", stdout=self.full_pipe())
+        self.expect_the_window_follows()
+
+    def test_programs_whose_errors_nobody_reads_are_not_held_up_by_messages_of_pipewires(self):
+        os.environ["PIPEWIRE_DEBUG"] = "4"  # thousands of messages
+        self.addCleanup(os.environ.pop, "PIPEWIRE_DEBUG")
+        full = self.full_pipe()
+        self.session.end("driver")
+        self.session.processes["driver"] = subprocess.Popen([self.session.bin / "vx310-driver"], stderr=full)
+        self.start_panel("", stderr=full)
+        self.expect("Device", "VX-310")
+        command = [self.session.bin / "vx310ctl", "set", "line-output", "1"]
+        self.assertEqual(subprocess.run(command, stderr=full, timeout=TIME_LIMIT).returncode, 0)
         self.expect_the_window_follows()
 
 

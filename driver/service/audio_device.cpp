@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "driver/service/audio_device.h"
 
-#include "driver/interface.h"
+#include "driver/service/request_handler.h"
 
 namespace driver {
 
@@ -25,8 +25,11 @@ RoutingRecords recordsOf(const Routings& routings) {
 
 }  // namespace
 
-AudioDevice::AudioDevice(ServiceContext& context, Interface& interface)
-    : graph_(context.audio.graph()), interface_(interface), wait_(context.event) {}
+AudioDevice::AudioDevice(ServiceContext& context, Interface& interface, RequestHandler& handler)
+    : graph_(context.audio.graph()),
+      interface_(interface),
+      handler_(handler),
+      wait_(context.event) {}
 
 void AudioDevice::publish(std::function<void()> ready) {
   withdraw();
@@ -38,7 +41,8 @@ void AudioDevice::publish(std::function<void()> ready) {
   }
   node_.emplace(
       graph_, name, recordsOf(interface_.registryEntry().routings),
-      AudioNode::Handlers{[this](const RoutingRecord& routing) { routingWritten(routing); },
+      // A routing that was taken comes back through update(); after another the node shows the old.
+      AudioNode::Handlers{[this](const RoutingRecord& routing) { handler_.setRouting(routing); },
                           [this](bool present) {
                             if (present) finishWait();
                           }});
@@ -53,11 +57,6 @@ void AudioDevice::withdraw() {
 
 void AudioDevice::update() {
   if (node_) node_->setRoutings(recordsOf(interface_.registryEntry().routings));
-}
-
-// An accepted routing comes back through update(); after a rejected one the node shows the old one.
-void AudioDevice::routingWritten(const RoutingRecord& routing) {
-  interface_.setRouting(routing.input != 0, routing.pair, routing.value);
 }
 
 void AudioDevice::finishWait() {

@@ -12,10 +12,12 @@
 namespace driver {
 
 class Interface;
+class RequestHandler;
 
 class AudioDevice {
  public:
-  AudioDevice(ServiceContext& context, Interface& interface);
+  // All arguments must outlive the device. `handler` takes the routings that clients write.
+  AudioDevice(ServiceContext& context, Interface& interface, RequestHandler& handler);
   AudioDevice(const AudioDevice&) = delete;
   AudioDevice& operator=(const AudioDevice&) = delete;
 
@@ -30,11 +32,11 @@ class AudioDevice {
   void update();
 
  private:
-  void routingWritten(const RoutingRecord& routing);
   void finishWait();
 
   AudioGraph& graph_;
   Interface& interface_;
+  RequestHandler& handler_;
   std::function<void()> ready_;
   Timer wait_;
   std::optional<AudioNode> node_;

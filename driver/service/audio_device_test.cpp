@@ -7,6 +7,7 @@
 
 #include "driver/testing/driver_session.h"
 #include "platform/audio_server/audio_server.h"
+#include "platform/notices/notices.h"
 #include "protocol/options.h"
 #include "tests/support/open_files.h"
 #include "tests/support/pipewire_server.h"
@@ -171,6 +172,19 @@ TEST_F(DriverAudioDevice, ARoutingOutOfRangeIsRejected) {
   EXPECT_EQ(services().begin()->second.numbers["RoutingIn2"], 2);
   catchUp();
   EXPECT_THAT(messages_, IsEmpty());
+}
+
+TEST_F(DriverAudioDevice, ARoutingThatAFaultRefusesFailsBeforeItsTimeLimit) {
+  startDriver();
+  const auto devices = DeviceList().waitFor("VX-310", 1);
+  ASSERT_THAT(devices, SizeIs(1));
+  EXPECT_EQ(control({"fault", "refuse"}), "");
+  EXPECT_NE(write(devices[0], 1, 2, 3), 0);
+  EXPECT_TRUE(hasNotice(Notice::kChoiceRefused));
+  EXPECT_FALSE(hasNotice(Notice::kRoutingUnconfirmed));
+  EXPECT_EQ(read(devices[0], 1, 2), 2);
+  EXPECT_EQ(write(devices[0], 1, 2, 3), 0);
+  EXPECT_EQ(read(devices[0], 1, 2), 3);
 }
 
 TEST_F(DriverAudioDevice, ShowsARoutingSetByARecord) {

@@ -13,6 +13,10 @@ Reply InterfaceRequestHandler::handle(const VQ_Dispatch& request) {
   return reply;
 }
 
+void InterfaceRequestHandler::setRouting(const RoutingRecord& routing) {
+  interface_.setRouting(routing.input != 0, routing.pair, routing.value);
+}
+
 Reply refusal(const VQ_Dispatch& request) {
   Reply reply;
   reply.packet.emplace(request.bytes.begin(), request.bytes.begin() + VQ_Dispatch::kPayloadOffset);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Handles the requests that come in through client connections.
+// Handles what clients ask of an interface: the requests that come in through their connections,
+// and the routings that they write to its audio device.
 #pragma once
 
 #include <chrono>
@@ -26,6 +27,8 @@ class RequestHandler {
  public:
   virtual ~RequestHandler() = default;
   virtual Reply handle(const VQ_Dispatch& request) = 0;
+  // Nothing changes when the interface does not take it.
+  virtual void setRouting(const RoutingRecord& routing) = 0;
 };
 
 // Replies with the record as the interface answered it; to a refused request with the command
@@ -34,6 +37,7 @@ class InterfaceRequestHandler final : public RequestHandler {
  public:
   explicit InterfaceRequestHandler(Interface& interface) : interface_(interface) {}
   Reply handle(const VQ_Dispatch& request) override;
+  void setRouting(const RoutingRecord& routing) override;
 
  private:
   Interface& interface_;

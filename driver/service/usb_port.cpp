@@ -16,7 +16,7 @@ UsbPort::UsbPort(ServiceContext& context, Interface& interface, RequestHandler& 
     : context_(context),
       interface_(interface),
       handler_(handler),
-      audio_(context, interface),
+      audio_(context, interface, handler),
       away_(context.event) {
   interface_.setListener(this);
 }

@@ -33,7 +33,10 @@ constexpr std::array kKinds = {
     Kind{{"die", "", "the driver service is killed instead of answering"}, FaultKind::die, 0, 0},
     Kind{
         {"hang", "", "the driver service is stopped until it gets SIGCONT"}, FaultKind::hang, 0, 0},
-    Kind{{"refuse", "", "settings fail"}, FaultKind::refuse, 0, 0},
+    Kind{{"refuse", "", "settings fail, and routings (command 40) are not taken"},
+         FaultKind::refuse,
+         0,
+         0},
     Kind{{"ignore", "", "settings are answered but not taken"}, FaultKind::ignore, 0, 0}};
 
 bool readOption(const std::vector<std::string>& words, std::size_t& next, Fault& fault) {

@@ -20,7 +20,7 @@ enum class FaultKind {
   close,        // the connection closes instead of answering
   die,          // the driver process is killed instead of answering
   hang,         // the driver process is stopped, and answers when somebody continues it
-  refuse,       // settings fail
+  refuse,       // settings fail, routings that are written to the audio device included
   ignore        // settings are answered as if they had been taken
 };
 

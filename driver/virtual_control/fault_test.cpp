@@ -67,12 +67,15 @@ class CountingHandler final : public RequestHandler {
     reply.packet.emplace(record.bytes.begin(), record.bytes.end());
     return reply;
   }
+  void setRouting(const RoutingRecord& routing) override { routings.push_back(routing); }
   std::uint32_t count = 0;
+  std::vector<RoutingRecord> routings;
 };
 
 class FaultyRequests : public testing::Test {
  protected:
   using enum VQ_Command;
+  static constexpr RoutingRecord kRouting{0, 1, 3};
 
   void add(const std::vector<std::string>& words) { faulty_.add(*parsed(words)); }
   Reply ask(VQ_Command command = kGetCountConfigurations) {
@@ -142,6 +145,28 @@ TEST_F(FaultyRequests, IgnoringEchoesTheSetting) {
   VQ_Dispatch request(VQ_Command::kSetDigitalOutMode, 9);
   EXPECT_THAT(*faulty_.handle(request).packet, testing::ElementsAreArray(request.bytes));
   EXPECT_EQ(handler_.count, 0u);
+}
+
+TEST_F(FaultyRequests, ARoutingWithoutAFaultIsTaken) {
+  faulty_.setRouting(kRouting);
+  EXPECT_THAT(handler_.routings, ElementsAre(kRouting));
+}
+
+TEST_F(FaultyRequests, RefusedAndIgnoredRoutingsAreNotTaken) {
+  for (const char* fault : {"refuse", "ignore"}) {
+    add({fault});
+    faulty_.setRouting(kRouting);
+    EXPECT_THAT(handler_.routings, IsEmpty()) << fault;
+    EXPECT_THAT(faulty_.faults(), IsEmpty()) << fault;
+  }
+}
+
+TEST_F(FaultyRequests, FaultsOfAnswersAndOfOtherCommandsWaitWhileARoutingIsTaken) {
+  add({"late"});
+  add({"refuse", "command", std::to_string(static_cast<std::uint32_t>(kSetDigitalOutMode))});
+  faulty_.setRouting(kRouting);
+  EXPECT_THAT(handler_.routings, ElementsAre(kRouting));
+  EXPECT_THAT(faulty_.faults(), SizeIs(2));
 }
 
 }  // namespace

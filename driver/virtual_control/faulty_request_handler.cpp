@@ -59,7 +59,7 @@ void spoil(Reply& reply, const Fault& fault) {
 }  // namespace
 
 Reply FaultyRequestHandler::handle(const VQ_Dispatch& request) {
-  const auto fault = take(request.command());
+  const auto fault = take(request.command(), [](FaultKind) { return true; });
   if (!fault) return handler_.handle(request);
   switch (fault->kind) {
     case FaultKind::die:
@@ -84,10 +84,15 @@ Reply FaultyRequestHandler::handle(const VQ_Dispatch& request) {
   }
 }
 
-// The first fault for the command; counts the request against it.
-std::optional<Fault> FaultyRequestHandler::take(VQ_Command command) {
-  const auto found = std::find_if(faults_.begin(), faults_.end(), [command](const Fault& fault) {
-    return (!fault.command || *fault.command == static_cast<std::uint32_t>(command)) &&
+void FaultyRequestHandler::setRouting(const RoutingRecord& routing) {
+  if (!take(VQ_Command::kSetRouting, concernsSettingsOnly)) handler_.setRouting(routing);
+}
+
+// The first fault of these kinds for the command; counts the request against it.
+std::optional<Fault> FaultyRequestHandler::take(VQ_Command command, bool (*applies)(FaultKind)) {
+  const auto found = std::find_if(faults_.begin(), faults_.end(), [&](const Fault& fault) {
+    return applies(fault.kind) &&
+           (!fault.command || *fault.command == static_cast<std::uint32_t>(command)) &&
            (!concernsSettingsOnly(fault.kind) || isSettingCommand(command));
   });
   if (found == faults_.end()) return std::nullopt;

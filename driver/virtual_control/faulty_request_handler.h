@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Applies faults to the replies of another handler.
+// Applies faults to the replies of another handler, and to the routings that it is to set.
 #pragma once
 
 #include <vector>
@@ -19,9 +19,12 @@ class FaultyRequestHandler final : public RequestHandler {
   const std::vector<Fault>& faults() const { return faults_; }
 
   Reply handle(const VQ_Dispatch& request) override;
+  // A routing is not answered, so only the faults that keep a setting from being taken apply, as
+  // for the command that sets routings.
+  void setRouting(const RoutingRecord& routing) override;
 
  private:
-  std::optional<Fault> take(VQ_Command command);
+  std::optional<Fault> take(VQ_Command command, bool (*applies)(FaultKind));
 
   RequestHandler& handler_;
   std::vector<Fault> faults_;

@@ -20,10 +20,11 @@
 
 namespace pipewire {
 
-// Initialises the PipeWire client library for as long as an object of this class lives.
+// Initialises the PipeWire client library for as long as an object of this class lives. The
+// library's messages are printed through platform/log.
 class Library {
  public:
-  Library() { pw_init(nullptr, nullptr); }
+  Library();
   ~Library() { pw_deinit(); }
   Library(const Library&) = delete;
   Library& operator=(const Library&) = delete;

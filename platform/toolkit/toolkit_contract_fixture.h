@@ -32,10 +32,14 @@ std::string textOf(const char* field);
 bool isHidden(const char* control);
 bool isEnabled(const char* control);
 bool showsPicture(const char* imageView);
+// Whether the window is shown and has the user's input.
+bool isWindowInFront();
 
 // Act as the user. The controls must be shown.
 void pickLastItem(const char* menu);
 void press(const char* button);
 void closeWindow();
+void minimizeWindow();
+void coverWindow();  // with another window, which gets the user's input
 
 }  // namespace toolkit_contract

@@ -162,6 +162,42 @@ TEST_F(Toolkit, ClosingTheWindowEndsAnApplicationWithoutADelegate) {
   EXPECT_THAT(plan.steps, ElementsAre("loaded", "awakeFromNib", "destroyed"));
 }
 
+TEST_F(Toolkit, ActivatingBringsTheWindowToTheFrontWithATokenOrNone) {
+  for (const std::string token : {"", "token"}) {
+    for (const auto hide : {minimizeWindow, coverWindow}) {
+      plan.running = [&](NSNib&) {
+        post([&] {
+          hide();
+          post([&] {
+            EXPECT_FALSE(isWindowInFront());
+            NSAppActivate(token);
+            post([] {
+              EXPECT_TRUE(isWindowInFront());
+              NSAppTerminate();
+            });
+          });
+        });
+      };
+      EXPECT_EQ(run(), 0);
+    }
+  }
+}
+
+TEST_F(Toolkit, ActivatingWithoutAWindowDoesNothing) {
+  NSAppActivate("");
+  NSAppActivate("token");
+  EXPECT_EQ(run(), 0);
+  NSAppActivate("");
+  EXPECT_EQ(plan.steps.size(), 5u);
+}
+
+TEST_F(Toolkit, ActivatingWhileTheWindowIsLoadedLeavesTheStartAsItIs) {
+  plan.loading = [](NSNib&) { NSAppActivate("token"); };
+  EXPECT_EQ(run(), 0);
+  EXPECT_THAT(plan.steps, ElementsAre("loaded", "awakeFromNib", "applicationDidFinishLaunching",
+                                      "applicationWillTerminate", "destroyed"));
+}
+
 TEST_F(Toolkit, AnApplicationRunsAgainAfterItEnded) {
   run();
   plan.steps.clear();

@@ -11,6 +11,7 @@
 #include <QClipboard>
 #include <QComboBox>
 #include <QContextMenuEvent>
+#include <QDialog>
 #include <QIcon>
 #include <QKeyEvent>
 #include <QLabel>
@@ -99,6 +100,13 @@ void pickLastItem(const char* menu) {
 }
 void press(const char* button) { find<QPushButton>(button)->click(); }
 void closeWindow() { window()->close(); }
+void minimizeWindow() { window()->showMinimized(); }
+void coverWindow() {
+  auto* cover = new QDialog(window());
+  cover->show();
+  cover->activateWindow();
+}
+bool isWindowInFront() { return window()->isActiveWindow() && !window()->isMinimized(); }
 
 }  // namespace toolkit_contract
 

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <utility>
 
 #include "platform/toolkit/toolkit_contract_fixture.h"
@@ -31,6 +32,15 @@ bool showsPicture(const char* view) { return !recording_toolkit::control(view).i
 void pickLastItem(const char* menu) { recording_toolkit::pickItem(menu, kMenuItems - 1); }
 void press(const char* button) { recording_toolkit::press(button); }
 void closeWindow() { recording_toolkit::closeWindow(); }
+// The recording has no other windows: it is in front from the last activation on.
+std::size_t activationsBefore = 0;
+std::size_t activations() {
+  return static_cast<std::size_t>(
+      std::ranges::count(recording_toolkit::log(), "application.activate"));
+}
+void minimizeWindow() { activationsBefore = activations(); }
+void coverWindow() { minimizeWindow(); }
+bool isWindowInFront() { return activations() > activationsBefore; }
 
 }  // namespace toolkit_contract
 
