@@ -83,6 +83,10 @@ class CheckStyle(unittest.TestCase):
         self.plant("packaging/vx310-panel.desktop", "Terminal=perhaps\n")
         self.expect_fault("vx310-panel.desktop", "desktop")
 
+    def test_wrong_metadata_for_software_centres_is_found(self):
+        self.plant("packaging/com.vantrel.vx310.panel.metainfo.xml", "<component/>\n")
+        self.expect_fault("FAILED: desktop", "desktop")
+
     def test_a_check_that_does_not_exist_is_refused(self):
         self.expect_fault("usage", "formatting")
 
