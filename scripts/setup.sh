@@ -14,8 +14,8 @@ packages_run="pipewire pipewire-bin dbus-daemon dbus-bin fonts-dejavu-core xdg-u
 packages_wayland="qt6-wayland"
 packages_picture="xvfb x11-utils imagemagick"
 packages_test="libgtest-dev libgmock-dev python3 at-spi2-core gir1.2-atspi-2.0 python3-gi
-  python3-xlib libplist-utils locales xdotool orca python3-pyatspi openbox"
-packages_package="debhelper dpkg-dev"
+  python3-xlib libplist-utils locales xdotool orca python3-pyatspi openbox zsh fish"
+packages_package="build-essential debhelper lowdown"
 packages_package_check="lintian python3"
 packages_bench="libbenchmark-dev libpugixml-dev libexpat1-dev libtinyxml2-dev python3 python3-xlib xvfb
   at-spi2-core strace systemd"
