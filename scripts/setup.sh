@@ -15,10 +15,12 @@ packages_wayland="qt6-wayland"
 packages_picture="xvfb x11-utils imagemagick"
 packages_test="libgtest-dev libgmock-dev python3 at-spi2-core gir1.2-atspi-2.0 python3-gi
   python3-xlib libplist-utils locales xdotool orca python3-pyatspi openbox weston
-  qt6-wayland"
+  qt6-wayland zsh fish"
+packages_package="build-essential debhelper lowdown"
+packages_package_check="lintian python3"
 packages_bench="libbenchmark-dev libpugixml-dev libexpat1-dev libtinyxml2-dev python3 python3-xlib xvfb
   at-spi2-core strace systemd"
-packages_full="clang libclang-rt-dev clang-format clang-tidy shellcheck desktop-file-utils systemd debootstrap"
+packages_full="clang libclang-rt-dev clang-format clang-tidy shellcheck desktop-file-utils appstream systemd debootstrap"
 }
 
 say() { printf '%s\n' "==> $*"; }
@@ -138,11 +140,17 @@ configure() {
     "($logs/$1-configure.log)"
 }
 
+# lock_build: waits for another build in this clone; sets `lock` to a descriptor that keeps others waiting
+# until it is closed.
+lock_build() {
+  exec {lock}>"$logs/lock"
+  flock --nonblock "$lock" || { say "Waiting for another build in this clone"; flock "$lock"; }
+}
+
 # build PRESET [OPTION...]: configures if need be, then builds what changed; one at a time in this clone.
 build() {
   local lock
-  exec {lock}>"$logs/lock"
-  flock --nonblock "$lock" || { say "Waiting for another build in this clone"; flock "$lock"; }
+  lock_build
   configure "$@"
   say "Building ($1)"
   cd "$top" || exit 1

@@ -87,6 +87,10 @@ class CheckStyle(unittest.TestCase):
         self.plant("tests/mutation_survivors.txt", "io/status.cpp: gone(); -> (dropped)\n  Nothing notices it.\n")
         self.expect_fault("io/status.cpp: gone(); -> (dropped)", "survivors")
 
+    def test_wrong_metadata_for_software_centres_is_found(self):
+        self.plant("packaging/com.vantrel.vx310.panel.metainfo.xml", "<component/>\n")
+        self.expect_fault("FAILED: desktop", "desktop")
+
     def test_a_check_that_does_not_exist_is_refused(self):
         self.expect_fault("usage", "formatting")
 

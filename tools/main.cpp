@@ -141,6 +141,20 @@ void declareHelp(CLI::App& tool, Values& values) {
   help->add_option("COMMAND", values.topic, "One of the commands");
 }
 
+// The words that complete a value on the command line.
+std::vector<std::string> wordsOfValue(const CLI::App& tool, const std::string& value,
+                                      const std::vector<std::string>& before) {
+  std::vector<std::string> words;
+  if (value == "SETTING") {
+    for (const Choice& choice : choices()) words.emplace_back(choice.name);
+  } else if (value == "ITEM" && findChoice(before.back())) {
+    for (const auto& item : findChoice(before.back())->items) words.emplace_back(item);
+  } else if (value == "COMMAND") {
+    for (const CLI::App* command : tool.get_subcommands({})) words.push_back(command->get_name());
+  }
+  return words;
+}
+
 }  // namespace
 
 int main(int count, char** words) {
@@ -150,7 +164,8 @@ int main(int count, char** words) {
   const auto ended = parseCommandLine(
       "vx310ctl",
       "Looks at the VX-310 interfaces that driver services publish, and moves virtual ones.", count,
-      words, [&](CLI::App& tool) {
+      words,
+      [&](CLI::App& tool) {
         tool.require_subcommand(0, 1);
         tool.parse_complete_callback([&tool] {  // comes before the commands' callbacks
           if (tool.get_subcommands().empty()) throw CLI::RequiredError("A command");
@@ -161,7 +176,8 @@ int main(int count, char** words) {
         declareSim(tool, values, status);
         declareHelp(tool, values);
         tool.footer(kFooter);  // the last: commands would take it over
-      });
+      },
+      wordsOfValue);
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return ended.value_or(status);
   std::fputs("vx310ctl: the output cannot be written\n", stderr);
   return kFailed;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <exception>
 
+#include "platform/command_line/description.h"
 #include "protocol/numbers.h"
 
 namespace {
@@ -20,13 +21,18 @@ std::string explanation(const CLI::App* program, const CLI::Error& error) {
 
 std::optional<int> parseCommandLine(const std::string& name, const std::string& description,
                                     int count, const char* const* words,
-                                    const std::function<void(CLI::App& program)>& declare) {
+                                    const std::function<void(CLI::App& program)>& declare,
+                                    const WordsOfValue& wordsOfValue) {
   try {
     CLI::App program(description, name);
     program.set_version_flag("--version", name + " " + VX310_VERSION);
     program.failure_message(explanation);
     try {
       declare(program);
+      if (const auto text = descriptionFor(program, VX310_VERSION, count, words, wordsOfValue)) {
+        std::fputs(text->c_str(), stdout);
+        return 0;
+      }
       program.parse(count, words);
     } catch (const CLI::Error& error) {
       return program.exit(error) == 0 ? 0 : kExitUsage;

@@ -22,6 +22,10 @@ draw_for_screens VX-310 "$resources" 296 132
 draw_for_screens StripTexture "$resources" 64 64
 draw vx310-panel.svg "$resources/vx310-panel.png" 256 256
 
+# The icon for desktops, in the sizes that they ask for.
+for size in 16 22 24; do draw vx310-panel-small.svg "$resources/icons/$size.png" "$size" "$size"; done
+for size in 32 48 64 128 512; do draw vx310-panel.svg "$resources/icons/$size.png" "$size" "$size"; done
+
 for scale in 1 2 3; do
   suffix=$([ "$scale" = 1 ] || echo "@${scale}x")
   rsvg-convert --zoom "$scale" None.svg | convert png:- -alpha off -colors 256 -type Palette "BMP3:$resources/None$suffix.bmp"

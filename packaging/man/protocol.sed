@@ -1,0 +1,7 @@
+# SPDX-License-Identifier: MIT
+# Gives docs/driver-protocol.md the name that a manual page starts with.
+s/^# Driver protocol$/# NAME\
+\
+vx310-driver-protocol - protocol between VX-310 drivers and their clients\
+\
+# DESCRIPTION/
