@@ -2,22 +2,16 @@
 #include "platform/toolkit/qt/qt_nib.h"
 
 #include <QAbstractButton>
-#include <QAbstractItemView>
 #include <QAction>
 #include <QApplication>
 #include <QComboBox>
-#include <QEvent>
-#include <QKeyEvent>
 #include <QKeySequence>
 #include <QLabel>
 #include <QMenu>
-#include <QPainter>
 #include <QPalette>
-#include <QPixmap>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QShortcut>
-#include <QStyledItemDelegate>
 #include <functional>
 #include <utility>
 
@@ -41,45 +35,6 @@ QWidget* labelNamed(const QWidget& window, std::string_view name, bool withPictu
   auto* label = window.findChild<QLabel*>(textOf(name));
   return label && showsPicture(*label) == withPicture ? label : nullptr;
 }
-
-// Draws an open list with a tick at the menu's current item.
-class TickDelegate final : public QStyledItemDelegate {
- public:
-  explicit TickDelegate(QComboBox* menu) : QStyledItemDelegate(menu), menu_(menu) {}
-
-  void paint(QPainter* painter, const QStyleOptionViewItem& option,
-             const QModelIndex& index) const override {
-    QStyledItemDelegate::paint(painter, option, index);
-    if (index.row() != menu_->currentIndex()) return;
-    QStyleOptionViewItem item = option;
-    initStyleOption(&item, index);
-    const QRect place = menu_->view()->style()->subElementRect(QStyle::SE_ItemViewItemDecoration,
-                                                               &item, menu_->view());
-    const bool selected = item.state.testFlag(QStyle::State_Selected);
-    const int side = item.decorationSize.width();
-    painter->save();
-    painter->setRenderHint(QPainter::Antialiasing);
-    painter->setPen(QPen(
-        menu_->palette().color(selected ? QPalette::HighlightedText : QPalette::Text), side / 7.0));
-    painter->translate(place.topLeft());
-    const QPointF corners[] = {
-        {side * 0.15, side * 0.55}, {side * 0.4, side * 0.8}, {side * 0.85, side * 0.2}};
-    painter->drawPolyline(corners, 3);
-    painter->restore();
-  }
-
- protected:
-  // Leaves room for the tick before each text.
-  void initStyleOption(QStyleOptionViewItem* option, const QModelIndex& index) const override {
-    QStyledItemDelegate::initStyleOption(option, index);
-    const int side = option->fontMetrics.height() * 3 / 4;
-    option->features |= QStyleOptionViewItem::HasDecoration;
-    option->decorationSize = QSize(side, side);
-  }
-
- private:
-  QComboBox* menu_;
-};
 
 // The menu of the window and of everything in it.
 void showMenu(QWidget& window, QAction& copyValue, const QPoint& place) {
@@ -162,46 +117,6 @@ void fitTexts(const QWidget& window) {
 
 }  // namespace
 
-bool ClosedMenu::eventFilter(QObject* menu, QEvent* event) {
-  if (event->type() == QEvent::Wheel) {
-    event->ignore();
-    return true;
-  }
-  if (event->type() != QEvent::KeyPress) return false;
-  const auto* press = static_cast<QKeyEvent*>(event);
-  auto* closed = static_cast<QComboBox*>(menu);
-  switch (press->key()) {
-    case Qt::Key_Up:
-    case Qt::Key_Down:
-    case Qt::Key_PageUp:
-    case Qt::Key_PageDown:
-    case Qt::Key_Home:
-    case Qt::Key_End:
-      closed->showPopup();
-      return true;
-    default:
-      break;
-  }
-  // Letters move to an item that begins with them.
-  const QString text = press->text();
-  if (text.isEmpty() || !text[0].isPrint() || text[0].isSpace()) return false;
-  if ((press->modifiers() & (Qt::AltModifier | Qt::ControlModifier)) != 0) return false;
-  closed->showPopup();
-  QCoreApplication::sendEvent(closed->view(), event);
-  return true;
-}
-
-// Only events of the window system are spontaneous. sendEvent() clears the flag, so Qt sends a new
-// ShortcutOverride before this press, which passes the filter.
-bool KeysInOrder::eventFilter(QObject* list, QEvent* event) {
-  if (!event->spontaneous()) return false;
-  if (event->type() == QEvent::ShortcutOverride) return true;
-  if (event->type() != QEvent::KeyPress) return false;
-  QCoreApplication::sendEvent(list, event);
-  event->accept();  // Qt has already offered the press to the list's parents
-  return true;
-}
-
 QtNib::QtNib() {
   Ui::PanelWindow ui;
   ui.setupUi(&window_);
@@ -233,18 +148,6 @@ QtNib::QtNib() {
       Qt::QueuedConnection);
   QObject::connect(ui.InputSection, &SectionBox::emptied, ui.StatusLine,
                    [line = ui.StatusLine](bool empty) { line->setMenusShown(!empty); });
-  for (QComboBox* menu : window_.findChildren<QComboBox*>()) {
-    menu->installEventFilter(&closedMenu_);
-    menu->setItemDelegate(new TickDelegate(menu));
-    menu->view()->installEventFilter(&keysInOrder_);
-    // On Linux Qt reports the value as a menu's name, and screen readers speak the label in place
-    // of the name: they find the value only in the description.
-    QObject::connect(menu, &QComboBox::currentTextChanged, menu, [menu](const QString& value) {
-      const QString purpose = menu->accessibleName();
-      menu->setAccessibleDescription(
-          value.isEmpty() ? purpose : QStringLiteral("%1: %2").arg(purpose, value));
-    });
-  }
 }
 
 NSTextField QtNib::textField(std::string_view name) {
