@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // vx310ctl: looks at connected interfaces, and moves virtual ones, from a shell.
+#include <csignal>
 #include <cstdio>
 
 #include "platform/command_line/command_line.h"
@@ -115,7 +116,7 @@ void declareCommands(CLI::App& tool, Values& values, ExitStatus& status) {
   declareJson(watch, values);
   watch->footer(
       "It also waits for a driver to come. It ends when it is interrupted, or with status 1 when\n"
-      "the session bus goes away.");
+      "the session bus goes away or nobody reads its output any more.");
 }
 
 void declareSim(CLI::App& tool, Values& values, ExitStatus& status) {
@@ -130,6 +131,9 @@ void declareSim(CLI::App& tool, Values& values, ExitStatus& status) {
     const auto words = sim->remaining();
     if (words.empty()) throw CLI::RequiredError("A command (see 'vx310ctl sim help')");
     status = runSim(values.interface, words);
+    if (status == kDone || words != std::vector<std::string>{"help"}) return;
+    std::fputs(sim->help("vx310ctl").c_str(), stdout);  // without the commands of a running driver
+    status = kDone;
   });
 }
 
@@ -159,6 +163,7 @@ std::vector<std::string> wordsOfValue(const CLI::App& tool, const std::string& v
 
 int main(int count, char** words) {
   openStandardDescriptors();
+  std::signal(SIGPIPE, SIG_IGN);  // a reader that has gone is an error, which is explained
   Values values;
   ExitStatus status = kDone;
   const auto ended = parseCommandLine(
@@ -178,7 +183,5 @@ int main(int count, char** words) {
         tool.footer(kFooter);  // the last: commands would take it over
       },
       wordsOfValue);
-  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return ended.value_or(status);
-  std::fputs("vx310ctl: the output cannot be written\n", stderr);
-  return kFailed;
+  return ended ? *ended : finishOutput("vx310ctl", status);
 }

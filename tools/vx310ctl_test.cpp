@@ -123,7 +123,6 @@ TEST_F(ControlTool, HelpOfSimPointsToTheDriversHelpWithAndWithoutADriver) {
 }
 
 TEST_F(ControlTool, TheDriverExplainsItsCommandsFaultsAndSettings) {
-  EXPECT_EQ(run({"sim", "help"}), 3);
   startDriver({"--unplugged"});
   EXPECT_EQ(run({"sim", "help"}), 0) << errors_;
   EXPECT_THAT(output_, StartsWith("Usage: vx310ctl sim "));

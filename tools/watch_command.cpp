@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
 // `vx310ctl watch`: prints a line for each event of the interface.
+#include <sys/epoll.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -8,6 +11,7 @@
 #include <utility>
 
 #include "io/driver_events.h"
+#include "platform/posix/posix.h"
 #include "platform/run_loop/run_loop.h"
 #include "tools/choices.h"
 #include "tools/commands.h"
@@ -50,6 +54,27 @@ class BusEnd final : public CFRunLoopSource {
 
  private:
   session_bus::Bus bus_;
+};
+
+// Stops the run loop when standard output has no reader any more, also while there is nothing to
+// print.
+class ReaderEnd final : public CFRunLoopSource {
+ public:
+  ReaderEnd() : poll_(::epoll_create1(EPOLL_CLOEXEC)) {
+    epoll_event hangUpsAndErrors{};
+    // Fails for a regular file, which has no reader that could go.
+    ::epoll_ctl(poll_.get(), EPOLL_CTL_ADD, STDOUT_FILENO, &hangUpsAndErrors);
+  }
+  int descriptor() const override { return poll_.get(); }
+  void perform() override {
+    hasGone_ = true;
+    CFRunLoopStop(CFRunLoopGetCurrent());
+  }
+  bool hasGone() const { return hasGone_; }
+
+ private:
+  FileDescriptor poll_;
+  bool hasGone_ = false;
 };
 
 class Watch {
@@ -120,16 +145,25 @@ class Watch {
 ExitStatus runWatch(bool json) {
   session_bus::Bus bus;
   if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
+  const auto readerEnd = std::make_shared<ReaderEnd>();
+  const CFRunLoopSourceRef ends[] = {std::make_shared<BusEnd>(std::move(bus)), readerEnd};
   {
     const Watch watch(json);
-    const auto busEnd = std::make_shared<BusEnd>(std::move(bus));
-    CFRunLoopAddSource(CFRunLoopGetCurrent(), busEnd, kCFRunLoopDefaultMode);
+    for (const auto& source : ends) {
+      CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    }
     // Output that cannot be written ends it, too; main() explains that.
     while (std::ferror(stdout) == 0 && !CFRunLoopRunInMode(kCFRunLoopDefaultMode, kOneHour)) {
     }
-    CFRunLoopRemoveSource(CFRunLoopGetCurrent(), busEnd, kCFRunLoopDefaultMode);
+    for (const auto& source : ends) {
+      CFRunLoopRemoveSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    }
   }
-  if (std::ferror(stdout) == 0) std::fputs("vx310ctl: the session bus has gone\n", stderr);
+  if (std::ferror(stdout) == 0) {
+    std::fputs(readerEnd->hasGone() ? "vx310ctl: nobody reads the output any more\n"
+                                    : "vx310ctl: the session bus has gone\n",
+               stderr);
+  }
   return kFailed;
 }
 

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "platform/command_line/command_line.h"
 
+#include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <vector>
 
 #include "platform/command_line/description.h"
 #include "protocol/numbers.h"
@@ -15,6 +18,25 @@ std::string explanation(const CLI::App* program, const CLI::Error& error) {
   std::string command = program->get_name();
   for (const CLI::App* parsed : program->get_subcommands()) command += " " + parsed->get_name();
   return program->get_name() + ": " + error.what() + "\nTry '" + command + " --help'.\n";
+}
+
+// Makes writing to a reader that has gone an error, which finishOutput() explains.
+void explainGoneReaders() { std::signal(SIGPIPE, SIG_IGN); }
+
+// The words after the program's name, last first as CLI11 takes them, with --help for "help".
+std::vector<std::string> wordsOf(const CLI::App* command, int count, const char* const* words) {
+  std::vector<std::string> all(words + 1, words + std::max(count, 1));
+  for (std::string& word : all) {
+    const auto named =
+        command->get_subcommands([&word](const CLI::App* app) { return app->check_name(word); });
+    if (named.empty()) {
+      if (word == "help" && !command->get_prefix_command()) word = "--help";
+      break;
+    }
+    command = named.front();
+  }
+  std::ranges::reverse(all);
+  return all;
 }
 
 }  // namespace
@@ -30,18 +52,26 @@ std::optional<int> parseCommandLine(const std::string& name, const std::string& 
     try {
       declare(program);
       if (const auto text = descriptionFor(program, VX310_VERSION, count, words, wordsOfValue)) {
+        explainGoneReaders();
         std::fputs(text->c_str(), stdout);
-        return 0;
+        return finishOutput(name, 0);
       }
-      program.parse(count, words);
+      program.parse(wordsOf(&program, count, words));
     } catch (const CLI::Error& error) {
-      return program.exit(error) == 0 ? 0 : kExitUsage;
+      explainGoneReaders();
+      return program.exit(error) == 0 ? finishOutput(name, 0) : kExitUsage;
     }
     return std::nullopt;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s: %s\n", name.c_str(), error.what());
     return EXIT_FAILURE;
   }
+}
+
+int finishOutput(const std::string& name, int status) {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;
+  std::fprintf(stderr, "%s: the output cannot be written\n", name.c_str());
+  return EXIT_FAILURE;
 }
 
 CLI::Validator numberUpTo(std::uint32_t largest) {
