@@ -24,10 +24,12 @@ BUILD = None
 
 
 class Menu:
-    """One menu: its label, its name for vx310ctl, and its key among the panel's choices."""
+    """One menu: its label, its name for vx310ctl, and its key among the panel's choices; `words` are the items in
+    JSON."""
 
-    def __init__(self, label, setting, key):
-        self.label, self.setting, self.key = label, setting, key
+    def __init__(self, label, setting, key, words):
+        self.label, self.setting, self.key, self.words = label, setting, key, words
+        self.member = setting.replace("-", "_")
 
     @functools.cached_property
     def items(self):
@@ -37,17 +39,19 @@ class Menu:
         return re.findall(r"^  \d+  (.+)$", result.stderr, re.MULTILINE)
 
 
-CLOCK = Menu("Sample clock", "clock-source", "ClockSource")
-FORMAT = Menu("Output format", "digital-output-format", "DigOutFormat")
-LINE = Menu("Line outputs", "line-output", "Out12")
+INPUTS = ("analog-1-2", "analog-3-4", "digital", "loopback")
+OUTPUTS = ("playback-1-2", "playback-3-4", "input-1-2", "input-3-4", "input-5-6")
+CLOCK = Menu("Sample clock", "clock-source", "ClockSource", ("automatic", "internal"))
+FORMAT = Menu("Output format", "digital-output-format", "DigOutFormat", ("consumer", "professional"))
+LINE = Menu("Line outputs", "line-output", "Out12", OUTPUTS)
 # The menus that a panel with an interface shows: all but the USB 1.1 input selection and the audio
 # performance, which this interface does not use.
 MENUS = (
-    Menu("Inputs 1/2", "input-1-2", "In12"),
-    Menu("Inputs 3/4", "input-3-4", "In34"),
-    Menu("Inputs 5/6", "input-5-6", "In56"),
+    Menu("Inputs 1/2", "input-1-2", "In12", INPUTS),
+    Menu("Inputs 3/4", "input-3-4", "In34", INPUTS),
+    Menu("Inputs 5/6", "input-5-6", "In56", INPUTS),
     LINE,
-    Menu("Digital output", "digital-output", "Out34"),
+    Menu("Digital output", "digital-output", "Out34", OUTPUTS),
     CLOCK,
     FORMAT,
 )
@@ -102,8 +106,8 @@ class ChoicesTest(unittest.TestCase):
 
     def device(self):
         """The interface's settings as indices, by the choice's key."""
-        settings = json.loads(self.session.ctl("get", "--json"))
-        return {menu.key: settings[menu.setting]["index"] for menu in MENUS}
+        settings = json.loads(self.session.ctl("get", "--json"))["settings"]
+        return {menu.key: menu.words.index(settings[menu.member]) for menu in MENUS}
 
     def reset_device(self):
         """Sets the interface and its driver to the defaults; the panel's choices stay."""
@@ -160,13 +164,13 @@ class ChoicesTest(unittest.TestCase):
 
     def wait_for_event(self, event):
         """The next line of `watch` about this kind of event."""
-        return json.loads(self.session.wait_for_line("watch", f'{{"event":"{event}"'))
+        return json.loads(self.session.wait_for_line("watch", f'{{"schema":1,"event":"{event}"'))
 
-    def wait_for_change(self, setting):
-        """The setting's value in the next line of `watch` about its change."""
-        while setting not in (event := self.wait_for_event("changed")):
+    def wait_for_change(self, menu):
+        """The item of the menu in the next line of `watch` about its change."""
+        while menu.member not in (settings := self.wait_for_event("changed").get("settings", {})):
             pass
-        return event[setting]
+        return menu.words.index(settings[menu.member])
 
     # The user's input ----------------------------------------------------------------------------
 
@@ -225,7 +229,7 @@ class ByHand(ChoicesTest):
         # The next event of `watch` is that of another pick.
         self.pick(LINE, 3)
         event = self.wait_for_event("changed")
-        self.assertEqual(event, {"event": "changed", LINE.setting: LINE.items[3]})
+        self.assertEqual(event, {"schema": 1, "event": "changed", "settings": {LINE.member: LINE.words[3]}})
 
 
 class ThroughTheAccessibilityTree(ChoicesTest):
@@ -274,10 +278,10 @@ class RoundTrips(ChoicesTest):
         self.start_watch()
         self.wait_for_event("disconnected")
         self.session.start_driver()
-        event = self.wait_for_event("connected")
-        self.assertEqual(event["clock-source"], "Internal")
-        self.assertEqual(event["digital-output-format"], "Professional (AES3)")
-        self.assertEqual(event["line-output"], "Playback 1/2")  # routings are the panel's alone
+        settings = self.wait_for_event("connected")["settings"]
+        self.assertEqual(settings["clock_source"], "internal")
+        self.assertEqual(settings["digital_output_format"], "professional")
+        self.assertEqual(settings["line_output"], "playback-1-2")  # routings are the panel's alone
 
 
 class BesideTheCommandLine(ChoicesTest):
@@ -306,7 +310,7 @@ class BesideTheCommandLine(ChoicesTest):
         self.wait_for_event("connected")
         for menu in MENUS:
             self.pick(menu, PICKS[menu.key])
-            self.assertEqual(self.wait_for_change(menu.setting), menu.items[PICKS[menu.key]])
+            self.assertEqual(self.wait_for_change(menu), PICKS[menu.key])
 
 
 class StoredChoices(ChoicesTest):
@@ -328,7 +332,7 @@ class StoredChoices(ChoicesTest):
         stored = {**DEFAULTS, "USB11Mode": 1, "AudioPerformance": 2}
         self.write_store("vx310.panel", stored)
         self.open_panel()
-        self.assertEqual(json.loads(self.session.ctl("show", "--json"))["usb1_input"], "Digital")
+        self.assertEqual(json.loads(self.session.ctl("show", "--json"))["usb1_input"], "digital")
         self.assertEqual(self.read_store("vx310.hal")["DigitalOutSel"], "1")
         self.pick(LINE, 2)
         self.assertEqual(self.read_store("vx310.panel"), {**stored, "Out12": 2})

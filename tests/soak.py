@@ -29,6 +29,7 @@ from gi.repository import Gio, GLib  # noqa: E402
 
 TITLE = "VX-310 Control Panel"
 LINE = ("Line outputs", "Out12", 5)  # label, key of the choice, items
+LINE_WORDS = ("playback-1-2", "playback-3-4", "input-1-2", "input-3-4", "input-5-6")
 FAKE = pathlib.Path(__file__).with_name("fake_driver.py")
 
 # Seconds. An arrival has two deliberate pauses, 0.1 and 0.4 s; a picture more is drawn. Waits for the driver
@@ -138,7 +139,7 @@ class Soak:
         for wanted in itertools.cycle(range(LINE[2])):
             self.window.pick(LINE[0], wanted)
             answer = subprocess.check_output([self.session.bin / "vx310ctl", "get", "--json", "line-output"])
-            if json.loads(answer)["line-output"]["index"] == wanted:
+            if LINE_WORDS.index(json.loads(answer)["settings"]["line_output"]) == wanted:
                 return
             if time.monotonic() > limit:
                 raise AssertionError("the panel's routings do not reach the interface")

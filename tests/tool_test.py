@@ -5,14 +5,20 @@ usage: tool_test.py BUILD_FOLDER Class.test_method
 Each test runs in a process of its own, since its servers are found through the environment.
 """
 
+import json
 import os
+import pathlib
 import subprocess
 import sys
 import unittest
 
+import jsonschema
+
 from panel_session import TIME_LIMIT, Session
 
 BUILD = None
+
+SCHEMA = json.loads((pathlib.Path(__file__).parent.parent / "docs/vx310ctl.schema.json").read_text())
 
 PANEL, DRIVER, TOOL = "vx310-panel", "vx310-driver", "vx310ctl"
 COMMANDS = ("list", "show", "get", "set", "watch", "sim", "help")
@@ -59,6 +65,19 @@ class ToolTest(unittest.TestCase):
         result = self.call(TOOL, *words)
         self.assertEqual(result[0], status, result)
         return result[1]
+
+
+    def json(self, kind, *words, status=0):
+        """The output of vx310ctl for programs, held to the schema's description of that kind."""
+        output = self.ctl(*words, "--json", status=status)
+        self.assertEqual(output.count("\n"), 1)
+        return self.held(kind, output)
+
+    def held(self, kind, line):
+        value = json.loads(line)
+        jsonschema.Draft202012Validator({**SCHEMA, "oneOf": [{"$ref": f"#/$defs/{kind}"}]}).validate(value)
+        jsonschema.Draft202012Validator(SCHEMA).validate(value)
+        return value
 
 
 class CommandLines(ToolTest):
@@ -142,6 +161,105 @@ class ClosedPipes(ToolTest):
         self.session.sim("unplug")
         self.session.wait_for_line("tail", "disconnected")
         self.assertIsNone(watch.poll())
+
+
+class Json(ToolTest):
+    SETTINGS = {
+        "input_1_2": "analog-1-2",
+        "input_3_4": "analog-3-4",
+        "input_5_6": "digital",
+        "line_output": "playback-1-2",
+        "digital_output": "playback-3-4",
+        "clock_source": "automatic",
+        "digital_output_format": "consumer",
+    }
+
+    def setUp(self):
+        super().setUp()
+        jsonschema.Draft202012Validator.check_schema(SCHEMA)
+        self.start_driver()
+
+    def next_event(self):
+        return self.held("watch", self.session.wait_for_line("watch", "{"))
+
+    def start_watch(self):
+        self.session.start("watch", self.session.bin / TOOL, "watch", "--json", stdout=subprocess.PIPE)
+        return self.next_event()
+
+    def test_every_output_says_the_same_of_an_interface_in_the_same_words(self):
+        self.assertEqual(
+            self.json("list", "list"),
+            {"schema": 1, "interfaces": [{"index": 0, "vendor_id": 0x7F21, "product_id": 0x5D12, "product_name": "VX-310"}]},
+        )
+        shown = self.json("show", "show")
+        state = self.json("sim-state", "sim", "state")
+        event = self.start_watch()
+        self.assertEqual(event.pop("event"), "connected")
+        self.assertEqual(event, shown)
+        self.assertEqual(self.json("get", "get"), {"schema": 1, "settings": self.SETTINGS})
+        self.assertEqual(shown["settings"], self.SETTINGS)
+        for name in state.keys() & shown.keys():
+            self.assertEqual(state[name], shown[name], name)
+        self.assertGreaterEqual(len(state.keys() & shown.keys()), 14)
+
+    def test_the_chosen_clock_and_the_effective_one_have_names_of_their_own(self):
+        event = self.start_watch()
+        for words, chosen, effective, signal, rate in (
+            (("digital-input", "valid", 44150), "automatic", "digital", "valid", 44150),
+            (("clock", "internal"), "internal", "internal", "valid", 44150),
+            (("digital-input", "muted", 96000), "internal", "internal", "muted", 96000),
+            (("clock", "automatic"), "automatic", "internal", "muted", 96000),
+        ):
+            self.session.sim(*words)
+            for values in (self.json("show", "show"), self.json("sim-state", "sim", "state")):
+                self.assertEqual(
+                    (values["settings"]["clock_source"], values["effective_clock_source"], values["digital_input"],
+                     values["digital_input_rate_hz"]),
+                    (chosen, effective, signal, rate),
+                )
+            changed = self.next_event()
+            self.assertEqual(changed.pop("event"), "changed")
+            event = {**event, **changed, "settings": {**event["settings"], **changed.get("settings", {})}}
+            self.assertEqual({**event, "event": 0}, {**self.json("show", "show"), "event": 0})
+
+    def test_each_word_is_one_that_set_takes(self):
+        vocabulary = SCHEMA["$defs"]
+        for setting, form in vocabulary["settings"]["properties"].items():
+            words = vocabulary[form["$ref"].split("/")[-1]]["anyOf"][0]["enum"]
+            for word in set(words) - ({"digital"} if setting == "clock_source" else set()):
+                if setting in ("clock_source", "digital_output_format"):
+                    self.ctl("set", setting.replace("_", "-"), word)
+                else:  # as another program would; there is no audio server
+                    side = "in" if setting.startswith("input") else "out"
+                    pair = {"input_1_2": 0, "input_3_4": 1, "input_5_6": 2, "line_output": 0, "digital_output": 1}
+                    self.session.sim("routing", side, pair[setting], words.index(word))
+                self.assertEqual(
+                    self.json("get", "get", setting.replace("_", "-")), {"schema": 1, "settings": {setting: word}}
+                )
+
+    def test_watch_tells_of_an_interface_that_goes(self):
+        self.start_watch()
+        self.session.sim("unplug")
+        self.assertEqual(self.next_event(), {"schema": 1, "event": "disconnected"})
+        self.assertEqual(self.json("list", "list"), {"schema": 1, "interfaces": []})
+        self.assertEqual(self.json("sim-state", "sim", "state")["path"], "")
+
+    def test_what_is_not_answered_is_null(self):
+        for command, names in ((8, ["sample_rate_hz"]), (12, ["buffer_size_frames"]), (17, ["digital_input"]),
+                               (23, ["firmware_version"]), (24, ["firmware_date"]), (27, ["settings", "digital_output_format"]),
+                               (15, ["effective_clock_source"]), (15, ["settings", "clock_source"])):
+            with self.subTest(command=command):
+                self.session.sim("fault", "missing", "command", command, "always")
+                value = self.json("show", "show")
+                for name in names:
+                    value = value[name]
+                self.assertIsNone(value)
+                self.session.sim("fault", "none")
+
+    def test_control_characters_and_bytes_that_are_no_utf8_leave_it_json(self):
+        self.session.sim("product-name", "Gr\u00fcn \x1b[2J \u009b\x7f \"\\")
+        self.assertEqual(self.json("show", "show")["product_name"], "Gr\u00fcn \x1b[2J \u009b\x7f \"\\")
+        self.json("sim-state", "sim", "state")
 
 
 def main():

@@ -6,6 +6,7 @@
 #include "io/audio_device.h"
 #include "platform/preferences/preferences.h"
 #include "protocol/services.h"
+#include "protocol/words.h"
 #include "settings/osx_asio_registry.h"
 #include "tools/choices.h"
 #include "tools/commands.h"
@@ -43,17 +44,21 @@ ExitStatus noAudioDevice() {
 ExitStatus runGet(bool json, const Choice* wanted) {
   CurrentInterface interface;
   if (const ExitStatus status = interface.status(); status != kDone) return status;
-  nlohmann::ordered_json object;
+  nlohmann::ordered_json settings;
   std::string lines;
   for (const Choice& choice : choices()) {
     if (wanted && &choice != wanted) continue;
-    const std::int32_t index = choice.query();
-    if (index == kNoAnswer) return noAnswer(choice);
-    const std::string text = itemText(choice.items, index);
-    object[std::string(choice.name)] = {{"index", index}, {"item", text}};
+    const std::int32_t value = currentValue(choice);
+    if (value == kNoAnswer) return noAnswer(choice);
+    const std::string text = itemText(choice, value);
+    settings[memberOf(choice.name)] = valueJson(choice.words, value);
     lines += wanted ? text + "\n" : lineOf(choice.name, text);
   }
-  std::fputs((json ? lineOf(object) : lines).c_str(), stdout);
+  if (json) {
+    printJson({{member::kSettings, settings}});
+  } else {
+    std::fputs(lines.c_str(), stdout);
+  }
   return kDone;
 }
 
@@ -62,7 +67,7 @@ ExitStatus runSet(const Choice& choice, std::int32_t item) {
   CurrentInterface interface;
   if (const ExitStatus status = interface.status(); status != kDone) return status;
   const bool sent = choice.command(item);
-  const std::int32_t now = choice.query();
+  const std::int32_t now = currentValue(choice);
   if (now == kNoAnswer) return noAnswer(choice);
   if (now == item) {
     // True again, and nothing to do, when the command could store what it set.
@@ -74,7 +79,7 @@ ExitStatus runSet(const Choice& choice, std::int32_t item) {
   }
   if (!sent && _halDevice == 0) return noAudioDevice();
   std::fprintf(stderr, "vx310ctl: the interface did not take it; %s is %s\n", name.c_str(),
-               itemText(choice.items, now).c_str());
+               itemText(choice, now).c_str());
   return kFailed;
 }
 

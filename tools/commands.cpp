@@ -6,6 +6,8 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
+#include "protocol/words.h"
+
 namespace vx310ctl {
 
 std::string printable(std::string_view text) {
@@ -33,10 +35,11 @@ std::string lineOf(std::string_view name, std::string_view text) {
   return line.append(printable(text)) + '\n';
 }
 
-std::string lineOf(const nlohmann::ordered_json& value) {
-  // The library escapes U+0000 to U+001F alone.
-  return printable(value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace)) +
-         '\n';
+void printJson(const nlohmann::ordered_json& object) {
+  nlohmann::ordered_json output = {{member::kSchema, kJsonSchema}};
+  output.update(object);
+  const auto text = output.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+  std::puts(printable(text).c_str());  // the library escapes U+0000 to U+001F alone
 }
 
 }  // namespace vx310ctl

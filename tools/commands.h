@@ -23,7 +23,7 @@ enum ExitStatus {
 // Each explains a failure on standard error.
 
 // The connected interfaces, and all that one of them reports.
-ExitStatus runList();
+ExitStatus runList(bool json);
 ExitStatus runShow(bool json, std::uint32_t index);
 
 // Prints one setting of the panel's interface, or for null all of them.
@@ -46,7 +46,8 @@ std::string printable(std::string_view text);
 // "NAME:" and the text, made printable, in a column of its own, with the end of the line.
 std::string lineOf(std::string_view name, std::string_view text);
 
-// The value as JSON, with the end of the line. Bytes that are no UTF-8 become U+FFFD.
-std::string lineOf(const nlohmann::ordered_json& value);
+// Prints a line of JSON: an object with the schema's number and the members of `object`. Bytes that
+// are no UTF-8 become U+FFFD.
+void printJson(const nlohmann::ordered_json& object);
 
 }  // namespace vx310ctl

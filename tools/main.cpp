@@ -38,16 +38,18 @@ std::string checkSetting(const std::string& name) {
   return problem;
 }
 
-// Turns the text of one of the setting's items, in any case, or its number into the number. Returns
-// what is wrong with it.
+// Turns one of the setting's items into its number. Returns what is wrong with it.
 std::string checkItem(const std::string& setting, std::string& item) {
-  std::vector<std::pair<std::string, std::int32_t>> numbers;
-  std::string problem = "'" + item + "' is no item of " + setting + "; the items are:";
-  for (const std::string_view text : findChoice(setting)->items) {
-    problem += "\n  " + std::to_string(numbers.size()) + "  " + std::string(text);
-    numbers.emplace_back(text, static_cast<std::int32_t>(numbers.size()));
+  const Choice& choice = *findChoice(setting);
+  if (const auto found = findItem(choice, item)) {
+    item = std::to_string(*found);
+    return {};
   }
-  return CLI::CheckedTransformer(numbers, CLI::ignore_case)(item).empty() ? "" : problem;
+  std::string problem = "'" + item + "' is no item of " + setting + "; the items are:";
+  for (std::size_t i = 0; i < choice.items.size(); ++i) {
+    problem += "\n  " + std::to_string(i) + "  " + std::string(choice.items[i]);
+  }
+  return problem;
 }
 
 // What the words of a command mean.
@@ -86,8 +88,9 @@ CLI::Option* declareSetting(CLI::App* command, Values& values) {
 }
 
 void declareCommands(CLI::App& tool, Values& values, ExitStatus& status) {
-  addCommand(tool, "list", "List the connected interfaces with their indexes",
-             [&status] { status = runList(); });
+  CLI::App* list = addCommand(tool, "list", "List the connected interfaces with their indexes",
+                              [&] { status = runList(values.json); });
+  declareJson(list, values);
   CLI::App* show = addCommand(tool, "show", "Show all that an interface reports",
                               [&] { status = runShow(values.json, values.index); });
   declareJson(show, values);
@@ -103,7 +106,7 @@ void declareCommands(CLI::App& tool, Values& values, ExitStatus& status) {
   CLI::App* set = addCommand(tool, "set", "Set a setting, as a pick in the panel does",
                              [&] { status = runSet(*findChoice(values.setting), values.item); });
   declareSetting(set, values)->required();
-  set->add_option("ITEM", values.item, "An item's text or its number from 0")
+  set->add_option("ITEM", values.item, "An item's text, word in JSON or number from 0")
       ->type_name("")
       ->required()
       ->transform(CLI::Validator(

@@ -227,21 +227,23 @@ TEST_F(ControlTool, ShowHasAllValuesOfTheInterface) {
   startDriver();
   EXPECT_EQ(run({"show", "--json"}), 0);
   EXPECT_EQ(output_,
-            "{\"product_name\":\"VX-310\",\"vendor_id\":32545,\"product_id\":23826,"
-            "\"unit\":\"5D12000000000001\",\"connection\":\"USB 2.0\","
+            "{\"schema\":1,\"product_name\":\"VX-310\",\"vendor_id\":32545,\"product_id\":23826,"
+            "\"unit_id\":\"5D12000000000001\",\"usb\":\"2.0\","
             "\"driver_version\":\"2.05\",\"firmware_version\":\"1.7.0\","
-            "\"firmware_date\":\"Mar 14 2009 1.7\",\"sample_width\":\"24 bits\","
-            "\"sample_rate\":\"48 kHz\",\"buffer_size\":256,\"clock_source\":\"internal\","
-            "\"clock_choice\":\"automatic\",\"digital_input\":\"no signal\","
-            "\"digital_output_format\":\"Consumer (S/PDIF)\",\"usb1_input\":\"Analog\","
-            "\"inputs_1_2\":\"Analog 1/2\",\"inputs_3_4\":\"Analog 3/4\","
-            "\"inputs_5_6\":\"Digital\",\"line_outputs\":\"Playback 1/2\","
-            "\"digital_output\":\"Playback 3/4\"}\n");
+            "\"firmware_date\":\"Mar 14 2009 1.7\",\"sample_width_bits\":24,"
+            "\"sample_rate_hz\":48000,\"buffer_size_frames\":256,"
+            "\"effective_clock_source\":\"internal\",\"digital_input\":\"none\","
+            "\"digital_input_rate_hz\":0,\"usb1_input\":\"analog\",\"settings\":{"
+            "\"input_1_2\":\"analog-1-2\",\"input_3_4\":\"analog-3-4\",\"input_5_6\":\"digital\","
+            "\"line_output\":\"playback-1-2\",\"digital_output\":\"playback-3-4\","
+            "\"clock_source\":\"automatic\",\"digital_output_format\":\"consumer\"}}\n");
 }
 
 TEST_F(ControlTool, ShowForPeopleHasNamesAndTexts) {
   startDriver();
   EXPECT_EQ(run({"show"}), 0);
+  EXPECT_THAT(output_,
+              StartsWith("Device:                 VX-310\nVendor id:              0x7F21\n"));
   EXPECT_THAT(output_, HasSubstr("Digital input:          no signal\n"));
   EXPECT_THAT(output_, HasSubstr("Inputs 5/6:             Digital\n"));
   EXPECT_THAT(output_, Not(HasSubstr("uFirmwareVersion")));
@@ -250,22 +252,22 @@ TEST_F(ControlTool, ShowForPeopleHasNamesAndTexts) {
 TEST_F(ControlTool, ShowPrintsThePanelsTexts) {
   startDriver();
   const auto shows = [this](const char* text) {
-    EXPECT_EQ(run({"show", "--json"}), 0) << errors_;
+    EXPECT_EQ(run({"show"}), 0) << errors_;
     EXPECT_THAT(output_, HasSubstr(text));
   };
   sim({"digital-input", "invalid"});
-  shows("\"digital_input\":\"no valid signal\"");
+  shows("\nDigital input:          no valid signal\n");
   sim({"digital-input", "muted", "96000"});
-  shows("\"digital_input\":\"muted 96 kHz\"");
+  shows("\nDigital input:          muted 96 kHz\n");
   sim({"digital-input", "valid", "44150"});
-  shows("\"digital_input\":\"valid 44.1 kHz\"");
-  shows("\"clock_source\":\"digital input\"");
-  shows("\"sample_rate\":\"44.1 kHz\"");
+  shows("\nDigital input:          valid 44.1 kHz\n");
+  shows("\nClock source:           digital input\n");
+  shows("\nSample rate:            44.1 kHz\n");
   sim({"clock", "internal"});
-  shows("\"digital_input\":\"unavailable\"");
-  shows("\"clock_source\":\"internal\"");
+  shows("\nDigital input:          unavailable\n");
+  shows("\nClock source:           internal\n");
   sim({"usb", "1.1"});
-  shows("\"connection\":\"USB 1.1 (unsupported) \"");
+  shows("\nConnection:             USB 1.1 (unsupported) \n");
 }
 
 TEST_F(ControlTool, AnInterfaceThatDoesNotAnswerIsStatus1) {
@@ -310,18 +312,17 @@ TEST_F(ControlTool, GetShowsOneSettingOrAllOfThem) {
             "clock-source:           Automatic\n"
             "digital-output-format:  Consumer (S/PDIF)\n");
   EXPECT_EQ(run({"get", "--json", "line-output"}), 0);
-  EXPECT_EQ(output_, R"({"line-output":{"index":0,"item":"Playback 1/2"}})"
-                     "\n");
+  EXPECT_EQ(output_, "{\"schema\":1,\"settings\":{\"line_output\":\"playback-1-2\"}}\n");
 }
 
-TEST_F(ControlTool, SetTakesAnItemsTextInAnyCaseOrItsNumber) {
+TEST_F(ControlTool, SetTakesAnItemsTextOrWordInAnyCaseOrItsNumber) {
   startDriver();
-  for (const char* item : {"internal", "1"}) {
-    EXPECT_EQ(run({"set", "clock-source", "automatic"}), 0) << errors_;
-    EXPECT_EQ(run({"set", "clock-source", item}), 0) << errors_;
+  for (const char* item : {"professional (aes3)", "Professional", "1"}) {
+    EXPECT_EQ(run({"set", "digital-output-format", "0"}), 0) << errors_;
+    EXPECT_EQ(run({"set", "digital-output-format", item}), 0) << errors_;
     EXPECT_EQ(output_, "");
-    EXPECT_EQ(run({"get", "clock-source"}), 0);
-    EXPECT_EQ(output_, "Internal\n");
+    EXPECT_EQ(run({"get", "digital-output-format"}), 0);
+    EXPECT_EQ(output_, "Professional (AES3)\n");
   }
 }
 
@@ -437,9 +438,9 @@ TEST_F(ControlTool, SettingsChangeTheState) {
   sim({"routing", "in", "0", "3"});
   sim({"driver-version", "0x01020300"});
   const std::string json = state();
-  EXPECT_THAT(json, HasSubstr("\"sampleRate\":88200"));
-  EXPECT_THAT(json, HasSubstr("\"routingIn\":[3,1,2]"));
-  EXPECT_THAT(json, HasSubstr("\"driverVersion\":16909056"));
+  EXPECT_THAT(json, HasSubstr("\"sample_rate_hz\":88200"));
+  EXPECT_THAT(json, HasSubstr("\"input_1_2\":\"loopback\""));
+  EXPECT_THAT(json, HasSubstr("\"driver_version_word\":16909056"));
 }
 
 TEST_F(ControlTool, StateForPeopleHasALineForEachValue) {
@@ -455,7 +456,7 @@ TEST_F(ControlTool, NamesAreShownUnchanged) {
   EXPECT_EQ(run({"show", "--json"}), 0) << errors_;
   EXPECT_THAT(output_, HasSubstr("\"product_name\":\"\\\"Gr\u00fcn\\\" \\\\ 310\""));
   EXPECT_EQ(run({"sim", "state"}), 0) << errors_;
-  EXPECT_THAT(output_, HasSubstr("\nproductName: \"Gr\u00fcn\" \\ 310\n"));
+  EXPECT_THAT(output_, HasSubstr("\nproduct_name: \"Gr\u00fcn\" \\ 310\n"));
 }
 
 TEST_F(ControlTool, ControlCharactersInADriversTextsAreEscaped) {
@@ -472,7 +473,7 @@ TEST_F(ControlTool, WordsAfterASimCommandReachTheDriverUnchanged) {
   startDriver();
   for (const char* word : {"--help", "-h", "--json", "--interface", "--", "-1", "list", ""}) {
     sim({"product-name", word});
-    EXPECT_THAT(state(), HasSubstr("\"productName\":\"" + std::string(word) + "\""));
+    EXPECT_THAT(state(), HasSubstr("\"product_name\":\"" + std::string(word) + "\""));
   }
 }
 

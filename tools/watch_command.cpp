@@ -16,6 +16,7 @@
 #include "tools/choices.h"
 #include "tools/commands.h"
 #include "tools/current_interface.h"
+#include "tools/report.h"
 
 namespace vx310ctl {
 
@@ -24,8 +25,21 @@ namespace {
 // The run loop runs in slices of this length.
 constexpr double kOneHour = 3600;
 
-// The watched values of an interface: names and texts in printing order.
-using Values = std::vector<std::pair<std::string, std::string>>;
+using Json = nlohmann::ordered_json;
+
+// The members of `now` that are not in `before`; of an object, its changed members.
+Json changedSince(const Json& before, const Json& now) {
+  Json changed = Json::object();
+  for (const auto& [name, value] : now.items()) {
+    const Json former = before.value(name, Json::object());
+    if (!value.is_object()) {
+      if (!before.contains(name) || former != value) changed[name] = value;
+    } else if (const Json members = changedSince(former, value); !members.empty()) {
+      changed[name] = members;
+    }
+  }
+  return changed;
+}
 
 struct Field {
   InfoId id;
@@ -97,38 +111,39 @@ class Watch {
   void report() {
     if (!ready_) return;
     const bool connected = _ioDevice != nullptr;
+    const Json now = !connected ? Json::object() : json_ ? reportJson(*_ioDevice) : texts();
     if (connected != connected_) {
-      printed_.clear();
-      print(connected ? "connected" : "disconnected", connected ? changes() : Values());
-      connected_ = connected;
-    } else if (connected) {
-      if (const Values changed = changes(); !changed.empty()) print("changed", changed);
+      print(connected ? "connected" : "disconnected", now);
+    } else if (const Json changed = changedSince(printed_, now); !changed.empty()) {
+      print("changed", changed);
     }
+    connected_ = connected;
+    printed_ = now;
   }
 
-  // In the order of the panel: status fields, then menus.
-  Values changes() {
-    Values changed;
-    const auto look = [&](const std::string& name, const std::string& text) {
-      if (text == std::exchange(printed_[name], text)) return;
-      changed.emplace_back(name, text);
-    };
-    for (const Field& field : kFields) look(field.name, shown_[field.name]);
+  // What the panel shows, in its order: status fields, then menus.
+  Json texts() {
+    Json texts;
+    for (const Field& field : kFields) texts[field.name] = shown_[field.name];
     for (const Choice& choice : choices()) {
-      look(std::string(choice.name), itemText(choice.items, choice.query()));
+      texts[std::string(choice.name)] = itemText(choice, currentValue(choice));
     }
-    return changed;
+    return texts;
   }
 
-  void print(const char* event, const Values& values) {
-    nlohmann::ordered_json object = {{"event", event}};
-    std::string line = event;
-    const char* separator = " ";
-    for (const auto& [name, text] : values) {
-      object[name] = text;
-      line += std::exchange(separator, "; ") + name + ": " + printable(text);
+  void print(const char* event, const Json& values) {
+    if (json_) {
+      Json object = {{"event", event}};
+      object.update(values);
+      printJson(object);
+    } else {
+      std::string line = event;
+      const char* separator = " ";
+      for (const auto& [name, text] : values.items()) {
+        line += std::exchange(separator, "; ") + name + ": " + printable(text.get<std::string>());
+      }
+      std::puts(line.c_str());
     }
-    std::fputs((json_ ? lineOf(object) : line + "\n").c_str(), stdout);
     if (std::fflush(stdout) != 0) CFRunLoopStop(CFRunLoopGetCurrent());
   }
 
@@ -136,7 +151,7 @@ class Watch {
   bool ready_ = false;
   std::optional<bool> connected_;
   std::map<std::string, std::string> shown_;
-  std::map<std::string, std::string> printed_;
+  Json printed_;
   CurrentInterface interface_;  // the last: it calls the functions above
 };
 

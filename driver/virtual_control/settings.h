@@ -39,8 +39,8 @@ nlohmann::ordered_json stateOf(const Model& model);
 // For programs: one line of JSON. Bytes that are no UTF-8 become U+FFFD.
 std::string jsonOf(const nlohmann::ordered_json& state);
 
-// For people: a line for each member, texts without quotes. Control characters are escaped so that
-// they cannot move the cursor.
+// For people: a line for each member, also for those of members, texts without quotes. Control
+// characters are escaped so that they cannot move the cursor.
 std::string linesOf(const nlohmann::ordered_json& state);
 
 }  // namespace driver

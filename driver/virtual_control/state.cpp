@@ -13,49 +13,71 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-std::string_view wordOf(VQE_ClockSource source) {
-  return kClockSourceWords[static_cast<std::size_t>(source)];
+std::string unitId(std::uint64_t id) {
+  std::array<char, 17> text{};
+  std::snprintf(text.data(), text.size(), "%016llX", static_cast<unsigned long long>(id));
+  return text.data();
+}
+
+// The value's word, or the value itself if it has none.
+Json wordOrNumber(std::span<const std::string_view> words, std::int64_t value) {
+  const auto word = wordOf(words, value);
+  return word ? Json(*word) : Json(value);
 }
 
 void addIdentity(Json& state, const Model& model) {
-  state["className"] = model.identity.className;
-  state["vendorId"] = model.identity.vendorId;
-  state["productId"] = model.identity.productId;
-  state["productName"] = model.identity.productName;
-  state["uniqueId"] = model.identity.uniqueId;
-  state["deviceName"] = model.deviceName;
-  state["usb"] = kSpeedWords[model.usb2 ? kSpeedUsb20 : kSpeedUsb11];
-  state["driverVersion"] = model.versions.driver;
-  state["firmwareVersion"] = model.versions.firmware;
-  state["firmwareKnownToDriver"] = model.versions.firmwareKnownToDriver;
-  state["firmwareDate"] = model.versions.firmwareDate;
+  state["class_name"] = model.identity.className;
+  state[member::kVendorId] = model.identity.vendorId;
+  state[member::kProductId] = model.identity.productId;
+  state[member::kProductName] = model.identity.productName;
+  state[member::kUnitId] = unitId(model.identity.uniqueId);
+  state["device_name"] = model.deviceName;
+  state[member::kUsb] = kSpeedWords[model.usb2 ? kSpeedUsb20 : kSpeedUsb11];
+  state["driver_version_word"] = model.versions.driver;
+  state["firmware_version_word"] = model.versions.firmware;
+  state["firmware_version_word_known_to_driver"] = model.versions.firmwareKnownToDriver;
+  state[member::kFirmwareDate] = model.versions.firmwareDate;
 }
 
 void addClock(Json& state, const Model& model) {
-  state["sampleRate"] = model.clock.rate();
-  state["bufferSize"] = model.bufferSize;
-  state["clockSource"] = wordOf(model.clock.chosen());
-  state["effectiveClockSource"] = wordOf(model.clock.effective());
-  state["digitalInput"] = kLockStateWords[model.clock.digitalInput().lockState];
-  state["digitalInputRate"] = model.clock.digitalInput().rate;
+  state[member::kSampleRate] = model.clock.rate();
+  state[member::kBufferSize] = model.bufferSize;
+  state[member::kEffectiveClockSource] = wordOrNumber(kClockSourceWords, model.clock.effective());
+  state[member::kDigitalInput] =
+      wordOrNumber(kLockStateWords, model.clock.digitalInput().lockState);
+  state[member::kDigitalInputRate] = model.clock.digitalInput().rate;
+}
+
+Json settingsOf(const Model& model) {
+  Json settings;
+  for (std::size_t i = 0; i < kInputSettings.size(); ++i) {
+    settings[memberOf(kInputSettings[i])] =
+        wordOrNumber(kInputSourceWords, model.routings.inputs[i]);
+  }
+  for (std::size_t i = 0; i < kOutputSettings.size(); ++i) {
+    settings[memberOf(kOutputSettings[i])] =
+        wordOrNumber(kOutputSourceWords, model.routings.outputs[i]);
+  }
+  settings[memberOf(kClockSourceSetting)] = wordOrNumber(kClockSourceWords, model.clock.chosen());
+  settings[memberOf(kDigitalOutputFormatSetting)] =
+      wordOrNumber(kDigitalOutputFormatWords, model.options.digitalOutMode);
+  return settings;
 }
 
 void addOptions(Json& state, const Model& model) {
-  state["digitalOutMode"] = model.options.digitalOutMode;
-  state["digitalOutSelector"] = model.options.digitalOutSelector;
-  state["usb1Mode"] = model.options.usb1Mode;
-  state["logicByte"] = model.options.logicByte;
-  state["routingIn"] = model.routings.inputs;
-  state["routingOut"] = model.routings.outputs;
-  state["inputMap"] = model.channelMap.inputs;
-  state["outputMap"] = model.channelMap.outputs;
+  state[member::kSettings] = settingsOf(model);
+  state[member::kUsb1Input] = wordOrNumber(kUsb1InputWords, model.options.digitalOutSelector);
+  state["usb1_mode"] = model.options.usb1Mode;
+  state["logic_byte"] = model.options.logicByte;
+  state["input_map"] = model.channelMap.inputs;
+  state["output_map"] = model.channelMap.outputs;
 }
 
 void addActivity(Json& state, const Model& model) {
-  state["streamingSuspended"] = model.streamingSuspended;
-  state["preparedForFirmwareUpdate"] = model.preparedForFirmwareUpdate;
-  state["controlPortReceived"] = model.controlPort.received;
-  state["controlPortLatest"] = model.controlPort.latest;
+  state["streaming_suspended"] = model.streamingSuspended;
+  state["prepared_for_firmware_update"] = model.preparedForFirmwareUpdate;
+  state["control_port_received_bytes"] = model.controlPort.received;
+  state["control_port_latest"] = model.controlPort.latest;
 }
 
 std::string dumped(const Json& value) {
@@ -105,6 +127,10 @@ std::string jsonOf(const Json& state) { return dumped(state) + "\n"; }
 std::string linesOf(const Json& state) {
   std::string lines;
   for (const auto& [name, value] : state.items()) {
+    if (value.is_object()) {
+      lines += linesOf(value);
+      continue;
+    }
     lines += name + ": ";
     lines += value.is_string()  ? textLine(value)
              : value.is_array() ? arrayLine(value)

@@ -16,18 +16,25 @@ TEST(VirtualState, ShowsWhatTheModelHolds) {
   model.routings.inputs[2] = 3;
   model.usb2 = false;
   const nlohmann::ordered_json state = stateOf(model);
-  EXPECT_EQ(state["digitalInput"], "valid");
-  EXPECT_EQ(state["effectiveClockSource"], "digital");
-  EXPECT_EQ(state["sampleRate"], 44100);
-  EXPECT_EQ(state["routingIn"], (nlohmann::ordered_json{0, 1, 3}));
-  EXPECT_EQ(state["controlPortLatest"], nlohmann::ordered_json::array());
+  EXPECT_EQ(state["digital_input"], "valid");
+  EXPECT_EQ(state["effective_clock_source"], "digital");
+  EXPECT_EQ(state["settings"]["clock_source"], "automatic");
+  EXPECT_EQ(state["sample_rate_hz"], 44100);
+  EXPECT_EQ(state["settings"]["input_5_6"], "loopback");
+  EXPECT_EQ(state["control_port_latest"], nlohmann::ordered_json::array());
   EXPECT_EQ(state["usb"], "1.1");
-  EXPECT_EQ(state["streamingSuspended"], false);
+  EXPECT_EQ(state["streaming_suspended"], false);
+}
+
+TEST(VirtualState, ShowsAValueWithoutAWordAsANumber) {
+  Model model;
+  model.options.digitalOutSelector = 7;
+  EXPECT_EQ(stateOf(model)["usb1_input"], 7);
 }
 
 TEST(VirtualState, KeepsTheOrderOfItsMembers) {
-  EXPECT_THAT(jsonOf(stateOf(Model())), StartsWith(R"({"className":"LumKernelDeviceVantrelVX310",)"
-                                                   R"("vendorId":32545,"productId":23826,)"));
+  EXPECT_THAT(jsonOf(stateOf(Model())), StartsWith(R"({"class_name":"LumKernelDeviceVantrelVX310",)"
+                                                   R"("vendor_id":32545,"product_id":23826,)"));
 }
 
 std::string jsonOfText(std::string_view text) {
@@ -66,8 +73,9 @@ TEST(StateForPeople, HasALineForEachMember) {
   const nlohmann::ordered_json state = {{"plugged", true},
                                         {"path", ""},
                                         {"map", {1, -2}},
+                                        {"settings", {{"format", "consumer"}}},
                                         {"latest", nlohmann::ordered_json::array()}};
-  EXPECT_EQ(linesOf(state), "plugged: true\npath: \nmap: [1, -2]\nlatest: []\n");
+  EXPECT_EQ(linesOf(state), "plugged: true\npath: \nmap: [1, -2]\nformat: consumer\nlatest: []\n");
 }
 
 TEST(StateForPeople, OnlyControlCharactersStayEscaped) {

@@ -8,6 +8,7 @@
 #include "driver/virtual_control/usage.h"
 #include "protocol/numbers.h"
 #include "protocol/services.h"
+#include "protocol/words.h"
 
 namespace driver {
 
@@ -32,7 +33,10 @@ VirtualAction parseState(const Words& words, std::string* /*problem*/) {
   const bool json = words.size() == 2 && words[1] == "--json";
   if (words.size() > 1 && !json) return nullptr;
   return [json](PluggableInterface& interface, const VirtualCall& call) {
-    call.succeed(json ? jsonOf(interface.state()) : linesOf(interface.state()));
+    if (!json) return call.succeed(linesOf(interface.state()));
+    nlohmann::ordered_json state = {{member::kSchema, kJsonSchema}};
+    state.update(interface.state());
+    call.succeed(jsonOf(state));
   };
 }
 
