@@ -74,5 +74,7 @@ inline constexpr const char* kDigitalInput = "digital_input";
 inline constexpr const char* kDigitalInputRate = "digital_input_rate_hz";
 inline constexpr const char* kUsb1Input = "usb1_input";
 inline constexpr const char* kSettings = "settings";
+// The kinds of the faults that wait for requests to a virtual interface.
+inline constexpr const char* kFaultKinds = "fault_kinds";
 
 }  // namespace member

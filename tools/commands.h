@@ -14,10 +14,13 @@ struct Choice;
 
 enum ExitStatus {
   kDone = 0,
-  kFailed = 1,      // the interface or its driver refused, or could not be read
-  kUsage = 2,       // the command line is wrong
-  kNoDriver = 3,    // no driver service is running
-  kNoInterface = 4  // no such interface
+  kFailed = 1,       // the interface or its driver refused, or could not be read
+  kUsage = 2,        // the command line is wrong
+  kNoDriver = 3,     // no driver service is running
+  kNoInterface = 4,  // no such interface
+  // Of the doctor alone.
+  kWarning = 1,
+  kFault = 5
 };
 
 // Each explains a failure on standard error.
@@ -35,6 +38,10 @@ ExitStatus runSet(const Choice& choice, std::int32_t item);
 // Prints a line for each event of the panel's interface until it is ended from outside; kFailed
 // when the session bus cannot be reached or goes away, or the output cannot be written.
 ExitStatus runWatch(bool json);
+
+// Prints what is wrong with what the panel needs, and what to do; kDone, kWarning or kFault by the
+// worst. `redact` hides paths and the names of people.
+ExitStatus runDoctor(bool json, bool redact);
 
 // Sends the words to the driver, which parses them, and prints what it replies.
 ExitStatus runSim(std::uint32_t interface, const std::vector<std::string>& words);

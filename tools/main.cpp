@@ -22,7 +22,8 @@ constexpr const char* kFooter =
     "   could not be stored, the session bus cannot be reached, or the output cannot be written\n"
     "2  the command line is wrong\n"
     "3  no driver service is running\n"
-    "4  there is no such interface";
+    "4  there is no such interface\n"
+    "5  the doctor has found a fault";
 
 constexpr const char* kSetFooter =
     "\n\n"
@@ -60,6 +61,7 @@ struct Values {
   std::int32_t item = 0;
   std::uint32_t interface = 0;
   std::string topic;
+  bool redact = false;
 };
 
 CLI::App* addCommand(CLI::App& tool, const char* name, const char* description,
@@ -122,6 +124,17 @@ void declareCommands(CLI::App& tool, Values& values, ExitStatus& status) {
       "the session bus goes away or nobody reads its output any more.");
 }
 
+void declareDoctor(CLI::App& tool, Values& values, ExitStatus& status) {
+  CLI::App* doctor =
+      addCommand(tool, "doctor", "Check all that the panel needs, and say what to do",
+                 [&] { status = runDoctor(values.json, values.redact); });
+  declareJson(doctor, values);
+  doctor->add_flag("--redact", values.redact, "Hide paths and the names of people");
+  doctor->footer(
+      "It changes and starts nothing, and needs neither a driver nor PipeWire nor a session bus.\n"
+      "Exit status: 0 when all is well, 1 when the worst is a warning, 5 when it is a fault.");
+}
+
 void declareSim(CLI::App& tool, Values& values, ExitStatus& status) {
   CLI::App* sim = tool.add_subcommand("sim", "Move a virtual interface; see 'vx310ctl sim help'");
   sim->prefix_command();  // the driver parses what follows
@@ -181,6 +194,7 @@ int main(int count, char** words) {
           if (!tool.got_subcommand("watch")) driverWaits().unlimit();
         });
         declareCommands(tool, values, status);
+        declareDoctor(tool, values, status);
         declareSim(tool, values, status);
         declareHelp(tool, values);
         tool.footer(kFooter);  // the last: commands would take it over

@@ -53,6 +53,10 @@ bool readOption(const std::vector<std::string>& words, std::size_t& next, Fault&
 
 }  // namespace
 
+std::string_view nameOf(FaultKind kind) {
+  return std::ranges::find(kKinds, kind, &Kind::kind)->usage.name;
+}
+
 std::string faultsHelp() { return helpSection("Fault kinds", kKinds); }
 
 std::optional<Fault> parseFault(const std::vector<std::string>& words, std::string* problem) {

@@ -33,6 +33,9 @@ struct Fault {
   bool operator==(const Fault&) const = default;
 };
 
+// The kind's name on the command line.
+std::string_view nameOf(FaultKind kind);
+
 // Parses a fault: "short 100", "late 400", "missing", …, followed by "command NUMBER",
 // "times NUMBER" or "always" in any order; without the last two it applies to one request. nullopt
 // for wrong words; *problem then says what is wrong.

@@ -3,6 +3,8 @@
 
 #include <nlohmann/json.hpp>
 
+#include "protocol/words.h"
+
 namespace driver {
 
 namespace {
@@ -65,6 +67,8 @@ nlohmann::ordered_json PluggableInterface::state() {
   state["plugged"] = publication != nullptr;
   state["path"] = publication ? publication->path() : "";
   state["faults"] = faults_.faults().size();
+  auto& kinds = state[member::kFaultKinds] = nlohmann::ordered_json::array();
+  for (const Fault& fault : faults_.faults()) kinds.push_back(nameOf(fault.kind));
   state.update(stateOf(interface_.model()));
   return state;
 }

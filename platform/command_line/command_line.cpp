@@ -47,7 +47,7 @@ std::optional<int> parseCommandLine(const std::string& name, const std::string& 
                                     const WordsOfValue& wordsOfValue) {
   try {
     CLI::App program(description, name);
-    program.set_version_flag("--version", name + " " + VX310_VERSION);
+    program.set_version_flag("--version", name + " " + programVersion());
     program.failure_message(explanation);
     try {
       declare(program);
@@ -67,6 +67,8 @@ std::optional<int> parseCommandLine(const std::string& name, const std::string& 
     return EXIT_FAILURE;
   }
 }
+
+const char* programVersion() { return VX310_VERSION; }
 
 int finishOutput(const std::string& name, int status) {
   if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return status;

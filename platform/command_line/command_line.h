@@ -32,6 +32,9 @@ std::optional<int> parseCommandLine(const std::string& name, const std::string& 
                                     const std::function<void(CLI::App& program)>& declare,
                                     const WordsOfValue& wordsOfValue = {});
 
+// The version of this project's programs.
+const char* programVersion();
+
 // Writes out standard output. Returns `status`, or 1 after an explanation on standard error when
 // something that was printed could not be written.
 int finishOutput(const std::string& name, int status);
