@@ -93,6 +93,7 @@ void KvController::FoundHardware(std::int32_t index) {
     KvDeviceBitmap.setImage(NSImage::imageNamed("None.bmp"));
   }
   platform::usleep(kSettlingMicroseconds);
+  KvPrefDictionary.synchronize();  // reads what another program restored meanwhile
   InitRoutingValuesAndSet(true);
 }
 

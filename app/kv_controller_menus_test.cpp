@@ -275,6 +275,14 @@ std::vector<std::string> selectedInOrder(const std::vector<int>& items) {
   return log;
 }
 
+TEST_F(Menus, AnArrivalTakesTheChoicesThatAnotherProgramHasStored) {
+  connect();
+  memory_preferences::storeFromOutside("Out12", 3, CFBundleGetIdentifier());
+  controller->FoundHardware(kHardwareIndexVX310);
+  EXPECT_EQ(control("KvIoROutLineMenu").selectedItem, 3);
+  EXPECT_EQ(choice("Out12"), 3);
+}
+
 TEST_F(Menus, TheStoredChoicesAreShownInAFixedOrder) {
   controller->setPrefsDictionaryWithValues(5, 6, 7, 3, 4, 2, 8, 9, 1);
   recording_toolkit::clearLog();

@@ -313,6 +313,56 @@ class BesideTheCommandLine(ChoicesTest):
             self.assertEqual(self.wait_for_change(menu), PICKS[menu.key])
 
 
+class Restored(ChoicesTest):
+    """vx310ctl restore beside a running panel."""
+
+    def setUp(self):
+        super().setUp()
+        self.open_panel()
+        self.pick(LINE, 3)
+        self.preset = self.session.folder / "preset.json"
+        settings = {menu.member: menu.words[PICKS[menu.key]] for menu in MENUS}
+        head = {"schema": 1, "vendor_id": 0x7F21, "product_id": 0x5D12}
+        self.preset.write_text(json.dumps({**head, "settings": settings}))
+        self.session.ctl("restore", self.preset)
+        self.choices = {**DEFAULTS, **PICKS}
+
+    def replug(self):
+        self.session.sim("unplug")
+        self.expect_device("none found")
+        self.reset_device_of_driver()
+        self.session.sim("plug")
+        self.expect_device("VX-310")
+
+    def reset_device_of_driver(self):
+        for side, pair, key in (("out", 0, "Out12"), ("out", 1, "Out34"), ("in", 0, "In12"), ("in", 1, "In34"),
+                                ("in", 2, "In56")):
+            self.session.sim("routing", side, pair, DEFAULTS[key])
+        self.session.sim("clock", "automatic")
+
+    def test_the_panel_shows_and_keeps_what_was_restored(self):
+        self.expect_everywhere(self.choices)
+        self.replug()
+        self.expect_everywhere(self.choices)
+        self.close_panel()
+        self.open_panel(**PICKS)
+        self.expect_everywhere(self.choices)
+
+    def test_a_pick_after_it_changes_that_choice_alone(self):
+        self.expect_shown(self.choices)
+        self.pick(LINE, 2)
+        self.expect_everywhere({**self.choices, "Out12": 2})
+        self.replug()
+        self.expect_everywhere({**self.choices, "Out12": 2})
+
+    def test_an_undo_is_shown_and_kept_too(self):
+        self.expect_shown(self.choices)
+        self.session.ctl("restore", "--undo")
+        self.expect_everywhere({**DEFAULTS, "Out12": 3})
+        self.replug()
+        self.expect_everywhere({**DEFAULTS, "Out12": 3})
+
+
 class StoredChoices(ChoicesTest):
     def test_of_another_version_are_replaced_by_the_defaults(self):
         self.write_store("vx310.panel", {**DEFAULTS, **PICKS, "Version": "1.0"})

@@ -85,11 +85,6 @@ class Session(DoctorTest):
         self.assertIn("ok       interface: service0 answers all requests", lines)
         self.assertEqual(sum(line.startswith("         -> ") for line in lines), 1)
 
-    def wait_for_audio_device(self):
-        self.session.start("monitor", "pw-dump", "--monitor", stdout=subprocess.PIPE)
-        while "VX-310" not in self.session.wait_for_line("monitor", ""):
-            pass
-
     def test_nothing_of_the_session_is_needed(self):
         for name in ("DBUS_SESSION_BUS_ADDRESS", "XDG_RUNTIME_DIR", "XDG_CONFIG_HOME", "HOME", "DISPLAY"):
             os.environ.pop(name, None)

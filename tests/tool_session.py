@@ -31,6 +31,12 @@ class ToolTest(unittest.TestCase):
         self.session.wait_for_line("watch", "connected")
         self.session.end("watch")
 
+    def wait_for_audio_device(self):
+        self.session.start("monitor", "pw-dump", "--monitor", stdout=subprocess.PIPE)
+        while "VX-310" not in self.session.wait_for_line("monitor", ""):
+            pass
+        self.session.end("monitor")
+
     def call(self, *words, **options):
         """Runs one of the programs; returns its exit status, output and errors."""
         command = [str(self.session.bin / words[0]), *(str(word) for word in words[1:])]

@@ -15,13 +15,14 @@ import jsonschema
 from panel_session import TIME_LIMIT
 from tool_session import DRIVER, PANEL, SCHEMA, TOOL, ToolTest
 
-COMMANDS = ("list", "show", "get", "set", "watch", "doctor", "sim", "help")
+COMMANDS = ("list", "show", "get", "set", "watch", "save", "diff", "restore", "doctor", "sim", "help")
 # What has output while a driver is running.
 PRINTING = (
     (TOOL, "list"),
     (TOOL, "show"),
     (TOOL, "get"),
     (TOOL, "watch"),
+    (TOOL, "save", "-"),
     (TOOL, "doctor"),
     (TOOL, "sim", "state"),
     (TOOL, "sim", "help"),

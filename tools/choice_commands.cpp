@@ -22,7 +22,9 @@ ExitStatus noAnswer(const Choice& choice) {
   return kFailed;
 }
 
-ExitStatus noAudioDevice() {
+}  // namespace
+
+void explainAudioDevice() {
   const std::string name = kVX310AudioDeviceName;
   std::uint32_t size = 0;
   const bool isRunning =
@@ -36,10 +38,7 @@ ExitStatus noAudioDevice() {
               " devices; no others are looked at";
   }
   std::fprintf(stderr, "vx310ctl: %s\n", problem.c_str());
-  return kFailed;
 }
-
-}  // namespace
 
 ExitStatus runGet(bool json, const Choice* wanted) {
   CurrentInterface interface;
@@ -77,7 +76,10 @@ ExitStatus runSet(const Choice& choice, std::int32_t item) {
                  name.c_str());
     return kFailed;
   }
-  if (!sent && _halDevice == 0) return noAudioDevice();
+  if (!sent && _halDevice == 0) {
+    explainAudioDevice();
+    return kFailed;
+  }
   std::fprintf(stderr, "vx310ctl: the interface did not take it; %s is %s\n", name.c_str(),
                itemText(choice, now).c_str());
   return kFailed;

@@ -39,20 +39,20 @@ bool sendOption(std::int32_t index) {
 }
 
 constexpr Choice kChoices[] = {
-    {kInputSettings[0], kInputItems, kInputSourceWords, readRouting<true, 0>,
+    {kInputSettings[0], "In12", kInputItems, kInputSourceWords, readRouting<true, 0>,
      sendRouting<DoChannel1and2>},
-    {kInputSettings[1], kInputItems, kInputSourceWords, readRouting<true, 1>,
+    {kInputSettings[1], "In34", kInputItems, kInputSourceWords, readRouting<true, 1>,
      sendRouting<DoChannel3and4>},
-    {kInputSettings[2], kInputItems, kInputSourceWords, readRouting<true, 2>,
+    {kInputSettings[2], "In56", kInputItems, kInputSourceWords, readRouting<true, 2>,
      sendRouting<DoChannel5and6>},
-    {kOutputSettings[0], kOutputItems, kOutputSourceWords, readRouting<false, 0>,
+    {kOutputSettings[0], "Out12", kOutputItems, kOutputSourceWords, readRouting<false, 0>,
      sendRouting<DoLineOut>},
-    {kOutputSettings[1], kOutputItems, kOutputSourceWords, readRouting<false, 1>,
+    {kOutputSettings[1], "Out34", kOutputItems, kOutputSourceWords, readRouting<false, 1>,
      sendRouting<DoDigitalOut>},
-    {kClockSourceSetting, kClockSourceItems, kClockSourceWords, readClockSource,
+    {kClockSourceSetting, "ClockSource", kClockSourceItems, kClockSourceWords, readClockSource,
      sendOption<SampleClockSource>, true},
-    {kDigitalOutputFormatSetting, kDigitalOutputFormatItems, kDigitalOutputFormatWords,
-     readDigitalOutputFormat, sendOption<DigitalOutputFormat>, true},
+    {kDigitalOutputFormatSetting, "DigOutFormat", kDigitalOutputFormatItems,
+     kDigitalOutputFormatWords, readDigitalOutputFormat, sendOption<DigitalOutputFormat>, true},
 };
 
 bool isSameInAnyCase(std::string_view left, std::string_view right) {

@@ -18,6 +18,7 @@ inline constexpr std::int32_t kNoAnswer = -1;
 
 struct Choice {
   std::string_view name;                    // on the command line
+  const char* key;                          // of the panel's stored choice
   std::span<const std::string_view> items;  // the menu's, in its order
   std::span<const std::string_view> words;  // for scripts; of each item, and of more values
   // The value in an open interface: an index into the items, another number if the interface

@@ -35,11 +35,22 @@ std::string lineOf(std::string_view name, std::string_view text) {
   return line.append(printable(text)) + '\n';
 }
 
-void printJson(const nlohmann::ordered_json& object) {
-  nlohmann::ordered_json output = {{member::kSchema, kJsonSchema}};
+std::string jsonText(const nlohmann::ordered_json& object, int indent) {
+  using Json = nlohmann::ordered_json;
+  Json output = {{member::kSchema, kJsonSchema}};
   output.update(object);
-  const auto text = output.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
-  std::puts(printable(text).c_str());  // the library escapes U+0000 to U+001F alone
+  std::string text;
+  const std::string lines = output.dump(indent, ' ', false, Json::error_handler_t::replace) + '\n';
+  for (std::size_t begin = 0, end = 0; begin < lines.size(); begin = end + 1) {
+    end = lines.find('\n', begin);
+    // The library escapes U+0000 to U+001F alone.
+    text += printable(std::string_view(lines).substr(begin, end - begin)) + '\n';
+  }
+  return text;
+}
+
+void printJson(const nlohmann::ordered_json& object) {
+  std::fputs(jsonText(object).c_str(), stdout);
 }
 
 }  // namespace vx310ctl

@@ -20,7 +20,9 @@ enum ExitStatus {
   kNoInterface = 4,  // no such interface
   // Of the doctor alone.
   kWarning = 1,
-  kFault = 5
+  kFault = 5,
+  // Of diff alone.
+  kDifferent = 5
 };
 
 // Each explains a failure on standard error.
@@ -34,6 +36,19 @@ ExitStatus runGet(bool json, const Choice* wanted);
 
 // Sets one to an item, as a pick in the panel does, and checks that the interface took it.
 ExitStatus runSet(const Choice& choice, std::int32_t item);
+
+// Says on standard error why no routing can be set: the audio server has no device of the
+// interface.
+void explainAudioDevice();
+
+// A preset is the interface's settings in a file; "-" is standard output or input. Nothing is
+// changed before the whole file was found to be right. runDiff prints what restoring would change,
+// and ends with kDifferent when that is something. runUndo restores what was before the last
+// restore.
+ExitStatus runSave(const std::string& file);
+ExitStatus runDiff(bool json, const std::string& file);
+ExitStatus runRestore(const std::string& file);
+ExitStatus runUndo();
 
 // Prints a line for each event of the panel's interface until it is ended from outside; kFailed
 // when the session bus cannot be reached or goes away, or the output cannot be written.
@@ -53,8 +68,9 @@ std::string printable(std::string_view text);
 // "NAME:" and the text, made printable, in a column of its own, with the end of the line.
 std::string lineOf(std::string_view name, std::string_view text);
 
-// Prints a line of JSON: an object with the schema's number and the members of `object`. Bytes that
-// are no UTF-8 become U+FFFD.
+// An object with the schema's number and the members of `object` as JSON, with the end of the line:
+// one line, or with `indent` a line for each member. Bytes that are no UTF-8 become U+FFFD.
+std::string jsonText(const nlohmann::ordered_json& object, int indent = -1);
 void printJson(const nlohmann::ordered_json& object);
 
 }  // namespace vx310ctl

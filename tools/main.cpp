@@ -23,7 +23,7 @@ constexpr const char* kFooter =
     "2  the command line is wrong\n"
     "3  no driver service is running\n"
     "4  there is no such interface\n"
-    "5  the doctor has found a fault";
+    "5  the doctor has found a fault, or diff a difference";
 
 constexpr const char* kSetFooter =
     "\n\n"
@@ -62,6 +62,8 @@ struct Values {
   std::uint32_t interface = 0;
   std::string topic;
   bool redact = false;
+  std::string file;
+  bool undo = false;
 };
 
 CLI::App* addCommand(CLI::App& tool, const char* name, const char* description,
@@ -122,6 +124,31 @@ void declareCommands(CLI::App& tool, Values& values, ExitStatus& status) {
   watch->footer(
       "It also waits for a driver to come. It ends when it is interrupted, or with status 1 when\n"
       "the session bus goes away or nobody reads its output any more.");
+}
+
+void declarePresets(CLI::App& tool, Values& values, ExitStatus& status) {
+  constexpr const char* kFileHelp = "The preset's file; - for standard ";
+  CLI::App* save = addCommand(tool, "save", "Save the settings as a preset in a file",
+                              [&] { status = runSave(values.file); });
+  save->add_option("FILE", values.file, std::string(kFileHelp) + "output")->required();
+
+  CLI::App* diff = addCommand(tool, "diff", "Show what restoring a preset would change",
+                              [&] { status = runDiff(values.json, values.file); });
+  declareJson(diff, values);
+  diff->add_option("FILE", values.file, std::string(kFileHelp) + "input")->required();
+  diff->footer("Exit status 5 when it would change something.");
+
+  CLI::App* restore = tool.add_subcommand("restore", "Set the settings of a preset");
+  restore->callback([&values, &status] {
+    if (values.undo == !values.file.empty()) throw CLI::RequiredError("Either FILE or --undo");
+    status = values.undo ? runUndo() : runRestore(values.file);
+  });
+  restore->add_option("FILE", values.file, std::string(kFileHelp) + "input");
+  restore->add_flag("--undo", values.undo, "Set what was before the last restore");
+  restore->footer(
+      "It prints what it changes. Nothing is changed when something is wrong with the file. What\n"
+      "is restored counts as chosen in the panel: the panel keeps it, and sets it whenever it\n"
+      "finds the interface.");
 }
 
 void declareDoctor(CLI::App& tool, Values& values, ExitStatus& status) {
@@ -194,6 +221,7 @@ int main(int count, char** words) {
           if (!tool.got_subcommand("watch")) driverWaits().unlimit();
         });
         declareCommands(tool, values, status);
+        declarePresets(tool, values, status);
         declareDoctor(tool, values, status);
         declareSim(tool, values, status);
         declareHelp(tool, values);

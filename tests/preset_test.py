@@ -1,0 +1,301 @@
+# SPDX-License-Identifier: MIT
+"""Presets: what `vx310ctl save`, `diff` and `restore` read, write and change.
+
+usage: preset_test.py BUILD_FOLDER Class.test_method
+Each test runs in a process of its own, since its servers are found through the environment.
+"""
+
+import fcntl
+import json
+import os
+import plistlib
+import subprocess
+import sys
+import unittest
+
+from panel_session import TIME_LIMIT
+from tool_session import TOOL, ToolTest
+
+DIFFERENT = 5
+DEFAULTS = {
+    "input_1_2": "analog-1-2",
+    "input_3_4": "analog-3-4",
+    "input_5_6": "digital",
+    "line_output": "playback-1-2",
+    "digital_output": "playback-3-4",
+    "clock_source": "automatic",
+    "digital_output_format": "consumer",
+}
+OTHERS = {
+    "input_1_2": "loopback",
+    "input_3_4": "digital",
+    "input_5_6": "analog-3-4",
+    "line_output": "input-5-6",
+    "digital_output": "input-1-2",
+    "clock_source": "internal",
+    "digital_output_format": "professional",
+}
+# As the panel stores OTHERS.
+CHOICES = {"In12": 3, "In34": 2, "In56": 1, "Out12": 4, "Out34": 2, "ClockSource": 1, "DigOutFormat": 1}
+HEAD = {"schema": 1, "vendor_id": 0x7F21, "product_id": 0x5D12}
+
+
+class PresetTest(ToolTest):
+    """A session with a driver and without an audio server."""
+
+    def setUp(self):
+        super().setUp()
+        self.start_driver()
+        self.file = self.session.folder / "preset.json"
+
+    def settings(self):
+        return self.json("get", "get")["settings"]
+
+    def write(self, settings, **head):
+        self.file.write_text(json.dumps({**HEAD, **head, "settings": settings}))
+
+    def stored(self, name="panel"):
+        path = self.session.folder / f"config/vantrel/preferences/com.vantrel.vx310.{name}.plist"
+        return plistlib.loads(path.read_bytes()) if path.exists() else None
+
+    def expect_failure(self, words, message, status=1):
+        """The call fails with this line and changes nothing."""
+        before = self.settings(), self.stored(), self.stored("hal")
+        self.assertEqual(self.call(TOOL, *words), (status, "", message))
+        self.assertEqual((self.settings(), self.stored(), self.stored("hal")), before)
+
+
+class WithAudio(PresetTest):
+    def setUp(self):
+        ToolTest.setUp(self)
+        self.session.start_pipewire()
+        self.start_driver()
+        self.wait_for_audio_device()
+        self.file = self.session.folder / "preset.json"
+
+    def test_what_was_saved_is_restored_and_undone(self):
+        self.assertEqual(self.ctl("save", self.file), "")
+        self.assertEqual(self.held("preset", self.file.read_text()), {**HEAD, "settings": DEFAULTS})
+        self.assertEqual(self.file.read_text().count("\n"), 14)
+        self.assertEqual(self.ctl("diff", self.file), "")
+        for setting, word in OTHERS.items():
+            self.ctl("set", setting.replace("_", "-"), word)
+        others = self.session.folder / "others.json"
+        self.ctl("save", others)
+        changes = self.ctl("diff", self.file, status=DIFFERENT)
+        self.assertIn("line-output:            Input 5/6 -> Playback 1/2\n", changes)
+        self.assertEqual(changes.count("\n"), 7)
+        differences = self.json("diff", "diff", self.file, status=DIFFERENT)["differences"]
+        self.assertEqual(differences, {name: {"interface": OTHERS[name], "preset": DEFAULTS[name]} for name in OTHERS})
+
+        self.assertEqual(self.ctl("restore", self.file), changes)
+        self.assertEqual(self.settings(), DEFAULTS)
+        self.ctl("restore", "--undo")
+        self.assertEqual(self.settings(), OTHERS)
+        self.assertEqual(self.ctl("diff", others), "")
+        self.expect_failure(("restore", "--undo"), "vx310ctl: there is no restore to undo\n")
+
+    def test_what_is_restored_is_stored_as_the_users_choices(self):
+        self.write(OTHERS)
+        self.ctl("restore", self.file)
+        self.assertEqual(self.stored(), {**CHOICES, "AudioPerformance": 0, "USB11Mode": 0, "Version": "1.00"})
+        self.assertEqual(self.stored("hal")["ClockSource"], "1")
+        self.assertEqual(self.stored("hal")["DigitalOutMode"], "1")
+        self.write({"input_1_2": "digital"})
+        self.ctl("restore", self.file)
+        self.assertEqual(self.stored()["In12"], 2)
+        self.assertEqual(self.stored()["In34"], 2)
+
+    def test_a_preset_may_have_some_settings_only(self):
+        self.write({"line_output": "input-1-2"})
+        self.assertEqual(self.ctl("restore", self.file), "line-output:            Playback 1/2 -> Input 1/2\n")
+        self.assertEqual(self.settings(), {**DEFAULTS, "line_output": "input-1-2"})
+        self.ctl("set", "clock-source", "internal")
+        self.assertEqual(self.ctl("restore", "--undo"), "line-output:            Input 1/2 -> Playback 1/2\n")
+        self.assertEqual(self.settings(), {**DEFAULTS, "clock_source": "internal"})
+
+    def test_standard_input_and_output_are_files_too(self):
+        text = self.ctl("save", "-")
+        self.held("preset", text)
+        self.ctl("set", "line-output", "input-1-2")
+        self.assertEqual(self.call(TOOL, "diff", "-", stdin=None, input=text)[0], DIFFERENT)
+        status, output, errors = self.call(TOOL, "restore", "-", stdin=None, input=text)
+        self.assertEqual((status, errors), (0, ""))
+        self.assertEqual(output, "line-output:            Input 1/2 -> Playback 1/2\n")
+        self.assertEqual(self.settings(), DEFAULTS)
+        self.assertEqual(self.call(TOOL, "restore", "-"),
+                         (1, "", "vx310ctl: standard input is no preset: it is cut or no JSON\n"))
+
+
+class Refusals(PresetTest):
+    def test_settings_that_the_interface_did_not_take_are_told(self):
+        self.write(OTHERS)
+        self.session.sim("fault", "ignore", "always")
+        status, output, errors = self.call(TOOL, "restore", self.file)
+        self.assertEqual(status, 1)
+        self.assertEqual(output.count("\n"), 7)
+        self.assertEqual(errors.count("did not take"), 7)
+        self.assertIn("vx310ctl: the interface did not take clock-source Internal; it is Automatic\n", errors)
+        self.assertIn("vx310ctl: the audio server has no device VX-310; is PipeWire running?\n", errors)
+        self.assertEqual(self.settings(), DEFAULTS)
+        self.assertEqual(self.stored()["ClockSource"], 1)
+
+    def test_an_undo_that_was_not_taken_can_be_tried_again(self):
+        self.write({"clock_source": "internal"})
+        self.ctl("restore", self.file)
+        self.session.sim("fault", "refuse", "always")
+        self.ctl("restore", "--undo", status=1)
+        self.session.sim("fault", "none")
+        self.ctl("restore", "--undo")
+        self.assertEqual(self.settings(), DEFAULTS)
+
+    def test_a_setting_that_is_not_reported_stops_it(self):
+        self.write(OTHERS)
+        self.session.sim("fault", "missing", "command", 27, "always")
+        for words in (("save", self.session.folder / "none.json"), ("diff", self.file), ("restore", self.file)):
+            self.assertEqual(
+                self.call(TOOL, *words), (1, "", "vx310ctl: the interface does not report its digital-output-format\n")
+            )
+        self.session.sim("fault", "none")
+        self.assertFalse((self.session.folder / "none.json").exists())
+        self.assertEqual(self.settings(), DEFAULTS)
+        self.assertIsNone(self.stored())
+
+    def test_without_an_interface_or_a_driver_nothing_is_restored(self):
+        self.write(OTHERS)
+        self.session.sim("unplug")
+        for status, reason in ((4, "no interface is connected"), (3, "no driver service is running")):
+            for words in (("save", "-"), ("diff", self.file), ("restore", self.file)):
+                result = self.call(TOOL, *words)
+                self.assertEqual(result[:2], (status, ""))
+                self.assertIn(reason, result[2])
+            if status == 4:
+                self.session.end("driver")
+        self.assertIsNone(self.stored())
+
+    def test_choices_that_cannot_be_stored_are_told(self):
+        self.write({"clock_source": "internal"})
+        self.ctl("restore", self.file)
+        lock = self.session.folder / "config/vantrel/preferences/com.vantrel.vx310.panel.plist.lock"
+        with open(lock) as file:
+            fcntl.flock(file, fcntl.LOCK_EX)
+            status, _, errors = self.call(TOOL, "restore", "--undo")
+            self.assertEqual((status, errors), (1, "vx310ctl: the settings could not be stored as the panel's choices\n"))
+        self.assertEqual(self.settings(), DEFAULTS)
+
+    def test_nothing_is_changed_when_it_cannot_be_undone_or_told(self):
+        self.write(OTHERS)
+        undo = self.session.folder / "config/vantrel/preferences/vx310ctl-undo.json"
+        undo.mkdir(parents=True)
+        status, output, errors = self.call(TOOL, "restore", self.file)
+        self.assertEqual((status, output.count("\n")), (1, 7))
+        self.assertEqual(errors, f"vx310ctl: {undo} cannot be written: Is a directory\n"
+                         "vx310ctl: nothing was changed, as it could not be undone\n")
+        self.assertEqual(self.settings(), DEFAULTS)
+        undo.rmdir()
+        reader, writer = os.pipe()
+        os.close(reader)
+        status, _, errors = self.call(TOOL, "restore", self.file, capture_output=False, stdout=writer, stderr=subprocess.PIPE)
+        os.close(writer)
+        self.assertEqual((status, errors), (1, "vx310ctl: the output cannot be written\n"))
+        self.assertEqual(self.settings(), DEFAULTS)
+        self.assertIsNone(self.stored())
+
+
+class WrongFiles(PresetTest):
+    def expect_wrong(self, problem):
+        for command in ("restore", "diff"):
+            self.expect_failure((command, self.file), f"vx310ctl: {self.file} {problem}\n")
+
+    def test_a_preset_of_another_schema_or_device_is_refused(self):
+        for schema in (2, 0, "1", None):
+            self.write(OTHERS, schema=schema)
+            self.expect_wrong(f"is a preset of schema {json.dumps(schema)}; this program knows 1")
+        self.write(OTHERS, product_id=0x5D13)
+        self.expect_wrong("is a preset of another device (vendor_id 32545, product_id 23827)")
+        self.file.write_text(json.dumps({"schema": 1, "settings": OTHERS}))
+        self.expect_wrong("is a preset of another device (vendor_id none, product_id none)")
+
+    def test_a_preset_that_was_cut_is_refused_wherever_it_was_cut(self):
+        text = self.ctl("save", "-")
+        for end in range(len(text) - 2):
+            self.file.write_text(text[:end])
+            self.assertEqual(self.call(TOOL, "diff", self.file),
+                             (1, "", f"vx310ctl: {self.file} is no preset: it is cut or no JSON\n"))
+        self.expect_wrong("is no preset: it is cut or no JSON")
+
+    def test_a_file_that_is_no_preset_is_refused(self):
+        for content in ("[]", "1", "\0" * 100, "{" * 5000, "[" * 60000):
+            self.file.write_text(content)
+            self.expect_wrong("is no preset: it is cut or no JSON")
+        self.file.write_text('{"interfaces": []}')
+        self.expect_wrong("is no preset: it has no schema or no settings")
+        for settings in ({}, [], None, "all"):
+            self.write(settings)
+            self.expect_wrong("has no settings")
+        self.file.write_text(" " * 65537)
+        self.expect_wrong("cannot be read: File too large")
+
+    def test_one_wrong_setting_keeps_the_others_from_being_set(self):
+        self.write({**OTHERS, "volume": 11})
+        self.expect_wrong("has an unknown setting 'volume'")
+        self.write({**OTHERS, "clock-source": "internal"})
+        self.expect_wrong("has an unknown setting 'clock-source'")
+        for setting, value in (("clock_source", "digital"), ("line_output", "loopback"), ("input_1_2", 1),
+                               ("digital_output_format", None), ("input_5_6", ["digital"])):
+            self.write({**OTHERS, setting: value})
+            self.expect_wrong(f"sets {setting} to {json.dumps(value, separators=(',', ':'))}, which it cannot be")
+        self.write({**OTHERS, "line_output": "\x1b[2J"})
+        self.expect_wrong('sets line_output to "\\u001b[2J", which it cannot be')
+
+    def test_a_file_that_cannot_be_read_or_written_is_named(self):
+        self.expect_failure(("restore", self.session.folder / "none"),
+                            f"vx310ctl: {self.session.folder}/none cannot be read: No such file or directory\n")
+        self.expect_failure(("restore", self.session.folder),
+                            f"vx310ctl: {self.session.folder} cannot be read: Is a directory\n")
+        for file, reason in ((self.session.folder, "Is a directory"), ("/dev/full", "No space left on device"),
+                             (self.session.folder / "none/preset", "No such file or directory")):
+            self.expect_failure(("save", file), f"vx310ctl: {file} cannot be written: {reason}\n")
+        self.assertEqual(self.call(TOOL, "save")[0], 2)
+        self.assertEqual(self.call(TOOL, "restore")[0], 2)
+        self.assertEqual(self.call(TOOL, "restore", self.file, "--undo")[0], 2)
+
+    def test_saving_replaces_a_file_as_a_whole_and_keeps_a_link(self):
+        link = self.session.folder / "link.json"
+        link.symlink_to(self.file)
+        self.file.write_text("x" * 10000)
+        self.ctl("save", link)
+        self.assertTrue(link.is_symlink())
+        self.held("preset", self.file.read_text())
+        self.assertEqual(list(self.session.folder.glob("*.vx310ctl-new")), [])
+
+    def test_an_undo_file_that_is_damaged_is_refused(self):
+        self.write({"clock_source": "internal"})
+        self.ctl("restore", self.file)
+        undo = self.session.folder / "config/vantrel/preferences/vx310ctl-undo.json"
+        self.held("preset", undo.read_text())
+        undo.write_text(undo.read_text()[:50])
+        self.expect_failure(("restore", "--undo"), f"vx310ctl: {undo} is no preset: it is cut or no JSON\n")
+
+    def test_a_value_that_only_other_programs_choose_is_not_saved(self):
+        self.ctl("set", "digital-output-format", "professional")
+        self.session.sim("fault", "garbled", "command", 27, "always")
+        problem = "vx310ctl: digital-output-format is -2, which no preset can hold\n"
+        self.assertEqual(self.call(TOOL, "save", self.file), (1, "", problem))
+        self.assertFalse(self.file.exists())
+        # A preset that sets it is restored; the undo leaves that setting as it is.
+        self.write({"clock_source": "internal", "digital_output_format": "consumer"})
+        status, output, errors = self.call(TOOL, "restore", self.file)
+        self.assertIn("digital-output-format:  -2 -> Consumer (S/PDIF)\n", output)
+        self.assertTrue(errors.startswith(problem), errors)
+        self.session.sim("fault", "none")
+        self.assertEqual(self.ctl("restore", "--undo"), "clock-source:           Internal -> Automatic\n")
+
+
+def main():
+    ToolTest.build = sys.argv.pop(1)
+    unittest.main(verbosity=2)
+
+
+if __name__ == "__main__":
+    main()

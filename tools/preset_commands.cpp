@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+// `vx310ctl save`, `diff` and `restore`.
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <nlohmann/json.hpp>
+
+#include "io/audio_device.h"
+#include "platform/posix/posix.h"
+#include "platform/preferences/preferences.h"
+#include "protocol/words.h"
+#include "settings/osx_asio_registry.h"
+#include "tools/choices.h"
+#include "tools/commands.h"
+#include "tools/current_interface.h"
+#include "tools/preset.h"
+
+namespace vx310ctl {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+// The panel's choices are stored with the version of their keys; those of another one it replaces
+// with its defaults.
+constexpr const char* kVersionKey = "Version";
+constexpr const char* kChoicesVersion = "1.00";
+// Choices of menus that this interface does not show.
+constexpr const char* kOtherKeys[] = {"AudioPerformance", "USB11Mode"};
+
+std::string undoFile() { return preferencesFolder() + "/vx310ctl-undo.json"; }
+
+// The settings of the panel's interface; nullopt with an explanation on standard error when it does
+// not report all of them.
+std::optional<Items> readValues() {
+  Items values;
+  for (const Choice& choice : choices()) {
+    values[&choice] = currentValue(choice);
+    if (values[&choice] != kNoAnswer) continue;
+    std::fprintf(stderr, "vx310ctl: the interface does not report its %s\n",
+                 std::string(choice.name).c_str());
+    return std::nullopt;
+  }
+  return values;
+}
+
+// Removes the values that no preset can hold, since only other programs choose them. Explains each
+// on standard error; returns whether there was none.
+bool keepItems(Items& values) {
+  const auto isNoItem = [](const auto& value) {
+    const auto& [choice, number] = value;
+    if (wordOf(choice->items, number)) return false;
+    std::fprintf(stderr, "vx310ctl: %s is %s, which no preset can hold\n",
+                 std::string(choice->name).c_str(), itemText(*choice, number).c_str());
+    return true;
+  };
+  return std::erase_if(values, isNoItem) == 0;
+}
+
+// Those of `wanted` that are others in `now`.
+Items differencesOf(const Items& now, const Items& wanted) {
+  Items differences;
+  for (const auto& [choice, item] : wanted) {
+    if (now.at(choice) != item) differences[choice] = item;
+  }
+  return differences;
+}
+
+void printDifferences(const Items& now, const Items& differences) {
+  for (const Choice& choice : choices()) {
+    const auto wanted = differences.find(&choice);
+    if (wanted == differences.end()) continue;
+    const std::string text =
+        itemText(choice, now.at(&choice)) + " -> " + itemText(choice, wanted->second);
+    std::fputs(lineOf(choice.name, text).c_str(), stdout);
+  }
+}
+
+// --- The panel's choices ---
+
+bool hasChoices() {
+  const auto version = CFPreferencesCopyAppValue(kVersionKey, CFBundleGetIdentifier());
+  const auto* text = version ? version->as<std::string>() : nullptr;
+  return text && *text == kChoicesVersion;
+}
+
+// Stores the items as the user's choices, as a pick in the panel does. Without stored choices, also
+// what the interface has otherwise.
+bool storeChoices(const Items& items) {
+  const std::string panel = CFBundleGetIdentifier();
+  const bool isFirst = !hasChoices();
+  for (const Choice& choice : choices()) {
+    const auto item = items.find(&choice);
+    if (item != items.end()) {
+      CFPreferencesSetAppValue(choice.key, item->second, panel);
+    } else if (isFirst) {
+      CFPreferencesSetAppValue(choice.key, currentValue(choice), panel);
+    }
+  }
+  if (isFirst) {
+    for (const char* key : kOtherKeys) CFPreferencesSetAppValue(key, 0, panel);
+    CFPreferencesSetAppValue(kVersionKey, kChoicesVersion, panel);
+  }
+  return CFPreferencesAppSynchronize(panel);
+}
+
+// --- Restoring ---
+
+// Sets the items. Says of each that the interface did not take; returns whether it took all.
+bool setItems(const Items& items) {
+  bool isTaken = true;
+  for (const Choice& choice : choices()) {
+    const auto item = items.find(&choice);
+    if (item == items.end()) continue;
+    choice.command(item->second);
+    const std::int32_t now = currentValue(choice);
+    if (now == item->second) continue;
+    isTaken = false;
+    std::fprintf(stderr, "vx310ctl: the interface did not take %s %s; it is %s\n",
+                 std::string(choice.name).c_str(), itemText(choice, item->second).c_str(),
+                 itemText(choice, now).c_str());
+  }
+  if (!isTaken && _halDevice == 0) explainAudioDevice();
+  return isTaken;
+}
+
+bool storeDriverSettings() { return CFPreferencesAppSynchronize(DEVICE_HAL_DOMAIN); }
+
+bool saveUndo(const Items& now, const Items& wanted) {
+  Items former;
+  for (const auto& [choice, item] : wanted) former[choice] = now.at(choice);
+  if (!makeFolder(preferencesFolder())) {
+    std::fprintf(stderr, "vx310ctl: the settings folder cannot be made: %s\n",
+                 std::strerror(errno));
+    return false;
+  }
+  keepItems(former);
+  return writeFile(undoFile(), presetText(former));
+}
+
+// Restores the items; `keepUndo` is false for an undo.
+ExitStatus restore(const Items& wanted, bool keepUndo) {
+  CurrentInterface interface;
+  if (const ExitStatus status = interface.status(); status != kDone) return status;
+  const auto now = readValues();
+  if (!now) return kFailed;
+  const Items differences = differencesOf(*now, wanted);
+  // What is to be changed is said before it is changed.
+  printDifferences(*now, differences);
+  if (std::fflush(stdout) != 0) return kFailed;
+  if (keepUndo && !saveUndo(*now, wanted)) {
+    std::fputs("vx310ctl: nothing was changed, as it could not be undone\n", stderr);
+    return kFailed;
+  }
+  const bool isTaken = setItems(differences);
+  const bool isStored = storeChoices(wanted);
+  if (!isStored) {
+    std::fputs("vx310ctl: the settings could not be stored as the panel's choices\n", stderr);
+  }
+  const bool isKept = storeDriverSettings();
+  if (!isKept) {
+    std::fputs("vx310ctl: the settings could not be stored for the driver's next start\n", stderr);
+  }
+  return isTaken && isStored && isKept ? kDone : kFailed;
+}
+
+}  // namespace
+
+ExitStatus runSave(const std::string& file) {
+  CurrentInterface interface;
+  if (const ExitStatus status = interface.status(); status != kDone) return status;
+  auto items = readValues();
+  return items && keepItems(*items) && writeFile(file, presetText(*items)) ? kDone : kFailed;
+}
+
+ExitStatus runDiff(bool json, const std::string& file) {
+  const auto text = readFile(file);
+  const auto wanted = text ? parsePreset(file, *text) : std::nullopt;
+  if (!wanted) return kFailed;
+  CurrentInterface interface;
+  if (const ExitStatus status = interface.status(); status != kDone) return status;
+  const auto now = readValues();
+  if (!now) return kFailed;
+  const Items differences = differencesOf(*now, *wanted);
+  if (json) {
+    Json list = Json::object();
+    for (const auto& [choice, item] : differences) {
+      list[memberOf(choice->name)] = {{"interface", valueJson(choice->words, now->at(choice))},
+                                      {"preset", valueJson(choice->words, item)}};
+    }
+    printJson({{"differences", list}});
+  } else {
+    printDifferences(*now, differences);
+  }
+  return differences.empty() ? kDone : kDifferent;
+}
+
+ExitStatus runRestore(const std::string& file) {
+  const auto text = readFile(file);
+  const auto wanted = text ? parsePreset(file, *text) : std::nullopt;
+  return wanted ? restore(*wanted, true) : kFailed;
+}
+
+ExitStatus runUndo() {
+  const std::string file = undoFile();
+  if (::access(file.c_str(), F_OK) != 0 && errno == ENOENT) {
+    std::fputs("vx310ctl: there is no restore to undo\n", stderr);
+    return kFailed;
+  }
+  const auto text = readFile(file);
+  const auto wanted = text ? parsePreset(file, *text) : std::nullopt;
+  if (!wanted) return kFailed;
+  const ExitStatus status = restore(*wanted, false);
+  if (status == kDone) ::unlink(file.c_str());
+  return status;
+}
+
+}  // namespace vx310ctl
