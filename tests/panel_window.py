@@ -42,6 +42,11 @@ class PanelWindow:
         self.changed = True
         self.loop.quit()
 
+    def read_events(self):
+        """Reads the events that have arrived. The accessibility bus refuses calls of a client that leaves too many."""
+        while GLib.MainContext.default().iteration(False):
+            pass
+
     def wait_for(self, condition, what, nudge=None):
         """Waits until the condition holds; it is evaluated after every accessibility event.
 

@@ -86,6 +86,7 @@ class Soak:
         count = lost = 0
         while count == 0 or time.monotonic() < end:
             lost += step() or 0
+            self.window.read_events()
             count += 1
         if after:
             after()
