@@ -19,9 +19,9 @@ class CheckStyle(unittest.TestCase):
         self.top = pathlib.Path(folder.name)
         git = ["git", "-C", TOP, "ls-files", "-z"]
         for name in subprocess.check_output(git, text=True).split("\0"):
-            if name and (TOP / name).is_file():
+            if name and ((TOP / name).is_file() or (TOP / name).is_symlink()):
                 (self.top / name).parent.mkdir(parents=True, exist_ok=True)
-                shutil.copy(TOP / name, self.top / name)
+                shutil.copy(TOP / name, self.top / name, follow_symlinks=False)
         for command in (["init", "-q"], ["add", "-A"]):
             subprocess.check_call(["git", "-C", self.top, *command])
 
