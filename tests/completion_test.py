@@ -16,6 +16,7 @@ import sys
 import tempfile
 import time
 import unittest
+from shlex import quote
 
 COMPLETIONS = pathlib.Path(__file__).resolve().parent.parent / "packaging/completions"
 TIME_LIMIT = 30  # seconds until a shell has completed a word; far above what it takes
@@ -82,17 +83,18 @@ class Completion(unittest.TestCase):
 
     def test_bash(self):
         self.start("bash", "--norc", "--noprofile")
-        self.shell.type(f"{PRINT_WORDS}; . '{COMPLETIONS}/vx310ctl'\r")
+        self.shell.type(f"{PRINT_WORDS}; . {quote(f'{COMPLETIONS}/vx310ctl')}\r")
         self.expect_completions()
 
     def test_zsh(self):
         self.start("zsh", "-f")
-        self.shell.type(f"{PRINT_WORDS}; fpath=('{COMPLETIONS}' $fpath); autoload -U compinit; compinit -u -D\r")
+        self.shell.type(f"{PRINT_WORDS}; fpath=({quote(str(COMPLETIONS))} $fpath); autoload -U compinit; compinit -u -D\r")
         self.expect_completions()
 
     @unittest.skipUnless(shutil.which("fish"), "fish is not here")
     def test_fish(self):
-        script = f"source '{COMPLETIONS}/vx310ctl.fish'; set PATH '{BUILD}/bin' $PATH; complete --do-complete $argv"
+        script = (f"source {quote(f'{COMPLETIONS}/vx310ctl.fish')}; set PATH {quote(f'{BUILD}/bin')} $PATH; "
+                  "complete --do-complete $argv")
 
         def complete(line):
             with tempfile.TemporaryDirectory() as folder:

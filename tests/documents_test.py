@@ -9,6 +9,7 @@ A comment that begins with "limits" before a table says that its figures were no
 
 import datetime
 import itertools
+import os
 import pathlib
 import re
 import subprocess
@@ -99,11 +100,9 @@ def newest_release(changelog):
     return max(map(datetime.date.fromisoformat, re.findall(r"^## \d+\.\d+\.\d+ - ([\d-]+)$", changelog, re.MULTILINE)))
 
 
-def wrong_dates(text, release, today):
-    """Faults: dates in the future, and figures that no release of the last year had."""
+def wrong_dates(text, release):
+    """Faults: dates more than a year before the newest release."""
     for date in map(datetime.date.fromisoformat, DATE.findall(text)):
-        if date > today:
-            yield f"{date} is in the future"
         if date < release - datetime.timedelta(days=365):
             yield f"{date} is more than a year older than the newest release"
 
@@ -176,9 +175,8 @@ class Pages(unittest.TestCase):
     def test_no_date_is_too_old(self):
         documents = pages()
         release = newest_release(documents["CHANGELOG.md"])
-        today = datetime.date.today() + datetime.timedelta(days=1)  # wherever the writer's midnight was
         self.expect_none(f"{name}: {fault}" for name, text in documents.items() if name != "CHANGELOG.md"
-                         for fault in wrong_dates(text, release, today))
+                         for fault in wrong_dates(text, release))
 
     def test_each_limit_is_that_of_the_sources(self):
         sources = {str(path.relative_to(TOP)): path.read_text(encoding="utf-8")
@@ -198,13 +196,14 @@ class Commands(unittest.TestCase):
         session.start_driver()
         session.start("watch", session.bin / "vx310ctl", "watch", stdout=subprocess.PIPE)
         session.wait_for_line("watch", "connected")
+        environment = dict(os.environ, PATH=f"{session.bin}:{os.environ['PATH']}")
         count = 0
         for name, text in pages().items():
             for command in runnable(text) if has_commands(name) else ():
                 count += 1
                 with self.subTest(f"{name}: {command}"):
-                    here = command.replace("build/release/bin/", f"{session.bin}/")
-                    result = subprocess.run(["bash", "-c", f"PATH={session.bin}:$PATH; {here}"], cwd=TOP, text=True,
+                    here = command.replace("build/release/bin/", "")
+                    result = subprocess.run(["bash", "-c", here], cwd=TOP, env=environment, text=True,
                                             capture_output=True, timeout=TIME_LIMIT)
                     self.assertEqual((0, ""), (result.returncode, result.stderr))
         self.assertGreater(count, 5)
@@ -233,7 +232,6 @@ class Commands(unittest.TestCase):
 class Faults(unittest.TestCase):
     """Each check finds a planted fault, and none beside it."""
 
-    TODAY = datetime.date(2030, 6, 1)
     RELEASE = datetime.date(2030, 1, 1)
     TABLE = "| what | time |\n|---|---|\n| a start | 12 ms |\n"
 
@@ -259,10 +257,10 @@ class Faults(unittest.TestCase):
                 text = f"2030-01-01\n\n## One\n\n{lead}\n\n{self.TABLE}\n## Two\n\n{command}, 2030-01-01\n"
                 self.assertEqual(count, len(list(undated_figures(text))))
 
-    def test_a_date_in_the_future_or_of_long_ago(self):
-        for date, count in (("2030-06-01", 0), ("2029-01-01", 0), ("2030-06-02", 1), ("2028-12-31", 1)):
+    def test_a_date_of_long_ago(self):
+        for date, count in (("2030-06-02", 0), ("2029-01-01", 0), ("2028-12-31", 1)):
             with self.subTest(date):
-                self.assertEqual(count, len(list(wrong_dates(f"on {date}.", self.RELEASE, self.TODAY))))
+                self.assertEqual(count, len(list(wrong_dates(f"on {date}.", self.RELEASE))))
 
     def test_the_newest_release_is_found(self):
         text = "## Unreleased\n\n## 1.10.0 - 2030-01-01\n\n## 1.9.0 - 2029-01-01\n"

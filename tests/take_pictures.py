@@ -17,8 +17,11 @@ ESCAPE = 0xFF1B  # X11 key symbol
 
 # A desktop's settings of high contrast, as Qt reads them where the desktop is KDE.
 HIGH_CONTRAST = "\n".join(
-    f"[Colors:{part}]\nBackgroundNormal=0,0,0\nForegroundNormal=255,255,255\n"
-    for part in ("Window", "View", "Button", "Selection", "Tooltip")
+    f"[Colors:{part}]\nBackgroundNormal={ground}\nForegroundNormal={text}\n"
+    for part, ground, text in (
+        *((part, "0,0,0", "255,255,255") for part in ("Window", "View", "Button", "Tooltip")),
+        ("Selection", "255,255,255", "0,0,0"),
+    )
 )
 
 

@@ -172,7 +172,7 @@ class Use(WaylandTest):
         self.start_all()
         self.window.pick("Sample clock", 1)
         self.window.wait_for(
-            lambda: json.loads(self.session.ctl("get", "--json", "clock-source"))["clock-source"]["index"] == 1,
+            lambda: json.loads(self.session.ctl("get", "--json", "clock-source"))["settings"]["clock_source"] == "internal",
             "the interface's clock source",
             nudge=(100, self.window.loop.quit),
         )

@@ -33,7 +33,7 @@ constexpr std::array kKinds = {
     Kind{{"die", "", "the driver service is killed instead of answering"}, FaultKind::die, 0, 0},
     Kind{
         {"hang", "", "the driver service is stopped until it gets SIGCONT"}, FaultKind::hang, 0, 0},
-    Kind{{"refuse", "", "settings fail, and routings (command 40) are not taken"},
+    Kind{{"refuse", "", "settings fail, also routings written to the audio device (command 40)"},
          FaultKind::refuse,
          0,
          0},

@@ -29,7 +29,7 @@ constexpr std::size_t kLongestMessage = 1024;  // what is beyond is cut
   va_end(arguments);
 }
 
-// Version 0 of a log has no topics, which would only choose among the messages.
+// Without logt, PipeWire takes log.
 constexpr spa_log_methods kMethods = [] {
   spa_log_methods methods{};
   methods.log = print;

@@ -92,13 +92,15 @@ void DesktopSettings::apply() {
   QApplication::setStyle(new PanelStyle(point));  // which the application owns
   setWindowColours(window_);
   showGround(window_);
-  if (point == former) return;
-  for (QWidget* widget : window_.findChildren<QWidget*>()) {
-    if (isOfWindowFile(*widget)) rescale(*widget, former, point);
+  if (point != former) {
+    for (QWidget* widget : window_.findChildren<QWidget*>()) {
+      if (isOfWindowFile(*widget)) rescale(*widget, former, point);
+    }
+    window_.setMaximumSize(rescaled(window_.maximumSize(), former, point));
+    window_.resize(window_.maximumSize());
+    emit rescaledWindow();
   }
-  window_.setMaximumSize(rescaled(window_.maximumSize(), former, point));
-  window_.resize(window_.maximumSize());
-  emit rescaledWindow();
+  emit applied();
 }
 
 // Queued, since the widgets have the change only after the event.

@@ -27,6 +27,8 @@ class DesktopSettings final : public QObject {
  signals:
   // The window and all in it have another size, which may be too large for the screen.
   void rescaledWindow();
+  // The window has the settings, so another font perhaps.
+  void applied();
 
  protected:
   bool eventFilter(QObject* window, QEvent* event) override;

@@ -147,6 +147,14 @@ void PanelStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* opt
     case PE_PanelButtonCommand:
       paintButton(*option, *painter);
       break;
+    case PE_Frame:
+      if (widget && widget->inherits("QComboBoxPrivateContainer")) {  // a menu's open list
+        painter->setPen(colour(*option, 0xff4f5963, QPalette::WindowText));
+        painter->drawRect(option->rect.adjusted(0, 0, -1, -1));
+      } else {
+        QProxyStyle::drawPrimitive(element, option, painter, widget);
+      }
+      break;
     case PE_FrameFocusRect:
       break;  // the controls show the focus by their edge
     default:

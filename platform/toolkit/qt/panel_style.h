@@ -11,8 +11,7 @@ namespace qt_toolkit {
 // so on; the tables in panel_style.cpp say how each looks. Everything else is painted as Qt's style
 // Fusion does it. On a desktop of high contrast the colours are the desktop's.
 //
-// A style sheet would do the same for 1.7 MiB more memory and a third more processor time until the
-// window is painted.
+// A style sheet would do the same, with more memory and a slower start (docs/performance.md).
 class PanelStyle final : public QProxyStyle {
  public:
   // All lengths are in points of this many pixels.

@@ -167,8 +167,8 @@ int NSApplicationMain(int argc, char** argv, NSNibLoader loader) {
   nib.window().repaint();
   if (receiver) receiver->applicationDidFinishLaunching();
   const int status = terminating ? 0 : QApplication::exec();
-  qt_toolkit::savePlace(nib.window());
   if (receiver) receiver->applicationWillTerminate();
+  qt_toolkit::savePlace(nib.window());
   owner.reset();
   receiver = nullptr;
   std::fflush(stdout);  // before QuitSignals ends, while SIGPIPE does not kill the process

@@ -49,14 +49,16 @@ QString asMarkup(const QString& text) {
   return QStringLiteral("<p>%1</p>").arg(text.toHtmlEscaped());
 }
 
-// Colours a text of the kind "USB 1.1 (unsupported)" in a label that has a reason for it, and
-// returns the reason; else the usual colour and an empty text.
+// Colours a text of the kind "USB 1.1 (unsupported)" in a label that has a reason for it, gives the
+// reason to assistive technologies, and returns it; else the usual colour and an empty text.
 QString showSupport(QLabel& label, const QString& text) {
   const QString reason = label.property("unsupported").toString();
   if (reason.isEmpty()) return {};
   const bool unsupported = text.contains(QLatin1String("(unsupported)"));
   label.setProperty("warning", unsupported);
   label.style()->polish(&label);
+  const QString title = label.accessibleDescription().section(QStringLiteral(": "), 0, 0);
+  label.setAccessibleDescription(unsupported ? title + QStringLiteral(": ") + reason : title);
   return unsupported ? reason : QString();
 }
 

@@ -131,8 +131,7 @@ QtNib::QtNib() {
   ui.ValueRing->setAttribute(Qt::WA_TransparentForMouseEvents);
   QObject::connect(qApp, &QApplication::focusChanged, ui.ValueRing,
                    [ring = ui.ValueRing](QWidget*, QWidget* now) { surroundValue(*ring, now); });
-  QObject::connect(&settings_, &DesktopSettings::rescaledWindow, &window_,
-                   [this] { fitTexts(window_); });
+  QObject::connect(&settings_, &DesktopSettings::applied, &window_, [this] { fitTexts(window_); });
   // Tab reaches the first menu from here. Otherwise Qt would choose among the controls that are
   // visible when the window opens, and these are the buttons.
   window_.setFocus();
@@ -172,6 +171,9 @@ void QtNib::connectAction(std::string_view name, Action action) {
     QObject::connect(menu, &QComboBox::activated, menu, [menu, run](int picked) {
       setNotice(Notice::kChoiceRefused, false);
       run();
+      // Without an audio device the routing was not written. The line says so until one is.
+      if (menu->property("isRouting").toBool() && hasNotice(Notice::kAudioDeviceAbsent))
+        setNotice(Notice::kRoutingUnconfirmed, true);
       if (menu->currentIndex() == picked) return;
       setNotice(Notice::kChoiceRefused, true);
       const QString kept = menu->currentText().isEmpty()

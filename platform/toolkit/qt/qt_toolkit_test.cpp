@@ -12,6 +12,7 @@
 #include <QComboBox>
 #include <QContextMenuEvent>
 #include <QDialog>
+#include <QFont>
 #include <QIcon>
 #include <QKeyEvent>
 #include <QLabel>
@@ -380,6 +381,21 @@ TEST_F(QtToolkit, TheLongestTextsFit) {
     for (const QComboBox* menu : window()->findChildren<QComboBox*>()) {
       EXPECT_LE(menu->minimumSizeHint().width(), menu->width()) << menu->objectName().toStdString();
     }
+    NSAppTerminate();
+  };
+  run();
+}
+
+TEST_F(QtToolkit, ATextIsCutAnewForASmallerFont) {
+  whenRunning = [] {
+    auto* label = find<QLabel>("KvDeviceField");
+    NSTextField(static_cast<QWidget*>(label))
+        .setStringValue("The interface in the upper half of the rack");
+    const QString usual = label->text();
+    QFont font = QApplication::font();
+    font.setPointSizeF(font.pointSizeF() * 0.75);
+    QApplication::setFont(font);
+    QTRY_VERIFY_WITH_TIMEOUT(label->text().size() > usual.size(), 5000);
     NSAppTerminate();
   };
   run();
@@ -1054,6 +1070,29 @@ TEST_F(QtToolkit, TheStatusLineShowsTheMostImportantNoticeAndIsHiddenWithoutOne)
     NSAppTerminate();
   };
   run();
+}
+
+TEST_F(QtToolkit, ARoutingPickedWithoutAnAudioDeviceStaysUnconfirmedWhenOneComes) {
+  static constexpr const char* kMenus[] = {"KvSampleClockSourceMenu", "KvIoROutLineMenu"};
+  const auto loader = [](NSNib& nib) -> std::unique_ptr<NSObject> {
+    for (const char* name : kMenus) nib.connectAction(name, [] {});
+    return std::make_unique<Owner>();
+  };
+  whenRunning = [] {
+    setNotice(Notice::kAudioDeviceAbsent, true);
+    for (const char* name : kMenus) {
+      auto* menu = find<QComboBox>(name);
+      menu->show();
+      menu->setCurrentIndex(1);
+      emit menu->activated(1);
+      EXPECT_EQ(hasNotice(Notice::kRoutingUnconfirmed), menu->property("isRouting").toBool())
+          << name;
+    }
+    setNotice(Notice::kAudioDeviceAbsent, false);
+    EXPECT_TRUE(hasNotice(Notice::kRoutingUnconfirmed));
+    NSAppTerminate();
+  };
+  EXPECT_EQ(toolkit_contract::run(loader), 0);
 }
 
 TEST_F(QtToolkit, NoticesOfChoicesEndWithTheMenus) {

@@ -8,7 +8,6 @@
 #include <QGuiApplication>
 #include <QList>
 #include <QPoint>
-#include <QSaveFile>
 #include <QString>
 #include <optional>
 
@@ -50,10 +49,9 @@ void savePlace(const QWidget& window) {
   if (!placesItsWindows()) return;
   const QString path = placeFile();
   if (!QDir().mkpath(QFileInfo(path).path())) return;
-  QSaveFile file(path);
+  QFile file(path);  // not waited for until it is on the disk: the place is no loss
   if (!file.open(QIODevice::WriteOnly)) return;
   file.write(QByteArray::number(window.x()) + ' ' + QByteArray::number(window.y()) + '\n');
-  file.commit();
 }
 
 }  // namespace qt_toolkit
