@@ -140,6 +140,15 @@ class Refusals(PresetTest):
         self.assertEqual(self.settings(), DEFAULTS)
         self.assertEqual(self.stored()["ClockSource"], 1)
 
+    def test_a_first_restore_stores_the_default_for_what_no_menu_has(self):
+        self.session.sim("digital-input", "valid", 48000)
+        self.session.sim("clock", "digital")
+        self.write({"digital_output_format": "professional"})
+        self.ctl("restore", self.file)
+        self.assertEqual(self.settings()["clock_source"], "digital")
+        self.assertEqual((self.stored()["ClockSource"], self.stored()["DigOutFormat"]), (0, 1))
+        self.assertEqual((self.stored()["In56"], self.stored()["Out34"]), (2, 1))
+
     def test_an_undo_that_was_not_taken_can_be_tried_again(self):
         self.write({"clock_source": "internal"})
         self.ctl("restore", self.file)

@@ -87,8 +87,8 @@ bool hasChoices() {
 }
 
 // Stores the items as the user's choices, as a pick in the panel does. Without stored choices, also
-// what the interface has otherwise.
-bool storeChoices(const Items& items) {
+// what the interface has otherwise; the default for what no menu has.
+bool storeChoices(const Items& items, const Items& now) {
   const std::string panel = CFBundleGetIdentifier();
   const bool isFirst = !hasChoices();
   for (const Choice& choice : choices()) {
@@ -96,7 +96,9 @@ bool storeChoices(const Items& items) {
     if (item != items.end()) {
       CFPreferencesSetAppValue(choice.key, item->second, panel);
     } else if (isFirst) {
-      CFPreferencesSetAppValue(choice.key, currentValue(choice), panel);
+      const std::int32_t value = now.at(&choice);
+      CFPreferencesSetAppValue(choice.key, wordOf(choice.items, value) ? value : choice.defaultItem,
+                               panel);
     }
   }
   if (isFirst) {
@@ -155,7 +157,7 @@ ExitStatus restore(const Items& wanted, bool keepUndo) {
     return kFailed;
   }
   const bool isTaken = setItems(differences);
-  const bool isStored = storeChoices(wanted);
+  const bool isStored = storeChoices(wanted, *now);
   if (!isStored) {
     std::fputs("vx310ctl: the settings could not be stored as the panel's choices\n", stderr);
   }
