@@ -149,6 +149,16 @@ class Refusals(PresetTest):
         self.assertEqual((self.stored()["ClockSource"], self.stored()["DigOutFormat"]), (0, 1))
         self.assertEqual((self.stored()["In56"], self.stored()["Out34"]), (2, 1))
 
+    def test_a_restore_of_which_nothing_can_be_undone_ends_the_undo_before(self):
+        self.write({"clock_source": "internal"})
+        self.ctl("restore", self.file)
+        self.session.sim("digital-input", "valid", 48000)
+        self.session.sim("clock", "digital")
+        self.assertEqual(self.call(TOOL, "restore", self.file),
+                         (0, "clock-source:           digital -> Internal\n",
+                          "vx310ctl: clock-source is digital, which no preset can hold\n"))
+        self.expect_failure(("restore", "--undo"), "vx310ctl: there is no restore to undo\n")
+
     def test_an_undo_that_was_not_taken_can_be_tried_again(self):
         self.write({"clock_source": "internal"})
         self.ctl("restore", self.file)

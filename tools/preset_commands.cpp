@@ -130,6 +130,8 @@ bool setItems(const Items& items) {
 
 bool storeDriverSettings() { return CFPreferencesAppSynchronize(DEVICE_HAL_DOMAIN); }
 
+// False with an explanation on standard error. A restore of which nothing can be undone ends the
+// undo of the one before.
 bool saveUndo(const Items& now, const Items& wanted) {
   Items former;
   for (const auto& [choice, item] : wanted) former[choice] = now.at(choice);
@@ -139,7 +141,12 @@ bool saveUndo(const Items& now, const Items& wanted) {
     return false;
   }
   keepItems(former);
-  return writeFile(undoFile(), presetText(former));
+  const std::string file = undoFile();
+  if (!former.empty()) return writeFile(file, presetText(former));
+  if (::unlink(file.c_str()) == 0 || errno == ENOENT) return true;
+  std::fprintf(stderr, "vx310ctl: %s cannot be removed: %s\n", printable(file).c_str(),
+               std::strerror(errno));
+  return false;
 }
 
 // Restores the items; `keepUndo` is false for an undo.
