@@ -286,7 +286,22 @@ class WrongFiles(PresetTest):
         self.ctl("save", link)
         self.assertTrue(link.is_symlink())
         self.held("preset", self.file.read_text())
-        self.assertEqual(list(self.session.folder.glob("*.vx310ctl-new")), [])
+        self.assertEqual(list(self.session.folder.glob("*vx310ctl-new*")), [])
+
+    def test_saving_keeps_who_may_read_the_file(self):
+        for mode in (0o600, 0o664):
+            self.file.touch()
+            self.file.chmod(mode)
+            self.ctl("save", self.file)
+            self.assertEqual(self.file.stat().st_mode & 0o777, mode)
+
+    def test_several_may_save_to_one_file_at_once(self):
+        for _ in range(3):
+            saves = [subprocess.Popen([self.session.bin / TOOL, "save", self.file], stderr=subprocess.PIPE, text=True)
+                     for _ in range(8)]
+            ends = [(save.communicate(timeout=TIME_LIMIT)[1], save.returncode) for save in saves]
+            self.assertEqual(ends, [("", 0)] * 8)
+            self.held("preset", self.file.read_text())
 
     def test_an_undo_file_that_is_damaged_is_refused(self):
         self.write({"clock_source": "internal"})
