@@ -8,6 +8,7 @@ Each test runs in a process of its own, since its servers are found through the 
 import fcntl
 import getpass
 import os
+import pathlib
 import plistlib
 import shutil
 import signal
@@ -17,9 +18,9 @@ import sys
 import time
 import unittest
 
-from panel_session import TIME_LIMIT
 from tool_session import DRIVER, TOOL, ToolTest
 
+FAKE = pathlib.Path(__file__).with_name("fake_driver.py")
 OK, WARNING, FAULT = 0, 1, 5
 STATUS = {"ok": OK, "warning": WARNING, "fault": FAULT}
 STORES = {"panel_choices": "panel", "driver_settings": "hal"}
@@ -57,7 +58,7 @@ class DoctorTest(ToolTest):
         return self.folder() / f"com.vantrel.vx310.{STORES[check]}.plist"
 
 
-class Session(DoctorTest):
+class WholeSession(DoctorTest):
     def test_with_everything_in_place_all_is_well(self):
         # The server makes what only a session manager makes otherwise.
         configuration = self.session.folder / "config/pipewire/pipewire.conf.d/metadata.conf"
@@ -117,9 +118,25 @@ class Session(DoctorTest):
         self.expect("driver_service", "fault", "is stopped", driver)
 
     def test_a_driver_service_that_does_not_answer_is_named(self):
-        self.session.start("fake", "/usr/bin/python3", "-c", MUTE_DRIVER, stdout=subprocess.PIPE)
-        self.session.wait_for_line("fake", "owned")
+        self.session.start_and_read_line("fake", "/usr/bin/python3", "-c", MUTE_DRIVER)
         self.expect("driver_service", "fault", "does not answer", self.session.processes["fake"].pid)
+
+    def start_fake_driver(self, *options):
+        self.session.start_and_read_line("fake", "/usr/bin/python3", FAKE, *options)
+
+    def test_interfaces_of_a_driver_that_gives_their_class_in_its_list_alone_are_found(self):
+        self.start_fake_driver("--services", "3")
+        lines = self.ctl("doctor", status=FAULT).splitlines()
+        for number in range(3):
+            self.assertIn(f"ok       interface: Service{number} answers all requests", lines)
+
+    def test_interfaces_that_are_not_looked_at_in_time_are_counted(self):
+        self.start_fake_driver("--services", "20", "--silent")
+        self.assertRegex(self.ctl("doctor", status=FAULT), r"\nwarning  interface: 1\d of 20 were not looked at, since ")
+
+    def test_a_driver_that_does_not_list_its_interfaces_is_named(self):
+        self.start_fake_driver("--unlisted")
+        self.expect("interface", "fault", "does not list its interfaces")
 
     def test_a_driver_program_that_was_replaced_is_named(self):
         copy = self.session.folder / "copied-driver"
@@ -152,13 +169,17 @@ class Session(DoctorTest):
             self.assertLess(time.monotonic() - before, 15)
 
     def test_a_missing_audio_device_is_named_and_missed_only_with_an_interface(self):
+        # The driver looks for its server in another folder.
+        folder = self.session.folder / "other"
+        folder.mkdir(mode=0o700)
+        os.environ["PIPEWIRE_RUNTIME_DIR"] = str(folder)
+        self.session.start_pipewire()
+        del os.environ["PIPEWIRE_RUNTIME_DIR"]
         self.start_driver()
-        os.environ["PIPEWIRE_RUNTIME_DIR"] = str(self.session.folder / "other")
-        (self.session.folder / "other").mkdir(mode=0o700)
-        self.session.start("pipewire", "pipewire", stdout=subprocess.PIPE)
-        deadline = time.monotonic() + TIME_LIMIT
-        while subprocess.run(["pw-cli", "info", "0"], capture_output=True).returncode != 0:
-            self.assertLess(time.monotonic(), deadline)
+        os.environ["PIPEWIRE_RUNTIME_DIR"] = str(folder)
+        self.session.start("monitor", "pw-dump", "--monitor", stdout=subprocess.PIPE)
+        self.session.wait_for_line("monitor", "[")
+        self.session.end("monitor")
         self.expect("audio_device", "fault", "there is no VX-310")
         self.session.sim("unplug")
         self.expect("audio_device", "ok")

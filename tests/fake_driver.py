@@ -2,8 +2,9 @@
 """A driver service that nobody would want, for tests: it publishes many services, answers slowly or never,
 and sends floods of messages.
 
-usage: fake_driver.py [--services N] [--class NAME] [--answer-after MS | --silent]
+usage: fake_driver.py [--services N] [--class NAME] [--answer-after MS | --silent] [--unlisted]
                       [--flood MESSAGES_PER_SECOND SECONDS]
+Unlisted, it does not answer who asks for the list of its services.
 Prints "ready" once it owns the name. A flood begins when a line arrives on standard input.
 """
 
@@ -41,6 +42,8 @@ class FakeDriver:
             return message
         reply = Gio.DBusMessage.new_method_reply(message)
         member = message.get_member()
+        if member == "GetManagedObjects" and self.options.unlisted:
+            return None
         if member == "GetManagedObjects":
             reply.set_body(self.listed())
         elif member == "Get":
@@ -99,6 +102,7 @@ def main():
     parser.add_argument("--class", dest="class_name", default=VX310)
     parser.add_argument("--answer-after", type=int, default=0)
     parser.add_argument("--silent", action="store_true")
+    parser.add_argument("--unlisted", action="store_true")
     parser.add_argument("--flood", type=int, nargs=2)
     FakeDriver(parser.parse_args()).run()
 

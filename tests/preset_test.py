@@ -140,6 +140,25 @@ class Refusals(PresetTest):
         self.assertEqual(self.settings(), DEFAULTS)
         self.assertEqual(self.stored()["ClockSource"], 1)
 
+    def test_a_first_restore_stores_the_default_for_what_no_menu_has(self):
+        self.session.sim("digital-input", "valid", 48000)
+        self.session.sim("clock", "digital")
+        self.write({"digital_output_format": "professional"})
+        self.ctl("restore", self.file)
+        self.assertEqual(self.settings()["clock_source"], "digital")
+        self.assertEqual((self.stored()["ClockSource"], self.stored()["DigOutFormat"]), (0, 1))
+        self.assertEqual((self.stored()["In56"], self.stored()["Out34"]), (2, 1))
+
+    def test_a_restore_of_which_nothing_can_be_undone_ends_the_undo_before(self):
+        self.write({"clock_source": "internal"})
+        self.ctl("restore", self.file)
+        self.session.sim("digital-input", "valid", 48000)
+        self.session.sim("clock", "digital")
+        self.assertEqual(self.call(TOOL, "restore", self.file),
+                         (0, "clock-source:           digital -> Internal\n",
+                          "vx310ctl: clock-source is digital, which no preset can hold\n"))
+        self.expect_failure(("restore", "--undo"), "vx310ctl: there is no restore to undo\n")
+
     def test_an_undo_that_was_not_taken_can_be_tried_again(self):
         self.write({"clock_source": "internal"})
         self.ctl("restore", self.file)
@@ -267,7 +286,22 @@ class WrongFiles(PresetTest):
         self.ctl("save", link)
         self.assertTrue(link.is_symlink())
         self.held("preset", self.file.read_text())
-        self.assertEqual(list(self.session.folder.glob("*.vx310ctl-new")), [])
+        self.assertEqual(list(self.session.folder.glob("*vx310ctl-new*")), [])
+
+    def test_saving_keeps_who_may_read_the_file(self):
+        for mode in (0o600, 0o664):
+            self.file.touch()
+            self.file.chmod(mode)
+            self.ctl("save", self.file)
+            self.assertEqual(self.file.stat().st_mode & 0o777, mode)
+
+    def test_several_may_save_to_one_file_at_once(self):
+        for _ in range(3):
+            saves = [subprocess.Popen([self.session.bin / TOOL, "save", self.file], stderr=subprocess.PIPE, text=True)
+                     for _ in range(8)]
+            ends = [(save.communicate(timeout=TIME_LIMIT)[1], save.returncode) for save in saves]
+            self.assertEqual(ends, [("", 0)] * 8)
+            self.held("preset", self.file.read_text())
 
     def test_an_undo_file_that_is_damaged_is_refused(self):
         self.write({"clock_source": "internal"})

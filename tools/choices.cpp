@@ -40,19 +40,19 @@ bool sendOption(std::int32_t index) {
 
 constexpr Choice kChoices[] = {
     {kInputSettings[0], "In12", kInputItems, kInputSourceWords, readRouting<true, 0>,
-     sendRouting<DoChannel1and2>},
+     sendRouting<DoChannel1and2>, 0},
     {kInputSettings[1], "In34", kInputItems, kInputSourceWords, readRouting<true, 1>,
-     sendRouting<DoChannel3and4>},
+     sendRouting<DoChannel3and4>, 1},
     {kInputSettings[2], "In56", kInputItems, kInputSourceWords, readRouting<true, 2>,
-     sendRouting<DoChannel5and6>},
+     sendRouting<DoChannel5and6>, 2},
     {kOutputSettings[0], "Out12", kOutputItems, kOutputSourceWords, readRouting<false, 0>,
-     sendRouting<DoLineOut>},
+     sendRouting<DoLineOut>, 0},
     {kOutputSettings[1], "Out34", kOutputItems, kOutputSourceWords, readRouting<false, 1>,
-     sendRouting<DoDigitalOut>},
+     sendRouting<DoDigitalOut>, 1},
     {kClockSourceSetting, "ClockSource", kClockSourceItems, kClockSourceWords, readClockSource,
-     sendOption<SampleClockSource>, true},
+     sendOption<SampleClockSource>, 0, true},
     {kDigitalOutputFormatSetting, "DigOutFormat", kDigitalOutputFormatItems,
-     kDigitalOutputFormatWords, readDigitalOutputFormat, sendOption<DigitalOutputFormat>, true},
+     kDigitalOutputFormatWords, readDigitalOutputFormat, sendOption<DigitalOutputFormat>, 0, true},
 };
 
 bool isSameInAnyCase(std::string_view left, std::string_view right) {

@@ -26,7 +26,8 @@ struct Choice {
   std::int32_t (*read)(USBDevice& device);
   // Acts on the panel's current device. Returns false when it knows that nothing was set.
   bool (*command)(std::int32_t index);
-  bool isStored = false;  // the command also stores it, in the driver's settings
+  std::int32_t defaultItem;  // the panel's choice of a first run
+  bool isStored = false;     // the command also stores it, in the driver's settings
 };
 
 // All of them, in the order of the panel's menus.

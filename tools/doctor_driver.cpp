@@ -33,6 +33,9 @@ constexpr const char* kInterfaceCheck = "interface";
 constexpr const char* kInjectedCheck = "injected_faults";
 constexpr const char* kPanelCheck = "panel";
 
+// No interface is looked at later than this, however many there are.
+constexpr int kInterfacesLimitMs = 5000;
+
 constexpr const char* kStartDriver = "start vx310-driver, or log in again if systemd starts it";
 constexpr const char* kRestartDriver = "end the process and start vx310-driver again";
 
@@ -139,9 +142,9 @@ bool checkOwner(Diagnosis& diagnosis, sd_bus* bus) {
 // --- Interfaces ---
 
 // A virtual interface may have faults that wait for the next requests: `vx310ctl sim fault`.
-void checkInjectedFaults(Diagnosis& diagnosis, sd_bus* bus) {
+void checkInjectedFaults(Diagnosis& diagnosis, sd_bus* bus, const session_bus::Deadline& deadline) {
   constexpr std::uint32_t kMostInterfaces = 128;
-  for (std::uint32_t number = 0; number < kMostInterfaces; ++number) {
+  for (std::uint32_t number = 0; number < kMostInterfaces && !deadline.hasPassed(); ++number) {
     sd_bus_message* answer = nullptr;
     sd_bus_call_method(bus, kDriverName, kVirtualInterfacesPath, kVirtualInterfacesInterface,
                        kRunMethod, nullptr, &answer, "uas", number, 2, "state", "--json");
@@ -166,35 +169,64 @@ struct Service {
   std::string className;
 };
 
-// Reads the answer of GetManagedObjects, an a{oa{sa{sv}}}.
-std::vector<Service> servicesOf(sd_bus_message* answer) {
-  std::vector<Service> services;
-  sd_bus_message_enter_container(answer, 'a', "{oa{sa{sv}}}");
-  const char* path = nullptr;
-  while (sd_bus_message_enter_container(answer, 'e', "oa{sa{sv}}") > 0 &&
-         sd_bus_message_read(answer, "o", &path) > 0 &&
-         sd_bus_message_skip(answer, "a{sa{sv}}") >= 0 &&
-         sd_bus_message_exit_container(answer) >= 0) {
-    services.push_back({path, ""});
+// Reads the properties of one D-Bus interface of an object, an a{sv}. Returns a negative errno for
+// a wrong type, as the next two do.
+int readProperties(sd_bus_message* answer, Service* service) {
+  int result = sd_bus_message_enter_container(answer, 'a', "{sv}");
+  if (result < 0) return result;
+  while ((result = sd_bus_message_enter_container(answer, 'e', "sv")) > 0) {
+    const char* property = nullptr;
+    const char* name = nullptr;
+    result = sd_bus_message_read(answer, "s", &property);
+    if (result < 0) return result;
+    if (std::strcmp(property, kClassNameProperty) == 0) {
+      result = sd_bus_message_read(answer, "v", "s", &name);
+      if (name) service->className = name;
+    } else {
+      result = sd_bus_message_skip(answer, "v");
+    }
+    if (result >= 0) result = sd_bus_message_exit_container(answer);
+    if (result < 0) return result;
   }
-  return services;
+  return result < 0 ? result : sd_bus_message_exit_container(answer);
 }
 
-std::vector<Service> findServices(sd_bus* bus) {
-  sd_bus_message* answer = nullptr;
-  sd_bus_call_method(bus, kDriverName, kDriverPath, kObjectManagerInterface, "GetManagedObjects",
-                     nullptr, &answer, "");
-  const BusMessage owner(answer);
-  std::vector<Service> services = answer ? servicesOf(answer) : std::vector<Service>();
-  for (Service& service : services) {
-    char* name = nullptr;
-    if (sd_bus_get_property_string(bus, kDriverName, service.path.c_str(), kServiceInterface,
-                                   kClassNameProperty, nullptr, &name) >= 0) {
-      service.className = name;
-    }
-    std::free(name);
+// Reads an object with its D-Bus interfaces, the o and the a{sa{sv}} of an entry.
+int readObject(sd_bus_message* answer, Service* service) {
+  const char* text = nullptr;
+  int result = sd_bus_message_read(answer, "o", &text);
+  if (result < 0) return result;
+  service->path = text;
+  result = sd_bus_message_enter_container(answer, 'a', "{sa{sv}}");
+  if (result < 0) return result;
+  while ((result = sd_bus_message_enter_container(answer, 'e', "sa{sv}")) > 0) {
+    result = sd_bus_message_read(answer, "s", &text);
+    if (result < 0) return result;
+    result = std::strcmp(text, kServiceInterface) == 0 ? readProperties(answer, service)
+                                                       : sd_bus_message_skip(answer, "a{sv}");
+    if (result >= 0) result = sd_bus_message_exit_container(answer);
+    if (result < 0) return result;
   }
-  return services;
+  return result < 0 ? result : sd_bus_message_exit_container(answer);
+}
+
+// Lists the services of the class of the VX-310. Returns a negative errno when the driver service
+// does not list them.
+int findInterfaces(sd_bus* bus, std::vector<Service>* interfaces) {
+  sd_bus_message* answer = nullptr;
+  int result = sd_bus_call_method(bus, kDriverName, kDriverPath, kObjectManagerInterface,
+                                  "GetManagedObjects", nullptr, &answer, "");
+  const BusMessage owner(answer);
+  if (result >= 0) result = sd_bus_message_enter_container(answer, 'a', "{oa{sa{sv}}}");
+  if (result < 0) return result;
+  while ((result = sd_bus_message_enter_container(answer, 'e', "oa{sa{sv}}")) > 0) {
+    Service service;
+    result = readObject(answer, &service);
+    if (result >= 0) result = sd_bus_message_exit_container(answer);
+    if (result < 0) return result;
+    if (service.className == kVX310DriverClass) interfaces->push_back(service);
+  }
+  return result;
 }
 
 // The driver may have died of the request, or have stopped in it. `ended` is its process.
@@ -223,18 +255,33 @@ void checkInterface(Diagnosis& diagnosis, sd_bus* bus, const Service& service) {
                             std::string(kRestartDriver));
 }
 
-int checkInterfaces(Diagnosis& diagnosis, sd_bus* bus) {
-  int count = 0;
-  for (const Service& service : findServices(bus)) {
-    if (service.className != kVX310DriverClass) continue;
-    ++count;
-    checkInterface(diagnosis, bus, service);
+// Returns how many there are.
+int checkInterfaces(Diagnosis& diagnosis, sd_bus* bus, const session_bus::Deadline& deadline) {
+  std::vector<Service> interfaces;
+  if (const int result = findInterfaces(bus, &interfaces); result < 0) {
+    diagnosis.fault(
+        kInterfaceCheck,
+        "the driver service does not list its interfaces: " + std::string(std::strerror(-result)),
+        kRestartDriver);
+    return 0;
   }
-  if (count == 0) {
+  if (interfaces.empty()) {
     diagnosis.warn(kInterfaceCheck, "no VX-310 is connected",
                    "plug it in; the virtual one with 'vx310ctl sim plug'");
   }
-  return count;
+  std::size_t checked = 0;
+  while (checked < interfaces.size() && !deadline.hasPassed()) {
+    checkInterface(diagnosis, bus, interfaces[checked]);
+    ++checked;
+  }
+  if (checked < interfaces.size()) {
+    diagnosis.warn(kInterfaceCheck,
+                   std::to_string(interfaces.size() - checked) + " of " +
+                       std::to_string(interfaces.size()) +
+                       " were not looked at, since the others answer too slowly",
+                   "mend what is said of the others first");
+  }
+  return static_cast<int>(interfaces.size());
 }
 
 }  // namespace
@@ -247,8 +294,9 @@ int checkDriver(Diagnosis& diagnosis) {
   if (!hasOwner(bus.get(), kDriverName)) {
     checkMissingDriver(diagnosis, bus.get());
   } else if (checkOwner(diagnosis, bus.get())) {
-    checkInjectedFaults(diagnosis, bus.get());  // before the requests, which use them up
-    interfaces = checkInterfaces(diagnosis, bus.get());
+    const session_bus::Deadline deadline(kInterfacesLimitMs);
+    checkInjectedFaults(diagnosis, bus.get(), deadline);  // before the requests, which use them up
+    interfaces = checkInterfaces(diagnosis, bus.get(), deadline);
   }
   diagnosis.ok(kPanelCheck, panelRuns ? "is running" : "is not running");
   return interfaces;

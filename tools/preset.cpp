@@ -95,13 +95,28 @@ bool writeWhole(int descriptor, std::string_view text) {
   return true;
 }
 
-bool replaceFile(const std::string& name, const std::string& path, const std::string& text) {
+// Creates a file beside `path` that no other process writes to, and sets *newPath.
+FileDescriptor createBeside(const std::string& path, std::string* newPath) {
   constexpr mode_t kForAll = 0666;  // without the bits of the umask
-  const std::string newPath = path + ".vx310ctl-new";
-  ::unlink(newPath.c_str());  // of a process that was killed
-  const FileDescriptor file(
-      ::open(newPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kForAll));
-  if (file && writeWhole(file.get(), text) && ::fsync(file.get()) == 0 &&
+  constexpr int kMostLeft = 100;    // by processes that were killed
+  FileDescriptor file;
+  for (int i = 0; i < kMostLeft && !file; ++i) {
+    *newPath = path + ".vx310ctl-new-" + std::to_string(::getpid()) + "-" + std::to_string(i);
+    file =
+        FileDescriptor(::open(newPath->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kForAll));
+    if (!file && errno != EEXIST) break;
+  }
+  return file;
+}
+
+// `old` is the file that is there; null when there is none.
+bool replaceFile(const std::string& name, const std::string& path, const struct stat* old,
+                 const std::string& text) {
+  constexpr mode_t kModeBits = 07777;
+  std::string newPath;
+  const FileDescriptor file = createBeside(path, &newPath);
+  if (file && (!old || ::fchmod(file.get(), old->st_mode & kModeBits) == 0) &&
+      writeWhole(file.get(), text) && ::fsync(file.get()) == 0 &&
       ::rename(newPath.c_str(), path.c_str()) == 0) {
     return true;
   }
@@ -156,7 +171,9 @@ std::optional<std::string> readFile(const std::string& name) {
   std::array<char, 4096> part{};
   for (;;) {
     pollfd waited{descriptor, POLLIN, 0};
-    int reason = ::poll(&waited, 1, deadline.milliseconds()) == 0 ? ETIMEDOUT : 0;
+    const int ready = ::poll(&waited, 1, deadline.milliseconds());
+    if (ready < 0 && errno == EINTR) continue;  // read() would wait without a limit
+    int reason = ready == 0 ? ETIMEDOUT : ready < 0 ? errno : 0;
     const ssize_t size = reason == 0 ? ::read(descriptor, part.data(), part.size()) : -1;
     if (size == 0) return text;
     if (size > 0) text.append(part.data(), static_cast<std::size_t>(size));
@@ -174,8 +191,9 @@ bool writeFile(const std::string& name, const std::string& text) {
   std::error_code error;
   const std::string path = std::filesystem::weakly_canonical(name, error);
   struct stat status {};
-  if (!error && (::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode))) {
-    return replaceFile(name, path, text);
+  const bool exists = !error && ::stat(path.c_str(), &status) == 0;
+  if (!error && (!exists || S_ISREG(status.st_mode))) {
+    return replaceFile(name, path, exists ? &status : nullptr, text);
   }
   const FileDescriptor file(::open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
   return (file && writeWhole(file.get(), text)) || failed(name, "cannot be written", errno);

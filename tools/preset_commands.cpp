@@ -87,8 +87,8 @@ bool hasChoices() {
 }
 
 // Stores the items as the user's choices, as a pick in the panel does. Without stored choices, also
-// what the interface has otherwise.
-bool storeChoices(const Items& items) {
+// what the interface has otherwise; the default for what no menu has.
+bool storeChoices(const Items& items, const Items& now) {
   const std::string panel = CFBundleGetIdentifier();
   const bool isFirst = !hasChoices();
   for (const Choice& choice : choices()) {
@@ -96,7 +96,9 @@ bool storeChoices(const Items& items) {
     if (item != items.end()) {
       CFPreferencesSetAppValue(choice.key, item->second, panel);
     } else if (isFirst) {
-      CFPreferencesSetAppValue(choice.key, currentValue(choice), panel);
+      const std::int32_t value = now.at(&choice);
+      CFPreferencesSetAppValue(choice.key, wordOf(choice.items, value) ? value : choice.defaultItem,
+                               panel);
     }
   }
   if (isFirst) {
@@ -128,6 +130,8 @@ bool setItems(const Items& items) {
 
 bool storeDriverSettings() { return CFPreferencesAppSynchronize(DEVICE_HAL_DOMAIN); }
 
+// False with an explanation on standard error. A restore of which nothing can be undone ends the
+// undo of the one before.
 bool saveUndo(const Items& now, const Items& wanted) {
   Items former;
   for (const auto& [choice, item] : wanted) former[choice] = now.at(choice);
@@ -137,7 +141,12 @@ bool saveUndo(const Items& now, const Items& wanted) {
     return false;
   }
   keepItems(former);
-  return writeFile(undoFile(), presetText(former));
+  const std::string file = undoFile();
+  if (!former.empty()) return writeFile(file, presetText(former));
+  if (::unlink(file.c_str()) == 0 || errno == ENOENT) return true;
+  std::fprintf(stderr, "vx310ctl: %s cannot be removed: %s\n", printable(file).c_str(),
+               std::strerror(errno));
+  return false;
 }
 
 // Restores the items; `keepUndo` is false for an undo.
@@ -155,7 +164,7 @@ ExitStatus restore(const Items& wanted, bool keepUndo) {
     return kFailed;
   }
   const bool isTaken = setItems(differences);
-  const bool isStored = storeChoices(wanted);
+  const bool isStored = storeChoices(wanted, *now);
   if (!isStored) {
     std::fputs("vx310ctl: the settings could not be stored as the panel's choices\n", stderr);
   }

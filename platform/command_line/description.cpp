@@ -123,28 +123,13 @@ std::string lineOf(const std::string& word, const std::string& description) {
   return description.empty() ? word + "\n" : word + "\t" + description + "\n";
 }
 
-// The words that a check of the kind "one of these" lists in the type's name: "{bash,fish,zsh}".
-std::vector<std::string> membersOf(const CLI::Option& option) {
-  const std::string type = option.get_type_name();
-  const auto begin = type.find('{');
-  const auto end = type.find('}');
-  std::vector<std::string> members;
-  if (begin == type.npos || end == type.npos) return members;
-  std::istringstream list(type.substr(begin + 1, end - begin - 1));
-  for (std::string member; std::getline(list, member, ',');) members.push_back(member);
-  return members;
-}
-
 std::string valuesOf(const CLI::App& program, const CLI::Option& option,
                      const std::vector<std::string>& before, const WordsOfValue& wordsOfValue) {
   const std::string name = option.get_positional() ? option.get_name() : option.get_type_name();
   if (name.find("FILE") != name.npos) return lineOf(kCompletedByFiles, "");
-  std::vector<std::string> words = membersOf(option);
-  if (wordsOfValue) {
-    for (std::string& word : wordsOfValue(program, name, before)) words.push_back(std::move(word));
-  }
   std::string lines;
-  for (const std::string& word : words) lines += lineOf(word, "");
+  if (!wordsOfValue) return lines;
+  for (const std::string& word : wordsOfValue(program, name, before)) lines += lineOf(word, "");
   return lines;
 }
 
