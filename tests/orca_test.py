@@ -39,11 +39,14 @@ MENUS = {
 if int(orca_platform.version.split(".")[0]) < 48:
     MENU, BUTTON, OPENED = "{label} combo box", "{name} push button", "List with"
     TELLS_SECTIONS = True
+    PICKED = "{purpose}: {value}"
 else:
     MENU, BUTTON, OPENED = "{label} {value} combo box {value}", "{name} button", "{value}"
     # Of a menu alone it does not tell the section: _generate_combo_box in its speech_generator.py does
     # not call _generate_default_prefix, with which the other controls tell theirs.
     TELLS_SECTIONS = False
+    # It keeps descriptions, and may tell the one of before the pick with the new value.
+    PICKED = MENU
 
 # Runs Orca without the module through which it speaks. It goes on without a voice.
 WITHOUT_VOICE = """import runpy, sys
@@ -170,8 +173,9 @@ class ScreenReader(WithAnInterface):
         self.type("Return")
 
     def test_a_pick_is_told(self):
-        self.pick_second("Inputs 1/2", "Analog 3/4")
-        self.orca.expect("Source of input channels 1 and 2: Analog 3/4")
+        label, value = "Inputs 1/2", "Analog 3/4"
+        self.pick_second(label, value)
+        self.orca.expect(PICKED.format(label=label, value=value, purpose=MENUS[label]))
 
     def test_a_pick_that_the_interface_refuses_is_told(self):
         self.session.sim("fault", "refuse", "always")

@@ -395,7 +395,7 @@ TEST_F(QtToolkit, ATextIsCutAnewForASmallerFont) {
     QFont font = QApplication::font();
     font.setPointSizeF(font.pointSizeF() * 0.75);
     QApplication::setFont(font);
-    QTRY_VERIFY_WITH_TIMEOUT(label->text().size() > usual.size(), 5000);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return label->text().size() > usual.size(); }, 5000));
     NSAppTerminate();
   };
   run();
