@@ -212,6 +212,10 @@ def main():
     soak = Soak(sys.argv[1], *map(float, sys.argv[2:]))
     try:
         return soak.run()
+    except AssertionError:
+        for name in ("driver", "panel", "pipewire"):
+            print(f"the last lines of {name}:", *soak.session.log(name).splitlines()[-20:], sep="\n  ", flush=True)
+        raise
     finally:
         soak.session.close()
 
