@@ -4,7 +4,8 @@
 #   tests/packages_test.sh FOLDER
 #
 # Installs the version before, runs the programs as an ordinary user, installs the packages over the running
-# programs, removes and purges them. The version before is made from the same packages, with a lower number.
+# programs, removes and purges them. The version before is made from the same packages, with the number of the
+# release before.
 # Exit status: 0 when all went well.
 set -u
 
@@ -85,15 +86,24 @@ needed=$(for file in "${new[@]}"; do dpkg-deb -f "$file" Depends; done | paste -
 useradd --create-home --shell /bin/bash listener && start_session
 files >/tmp/before
 
-say "Installing the version before"
+# Debian's changelog in each package has the numbers, the newest first.
+{ read -r version && read -r version_before; } < <(dpkg-deb --fsys-tarfile "${new[0]}" |
+  tar -xO --wildcards './usr/share/doc/*/changelog*' | zcat | sed -n 's/^[a-z].* (\(.*\)) .*/\1/p') &&
+  dpkg --compare-versions "$version_before" lt "$version" || fail "the packages' changelog has no release before"
+say "Installing the version before, $version_before"
 old=()
 for file in "${new[@]}"; do
-  dpkg-deb -R "$file" /tmp/unpacked && sed -i 's/^Version: .*/&~before/' /tmp/unpacked/DEBIAN/control &&
+  [ "$(dpkg-deb -f "$file" Version)" = "$version" ] || fail "$file is not of version $version"
+  dpkg-deb -R "$file" /tmp/unpacked && sed -i "s/^Version: .*/Version: $version_before/" /tmp/unpacked/DEBIAN/control &&
     dpkg-deb --root-owner-group -Znone -b /tmp/unpacked "/tmp/before-$file" >/dev/null && rm -r /tmp/unpacked ||
     fail "the version before could not be made"
   old+=("/tmp/before-$file")
 done
 dpkg -i "${old[@]}" >/tmp/dpkg.log 2>&1 || fail "the version before was not installed: $(cat /tmp/dpkg.log)"
+expect_version() {
+  [ "$(dpkg-query -W -f '${Version}\n' "${packages[@]}" | uniq)" = "$1" ] || fail "version $1 is not installed"
+}
+expect_version "$version_before"
 
 say "Running the programs"
 ! process_of vx310-driver || fail "the driver runs before anybody asked for it"
@@ -107,10 +117,10 @@ expect_shown
 as_user "vx310ctl set clock-source internal" || fail "vx310ctl could not set the clock source"
 as_user "vx310ctl --complete set line-" | grep -q '^line-output$' || fail "vx310ctl does not complete its words"
 
-say "Installing the packages over the running programs"
+say "Installing version $version over the running programs"
 lines=$(wc -l <$home/panel.log)
 dpkg -i "${new[@]}" >/tmp/dpkg.log 2>&1 || fail "the upgrade failed: $(cat /tmp/dpkg.log)"
-! dpkg-query -W -f '${Version}\n' "${packages[@]}" | grep before || fail "the version before is still there"
+expect_version "$version"
 for process in "$panel" "$driver"; do
   [[ $(readlink "/proc/$process/exe") == *" (deleted)" ]] || fail "a program did not go on running its old version"
 done
