@@ -1,8 +1,8 @@
 # SPDX-License-Identifier: MIT
-"""Shells complete vx310ctl's command line: run as completion_test.py BUILD_FOLDER.
+"""Shells complete vx310ctl's command line: run as completion_test.py BUILD_FOLDER Class.test_method.
 
 Types into an interactive shell on a terminal, with the completion file that is installed. A shell that is
-not here is skipped.
+not here is skipped. Each test runs in a process of its own, since its servers are found through the environment.
 """
 
 import os
@@ -18,7 +18,10 @@ import time
 import unittest
 from shlex import quote
 
+from tool_session import DRIVER, ToolTest
+
 COMPLETIONS = pathlib.Path(__file__).resolve().parent.parent / "packaging/completions"
+FILE = "studio.json"
 TIME_LIMIT = 30  # seconds until a shell has completed a word; far above what it takes
 
 
@@ -58,12 +61,21 @@ class Shell:
         return before + text
 
 
-class Completion(unittest.TestCase):
+class CompletionTest(ToolTest):
+    """A session with a driver, whose words of `vx310ctl sim` are completed."""
+
+    def setUp(self):
+        super().setUp()
+        self.start_driver()
+
+
+class Completion(CompletionTest):
     def start(self, *command, **environment):
         if not shutil.which(command[0]):
             self.skipTest(f"{command[0]} is not here")
         folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         self.addCleanup(folder.cleanup)
+        (pathlib.Path(folder.name) / FILE).touch()
         self.shell = Shell(folder.name, *command, **environment)
         self.addCleanup(self.shell.close)
 
@@ -80,6 +92,15 @@ class Completion(unittest.TestCase):
         self.expect_completion("set line-output Input\\ 5", "set", "line-output", "Input 5/6")
         self.expect_completion('set line-output "Input 5', "set", "line-output", "Input 5/6")
         self.expect_completion("help wat", "help", "watch")
+        for command in ("save", "diff", "restore"):
+            self.expect_completion(f"{command} stu", command, FILE)
+        self.expect_completion("restore --u", "restore", "--undo")
+        self.expect_completion("sim unp", "sim", "unplug")
+        self.expect_completion("sim --interface 1 digital-input mut",
+                               "sim", "--interface", "1", "digital-input", "muted")
+        self.expect_completion("sim fault garb", "sim", "fault", "garbled")
+        self.expect_completion("sim fault garbled al", "sim", "fault", "garbled", "always")
+        self.expect_completion("sim state --j", "sim", "state", "--json")
 
     def test_bash(self):
         self.start("bash", "--norc", "--noprofile")
@@ -98,8 +119,9 @@ class Completion(unittest.TestCase):
 
         def complete(line):
             with tempfile.TemporaryDirectory() as folder:
+                (pathlib.Path(folder) / FILE).touch()
                 done = subprocess.run(["fish", "--no-config", "--command", script, line], text=True, check=True,
-                                      capture_output=True, env={**os.environ, "HOME": folder}, timeout=TIME_LIMIT)
+                                      capture_output=True, cwd=folder, env={**os.environ, "HOME": folder}, timeout=TIME_LIMIT)
             return done.stdout.splitlines()
 
         self.assertEqual(complete("vx310ctl sh"), ["show\tShow all that an interface reports"])
@@ -108,8 +130,39 @@ class Completion(unittest.TestCase):
         self.assertEqual(complete("vx310ctl set line-output Input\\ 5"), ["Input 5/6"])
         self.assertEqual(complete("vx310ctl set line-output 'Input 5"), ["Input 5/6"])
         self.assertEqual(complete("vx310ctl help wat"), ["watch"])
+        self.assertEqual(complete("vx310ctl save stu"), [FILE])
+        self.assertEqual(complete("vx310ctl sim fault garb"), ["garbled"])
+
+
+class Sim(CompletionTest):
+    def words(self, *before):
+        return self.ctl("--complete", "sim", *before, "").splitlines()
+
+    def test_words_of_sim_are_those_of_the_running_drivers_help(self):
+        self.assertIn("unplug", self.words())
+        self.assertNotIn("garbled", self.words())
+        self.assertNotIn("Usage:", self.words())
+        self.assertEqual(self.words("usb"), ["2.0", "1.1"])
+        self.assertEqual(self.words("fault")[:3], ["none", "stall", "command"])
+        self.assertIn("late", self.words("fault"))
+        self.assertNotIn("late", self.words("fault", "short"))
+        self.assertEqual(self.words("no-such-command"), [])
+
+    def test_without_a_driver_that_answers_there_are_none_and_none_is_started(self):
+        service = self.session.folder / "services/com.vantrel.Driver1.service"
+        service.write_text(f"[D-BUS Service]\nName=com.vantrel.Driver1\nExec={self.session.bin / DRIVER}\n")
+        self.session.run("busctl", "--user", "call", "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "ReloadConfig")
+        driver = self.session.processes["driver"].pid
+        os.kill(driver, signal.SIGSTOP)
+        os.waitid(os.P_PID, driver, os.WSTOPPED)
+        self.assertEqual(self.words(), [])
+        os.kill(driver, signal.SIGCONT)
+        self.session.end("driver")
+        self.assertEqual(self.words(), [])
+        self.assertNotEqual(subprocess.run(["busctl", "--user", "status", "com.vantrel.Driver1"],
+                                           capture_output=True).returncode, 0)
 
 
 if __name__ == "__main__":
-    BUILD = pathlib.Path(sys.argv.pop(1)).resolve()
+    BUILD = ToolTest.build = pathlib.Path(sys.argv.pop(1)).resolve()
     unittest.main(verbosity=2)

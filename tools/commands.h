@@ -63,6 +63,10 @@ ExitStatus runSim(std::uint32_t interface, const std::vector<std::string>& words
 
 // The text with its control characters escaped ("\u001b"), so that a driver's texts can move no
 // cursor and end no line.
+// The words that may follow these after `vx310ctl sim`, as the help of the running driver has them;
+// empty when no driver answers at once.
+std::vector<std::string> simWords(const std::vector<std::string>& before);
+
 std::string printable(std::string_view text);
 
 // "NAME:" and the text, made printable, in a column of its own, with the end of the line.

@@ -209,6 +209,8 @@ int main(int count, char** words) {
   std::signal(SIGPIPE, SIG_IGN);  // a reader that has gone is an error, which is explained
   Values values;
   ExitStatus status = kDone;
+  } else if (value == kWordOfPrefixCommand) {
+    words = simWords(before);
   const auto ended = parseCommandLine(
       "vx310ctl",
       "Looks at the VX-310 interfaces that driver services publish, and moves virtual ones.", count,

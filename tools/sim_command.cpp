@@ -71,7 +71,74 @@ int makeCall(sd_bus* bus, std::uint32_t interface, const std::vector<std::string
   return result < 0 ? result : sd_bus_message_close_container(message);
 }
 
+// --- Completion ---
+
+constexpr int kCompletionLimitMs = 250;  // of the wait after a press of the tabulator key
+
+// The running driver's help; empty when it does not answer in time.
+std::string helpOfDriver() {
+  session_bus::Bus bus;
+  BusMessage call;
+  if (session_bus::openSessionBus(kCompletionLimitMs, &bus) < 0 ||
+      makeCall(bus.get(), 0, {"help"}, &call) < 0) {
+    return {};
+  }
+  sd_bus_message* answer = nullptr;
+  sd_bus_call(bus.get(), call.get(), 0, nullptr, &answer);
+  const BusMessage reply(answer);
+  const char* help = nullptr;
+  return answer && sd_bus_message_read(answer, "s", &help) >= 0 ? help : "";
+}
+
+constexpr std::string_view kFaultKinds = "Fault kinds:";
+constexpr std::string_view kEntryIndent = "  ";
+
+// Calls `use(section, name, arguments)` for each entry of the help, whose first line is
+// "  NAME ARGUMENTS" below "SECTION:".
+template <typename Use>
+void forEachEntry(std::string_view help, Use use) {
+  std::string_view section;
+  while (!help.empty()) {
+    std::string_view line = help.substr(0, help.find('\n'));
+    help.remove_prefix(std::min(line.size() + 1, help.size()));
+    if (line.ends_with(':')) section = line;
+    if (!line.starts_with(kEntryIndent) || line.starts_with("   ")) continue;
+    line.remove_prefix(kEntryIndent.size());
+    const std::string_view name = line.substr(0, line.find(' '));
+    use(section, name, line.substr(name.size()));
+  }
+}
+
+// Adds the arguments that stand for themselves: "on", "off" and "--now" of "on|off [--now] [RATE]".
+void addLiterals(std::string_view arguments, std::vector<std::string>& words) {
+  std::string word;
+  for (const char letter : std::string(arguments) + ' ') {
+    if (std::string_view(" |[]").find(letter) == std::string_view::npos) {
+      word += letter;
+      continue;
+    }
+    const bool stands = std::ranges::none_of(word, [](char c) { return c >= 'A' && c <= 'Z'; });
+    if (!word.empty() && stands) words.push_back(word);
+    word.clear();
+  }
+}
+
 }  // namespace
+
+std::vector<std::string> simWords(const std::vector<std::string>& before) {
+  std::vector<std::string> words;
+  const auto add = [&](std::string_view section, std::string_view name,
+                       std::string_view arguments) {
+    const bool isKind = section == kFaultKinds;
+    if (before.empty() ? !isKind : isKind && before == std::vector<std::string>{"fault"}) {
+      words.emplace_back(name);
+    } else if (!before.empty() && !isKind && name == before[0]) {
+      addLiterals(arguments, words);
+    }
+  };
+  forEachEntry(helpOfDriver(), add);
+  return words;
+}
 
 ExitStatus runSim(std::uint32_t interface, const std::vector<std::string>& words) {
   session_bus::Bus bus;

@@ -13,9 +13,12 @@
 inline constexpr int kExitUsage = 2;
 
 // For completion by shells: the words that an option's value or a positional of that name can be,
-// `before` being the positional words that stand before it.
+// `before` being the positional words that stand before it. Words after a prefix_command() have the
+// name kWordOfPrefixCommand.
 using WordsOfValue = std::function<std::vector<std::string>(
     const CLI::App& program, const std::string& name, const std::vector<std::string>& before)>;
+
+inline constexpr const char* kWordOfPrefixCommand = "WORD";
 
 // Parses a command line. `declare` adds the program's options and sub-commands to those of every
 // program, --help and --version; sub-commands with a callback run in here. The word "help" right

@@ -66,7 +66,7 @@ std::string usageOf(const CLI::App& command) {
     const std::string name = italic(option->get_name());
     usage += option->get_required() ? " " + name : " [" + name + "]";
   }
-  if (command.get_prefix_command()) usage += " " + italic("WORD") + "...";
+  if (command.get_prefix_command()) usage += " " + italic(kWordOfPrefixCommand) + "...";
   return usage;
 }
 
@@ -123,9 +123,8 @@ std::string lineOf(const std::string& word, const std::string& description) {
   return description.empty() ? word + "\n" : word + "\t" + description + "\n";
 }
 
-std::string valuesOf(const CLI::App& program, const CLI::Option& option,
+std::string valuesOf(const CLI::App& program, const std::string& name,
                      const std::vector<std::string>& before, const WordsOfValue& wordsOfValue) {
-  const std::string name = option.get_positional() ? option.get_name() : option.get_type_name();
   if (name.find("FILE") != name.npos) return lineOf(kCompletedByFiles, "");
   std::string lines;
   if (!wordsOfValue) return lines;
@@ -210,7 +209,13 @@ std::string completions(const CLI::App& program, const std::vector<std::string>&
                         const WordsOfValue& wordsOfValue) {
   if (words.empty()) return {};
   const Place place = placeAfter(program, {words.begin(), words.end() - 1});
-  if (place.option) return valuesOf(program, *place.option, place.before, wordsOfValue);
+  if (place.option) {
+    return valuesOf(program, place.option->get_type_name(), place.before, wordsOfValue);
+  }
+  const bool isPrefix = place.command->get_prefix_command();
+  if (isPrefix && !place.before.empty()) {
+    return valuesOf(program, kWordOfPrefixCommand, place.before, wordsOfValue);
+  }
   std::string lines;
   if (words.back().starts_with('-')) {
     for (const CLI::Option* option : optionsOf(*place.command, false)) {
@@ -226,7 +231,10 @@ std::string completions(const CLI::App& program, const std::vector<std::string>&
   }
   const Options positionals = optionsOf(*place.command, true);
   if (place.before.size() < positionals.size()) {
-    lines += valuesOf(program, *positionals[place.before.size()], place.before, wordsOfValue);
+    const std::string& name = positionals[place.before.size()]->get_name();
+    lines += valuesOf(program, name, place.before, wordsOfValue);
+  } else if (isPrefix) {
+    lines += valuesOf(program, kWordOfPrefixCommand, place.before, wordsOfValue);
   }
   return lines;
 }

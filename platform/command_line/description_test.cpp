@@ -33,6 +33,10 @@ class Description : public ::testing::Test {
                          std::vector<std::string> found;
                          if (value == "ARM") found = {"left", "upper right"};
                          if (value == "PLACE") found = {"above " + before.back()};
+                         if (value == "WORD" && before.empty()) found = {"loud"};
+                         if (value == "WORD" && !before.empty()) {
+                           found = {"louder than " + before.back()};
+                         }
                          return found;
                        });
   }
@@ -72,9 +76,11 @@ TEST_F(Description, FilesComeFromTheShell) {
   EXPECT_EQ(complete({"paint", "red", ""}), ":files\n");
 }
 
-TEST_F(Description, TheWordsOfAPrefixCommandAreNotKnown) {
-  EXPECT_EQ(complete({"shout", ""}), "");
-  EXPECT_EQ(complete({"shout", "move", ""}), "");
+TEST_F(Description, TheProgramKnowsTheWordsOfAPrefixCommand) {
+  EXPECT_EQ(complete({"shout", ""}), "loud\n");
+  EXPECT_EQ(complete({"shout", "move", ""}), "louder than move\n");
+  EXPECT_EQ(complete({"shout", "move", "-"}), "louder than move\n");
+  EXPECT_THAT(complete({"shout", "-"}), HasSubstr("--help\t"));
 }
 
 TEST_F(Description, TheManualPageHasProgramCommandsAndOptions) {
