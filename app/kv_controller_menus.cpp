@@ -17,8 +17,6 @@ namespace {
 constexpr double kLeftLatencyX = 13;
 constexpr double kCenterLatencyX = 130;
 
-constexpr const char* kPrefsVersion = "1.00";
-
 // Gives actions and commands of different signatures one type each.
 template <auto kAction>
 void act(KvController& panel, const NSPopUpButton& sender) {
@@ -75,7 +73,7 @@ using Choices = std::array<std::int32_t, kMenus.size()>;
 
 void storeChoices(NSUserDefaults& preferences, const Choices& items) {
   for (std::size_t i = 0; i < kMenus.size(); ++i) preferences.setObject(items[i], kMenus[i].key);
-  preferences.setObject(kPrefsVersion, "Version");
+  preferences.setObject(kChoicesVersion, "Version");
   preferences.synchronize();
 }
 
@@ -140,7 +138,7 @@ void KvController::loadPrefs() {
   KvPrefDictionary = NSUserDefaults::standardUserDefaults();
   const auto version = KvPrefDictionary.objectForKey("Version");
   const auto* text = version ? version->as<std::string>() : nullptr;
-  if (text && *text == kPrefsVersion) return;
+  if (text && *text == kChoicesVersion) return;
   Choices defaults;
   std::transform(kMenus.begin(), kMenus.end(), defaults.begin(),
                  [](const PanelMenu& row) { return row.defaultItem; });

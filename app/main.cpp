@@ -12,8 +12,6 @@
 
 namespace {
 
-constexpr const char* kPanelBusName = "com.vantrel.vx310.Panel";
-
 std::shared_ptr<SingleInstance> instance;
 
 // The options of the toolkit and its window systems, which it takes with one dash or two. It would

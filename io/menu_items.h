@@ -9,6 +9,10 @@
 
 #include "protocol/options.h"
 
+// The version that the panel's choices are stored with, under "Version"; choices with another one
+// are replaced by the defaults.
+inline constexpr const char* kChoicesVersion = "1.00";
+
 // Items of the three input menus.
 inline constexpr std::string_view kInputItems[] = {"Analog 1/2", "Analog 3/4", "Digital",
                                                    "Loopback"};

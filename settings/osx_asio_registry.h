@@ -35,6 +35,9 @@ inline constexpr std::string_view VENDOR_HAL_DOMAIN = "com.vantrel.hal";
 // Names the settings of the VX-310; with ".xml" behind it, their legacy file.
 inline constexpr const char* kVX310Settings = "VantrelVX310.usbsettings";
 
+// The version that the settings are stored with, under "Version".
+inline constexpr const char* kSettingsVersion = "1.0";
+
 class OSXAsioRegistry : public XML::Doc {
  public:
   // Block sizes in bytes.

@@ -9,8 +9,6 @@
 
 namespace {
 
-constexpr const char* kCurrentVersion = "1.0";
-
 std::string decimal(std::uint32_t value) {
   return std::to_string(static_cast<std::int32_t>(value));
 }
@@ -46,12 +44,12 @@ std::optional<CFData> createData(const void* bytes, std::size_t size) {
 
 OSXAsioRegistry::OSXAsioRegistry(std::optional<std::string_view> id)
     : applicationId_(id ? std::string(*id) + ".hal" : std::string(VENDOR_HAL_DOMAIN)) {
-  versionCurrent_ = CFPreferencesCopyAppValue(kVersion, applicationId_) == CFValue(kCurrentVersion);
+  versionCurrent_ = CFPreferencesCopyAppValue(kVersion, applicationId_) == CFValue(kSettingsVersion);
 }
 
 OSXAsioRegistry::~OSXAsioRegistry() { storeVersion(); }
 
-void OSXAsioRegistry::storeVersion() { setStringValue(kCurrentVersion, kVersion); }
+void OSXAsioRegistry::storeVersion() { setStringValue(kSettingsVersion, kVersion); }
 
 bool OSXAsioRegistry::store() { return CFPreferencesAppSynchronize(applicationId_); }
 

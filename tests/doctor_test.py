@@ -21,8 +21,9 @@ import unittest
 from tool_session import DRIVER, TOOL, ToolTest
 
 FAKE = pathlib.Path(__file__).with_name("fake_driver.py")
-OK, WARNING, FAULT = 0, 1, 5
+OK, WARNING, FAULT = 0, 6, 5
 STATUS = {"ok": OK, "warning": WARNING, "fault": FAULT}
+SEVERITY = ("ok", "warning", "fault")
 STORES = {"panel_choices": "panel", "driver_settings": "hal"}
 
 
@@ -35,10 +36,10 @@ class DoctorTest(ToolTest):
         result = self.held("doctor", output)
         self.assertEqual(status, STATUS[result["verdict"]])
         found = {}
-        for check in sorted(result["checks"], key=lambda check: STATUS[check["verdict"]]):
+        for check in sorted(result["checks"], key=lambda check: SEVERITY.index(check["verdict"])):
             self.assertTrue(check["verdict"] == "ok" or check["advice"], check)
             found[check["check"]] = (check["verdict"], check["text"])
-        self.assertEqual(result["verdict"], max((verdict for verdict, _ in found.values()), key=STATUS.get))
+        self.assertEqual(result["verdict"], max((verdict for verdict, _ in found.values()), key=SEVERITY.index))
         return found
 
     def expect(self, check, verdict, *words):
@@ -130,9 +131,10 @@ class WholeSession(DoctorTest):
         for number in range(3):
             self.assertIn(f"ok       interface: Service{number} answers all requests", lines)
 
-    def test_interfaces_that_are_not_looked_at_in_time_are_counted(self):
+    def test_interfaces_that_are_not_looked_at_within_a_limit_for_all_are_counted(self):
+        # The first takes nearly all of the time, and the next is not waited for beyond its end.
         self.start_fake_driver("--services", "20", "--silent")
-        self.assertRegex(self.ctl("doctor", status=FAULT), r"\nwarning  interface: 1\d of 20 were not looked at, since ")
+        self.assertRegex(self.ctl("doctor", status=FAULT), r"\nwarning  interface: (19|20) of 20 were not looked at, since ")
 
     def test_a_driver_that_does_not_list_its_interfaces_is_named(self):
         self.start_fake_driver("--unlisted")

@@ -18,11 +18,9 @@ enum ExitStatus {
   kUsage = 2,        // the command line is wrong
   kNoDriver = 3,     // no driver service is running
   kNoInterface = 4,  // no such interface
-  // Of the doctor alone.
-  kWarning = 1,
-  kFault = 5,
-  // Of diff alone.
-  kDifferent = 5
+  kFault = 5,        // the doctor has found a fault
+  kDifferent = 5,    // diff has found a difference
+  kWarning = 6       // the doctor has found nothing worse than a warning
 };
 
 // Each explains a failure on standard error.

@@ -5,6 +5,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -13,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "platform/posix/posix.h"
+#include "platform/single_instance/single_instance.h"
 #include "protocol/services.h"
 #include "protocol/words.h"
 #include "tools/commands.h"
@@ -26,6 +28,7 @@ namespace {
 
 using session_bus::Bus;
 using session_bus::BusMessage;
+using session_bus::Deadline;
 
 constexpr const char* kBusCheck = "session_bus";
 constexpr const char* kDriverCheck = "driver_service";
@@ -33,8 +36,8 @@ constexpr const char* kInterfaceCheck = "interface";
 constexpr const char* kInjectedCheck = "injected_faults";
 constexpr const char* kPanelCheck = "panel";
 
-// No interface is looked at later than this, however many there are.
-constexpr int kInterfacesLimitMs = 5000;
+// For all interfaces together, however many there are and however slowly they answer.
+constexpr int kInterfacesLimitMs = 6000;
 
 constexpr const char* kStartDriver = "start vx310-driver, or log in again if systemd starts it";
 constexpr const char* kRestartDriver = "end the process and start vx310-driver again";
@@ -141,10 +144,17 @@ bool checkOwner(Diagnosis& diagnosis, sd_bus* bus) {
 
 // --- Interfaces ---
 
+// The next call on the bus waits no longer than until the deadline.
+void limitCall(sd_bus* bus, const Deadline& deadline) {
+  const int limit = std::clamp(deadline.milliseconds(), 1, kBusLimitMs);  // 0 would be the default
+  sd_bus_set_method_call_timeout(bus, static_cast<std::uint64_t>(limit) * 1000);
+}
+
 // A virtual interface may have faults that wait for the next requests: `vx310ctl sim fault`.
-void checkInjectedFaults(Diagnosis& diagnosis, sd_bus* bus, const session_bus::Deadline& deadline) {
+void checkInjectedFaults(Diagnosis& diagnosis, sd_bus* bus, const Deadline& deadline) {
   constexpr std::uint32_t kMostInterfaces = 128;
   for (std::uint32_t number = 0; number < kMostInterfaces && !deadline.hasPassed(); ++number) {
+    limitCall(bus, deadline);
     sd_bus_message* answer = nullptr;
     sd_bus_call_method(bus, kDriverName, kVirtualInterfacesPath, kVirtualInterfacesInterface,
                        kRunMethod, nullptr, &answer, "uas", number, 2, "state", "--json");
@@ -230,33 +240,42 @@ int findInterfaces(sd_bus* bus, std::vector<Service>* interfaces) {
 }
 
 // The driver may have died of the request, or have stopped in it. `ended` is its process.
-std::string afterwards(std::uint32_t process, const FileDescriptor& ended) {
+std::string afterwards(std::uint32_t process, const FileDescriptor& ended,
+                       const Deadline& deadline) {
   constexpr int kEndLimitMs = 250;  // its connections are closed a moment before
+  const int limit = std::min(kEndLimitMs, deadline.milliseconds());
   pollfd waited{ended.get(), POLLIN, 0};
-  if (ended && ::poll(&waited, 1, kEndLimitMs) > 0) return "; the driver service has died of it";
+  if (ended && ::poll(&waited, 1, limit) > 0) return "; the driver service has died of it";
   if (stateOf(process) == 'T') return "; the driver service has been stopped in it";
   return "";
 }
 
-void checkInterface(Diagnosis& diagnosis, sd_bus* bus, const Service& service) {
+// Returns false when the deadline has passed before it is known how the interface answers.
+bool checkInterface(Diagnosis& diagnosis, sd_bus* bus, const Service& service,
+                    const Deadline& deadline) {
   const std::string number = service.path.substr(service.path.rfind('/') + 1);
+  limitCall(bus, deadline);
   const std::uint32_t process = numberOfOwner(bus, "GetConnectionUnixProcessID", kDriverName);
   const FileDescriptor ended(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
-  const std::string problem = probeInterface(bus, service.path.c_str());
-  if (problem.empty()) {
+  limitCall(bus, deadline);
+  const auto problem = probeInterface(bus, service.path.c_str(), deadline);
+  if (!problem) return false;
+  if (problem->empty()) {
     diagnosis.ok(kInterfaceCheck, number + " answers all requests");
-    return;
+    return true;
   }
-  const std::string after = afterwards(process, ended);
-  diagnosis.fault(kInterfaceCheck, number + ": " + problem + after,
+  const std::string after = afterwards(process, ended, deadline);
+  diagnosis.fault(kInterfaceCheck, number + ": " + *problem + after,
                   after.find("stopped") != after.npos
                       ? "continue it with 'kill -CONT " + std::to_string(process) + "'"
                       : "unplug the interface and plug it in again; if it stays so, " +
                             std::string(kRestartDriver));
+  return true;
 }
 
 // Returns how many there are.
-int checkInterfaces(Diagnosis& diagnosis, sd_bus* bus, const session_bus::Deadline& deadline) {
+int checkInterfaces(Diagnosis& diagnosis, sd_bus* bus, const Deadline& deadline) {
+  limitCall(bus, deadline);
   std::vector<Service> interfaces;
   if (const int result = findInterfaces(bus, &interfaces); result < 0) {
     diagnosis.fault(
@@ -270,8 +289,8 @@ int checkInterfaces(Diagnosis& diagnosis, sd_bus* bus, const session_bus::Deadli
                    "plug it in; the virtual one with 'vx310ctl sim plug'");
   }
   std::size_t checked = 0;
-  while (checked < interfaces.size() && !deadline.hasPassed()) {
-    checkInterface(diagnosis, bus, interfaces[checked]);
+  while (checked < interfaces.size() &&
+         checkInterface(diagnosis, bus, interfaces[checked], deadline)) {
     ++checked;
   }
   if (checked < interfaces.size()) {
@@ -289,12 +308,12 @@ int checkInterfaces(Diagnosis& diagnosis, sd_bus* bus, const session_bus::Deadli
 int checkDriver(Diagnosis& diagnosis) {
   Bus bus;
   if (!openBus(diagnosis, &bus)) return 0;
-  const bool panelRuns = hasOwner(bus.get(), "com.vantrel.vx310.Panel");
+  const bool panelRuns = hasOwner(bus.get(), kPanelBusName);
   int interfaces = 0;
   if (!hasOwner(bus.get(), kDriverName)) {
     checkMissingDriver(diagnosis, bus.get());
   } else if (checkOwner(diagnosis, bus.get())) {
-    const session_bus::Deadline deadline(kInterfacesLimitMs);
+    const Deadline deadline(kInterfacesLimitMs);
     checkInjectedFaults(diagnosis, bus.get(), deadline);  // before the requests, which use them up
     interfaces = checkInterfaces(diagnosis, bus.get(), deadline);
   }

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "io/menu_items.h"
 #include "platform/command_line/command_line.h"
 #include "platform/files/files.h"
 #include "platform/posix/posix.h"
@@ -29,10 +30,6 @@ namespace fs = std::filesystem;
 constexpr const char* kFolderCheck = "settings_folder";
 constexpr const char* kResourcesCheck = "panel_resources";
 constexpr const char* kVersionsCheck = "versions";
-
-// As the programs read and wait.
-constexpr std::size_t kLargestStore = std::size_t{1} << 20;
-constexpr int kLockLimitMs = 500;
 
 std::string reason() { return std::strerror(errno); }
 
@@ -76,7 +73,7 @@ bool checkFolder(Diagnosis& diagnosis, const std::string& folder) {
 bool isLocked(const std::string& path) {
   const FileDescriptor lock(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
   if (!lock) return false;
-  const session_bus::Deadline deadline(kLockLimitMs);
+  const session_bus::Deadline deadline(kPreferencesLockLimitMs);
   while (::flock(lock.get(), LOCK_SH | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK || deadline.hasPassed()) return errno == EWOULDBLOCK;
     std::this_thread::sleep_for(std::chrono::milliseconds(1));  // flock() has no limit of its own
@@ -86,7 +83,7 @@ bool isLocked(const std::string& path) {
 
 // What is wrong with the file's content; empty when nothing is.
 std::string problemOfStore(const FileDescriptor& file, const char* version) {
-  const auto bytes = readWhole(file, kLargestStore);
+  const auto bytes = readWhole(file, kLargestPreferences);
   if (!bytes) return errno == EFBIG ? "is too large" : "cannot be read: " + reason();
   const auto list = parsePropertyList(*bytes);
   const auto* values = list ? list->as<CFDictionary>() : nullptr;
@@ -184,8 +181,9 @@ void checkVersions(Diagnosis& diagnosis) {
 void checkStores(Diagnosis& diagnosis) {
   const std::string folder = preferencesFolder();
   if (!checkFolder(diagnosis, folder)) return;
-  checkStore(diagnosis, folder, {"panel_choices", CFBundleGetIdentifier(), "1.00"});
-  checkStore(diagnosis, folder, {"driver_settings", std::string(DEVICE_HAL_DOMAIN), "1.0"});
+  checkStore(diagnosis, folder, {"panel_choices", CFBundleGetIdentifier(), kChoicesVersion});
+  checkStore(diagnosis, folder,
+             {"driver_settings", std::string(DEVICE_HAL_DOMAIN), kSettingsVersion});
 }
 
 void checkInstallation(Diagnosis& diagnosis) {

@@ -23,7 +23,8 @@ constexpr const char* kFooter =
     "2  the command line is wrong\n"
     "3  no driver service is running\n"
     "4  there is no such interface\n"
-    "5  the doctor has found a fault, or diff a difference";
+    "5  the doctor has found a fault, or diff a difference\n"
+    "6  the doctor has found nothing worse than a warning";
 
 constexpr const char* kSetFooter =
     "\n\n"
@@ -159,7 +160,7 @@ void declareDoctor(CLI::App& tool, Values& values, ExitStatus& status) {
   doctor->add_flag("--redact", values.redact, "Hide paths and the names of people");
   doctor->footer(
       "It changes and starts nothing, and needs neither a driver nor PipeWire nor a session bus.\n"
-      "Exit status: 0 when all is well, 1 when the worst is a warning, 5 when it is a fault.");
+      "Exit status: 0 when all is well, 6 when the worst is a warning, 5 when it is a fault.");
 }
 
 void declareSim(CLI::App& tool, Values& values, ExitStatus& status) {

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "io/audio_device.h"
+#include "io/menu_items.h"
 #include "platform/posix/posix.h"
 #include "platform/preferences/preferences.h"
 #include "protocol/words.h"
@@ -23,10 +24,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// The panel's choices are stored with the version of their keys; those of another one it replaces
-// with its defaults.
 constexpr const char* kVersionKey = "Version";
-constexpr const char* kChoicesVersion = "1.00";
 // Choices of menus that this interface does not show.
 constexpr const char* kOtherKeys[] = {"AudioPerformance", "USB11Mode"};
 

@@ -5,12 +5,13 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 
+#include "platform/device_registry/device_registry.h"
 #include "platform/posix/posix.h"
-#include "platform/session_bus/session_bus.h"
 #include "protocol/dispatch.h"
 #include "protocol/services.h"
 
@@ -18,8 +19,10 @@ namespace vx310ctl {
 
 namespace {
 
-// The panel waits so long for an answer; a later one is late.
-constexpr int kAnswerLimitMs = 250;
+using session_bus::Deadline;
+
+// The panel gives a request up after this; a later answer is late.
+constexpr int kAnswerLimitMs = kRegistryCallLimitMs;
 constexpr int kLateLimitMs = 2000;
 
 constexpr const char* kMissing = "the answer is missing";
@@ -62,9 +65,9 @@ FileDescriptor openInterface(sd_bus* bus, const char* path, std::string* problem
   return FileDescriptor(copy);
 }
 
-bool waitForPacket(const FileDescriptor& connection, int limitMs) {
+bool waitForPacket(const FileDescriptor& connection, int limitMs, const Deadline& deadline) {
   pollfd waited{connection.get(), POLLIN, 0};
-  return ::poll(&waited, 1, limitMs) > 0;
+  return ::poll(&waited, 1, std::min(limitMs, deadline.milliseconds())) > 0;
 }
 
 // What is wrong with the packet that waits.
@@ -95,14 +98,16 @@ std::string problemOfPacket(const FileDescriptor& connection, const VQ_Dispatch&
   return hasCommand ? "" : "the answer is garbled";
 }
 
-std::string problemOf(const FileDescriptor& connection, VQ_Command command) {
+std::string problemOf(const FileDescriptor& connection, VQ_Command command,
+                      const Deadline& deadline) {
   const VQ_Dispatch request(command);
   const auto packet = requestPacket(kDispatchSelector, request.bytes);
   if (::send(connection.get(), packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0) {
     return "it cannot be sent: " + std::string(std::strerror(errno));
   }
-  if (waitForPacket(connection, kAnswerLimitMs)) return problemOfPacket(connection, request);
-  if (waitForPacket(connection, kLateLimitMs)) {
+  if (waitForPacket(connection, kAnswerLimitMs, deadline))
+    return problemOfPacket(connection, request);
+  if (waitForPacket(connection, kLateLimitMs, deadline)) {
     const std::string problem = problemOfPacket(connection, request);
     return problem.empty()
                ? "the answer is late, more than " + std::to_string(kAnswerLimitMs) + " ms"
@@ -113,21 +118,24 @@ std::string problemOf(const FileDescriptor& connection, VQ_Command command) {
 
 }  // namespace
 
-std::string probeInterface(sd_bus* bus, const char* path) {
+std::optional<std::string> probeInterface(sd_bus* bus, const char* path, const Deadline& deadline) {
   std::string problem;
   const FileDescriptor connection = openInterface(bus, path, &problem);
-  if (!connection) return problem;
   for (const Request& request : kRequests) {
-    problem = problemOf(connection, request.command);
-    if (problem == kMissing && problemOf(connection, request.command) == kMissing) {
-      return "no request is answered";
+    if (!connection) break;
+    problem = problemOf(connection, request.command, deadline);
+    if (problem == kMissing && problemOf(connection, request.command, deadline) == kMissing) {
+      problem = "no request is answered";
+      break;
     }
-    if (!problem.empty()) {
-      return "request " + std::to_string(static_cast<std::uint32_t>(request.command)) + " (" +
-             request.name + "): " + problem;
-    }
+    if (problem.empty()) continue;
+    problem = "request " + std::to_string(static_cast<std::uint32_t>(request.command)) + " (" +
+              request.name + "): " + problem;
+    break;
   }
-  return {};
+  // What has no time any more is not wrong.
+  if (!problem.empty() && deadline.hasPassed()) return std::nullopt;
+  return problem;
 }
 
 }  // namespace vx310ctl

@@ -8,11 +8,21 @@
 // Back ends: plist/ (a property-list file per identifier), memory/ (for tests).
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "platform/values/values.h"
+
+// All values of an identifier in a file, in bytes: larger files are kept aside as damaged ones are,
+// and never written. A file this large takes half a second to parse; what the programs store is a
+// thousandth of it.
+inline constexpr std::size_t kLargestPreferences = std::size_t{1} << 20;
+
+// The wait for another process that is storing. A writer holds the lock for two fsyncs, which take
+// far less than this even on a slow disk.
+inline constexpr int kPreferencesLockLimitMs = 500;
 
 // A copy of the value under `key`; nullopt when the key is missing.
 std::optional<CFValue> CFPreferencesCopyAppValue(std::string_view key,
@@ -26,7 +36,7 @@ void CFPreferencesSetAppValue(std::string_view key, std::optional<CFValue> value
 // Stores all values set so far durably, and reads the values that other processes stored; only keys
 // set here are overwritten. False when either failed; the set values stay visible here, and the
 // next call tries again, at the latest the end of the program. Waits for a process that is storing,
-// but half a second at most, and not again for 5 s after one that took longer.
+// kPreferencesLockLimitMs at most, and not again for 5 s after one that took longer.
 bool CFPreferencesAppSynchronize(std::string_view applicationId);
 
 // Combines the synchronises of one identifier: while an update exists they do nothing and return

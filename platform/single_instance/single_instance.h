@@ -15,6 +15,9 @@
 #include "platform/run_loop/run_loop.h"
 #include "platform/session_bus/session_bus.h"
 
+// The name of the panel, which `vx310ctl doctor` looks for.
+inline constexpr const char* kPanelBusName = "com.vantrel.vx310.Panel";
+
 class SingleInstance final : public CFRunLoopSource,
                              public std::enable_shared_from_this<SingleInstance> {
  public:

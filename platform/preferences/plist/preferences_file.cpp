@@ -13,14 +13,14 @@
 #include <thread>
 
 #include "platform/log/log.h"
+#include "platform/preferences/preferences.h"
 #include "platform/property_list/property_list.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A writer holds the lock for two fsyncs, which take far less than this even on a slow disk.
-constexpr std::chrono::milliseconds kLockLimit{500};
+constexpr std::chrono::milliseconds kLockLimit{kPreferencesLockLimitMs};
 constexpr std::chrono::milliseconds kBetweenTries{1};  // flock() itself has no limit
 
 // A lock that was not had in time is kept by a process that hangs. One event of the user causes
@@ -119,7 +119,7 @@ std::optional<CFDictionary> parsePreferences(std::string_view bytes) {
 
 std::optional<std::string> writtenPreferences(const CFDictionary& values) {
   auto bytes = xmlPropertyList(values);
-  if (bytes && bytes->size() > PreferencesFile::kLargest) bytes.reset();
+  if (bytes && bytes->size() > kLargestPreferences) bytes.reset();
   return bytes;
 }
 
@@ -174,7 +174,7 @@ PreferencesFile::ReadResult PreferencesFile::read() {
   }
   struct stat status;
   if (!file || ::fstat(file.get(), &status) != 0) return ReadResult::kFailed;
-  const auto bytes = readWhole(file, kLargest);
+  const auto bytes = readWhole(file, kLargestPreferences);
   if (!bytes) return errno == EFBIG ? ReadResult::kTooLarge : ReadResult::kFailed;
   auto values = parsePreferences(*bytes);
   if (!values) return ReadResult::kDamaged;

@@ -34,10 +34,6 @@ FileDescriptor lockFile(const std::string& path, std::chrono::milliseconds limit
 
 class PreferencesFile {
  public:
-  // In bytes. Larger files are kept aside as damaged ones are, and never written. A file this large
-  // takes half a second to parse; what the programs store is a thousandth of it.
-  static constexpr std::size_t kLargest = std::size_t{1} << 20;
-
   // The file `name` in `folder`, an absolute path. Beside it stand "NAME.lock", "NAME.new" during a
   // write, and "NAME.damaged-1" and so on, files that could not be parsed. If `name` is a symbolic
   // link, it stays, and all but the lock stand beside the file that it leads to. With an empty

@@ -405,8 +405,8 @@ TEST_F(PreferencesFileTest, AFolderOrAPipeInPlaceOfTheFileIsLeftAlone) {
 }
 
 TEST_F(PreferencesFileTest, AFileAboveTheSizeLimitIsKeptAsideAndLoggedOnce) {
-  EXPECT_EQ(PreferencesFile::kLargest, 1u << 20);
-  const CFDictionary values{{"text", std::string(PreferencesFile::kLargest, 'x')}};
+  EXPECT_EQ(kLargestPreferences, 1u << 20);
+  const CFDictionary values{{"text", std::string(kLargestPreferences, 'x')}};
   write(path(), *xmlPropertyList(values));
   const auto size = fs::file_size(path());
   PreferencesFile file = open();
@@ -421,7 +421,7 @@ TEST_F(PreferencesFileTest, AFileAboveTheSizeLimitIsKeptAsideAndLoggedOnce) {
 
 TEST_F(PreferencesFileTest, AFileOfTheLargestSizeIsRead) {
   const std::string rest = *xmlPropertyList(CFDictionary{{"text", ""}});
-  const std::string text(PreferencesFile::kLargest - rest.size() - 100, 'x');
+  const std::string text(kLargestPreferences - rest.size() - 100, 'x');
   write(path(), *xmlPropertyList(CFDictionary{{"text", text}}));
   EXPECT_EQ(open().copy("text"), CFValue(text));
 }
