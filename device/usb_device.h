@@ -181,20 +181,19 @@ class USBDevice {
   bool getDeviceDescriptor(VQ_DeviceDescriptor& descriptor);
 
   // --- Levels ---
-  // No program calls these.
 
-  // Clears `levels` on failure.
+  // Clears `levels` on failure. No program calls this.
   bool readLevelInfo(VQ_LevelInfo& levels);
   // Read one level per channel, in the driver's scale. A device of the sibling family (vendor
   // kOrbekVendorId): 8 input or 32 output levels are cleared, then the levels are stored at the
   // slots that configurationAndMap() uses. Any other device: 32 levels. A pointer must lead to 32
   // levels; levels that do not fit in the span are dropped.
-  bool getInLevels(std::uint32_t* levels);
+  bool getInLevels(std::uint32_t* levels);  // no program calls this
   bool getInLevels(std::span<std::uint32_t> levels);
-  bool getOutLevels(std::uint32_t* levels);
+  bool getOutLevels(std::uint32_t* levels);  // no program calls this
   bool getOutLevels(std::span<std::uint32_t> levels);
   // Reads the levels of both sides. Always returns true; a side that cannot be read keeps its
-  // levels.
+  // levels. No program calls this, nor those below.
   bool readLevelInfoEx(VQ_LevelInfo32& levels);
   // Always return true without contacting the driver; `levels` is left unchanged.
   bool levelInfoExAttach();

@@ -3,8 +3,9 @@
 and sends floods of messages.
 
 usage: fake_driver.py [--services N] [--class NAME] [--answer-after MS | --silent] [--unlisted]
-                      [--flood MESSAGES_PER_SECOND SECONDS]
-Unlisted, it does not answer who asks for the list of its services.
+                      [--flood MESSAGES_PER_SECOND SECONDS] [--payload COMMAND WORD...]...
+Unlisted, it does not answer who asks for the list of its services. Its answers are the requests; to a
+command with a payload, the first words are these.
 Prints "ready" once it owns the name. A flood begins when a line arrives on standard input.
 """
 
@@ -35,6 +36,7 @@ class FakeDriver:
         self.bus = Gio.bus_get_sync(Gio.BusType.SESSION, None)
         self.bus.add_filter(self.filter)
         self.open = []
+        self.payloads = {command: words for command, *words in options.payload}
 
     def filter(self, _bus, message, incoming):
         """Answers calls on the thread on which they arrive."""
@@ -70,8 +72,11 @@ class FakeDriver:
         while request := channel.recv(1024):
             if not self.options.silent:
                 time.sleep(self.options.answer_after / 1000)
+                (command,) = struct.unpack_from("<I", request, 4)
+                payload = struct.pack(f"<{len(words)}I", *words) if (words := self.payloads.get(command)) else b""
+                answer = request[4:8] + payload + request[8 + len(payload) :]
                 try:
-                    channel.send(request[4:])
+                    channel.send(answer)
                 except OSError:
                     return
 
@@ -103,6 +108,8 @@ def main():
     parser.add_argument("--answer-after", type=int, default=0)
     parser.add_argument("--silent", action="store_true")
     parser.add_argument("--unlisted", action="store_true")
+    number = lambda word: int(word, 0)
+    parser.add_argument("--payload", type=number, nargs="+", action="append", default=[])
     parser.add_argument("--flood", type=int, nargs=2)
     FakeDriver(parser.parse_args()).run()
 

@@ -52,6 +52,10 @@ ExitStatus runUndo();
 // when the session bus cannot be reached or goes away, or the output cannot be written.
 ExitStatus runWatch(bool json);
 
+// Shows the channels' levels ten times a second until it is ended from outside; kNoInterface when
+// the interface leaves, kFailed as runWatch().
+ExitStatus runLevels(bool json);
+
 // Prints what is wrong with what the panel needs, and what to do; kDone, kWarning or kFault by the
 // worst. `redact` hides paths and the names of people.
 ExitStatus runDoctor(bool json, bool redact);
@@ -59,12 +63,12 @@ ExitStatus runDoctor(bool json, bool redact);
 // Sends the words to the driver, which parses them, and prints what it replies.
 ExitStatus runSim(std::uint32_t interface, const std::vector<std::string>& words);
 
-// The text with its control characters escaped ("\u001b"), so that a driver's texts can move no
-// cursor and end no line.
 // The words that may follow these after `vx310ctl sim`, as the help of the running driver has them;
 // empty when no driver answers at once.
 std::vector<std::string> simWords(const std::vector<std::string>& before);
 
+// The text with its control characters escaped ("\u001b"), so that a driver's texts can move no
+// cursor and end no line.
 std::string printable(std::string_view text);
 
 // "NAME:" and the text, made printable, in a column of its own, with the end of the line.

@@ -125,6 +125,18 @@ void declareCommands(CLI::App& tool, Values& values, ExitStatus& status) {
   watch->footer(
       "It also waits for a driver to come. It ends when it is interrupted, or with status 1 when\n"
       "the session bus goes away or nobody reads its output any more.");
+
+  CLI::App* levels =
+      addCommand(tool, "levels", "Show the levels of the interface's channels, until it is ended",
+                 [&] { status = runLevels(values.json); });
+  declareJson(levels, values);
+  levels->footer(
+      "Ten times a second: the peak of each channel since the reading before, in dBFS. Meters on "
+      "a\n"
+      "terminal, otherwise a line for each reading. Another program that reads the levels takes\n"
+      "some of the peaks. It ends when it is interrupted, with status 4 when the interface "
+      "leaves,\n"
+      "and with status 1 when the session bus goes away or nobody reads its output any more.");
 }
 
 void declarePresets(CLI::App& tool, Values& values, ExitStatus& status) {
@@ -197,6 +209,8 @@ std::vector<std::string> wordsOfValue(const CLI::App& tool, const std::string& v
     for (const Choice& choice : choices()) words.emplace_back(choice.name);
   } else if (value == "ITEM" && findChoice(before.back())) {
     for (const auto& item : findChoice(before.back())->items) words.emplace_back(item);
+  } else if (value == kWordOfPrefixCommand) {
+    words = simWords(before);
   } else if (value == "COMMAND") {
     for (const CLI::App* command : tool.get_subcommands({})) words.push_back(command->get_name());
   }
@@ -210,8 +224,6 @@ int main(int count, char** words) {
   std::signal(SIGPIPE, SIG_IGN);  // a reader that has gone is an error, which is explained
   Values values;
   ExitStatus status = kDone;
-  } else if (value == kWordOfPrefixCommand) {
-    words = simWords(before);
   const auto ended = parseCommandLine(
       "vx310ctl",
       "Looks at the VX-310 interfaces that driver services publish, and moves virtual ones.", count,

@@ -1,29 +1,22 @@
 // SPDX-License-Identifier: MIT
 // `vx310ctl watch`: prints a line for each event of the interface.
-#include <sys/epoll.h>
-#include <unistd.h>
-
 #include <cstdio>
 #include <map>
-#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <utility>
 
 #include "io/driver_events.h"
-#include "platform/posix/posix.h"
 #include "platform/run_loop/run_loop.h"
 #include "tools/choices.h"
 #include "tools/commands.h"
 #include "tools/current_interface.h"
 #include "tools/report.h"
+#include "tools/watched_ends.h"
 
 namespace vx310ctl {
 
 namespace {
-
-// The run loop runs in slices of this length.
-constexpr double kOneHour = 3600;
 
 using Json = nlohmann::ordered_json;
 
@@ -51,44 +44,6 @@ constexpr Field kFields[] = {
     {kInfoSampleRate, "sample-rate"},
     {kInfoSampleClockSource, "clock"},
     {kInfoDigitalInputStatus, "digital-input"},
-};
-
-// Stops the run loop when the session bus goes away, which discovery does not report.
-class BusEnd final : public CFRunLoopSource {
- public:
-  explicit BusEnd(session_bus::Bus bus) : bus_(std::move(bus)) {}
-  int descriptor() const override { return sd_bus_get_fd(bus_.get()); }
-  void perform() override {
-    int result = 0;
-    do {
-      result = sd_bus_process(bus_.get(), nullptr);
-    } while (result > 0);
-    if (result < 0) CFRunLoopStop(CFRunLoopGetCurrent());
-  }
-
- private:
-  session_bus::Bus bus_;
-};
-
-// Stops the run loop when standard output has no reader any more, also while there is nothing to
-// print.
-class ReaderEnd final : public CFRunLoopSource {
- public:
-  ReaderEnd() : poll_(::epoll_create1(EPOLL_CLOEXEC)) {
-    epoll_event hangUpsAndErrors{};
-    // Fails for a regular file, which has no reader that could go.
-    ::epoll_ctl(poll_.get(), EPOLL_CTL_ADD, STDOUT_FILENO, &hangUpsAndErrors);
-  }
-  int descriptor() const override { return poll_.get(); }
-  void perform() override {
-    hasGone_ = true;
-    CFRunLoopStop(CFRunLoopGetCurrent());
-  }
-  bool hasGone() const { return hasGone_; }
-
- private:
-  FileDescriptor poll_;
-  bool hasGone_ = false;
 };
 
 class Watch {
@@ -160,26 +115,10 @@ class Watch {
 ExitStatus runWatch(bool json) {
   session_bus::Bus bus;
   if (const ExitStatus status = connectToBus(&bus); status != kDone) return status;
-  const auto readerEnd = std::make_shared<ReaderEnd>();
-  const CFRunLoopSourceRef ends[] = {std::make_shared<BusEnd>(std::move(bus)), readerEnd};
-  {
-    const Watch watch(json);
-    for (const auto& source : ends) {
-      CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
-    }
-    // Output that cannot be written ends it, too; main() explains that.
-    while (std::ferror(stdout) == 0 && !CFRunLoopRunInMode(kCFRunLoopDefaultMode, kOneHour)) {
-    }
-    for (const auto& source : ends) {
-      CFRunLoopRemoveSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
-    }
-  }
-  if (std::ferror(stdout) == 0) {
-    std::fputs(readerEnd->hasGone() ? "vx310ctl: nobody reads the output any more\n"
-                                    : "vx310ctl: the session bus has gone\n",
-               stderr);
-  }
-  return kFailed;
+  WatchedEnds ends(std::move(bus));
+  const Watch watch(json);
+  ends.run();
+  return ends.status();
 }
 
 }  // namespace vx310ctl
