@@ -26,8 +26,6 @@ STATUS = {"ok": OK, "warning": WARNING, "fault": FAULT}
 SEVERITY = ("ok", "warning", "fault")
 STORES = {"panel_choices": "panel", "driver_settings": "hal"}
 
-
-
 class DoctorTest(ToolTest):
     def findings(self):
         """The verdict and the text of each check by its name; the worst of several ones."""
@@ -203,16 +201,29 @@ class Faults(DoctorTest):
         found = self.expect("interface", "fault", *words)
         self.assertEqual(found["injected_faults"], ("warning", f"virtual interface 0: {kind}"))
 
+    # By their kinds: faults of an answer, of the driver, and of settings.
+    ANSWERS = {
+        "short": "the answer is short, 100 bytes of 260",
+        "long": "the answer is long, 300 bytes in place of 260",
+        "late": "the answer is late",
+        "missing": "the answer is missing",
+        "garbled": "the answer is garbled",
+        "empty": "the answer is empty",
+        "close": "the connection is closed",
+    }
+    DRIVER = {
+        "die": "the driver service has died of it",
+        "hang": "the driver service has been stopped in it",
+    }
+    SETTINGS = ("refuse", "ignore")
+
+    def test_every_kind_of_the_driver_is_among_these(self):
+        words = self.ctl("--complete", "sim", "fault", "").split()
+        kinds = set(words) - {"none", "stall", "command", "times", "always"}
+        self.assertEqual(kinds, {*self.ANSWERS, *self.DRIVER, *self.SETTINGS})
+
     def test_answers_that_are_wrong_are_named_with_the_request(self):
-        for kind, words in (
-            ("short", "the answer is short, 100 bytes of 260"),
-            ("long", "the answer is long, 300 bytes in place of 260"),
-            ("late", "the answer is late"),
-            ("missing", "the answer is missing"),
-            ("garbled", "the answer is garbled"),
-            ("empty", "the answer is empty"),
-            ("close", "the connection is closed"),
-        ):
+        for kind, words in self.ANSWERS.items():
             with self.subTest(kind=kind):
                 self.expect_fault(kind, "service0: request 22 (driver version): ", words)
                 self.assertNotIn("injected_faults", self.expect("interface", "ok"))
@@ -223,18 +234,18 @@ class Faults(DoctorTest):
             self.expect("interface", "fault", f"request {command} (")
 
     def test_a_driver_that_dies_of_a_request_is_named(self):
-        self.expect_fault("die", "the driver service has died of it")
+        self.expect_fault("die", self.DRIVER["die"])
 
     def test_a_driver_that_stops_in_a_request_is_named(self):
         self.addCleanup(os.kill, self.session.processes["driver"].pid, signal.SIGCONT)
-        self.expect_fault("hang", "the driver service has been stopped in it")
+        self.expect_fault("hang", self.DRIVER["hang"])
 
     def test_a_stall_is_named(self):
         self.session.sim("fault", "stall")
         self.expect("interface", "fault", "no request is answered")
 
     def test_faults_of_settings_which_the_doctor_does_not_try_are_named_as_injected(self):
-        for kind in ("refuse", "ignore"):
+        for kind in self.SETTINGS:
             self.session.sim("fault", kind, "always")
             self.expect("injected_faults", "warning", kind)
         self.session.sim("fault", "none")

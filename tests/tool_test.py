@@ -83,6 +83,46 @@ class CommandLines(ToolTest):
             self.assertNotIn("is no option", errors)
 
 
+class Jq(ToolTest):
+    """A session with jq over every JSON that vx310ctl prints."""
+
+    PRESET = "a file that sets another clock source"
+    # By the kind in the schema: the words of vx310ctl, jq's filter, and what jq prints.
+    OUTPUTS = {
+        "list": (("list", "--json"), ".interfaces[0].product_name", '"VX-310"'),
+        "show": (("show", "--json"), ".sample_rate_hz / 1000", "48"),
+        "get": (("get", "--json", "clock-source"), ".settings", '{"clock_source":"automatic"}'),
+        "sim-state": (("sim", "state", "--json"), "[.plugged, .fault_kinds]", '[true,["late"]]'),
+        "doctor": (("doctor", "--json"), '.checks[] | select(.check == "panel") | .text', '"is not running"'),
+        "preset": (("save", "-"), ".settings | length", "7"),
+        "diff": (("diff", "--json", PRESET), ".differences[] | .preset", '"internal"'),
+    }
+    # Those that go on.
+    STREAMS = {
+        "watch": (("watch", "--json"), "[.event, .settings.line_output]", '["connected","playback-1-2"]'),
+        "levels": (("levels", "--json"), "[.inputs_dbfs, .outputs_raw | length]", "[6,4]"),
+    }
+
+    def test_jq_reads_every_json_that_is_printed(self):
+        self.assertEqual({form["$ref"].split("/")[-1] for form in SCHEMA["oneOf"]}, {*self.OUTPUTS, *self.STREAMS})
+        self.start_driver()
+        self.session.sim("fault", "late", "command", 99)
+        preset = self.session.folder / "other.json"
+        preset.write_text(self.ctl("save", "-").replace("automatic", "internal"))
+        for kind, (words, query, result) in self.OUTPUTS.items():
+            with self.subTest(kind=kind):
+                output = self.call(TOOL, *(preset if word is self.PRESET else word for word in words))[1]
+                jq = subprocess.run(["jq", "-c", query], input=output, capture_output=True, text=True)
+                self.assertEqual((jq.returncode, jq.stdout, jq.stderr), (0, f"{result}\n", ""))
+        for kind, (words, query, result) in self.STREAMS.items():
+            with self.subTest(kind=kind):
+                printing = self.session.start(kind, self.session.bin / TOOL, *words, stdout=subprocess.PIPE)
+                self.session.start("jq", "jq", "--unbuffered", "-c", query, stdin=printing.stdout, stdout=subprocess.PIPE)
+                self.assertEqual(self.session.wait_for_line("jq", ""), result)
+                self.session.end("jq")
+                self.session.end(kind)
+
+
 class ClosedPipes(ToolTest):
     def setUp(self):
         super().setUp()
