@@ -77,7 +77,8 @@ class StandardStreams(SurroundingsTest):
         self.addCleanup(os.environ.pop, "PIPEWIRE_DEBUG")
         full = self.full_pipe()
         self.session.end("driver")
-        self.session.processes["driver"] = subprocess.Popen([self.session.bin / "vx310-driver"], stderr=full)
+        command = [*ENDS_WITH_US, self.session.bin / "vx310-driver"]
+        self.session.processes["driver"] = subprocess.Popen(command, stderr=full)
         self.start_panel("", stderr=full)
         self.expect("Device", "VX-310")
         command = [self.session.bin / "vx310ctl", "set", "line-output", "1"]

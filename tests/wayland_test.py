@@ -14,7 +14,9 @@ import subprocess
 import sys
 import unittest
 
+from gi.repository import GLib
 from Xlib import X, display
+from Xlib.ext import damage
 
 from panel_session import TIME_LIMIT, Session
 
@@ -71,6 +73,34 @@ class Screen:
                 rows = (self.pixels[top + y * step : top + y * step + width * 4] for y in range(height))
                 return [[row[i : i + 3] for i in range(0, len(row), 4)] for row in rows]
         return None
+
+
+class Drawing:
+    """While it lasts, the window's waits also end when something on the screen has been drawn."""
+
+    def __init__(self, window):
+        self.window = window
+
+    def __enter__(self):
+        self.server = display.Display()
+        self.server.damage_query_version()  # the extension takes no request before this one
+        self.damage = self.server.screen().root.damage_create(damage.DamageReportNonEmpty)
+        self.server.sync()
+        self.drawn()
+        self.source = GLib.unix_fd_add_full(GLib.PRIORITY_DEFAULT, self.server.fileno(), GLib.IOCondition.IN, self.drawn)
+
+    def drawn(self, *_):
+        while self.server.pending_events():  # another may be read while a request is sent
+            self.server.next_event()
+            self.server.damage_subtract(self.damage)  # the next drawing is told again
+            self.server.flush()
+        self.window.changed = True
+        self.window.loop.quit()
+        return GLib.SOURCE_CONTINUE
+
+    def __exit__(self, *_):
+        GLib.source_remove(self.source)
+        self.server.close()
 
 
 def difference(one, other):
@@ -134,7 +164,8 @@ class WaylandTest(unittest.TestCase):
             rows[:] = Screen().window(self.scale) or []
             return rows and all(self.has_colours(rows, place) for place in self.window.shown().values())
 
-        self.window.wait_for(is_drawn, "the drawn window", nudge=(100, self.window.loop.quit))
+        with Drawing(self.window):
+            self.window.wait_for(is_drawn, "the drawn window")
         return rows
 
     def has_colours(self, rows, place):
