@@ -43,10 +43,7 @@ class Ours {
 class WriteSyncRename {
  public:
   explicit WriteSyncRename(const std::string& folder) : path_(folder + "/" + kName) { store(); }
-  bool store() {
-    const std::string path = path_ + ".new";
-    return writeNewFile(path, bytes_) && std::rename(path.c_str(), path_.c_str()) == 0;
-  }
+  bool store() { return static_cast<bool>(replaceFile(path_, path_ + ".new", bytes_, 0600)); }
 
  private:
   std::string path_;

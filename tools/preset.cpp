@@ -1,20 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tools/preset.h"
 
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <array>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "platform/posix/posix.h"
-#include "platform/session_bus/session_bus.h"
 #include "protocol/services.h"
 #include "protocol/words.h"
 #include "tools/choices.h"
@@ -25,15 +13,6 @@ namespace vx310ctl {
 namespace {
 
 using Json = nlohmann::ordered_json;
-
-constexpr std::size_t kLargestPreset = std::size_t{64} << 10;
-constexpr int kReadLimitMs = 60'000;
-
-std::string shownName(const std::string& name) {
-  return name == "-" ? "standard input" : printable(name);
-}
-
-// --- The text ---
 
 const Choice* choiceOfMember(const std::string& name) {
   for (const Choice& choice : choices()) {
@@ -78,53 +57,6 @@ std::string addItem(Items& items, const std::string& name, const Json& value) {
          ", which it cannot be";
 }
 
-// --- The file ---
-
-bool failed(const std::string& name, const char* what, int reason) {
-  std::fprintf(stderr, "vx310ctl: %s %s: %s\n", shownName(name).c_str(), what,
-               std::strerror(reason));
-  return false;
-}
-
-bool writeWhole(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(descriptor, text.data(), text.size());
-    if (written < 0 && errno != EINTR) return false;
-    if (written > 0) text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return true;
-}
-
-// Creates a file beside `path` that no other process writes to, and sets *newPath.
-FileDescriptor createBeside(const std::string& path, std::string* newPath) {
-  constexpr mode_t kForAll = 0666;  // without the bits of the umask
-  constexpr int kMostLeft = 100;    // by processes that were killed
-  FileDescriptor file;
-  for (int i = 0; i < kMostLeft && !file; ++i) {
-    *newPath = path + ".vx310ctl-new-" + std::to_string(::getpid()) + "-" + std::to_string(i);
-    file =
-        FileDescriptor(::open(newPath->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kForAll));
-    if (!file && errno != EEXIST) break;
-  }
-  return file;
-}
-
-// `old` is the file that is there; null when there is none.
-bool replaceFile(const std::string& name, const std::string& path, const struct stat* old,
-                 const std::string& text) {
-  constexpr mode_t kModeBits = 07777;
-  std::string newPath;
-  const FileDescriptor file = createBeside(path, &newPath);
-  if (file && (!old || ::fchmod(file.get(), old->st_mode & kModeBits) == 0) &&
-      writeWhole(file.get(), text) && ::fsync(file.get()) == 0 &&
-      ::rename(newPath.c_str(), path.c_str()) == 0) {
-    return true;
-  }
-  const int reason = errno;
-  if (file) ::unlink(newPath.c_str());
-  return failed(name, "cannot be written", reason);
-}
-
 }  // namespace
 
 std::string presetText(const Items& items) {
@@ -141,62 +73,16 @@ std::string presetText(const Items& items) {
                   2);
 }
 
-std::optional<Items> parsePreset(const std::string& name, const std::string& text) {
+std::optional<Items> parsePreset(const std::string& text, std::string* problem) {
   const Json preset = Json::parse(text, nullptr, false);
-  std::string problem = problemOfHead(preset);
+  *problem = problemOfHead(preset);
+  if (!problem->empty()) return std::nullopt;
   Items items;
-  if (problem.empty()) {
-    for (const auto& [setting, value] : preset[member::kSettings].items()) {
-      problem = addItem(items, setting, value);
-      if (!problem.empty()) break;
-    }
+  for (const auto& [setting, value] : preset[member::kSettings].items()) {
+    *problem = addItem(items, setting, value);
+    if (!problem->empty()) return std::nullopt;
   }
-  if (problem.empty()) return items;
-  std::fprintf(stderr, "vx310ctl: %s %s\n", shownName(name).c_str(), printable(problem).c_str());
-  return std::nullopt;
-}
-
-std::optional<std::string> readFile(const std::string& name) {
-  FileDescriptor opened;
-  if (name != "-") {
-    opened = FileDescriptor(::open(name.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!opened) {
-      failed(name, "cannot be read", errno);
-      return std::nullopt;
-    }
-  }
-  const int descriptor = opened ? opened.get() : STDIN_FILENO;
-  const session_bus::Deadline deadline(kReadLimitMs);
-  std::string text;
-  std::array<char, 4096> part{};
-  for (;;) {
-    pollfd waited{descriptor, POLLIN, 0};
-    const int ready = ::poll(&waited, 1, deadline.milliseconds());
-    if (ready < 0 && errno == EINTR) continue;  // read() would wait without a limit
-    int reason = ready == 0 ? ETIMEDOUT : ready < 0 ? errno : 0;
-    const ssize_t size = reason == 0 ? ::read(descriptor, part.data(), part.size()) : -1;
-    if (size == 0) return text;
-    if (size > 0) text.append(part.data(), static_cast<std::size_t>(size));
-    if (reason == 0 && size < 0) reason = errno;
-    if (text.size() > kLargestPreset) reason = EFBIG;
-    if (reason != 0 && reason != EINTR && reason != EAGAIN) {
-      failed(name, "cannot be read", reason);
-      return std::nullopt;
-    }
-  }
-}
-
-bool writeFile(const std::string& name, const std::string& text) {
-  if (name == "-") return std::fputs(text.c_str(), stdout) >= 0;  // main() writes it out
-  std::error_code error;
-  const std::string path = std::filesystem::weakly_canonical(name, error);
-  struct stat status {};
-  const bool exists = !error && ::stat(path.c_str(), &status) == 0;
-  if (!error && (!exists || S_ISREG(status.st_mode))) {
-    return replaceFile(name, path, exists ? &status : nullptr, text);
-  }
-  const FileDescriptor file(::open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
-  return (file && writeWhole(file.get(), text)) || failed(name, "cannot be written", errno);
+  return items;
 }
 
 }  // namespace vx310ctl

@@ -19,16 +19,8 @@ using Items = std::map<const Choice*, std::int32_t>;
 // The file's text.
 std::string presetText(const Items& items);
 
-// Parses the text of the file `name`. nullopt, with an explanation on standard error, when it is no
-// preset of this schema and of this interface, or when one setting in it cannot be set.
-std::optional<Items> parsePreset(const std::string& name, const std::string& text);
-
-// Reads a file whole, or standard input for "-"; nullopt, with an explanation on standard error,
-// when it cannot be read, is too large for a preset or has no end within a minute.
-std::optional<std::string> readFile(const std::string& name);
-
-// Replaces a file, or writes to what is no regular file; "-" is standard output. False with an
-// explanation on standard error; a file that could not be written is as it was.
-bool writeFile(const std::string& name, const std::string& text);
+// Parses the file's text. nullopt when it is no preset of this schema and of this interface, or
+// when one setting in it cannot be set; *problem then says so, as what the file is or does.
+std::optional<Items> parsePreset(const std::string& text, std::string* problem);
 
 }  // namespace vx310ctl

@@ -17,6 +17,7 @@
 #include "tools/commands.h"
 #include "tools/current_interface.h"
 #include "tools/preset.h"
+#include "tools/preset_file.h"
 
 namespace vx310ctl {
 
@@ -108,6 +109,16 @@ bool storeChoices(const Items& items, const Items& now) {
 
 // --- Restoring ---
 
+// nullopt with an explanation on standard error.
+std::optional<Items> readPreset(const std::string& file) {
+  const auto text = readFile(file);
+  if (!text) return std::nullopt;
+  std::string problem;
+  auto items = parsePreset(*text, &problem);
+  if (!items) explainFile(file, problem);
+  return items;
+}
+
 // Sets the items. Says of each that the interface did not take; returns whether it took all.
 bool setItems(const Items& items) {
   bool isTaken = true;
@@ -183,8 +194,7 @@ ExitStatus runSave(const std::string& file) {
 }
 
 ExitStatus runDiff(bool json, const std::string& file) {
-  const auto text = readFile(file);
-  const auto wanted = text ? parsePreset(file, *text) : std::nullopt;
+  const auto wanted = readPreset(file);
   if (!wanted) return kFailed;
   CurrentInterface interface;
   if (const ExitStatus status = interface.status(); status != kDone) return status;
@@ -205,8 +215,7 @@ ExitStatus runDiff(bool json, const std::string& file) {
 }
 
 ExitStatus runRestore(const std::string& file) {
-  const auto text = readFile(file);
-  const auto wanted = text ? parsePreset(file, *text) : std::nullopt;
+  const auto wanted = readPreset(file);
   return wanted ? restore(*wanted, true) : kFailed;
 }
 
@@ -216,8 +225,7 @@ ExitStatus runUndo() {
     std::fputs("vx310ctl: there is no restore to undo\n", stderr);
     return kFailed;
   }
-  const auto text = readFile(file);
-  const auto wanted = text ? parsePreset(file, *text) : std::nullopt;
+  const auto wanted = readPreset(file);
   if (!wanted) return kFailed;
   const ExitStatus status = restore(*wanted, false);
   if (status == kDone) ::unlink(file.c_str());

@@ -48,6 +48,43 @@ bool syncFolder(const std::string& folder) {
   return opened && ::fsync(opened.get()) == 0;
 }
 
+bool writeWhole(int descriptor, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(descriptor, bytes.data(), bytes.size());
+    if (count > 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    } else if (count == 0 || errno != EINTR) {
+      return false;
+    }
+  }
+  return true;
+}
+
+FileDescriptor replaceFile(const std::string& path, const std::string& newPath,
+                           std::string_view bytes, std::optional<mode_t> mode) {
+  constexpr mode_t kModeBits = 07777;
+  constexpr mode_t kForAll = 0666;
+  // O_EXCL: never writes to a file or through a link that something else put there.
+  constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
+  struct stat old;
+  if (!mode && ::stat(path.c_str(), &old) == 0) mode = old.st_mode & kModeBits;
+  FileDescriptor file(::open(newPath.c_str(), kFlags, mode.value_or(kForAll)));
+  if (!file && errno == EEXIST && ::unlink(newPath.c_str()) == 0) {
+    file = FileDescriptor(::open(newPath.c_str(), kFlags, mode.value_or(kForAll)));
+  }
+  if (!file) return file;
+  // The umask may have taken bits away.
+  if ((!mode || ::fchmod(file.get(), *mode) == 0) && writeWhole(file.get(), bytes) &&
+      ::fsync(file.get()) == 0 && ::rename(newPath.c_str(), path.c_str()) == 0) {
+    return file;
+  }
+  const int reason = errno;
+  file.reset();
+  ::unlink(newPath.c_str());
+  errno = reason;
+  return file;
+}
+
 std::optional<std::string> readWhole(const FileDescriptor& file, std::size_t limit) {
   struct stat status;
   if (::fstat(file.get(), &status) != 0) return std::nullopt;

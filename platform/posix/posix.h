@@ -5,11 +5,13 @@
 // the environment.
 #pragma once
 
+#include <sys/types.h>
 #include <unistd.h>
 
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 // Owns an open file descriptor and closes it; empty when negative. Move-only.
@@ -55,6 +57,18 @@ bool makeFolder(const std::string& folder);
 
 // Syncs the entries of `folder` to disk: files that were created, renamed or removed in it.
 bool syncFolder(const std::string& folder);
+
+// Writes all bytes to an open descriptor.
+bool writeWhole(int descriptor, std::string_view bytes);
+
+// Replaces the file `path`, or makes it: writes the bytes to the new file `newPath` in the same
+// folder, syncs that file to disk and renames it, so that every reader finds one of both whole.
+// Nobody else may write to `newPath`; a file that a killed process left there is removed. The new
+// file's mode is `mode`; without it that of the file before, or 0666 without the bits of the umask.
+// Returns the new file, open. On failure the result is empty, and of the new file nothing is left.
+// The folder's entry is not synced; see syncFolder().
+FileDescriptor replaceFile(const std::string& path, const std::string& newPath,
+                           std::string_view bytes, std::optional<mode_t> mode);
 
 // Reads all bytes of an open file. nullopt when it is not a regular file, cannot be read or is
 // larger than `limit` bytes.

@@ -55,6 +55,59 @@ TEST(PreferencesFolder, LiesBelowAnAbsoluteConfigurationFolderOrElseBelowTheHome
   EXPECT_EQ(preferencesFolder(), "");
 }
 
+class ReplacedFile : public testing::Test {
+ protected:
+  std::string path() const { return (folder_.path() / "file").string(); }
+  std::string newPath() const { return path() + ".new"; }
+  std::string content() const {
+    const auto bytes = readWhole(openToRead(path()), 100);
+    return bytes.value_or("nothing");
+  }
+  mode_t mode() const {
+    struct stat status {};
+    stat(path().c_str(), &status);
+    return status.st_mode & 07777;
+  }
+
+  test_support::TemporaryDirectory folder_;
+};
+
+TEST_F(ReplacedFile, HasTheBytesAndIsOpen) {
+  EXPECT_TRUE(replaceFile(path(), newPath(), "first", std::nullopt));
+  const FileDescriptor file = replaceFile(path(), newPath(), "second", std::nullopt);
+  EXPECT_EQ(content(), "second");
+  EXPECT_EQ(lseek(file.get(), 0, SEEK_END), 6);
+  EXPECT_FALSE(fs::exists(newPath()));
+}
+
+TEST_F(ReplacedFile, KeepsTheModeUnlessAnotherIsGiven) {
+  const mode_t before = umask(027);
+  replaceFile(path(), newPath(), "", std::nullopt);
+  EXPECT_EQ(mode(), 0640u);
+  replaceFile(path(), newPath(), "", 0622);
+  EXPECT_EQ(mode(), 0622u);
+  replaceFile(path(), newPath(), "", std::nullopt);
+  EXPECT_EQ(mode(), 0622u);
+  umask(before);
+}
+
+TEST_F(ReplacedFile, IsNotWrittenThroughWhatIsInTheNewFilesPlace) {
+  const std::string other = (folder_.path() / "other").string();
+  fs::create_symlink(other, newPath());
+  EXPECT_TRUE(replaceFile(path(), newPath(), "bytes", std::nullopt));
+  EXPECT_EQ(content(), "bytes");
+  EXPECT_FALSE(fs::exists(other));
+}
+
+TEST_F(ReplacedFile, IsAsBeforeAfterAFailureWhichLeavesNothing) {
+  fs::create_directory(path());
+  EXPECT_FALSE(replaceFile(path(), newPath(), "bytes", std::nullopt));
+  EXPECT_EQ(errno, EISDIR);
+  EXPECT_TRUE(fs::is_directory(path()));
+  EXPECT_FALSE(fs::exists(newPath()));
+  EXPECT_FALSE(replaceFile(path(), "/proc/none", "bytes", std::nullopt));
+}
+
 class Folders : public testing::Test {
  protected:
   test_support::TemporaryDirectory home_;

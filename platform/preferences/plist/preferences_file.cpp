@@ -42,28 +42,6 @@ bool exists(const std::string& path) {
   return ::lstat(path.c_str(), &status) == 0;
 }
 
-bool writeWhole(const FileDescriptor& file, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t count = ::write(file.get(), bytes.data(), bytes.size());
-    if (count > 0) {
-      bytes.remove_prefix(static_cast<std::size_t>(count));
-    } else if (count == 0 || errno != EINTR) {
-      return false;
-    }
-  }
-  return true;
-}
-
-// O_EXCL: never writes to a file or through a link that something else put there.
-FileDescriptor createFile(const std::string& path) {
-  constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC;
-  FileDescriptor file(::open(path.c_str(), kFlags, S_IRUSR | S_IWUSR));
-  if (!file && errno == EEXIST && ::unlink(path.c_str()) == 0) {
-    file = FileDescriptor(::open(path.c_str(), kFlags, S_IRUSR | S_IWUSR));
-  }
-  return file;
-}
-
 std::string folderOf(const std::string& path) { return std::filesystem::path(path).parent_path(); }
 
 // The file that `path` leads to through symbolic links, which may not exist.
@@ -81,17 +59,6 @@ std::string followed(std::string path) {
 }  // namespace
 
 // --- Files and locks ---
-
-FileDescriptor writeNewFile(const std::string& path, std::string_view bytes) {
-  FileDescriptor file = createFile(path);
-  if (file && !(writeWhole(file, bytes) && ::fsync(file.get()) == 0)) {
-    const int reason = errno;
-    file.reset();
-    ::unlink(path.c_str());
-    errno = reason;
-  }
-  return file;
-}
 
 FileDescriptor lockFile(const std::string& path, std::chrono::milliseconds limit) {
   FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
@@ -245,14 +212,8 @@ bool PreferencesFile::put(CFDictionary values) {
     return failed("it cannot hold these values");
   }
   const std::string path = followed(path_);
-  const std::string newPath = path + ".new";  // replaces a file that a killed process left
-  FileDescriptor file = writeNewFile(newPath, *bytes);
+  FileDescriptor file = replaceFile(path, path + ".new", *bytes, S_IRUSR | S_IWUSR);
   if (!file) return failed("it cannot be written");
-  if (::rename(newPath.c_str(), path.c_str()) != 0) {
-    failed("it cannot be replaced");
-    ::unlink(newPath.c_str());
-    return false;
-  }
   ::fstat(file.get(), &status_);
   file_ = std::move(file);
   stored_ = std::move(values);

@@ -23,10 +23,6 @@ std::optional<CFDictionary> parsePreferences(std::string_view bytes);
 // Writes `values` as an XML property list; nullopt when the file could not be read back.
 std::optional<std::string> writtenPreferences(const CFDictionary& values);
 
-// Writes and fsyncs a new file, replacing an existing one. On failure the descriptor is empty,
-// errno holds the reason and no file is left.
-FileDescriptor writeNewFile(const std::string& path, std::string_view bytes);
-
 // Takes an exclusive flock() on the file, which is created when missing and never removed. On
 // failure, also after `limit`, the descriptor is empty and errno holds the reason. Closing the
 // descriptor, or the end of the process, releases the lock.

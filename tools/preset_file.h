@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+// The files of presets.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace vx310ctl {
+
+// Says on standard error what is wrong with the file; "-" is standard input.
+void explainFile(const std::string& name, const std::string& problem);
+
+// Reads a file whole, or standard input for "-"; nullopt, with an explanation on standard error,
+// when it cannot be read, is too large for a preset or has no end within a minute.
+std::optional<std::string> readFile(const std::string& name);
+
+// Replaces a file, or writes to what is no regular file; "-" is standard output. False with an
+// explanation on standard error; a file that could not be written is as it was.
+bool writeFile(const std::string& name, const std::string& text);
+
+}  // namespace vx310ctl
