@@ -6,6 +6,8 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
+#include <QDeadlineTimer>
+#include <QEventLoop>
 #include <QFont>
 #include <QHash>
 #include <QImage>
@@ -14,6 +16,7 @@
 #include <QScrollBar>
 #include <QStyle>
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <optional>
 #include <string>
@@ -106,9 +109,11 @@ double highestContrast(const QImage& image, const QColor& ground) {
 }
 
 // A change is told to the application, then to the window, which follows and is laid out: each step
-// is an event that the one before has posted.
+// is an event that the one before has posted, until there is none left.
 void letTheWindowFollow() {
-  for (int step = 0; step < 4; ++step) QApplication::processEvents();
+  QEventLoop events;
+  const QDeadlineTimer limit(std::chrono::seconds(20));
+  while (events.processEvents()) ASSERT_FALSE(limit.hasExpired());
 }
 
 class UserSettings : public testing::TestWithParam<std::tuple<const char*, Settings>> {
