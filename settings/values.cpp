@@ -44,7 +44,8 @@ std::optional<CFData> createData(const void* bytes, std::size_t size) {
 
 OSXAsioRegistry::OSXAsioRegistry(std::optional<std::string_view> id)
     : applicationId_(id ? std::string(*id) + ".hal" : std::string(VENDOR_HAL_DOMAIN)) {
-  versionCurrent_ = CFPreferencesCopyAppValue(kVersion, applicationId_) == CFValue(kSettingsVersion);
+  versionCurrent_ =
+      CFPreferencesCopyAppValue(kVersion, applicationId_) == CFValue(kSettingsVersion);
 }
 
 OSXAsioRegistry::~OSXAsioRegistry() { storeVersion(); }
