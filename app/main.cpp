@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // vx310-panel: the control panel's window.
-#include <algorithm>
 #include <cstdio>
-#include <string_view>
+#include <memory>
 
 #include "app/kv_panel_nib.h"
 #include "platform/command_line/command_line.h"
@@ -13,31 +12,6 @@
 namespace {
 
 std::shared_ptr<SingleInstance> instance;
-
-// The options of the toolkit and its window systems, which it takes with one dash or two. It would
-// pass over any other word.
-constexpr std::string_view kFlagsOfToolkit[] = {"dograb", "nograb", "qmljsdebugger", "reverse",
-                                                "widgetcount"};
-constexpr std::string_view kOptionsOfToolkit[] = {
-    "display",         "geometry",           "icon",          "name",
-    "platform",        "platformpluginpath", "platformtheme", "plugin",
-    "qwindowgeometry", "qwindowicon",        "qwindowtitle",  "session",
-    "style",           "stylesheet",         "title",         "visual"};
-
-// The first word that the toolkit does not take; null when it takes all of them.
-const char* wordForNobody(int count, char** words) {
-  for (int i = 1; i < count; ++i) {
-    std::string_view name = words[i];
-    if (!name.starts_with('-')) return words[i];
-    name.remove_prefix(name.starts_with("--") ? 2 : 1);
-    const bool hasValue = name.find('=') != name.npos;
-    name = name.substr(0, name.find('='));
-    if (std::ranges::find(kFlagsOfToolkit, name) != std::end(kFlagsOfToolkit)) continue;
-    if (std::ranges::find(kOptionsOfToolkit, name) == std::end(kOptionsOfToolkit)) return words[i];
-    if (!hasValue) ++i;
-  }
-  return nullptr;
-}
 
 std::unique_ptr<NSObject> loadPanel(NSNib& nib) {
   instance->watch();
@@ -60,7 +34,7 @@ int main(int argc, char** argv) {
             "Exit status: 0 when it was closed, 1 without a display, 2 for a wrong command line.");
       });
   if (ended) return *ended;
-  if (const char* word = wordForNobody(argc, argv)) {
+  if (const char* word = NSApplicationForeignWord(argc, argv)) {
     std::fprintf(stderr, "vx310-panel: '%s' is no option; try 'vx310-panel --help'\n", word);
     return kExitUsage;
   }

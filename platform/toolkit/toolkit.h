@@ -170,6 +170,10 @@ class NSNib {
 // owner.
 using NSNibLoader = std::unique_ptr<NSObject> (*)(NSNib& nib);
 
+// The first word of the command line that is no option of the toolkit and its window systems, which
+// would pass over it; null when there is none.
+const char* NSApplicationForeignWord(int argc, const char* const* argv);
+
 // Runs the application: loads the window, makes its owner with `loader`, shows the window and
 // paints it once, calls awakeFromNib, paints it again, calls the delegate's
 // applicationDidFinishLaunching, then runs the main loop of the calling thread until the

@@ -145,6 +145,10 @@ void NSImageView::setFrameOrigin(NSPoint origin) {
   recordFor(*control, "setFrameOrigin (", origin.x, ", ", origin.y, ")");
 }
 
+const char* NSApplicationForeignWord(int argc, const char* const* argv) {
+  return argc > 1 ? argv[1] : nullptr;
+}
+
 int NSApplicationMain(int, char**, NSNibLoader loader) {
   state().terminating = false;
   auto owner = loader(state().window);
