@@ -229,6 +229,20 @@ class Commands(unittest.TestCase):
                     self.assertIn(option, result.stdout)
 
 
+class Addresses(unittest.TestCase):
+    def test_those_of_the_project_are_of_one_domain_that_nobody_can_have(self):
+        found = {}
+        for file in [*(TOP / "debian").glob("*"), *(TOP / "packaging").rglob("*")]:
+            if file.is_file():
+                for host in re.findall(r"(?:https?://|[\w.]+@)([\w-]+(?:\.[\w-]+)+)", file.read_text()):
+                    found.setdefault(host, set()).add(file.name)
+        found.pop("www.debian.org")  # the form of debian/copyright
+        self.assertEqual(list(found), ["vx310.example"], found)
+        contributing = (TOP / "CONTRIBUTING.md").read_text()
+        self.assertEqual(found["vx310.example"], {"control", "changelog", "com.vantrel.vx310.panel.metainfo.xml"})
+        self.assertIn("`vx310.example`", contributing)
+
+
 class Faults(unittest.TestCase):
     """Each check finds a planted fault, and none beside it."""
 
