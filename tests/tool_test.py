@@ -59,6 +59,31 @@ class CommandLines(ToolTest):
         self.start_driver()
         self.assertIn("\n  plug [--second]\n", self.ctl("sim", "help"))
 
+    # By the command, a part of its help.
+    SIM = {"plug": "plug the interface in", "fault": "\n  late [MS]\n", "state": "show all", "list": "list the virtual",
+           "usb": "Usage: vx310ctl sim [--interface N] usb 2.0|1.1\n", "help": "[COMMAND]"}
+
+    def helps_of_sim(self, command):
+        return [("sim", command, "--help"), ("sim", command, "-h"), ("sim", "help", command), ("help", "sim", command)]
+
+    def test_the_help_of_each_sim_command_is_the_drivers(self):
+        self.start_driver()
+        before = self.ctl("sim", "state")
+        for command, text in self.SIM.items():
+            outputs = {self.ctl(*words) for words in self.helps_of_sim(command)}
+            self.assertEqual(len(outputs), 1)
+            self.assertIn(text, outputs.pop())
+        self.assertEqual(self.ctl("sim", "plug", "help"), self.ctl("sim", "plug", "--help"))
+        self.assertEqual(self.ctl("sim", "fault", "late", "--help"), self.ctl("sim", "fault", "-h"))
+        self.assertEqual(self.ctl("sim", "state"), before)
+
+    def test_without_a_driver_the_help_of_a_sim_command_says_where_it_is(self):
+        for command in self.SIM:
+            for words in (*self.helps_of_sim(command), ("sim", command, "help")):
+                status, output, errors = self.call(TOOL, *words)
+                self.assertEqual((status, output), (0, self.ctl("sim", "--help")))
+                self.assertEqual(errors, "vx310ctl: no driver service is running (start vx310-driver)\n")
+
     def test_the_word_help_is_a_word_like_others_where_one_is_awaited(self):
         self.assertEqual(self.call(TOOL, "set", "clock-source", "help")[0], 2)
         self.start_driver()

@@ -62,6 +62,7 @@ struct Values {
   std::int32_t item = 0;
   std::uint32_t interface = 0;
   std::string topic;
+  std::string simCommand;
   bool redact = false;
   std::string file;
   bool undo = false;
@@ -175,6 +176,20 @@ void declareDoctor(CLI::App& tool, Values& values, ExitStatus& status) {
       "Exit status: 0 when all is well, 6 when the worst is a warning, 5 when it is a fault.");
 }
 
+bool asksForHelp(const std::vector<std::string>& words) {
+  return words.front() == "help" || words.back() == "--help" || words.back() == "-h" ||
+         (words.size() == 2 && words[1] == "help");
+}
+
+// Without a driver, which knows its own commands, the help is that of sim.
+ExitStatus callSim(const CLI::App& sim, std::uint32_t interface,
+                   const std::vector<std::string>& words) {
+  const ExitStatus status = runSim(interface, words);
+  if (status == kDone || status == kUsage || !asksForHelp(words)) return status;
+  std::fputs(sim.help("vx310ctl").c_str(), stdout);
+  return kDone;
+}
+
 void declareSim(CLI::App& tool, Values& values, ExitStatus& status) {
   CLI::App* sim = tool.add_subcommand("sim", "Move a virtual interface; see 'vx310ctl sim help'");
   sim->prefix_command();  // the driver parses what follows
@@ -186,19 +201,24 @@ void declareSim(CLI::App& tool, Values& values, ExitStatus& status) {
   sim->callback([&values, &status, sim] {
     const auto words = sim->remaining();
     if (words.empty()) throw CLI::RequiredError("A command (see 'vx310ctl sim help')");
-    status = runSim(values.interface, words);
-    if (status == kDone || words != std::vector<std::string>{"help"}) return;
-    std::fputs(sim->help("vx310ctl").c_str(), stdout);  // without the commands of a running driver
-    status = kDone;
+    status = callSim(*sim, values.interface, words);
   });
 }
 
-void declareHelp(CLI::App& tool, Values& values) {
+void declareHelp(CLI::App& tool, Values& values, ExitStatus& status) {
   CLI::App* help = addCommand(tool, "help", "Print the help of vx310ctl or of a command", [&] {
     if (values.topic.empty()) tool.parse("--help");  // throws the call for help
-    std::fputs(tool.get_subcommand(values.topic)->help(tool.get_name()).c_str(), stdout);
+    const CLI::App& command = *tool.get_subcommand(values.topic);
+    if (values.simCommand.empty()) {
+      std::fputs(command.help(tool.get_name()).c_str(), stdout);
+    } else if (values.topic == "sim") {
+      status = callSim(command, 0, {"help", values.simCommand});
+    } else {
+      throw CLI::ExtrasError(tool.get_name(), {values.simCommand});
+    }
   });
   help->add_option("COMMAND", values.topic, "One of the commands");
+  help->add_option("WORD", values.simCommand, "One of the commands of sim");
 }
 
 // The words that complete a value on the command line.
@@ -210,7 +230,8 @@ std::vector<std::string> wordsOfValue(const CLI::App& tool, const std::string& v
   } else if (value == "ITEM" && findChoice(before.back())) {
     for (const auto& item : findChoice(before.back())->items) words.emplace_back(item);
   } else if (value == kWordOfPrefixCommand) {
-    words = simWords(before);
+    const bool isHelp = !before.empty() && before[0] == "sim";  // of "help sim WORD"
+    words = simWords(isHelp ? std::vector<std::string>{} : before);
   } else if (value == "COMMAND") {
     for (const CLI::App* command : tool.get_subcommands({})) words.push_back(command->get_name());
   }
@@ -239,7 +260,7 @@ int main(int count, char** words) {
         declarePresets(tool, values, status);
         declareDoctor(tool, values, status);
         declareSim(tool, values, status);
-        declareHelp(tool, values);
+        declareHelp(tool, values, status);
         tool.footer(kFooter);  // the last: commands would take it over
       },
       wordsOfValue);

@@ -130,7 +130,8 @@ std::vector<std::string> simWords(const std::vector<std::string>& before) {
   const auto add = [&](std::string_view section, std::string_view name,
                        std::string_view arguments) {
     const bool isKind = section == kFaultKinds;
-    if (before.empty() ? !isKind : isKind && before == std::vector<std::string>{"fault"}) {
+    const bool isName = before.empty() || before == std::vector<std::string>{"help"};
+    if (isName ? !isKind : isKind && before == std::vector<std::string>{"fault"}) {
       words.emplace_back(name);
     } else if (!before.empty() && !isKind && name == before[0]) {
       addLiterals(arguments, words);

@@ -127,7 +127,7 @@ TEST_F(ControlTool, TheDriverExplainsItsCommandsFaultsAndSettings) {
   EXPECT_EQ(run({"sim", "help"}), 0) << errors_;
   EXPECT_THAT(output_, StartsWith("Usage: vx310ctl sim "));
   for (const char* line :
-       {"\n  help\n", "\n  plug [--second]\n", "\n  unplug\n", "\n  state [--json]\n",
+       {"\n  help [COMMAND]\n", "\n  plug [--second]\n", "\n  unplug\n", "\n  state [--json]\n",
         "\n  short [BYTES]\n", "\n  clock automatic|internal|digital\n",
         "\n  firmware-date TEXT\n        the firmware's date, at most 15 characters\n"}) {
     EXPECT_THAT(output_, HasSubstr(line));
@@ -182,8 +182,11 @@ TEST_F(ControlTool, WordsThatAreNoSimCommandAreStatus2) {
   expectUsageError({"sim", "--interface", "7", "dance"});
   EXPECT_EQ(errors_,
             "vx310ctl: there is no command or setting 'dance'\nTry 'vx310ctl sim help'.\n");
-  expectUsageError({"sim", "help", "fault"});
-  EXPECT_THAT(errors_, HasSubstr("'help' takes nothing"));
+  expectUsageError({"sim", "help", "fault", "late"});
+  EXPECT_THAT(errors_, HasSubstr("'help' takes [COMMAND]"));
+  expectUsageError({"sim", "help", "dance"});
+  expectUsageError({"help", "sim", "dance"});
+  expectUsageError({"help", "set", "line-output"});
   expectUsageError({"sim", "plug", "--third"});
   EXPECT_THAT(errors_, HasSubstr("'plug' takes [--second]"));
 }

@@ -177,6 +177,8 @@ constexpr std::array kSettings = {
 
 std::string settingsHelp() { return helpSection("Settings", kSettings); }
 
+std::string settingHelp(std::string_view name) { return commandHelp(name, kSettings); }
+
 SettingResult applySetting(Model& model, const std::vector<std::string>& words,
                            std::string* problem) {
   const auto* setting = std::find_if(

@@ -23,6 +23,9 @@ enum class SettingResult {
 // The section of `vx310ctl sim help`.
 std::string settingsHelp();
 
+// The help of the setting of that name; empty when there is none.
+std::string settingHelp(std::string_view name);
+
 // words[0] is the setting's name. On failure *problem says what is wrong.
 SettingResult applySetting(Model& model, const std::vector<std::string>& words,
                            std::string* problem);

@@ -31,4 +31,16 @@ std::string helpSection(std::string_view title, const Table& table) {
   return section;
 }
 
+// The help of the command of that name; empty when the table has none.
+template <typename Table>
+std::string commandHelp(std::string_view name, const Table& table) {
+  for (const auto& row : table) {
+    if (row.usage.name != name) continue;
+    std::string help = "Usage: vx310ctl sim [--interface N] " + std::string(name);
+    if (!row.usage.arguments.empty()) help += " " + std::string(row.usage.arguments);
+    return help + "\n        " + std::string(row.usage.help) + "\n";
+  }
+  return {};
+}
+
 }  // namespace driver

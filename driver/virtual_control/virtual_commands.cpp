@@ -145,4 +145,9 @@ std::string virtualCommandsHelp() {
   return helpSection("Commands for an interface", kCommands) + faultsHelp() + settingsHelp();
 }
 
+std::string virtualCommandHelp(std::string_view name) {
+  const std::string help = commandHelp(name, kCommands) + settingHelp(name);
+  return name == "fault" ? help + faultsHelp() : help;
+}
+
 }  // namespace driver

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace driver {
@@ -39,5 +40,8 @@ VirtualAction parseVirtualCommand(const Words& words, std::string* problem);
 
 // The commands, faults and settings for `vx310ctl sim help`.
 std::string virtualCommandsHelp();
+
+// The help of the command or setting of that name; empty when there is none.
+std::string virtualCommandHelp(std::string_view name);
 
 }  // namespace driver

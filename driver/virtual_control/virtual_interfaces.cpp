@@ -21,8 +21,18 @@ int readWords(sd_bus_message* message, Words& words) {
   return result < 0 ? result : sd_bus_message_exit_container(message);
 }
 
+// The command whose help the words ask for; empty when they do not. A product may be named "help".
+std::string_view commandToExplain(const Words& words) {
+  std::string problem;
+  if (words.size() < 2 || parseVirtualCommand(words, &problem)) return {};
+  if (words.back() == "--help" || words.back() == "-h") return words[0];
+  if (words.size() > 2) return {};
+  if (words[0] == "help") return words[1];
+  return words[1] == "help" ? std::string_view(words[0]) : std::string_view();
+}
+
 void failWithoutInterface(const VirtualCall& call, std::uint32_t index) {
-  call.fail(kNoInterfaceError, "There is no interface " + std::to_string(index));
+  call.fail(kNoInterfaceError, "there is no interface " + std::to_string(index));
 }
 
 }  // namespace
@@ -40,7 +50,8 @@ struct VirtualInterfaces::Command {
 };
 
 const VirtualInterfaces::Command VirtualInterfaces::kCommands[] = {
-    {{"help", "", "print this"}, &VirtualInterfaces::help},
+    {{"help", "[COMMAND]", "print this, or the help of one command or setting"},
+     &VirtualInterfaces::help},
     {{"list", "", "list the virtual interfaces"}, &VirtualInterfaces::list},
     {{"plug", "[--second]",
       "plug the interface in; with --second add another one and print its number"},
@@ -70,6 +81,7 @@ int VirtualInterfaces::onRun(sd_bus_message* message, void* self, sd_bus_error*)
 }
 
 void VirtualInterfaces::run(std::uint32_t index, const Words& words, const VirtualCall& call) {
+  if (const auto name = commandToExplain(words); !name.empty()) return helpOf(name, call);
   for (const Command& command : kCommands) {
     if (words.empty() || command.usage.name != words[0]) continue;
     // These commands take one option at most, as their usage shows.
@@ -111,6 +123,14 @@ void VirtualInterfaces::list(std::uint32_t /*index*/, bool /*option*/, const Vir
               interface.productName() + "\n";
   }
   call.succeed(output);
+}
+
+void VirtualInterfaces::helpOf(std::string_view name, const VirtualCall& call) {
+  const std::string help = commandHelp(name, kCommands) + virtualCommandHelp(name);
+  if (help.empty()) {
+    return call.failAsWrong("there is no command or setting '" + std::string(name) + "'");
+  }
+  call.succeed(help);
 }
 
 void VirtualInterfaces::help(std::uint32_t /*index*/, bool /*option*/, const VirtualCall& call) {

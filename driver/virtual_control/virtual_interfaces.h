@@ -31,6 +31,7 @@ class VirtualInterfaces {
   static int onRun(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;
 
   void run(std::uint32_t index, const Words& words, const VirtualCall& call);
+  static void helpOf(std::string_view name, const VirtualCall& call);
 
   // The commands that concern more than one interface. `option` says whether the command's one
   // option was given.
