@@ -108,6 +108,18 @@ class WholeSession(DoctorTest):
         self.expect("driver_service", "warning", "the session bus starts it")
         self.expect("driver_service", "warning", "is not running")
 
+    def test_a_driver_service_that_the_bus_would_start_but_that_is_missing_is_named(self):
+        program = self.session.folder / "a driver"
+        service = self.session.folder / "services/com.vantrel.Driver1.service"
+        service.write_text(f'[D-BUS Service]\nName=com.vantrel.Driver1\nExec="{program}" --unplugged\n')
+        (self.session.folder / "runtime/dbus-1").mkdir()
+        (self.session.folder / "runtime/dbus-1/services").symlink_to(service.parent)
+        self.session.run("busctl", "--user", "call", "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "ReloadConfig")
+        self.expect("driver_service", "fault", f"cannot be run: {program}: No such file")
+        self.assertIn("\n         -> install the driver service again\n", self.ctl("doctor", status=FAULT))
+        program.symlink_to((self.session.bin / DRIVER).resolve())
+        self.expect("driver_service", "warning", "the session bus starts it")
+
     def test_a_stopped_driver_service_is_named_with_its_process(self):
         self.start_driver()
         driver = self.session.processes["driver"].pid
@@ -124,7 +136,7 @@ class WholeSession(DoctorTest):
         self.session.start_and_read_line("fake", "/usr/bin/python3", FAKE, *options)
 
     def test_interfaces_of_a_driver_that_gives_their_class_in_its_list_alone_are_found(self):
-        self.start_fake_driver("--services", "3")
+        self.start_fake_driver("--services", "3", "--payload", "20", "1")  # connected as USB 2.0
         lines = self.ctl("doctor", status=FAULT).splitlines()
         for number in range(3):
             self.assertIn(f"ok       interface: Service{number} answers all requests", lines)
@@ -236,13 +248,32 @@ class Faults(DoctorTest):
     def test_a_driver_that_dies_of_a_request_is_named(self):
         self.expect_fault("die", self.DRIVER["die"])
 
+    def test_the_advice_after_a_death_is_to_start_the_driver_again(self):
+        self.session.sim("fault", "die")
+        lines = self.ctl("doctor", status=FAULT).splitlines()
+        for check, advice in (("fault    interface: ", "start vx310-driver, or log in again if systemd starts it"),
+                              ("warning  injected faults: ", "they have ended with the driver service")):
+            line = next(number for number, line in enumerate(lines) if line.startswith(check))
+            self.assertEqual(lines[line + 1], f"         -> {advice}")
+
     def test_a_driver_that_stops_in_a_request_is_named(self):
         self.addCleanup(os.kill, self.session.processes["driver"].pid, signal.SIGCONT)
         self.expect_fault("hang", self.DRIVER["hang"])
 
     def test_a_stall_is_named(self):
-        self.session.sim("fault", "stall")
-        self.expect("interface", "fault", "no request is answered")
+        self.expect_fault("stall", "no request is answered")
+        self.session.sim("fault", "none")
+        self.assertNotIn("injected_faults", self.findings())
+
+    def test_interfaces_stand_in_the_order_of_their_numbers(self):
+        for _ in range(10):
+            self.session.sim("plug", "--second")
+        lines = [line for line in self.ctl("doctor", status=FAULT).splitlines() if " interface: " in line]
+        self.assertEqual(lines, [f"ok       interface: service{number} answers all requests" for number in range(11)])
+
+    def test_a_connection_that_is_too_slow_is_named(self):
+        self.session.sim("usb", "1.1")
+        self.expect("interface", "warning", "is connected as USB 1.1, which is not supported")
 
     def test_faults_of_settings_which_the_doctor_does_not_try_are_named_as_injected(self):
         for kind in self.SETTINGS:
@@ -285,6 +316,39 @@ class Stores(DoctorTest):
     def test_a_folder_in_the_place_of_a_store_is_named(self):
         self.store("panel_choices").mkdir()
         self.expect("panel_choices", "fault", "cannot be read")
+
+    def test_stores_and_folders_that_others_may_write_are_named(self):
+        for check in STORES:
+            self.store(check).write_bytes(plistlib.dumps({"Version": {"panel_choices": "1.00", "driver_settings": "1.0"}[check]}))
+            self.expect(check, "ok")
+            self.store(check).chmod(0o606)
+            self.expect(check, "warning", f"{self.store(check)} can be written by others")
+        config = self.folder().parent.parent
+        for folder in (config / "vantrel", config):
+            self.expect("settings_folder", "ok")
+            folder.chmod(0o770)
+            self.expect("settings_folder", "warning", f"{folder} can be written by others")
+            folder.chmod(0o700)
+
+    def test_what_stands_in_the_place_of_the_folder_is_named(self):
+        folder = self.folder()
+        folder.rmdir()
+        folder.symlink_to(folder.parent / "none")
+        found = self.expect("settings_folder", "fault", f"{folder} is a link that leads nowhere")
+        self.assertNotIn("panel_choices", found)
+        folder.unlink()
+        folder.touch()
+        found = self.expect("settings_folder", "fault", f"{folder} is no folder")
+        self.assertNotIn("panel_choices", found)
+
+    def test_an_undo_that_cannot_be_restored_is_named(self):
+        undo = self.folder() / "vx310ctl-undo.json"
+        self.assertNotIn("undo", self.findings())
+        undo.write_text("{")
+        self.expect("undo", "warning", f"{undo} is no preset")
+        undo.unlink()
+        undo.mkdir()
+        self.expect("undo", "warning", f"{undo} cannot be read")
 
     def test_a_lock_that_is_held_is_named_within_its_limit(self):
         for check in STORES:
@@ -336,7 +400,7 @@ class Installation(DoctorTest):
         self.session.bin = copy / "bin"
         self.expect("panel_resources", "ok")
         resources = copy / "share/vx310-panel/Contents/Resources"
-        for missing in (resources / "VANTREL VX-310 Control Panel Help.html", resources / "StripTexture.png",
+        for missing in (resources / "pictures/panel.png", resources / "VANTREL VX-310 Control Panel Help.html", resources / "StripTexture.png",
                         resources / "VX-310.png", resources / "None.bmp"):
             missing.unlink()
             self.expect("panel_resources", "fault", missing.name)

@@ -11,7 +11,10 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <sstream>
+#include <utility>
 
 #include "platform/posix/posix.h"
 #include "platform/single_instance/single_instance.h"
@@ -89,6 +92,36 @@ bool openBus(Diagnosis& diagnosis, Bus* bus) {
   return false;
 }
 
+// The folders of the session bus's services, the first ones first.
+std::vector<std::string> serviceFolders() {
+  const auto of = [](const char* name, const std::string& otherwise) {
+    const char* value = std::getenv(name);
+    return value && *value ? std::string(value) : otherwise;
+  };
+  std::istringstream list(of("XDG_RUNTIME_DIR", "") + ":" +
+                          of("XDG_DATA_HOME", of("HOME", "") + "/.local/share") + ":" +
+                          of("XDG_DATA_DIRS", "/usr/local/share:/usr/share"));
+  std::vector<std::string> folders;
+  for (std::string folder; std::getline(list, folder, ':');) {
+    if (!folder.empty()) folders.push_back(folder + "/dbus-1/services");
+  }
+  return folders;
+}
+
+// The program that the session bus would start as the driver service; empty when it is not known.
+std::string programOfActivation() {
+  for (const std::string& folder : serviceFolders()) {
+    std::ifstream file(folder + "/" + kDriverName + ".service");
+    for (std::string line; std::getline(file, line);) {
+      if (!line.starts_with("Exec=")) continue;
+      line.erase(0, std::strlen("Exec="));
+      return line.starts_with('"') ? line.substr(1, line.find('"', 1) - 1)
+                                   : line.substr(0, line.find(' '));
+    }
+  }
+  return {};
+}
+
 // Says what is wrong when no driver service owns the name.
 void checkMissingDriver(Diagnosis& diagnosis, sd_bus* bus) {
   sd_bus_message* answer = nullptr;
@@ -103,7 +136,14 @@ void checkMissingDriver(Diagnosis& diagnosis, sd_bus* bus) {
     std::free(*name);
   }
   std::free(names);
-  if (isActivatable) {
+  const std::string program = isActivatable ? programOfActivation() : "";
+  if (!program.empty() && ::access(program.c_str(), X_OK) != 0) {
+    diagnosis.fault(kDriverCheck,
+                    "is not running, and the program that the session bus would start cannot be "
+                    "run: " +
+                        diagnosis.path(program) + ": " + std::strerror(errno),
+                    "install the driver service again");
+  } else if (isActivatable) {
     diagnosis.warn(kDriverCheck, "is not running; the session bus starts it for the panel",
                    "open the panel, or run 'vx310ctl list'");
   } else {
@@ -150,9 +190,13 @@ void limitCall(sd_bus* bus, const Deadline& deadline) {
   sd_bus_set_method_call_timeout(bus, static_cast<std::uint64_t>(limit) * 1000);
 }
 
-// A virtual interface may have faults that wait for the next requests: `vx310ctl sim fault`.
-void checkInjectedFaults(Diagnosis& diagnosis, sd_bus* bus, const Deadline& deadline) {
+// By a virtual interface's number, its faults that wait for the next requests: `vx310ctl sim
+// fault`.
+using InjectedFaults = std::map<std::uint32_t, std::string>;
+
+InjectedFaults findInjectedFaults(sd_bus* bus, const Deadline& deadline) {
   constexpr std::uint32_t kMostInterfaces = 128;
+  InjectedFaults faults;
   for (std::uint32_t number = 0; number < kMostInterfaces && !deadline.hasPassed(); ++number) {
     limitCall(bus, deadline);
     sd_bus_message* answer = nullptr;
@@ -160,17 +204,24 @@ void checkInjectedFaults(Diagnosis& diagnosis, sd_bus* bus, const Deadline& dead
                        kRunMethod, nullptr, &answer, "uas", number, 2, "state", "--json");
     const BusMessage owner(answer);
     const char* text = nullptr;
-    if (!answer || sd_bus_message_read(answer, "s", &text) < 0) return;  // there are no more
+    if (!answer || sd_bus_message_read(answer, "s", &text) < 0) break;  // there are no more
     const auto state = nlohmann::json::parse(text, nullptr, false);
-    if (!state.is_object() || !state.contains(member::kFaultKinds)) return;
+    if (!state.is_object() || !state.contains(member::kFaultKinds)) break;
     std::string kinds;
     for (const auto& kind : state[member::kFaultKinds]) {
       if (kind.is_string()) kinds += (kinds.empty() ? "" : ", ") + kind.get<std::string>();
     }
-    if (kinds.empty()) continue;
-    diagnosis.warn(
-        kInjectedCheck, "virtual interface " + std::to_string(number) + ": " + kinds,
-        "end them with 'vx310ctl sim --interface " + std::to_string(number) + " fault none'");
+    if (!kinds.empty()) faults[number] = kinds;
+  }
+  return faults;
+}
+
+void tellInjectedFaults(Diagnosis& diagnosis, const InjectedFaults& faults, bool hasDriver) {
+  for (const auto& [number, kinds] : faults) {
+    const std::string index = std::to_string(number);
+    diagnosis.warn(kInjectedCheck, "virtual interface " + index + ": " + kinds,
+                   hasDriver ? "end them with 'vx310ctl sim --interface " + index + " fault none'"
+                             : "they have ended with the driver service");
   }
 }
 
@@ -236,45 +287,56 @@ int findInterfaces(sd_bus* bus, std::vector<Service>* interfaces) {
     if (result < 0) return result;
     if (service.className == kVX310DriverClass) interfaces->push_back(service);
   }
+  std::ranges::sort(*interfaces, [](const Service& left, const Service& right) {
+    return std::pair(left.path.size(), left.path) < std::pair(right.path.size(), right.path);
+  });
   return result;
 }
 
-// The driver may have died of the request, or have stopped in it. `ended` is its process.
-std::string afterwards(std::uint32_t process, const FileDescriptor& ended,
-                       const Deadline& deadline) {
-  constexpr int kEndLimitMs = 250;  // its connections are closed a moment before
-  const int limit = std::min(kEndLimitMs, deadline.milliseconds());
-  pollfd waited{ended.get(), POLLIN, 0};
-  if (ended && ::poll(&waited, 1, limit) > 0) return "; the driver service has died of it";
-  if (stateOf(process) == 'T') return "; the driver service has been stopped in it";
-  return "";
-}
+// The process of the driver service.
+struct DriverProcess {
+  std::uint32_t number;
+  FileDescriptor ended;  // readable once it has ended
+
+  bool hasEnded(int limitMs) const {
+    pollfd waited{ended.get(), POLLIN, 0};
+    return ended && ::poll(&waited, 1, limitMs) > 0;
+  }
+};
 
 // Returns false when the deadline has passed before it is known how the interface answers.
-bool checkInterface(Diagnosis& diagnosis, sd_bus* bus, const Service& service,
-                    const Deadline& deadline) {
+bool checkInterface(Diagnosis& diagnosis, sd_bus* bus, const DriverProcess& driver,
+                    const Service& service, const Deadline& deadline) {
+  constexpr int kEndLimitMs = 250;  // its connections are closed a moment before
   const std::string number = service.path.substr(service.path.rfind('/') + 1);
   limitCall(bus, deadline);
-  const std::uint32_t process = numberOfOwner(bus, "GetConnectionUnixProcessID", kDriverName);
-  const FileDescriptor ended(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
-  limitCall(bus, deadline);
-  const auto problem = probeInterface(bus, service.path.c_str(), deadline);
+  bool isUsb11 = false;
+  const auto problem = probeInterface(bus, service.path.c_str(), deadline, &isUsb11);
   if (!problem) return false;
-  if (problem->empty()) {
+  if (problem->empty() && isUsb11) {
+    diagnosis.warn(kInterfaceCheck, number + " is connected as USB 1.1, which is not supported",
+                   "connect it to a USB 2.0 port directly");
+  } else if (problem->empty()) {
     diagnosis.ok(kInterfaceCheck, number + " answers all requests");
-    return true;
+  } else if (driver.hasEnded(std::min(kEndLimitMs, deadline.milliseconds()))) {
+    // The driver may have died of the request, or have stopped in it.
+    diagnosis.fault(kInterfaceCheck,
+                    number + ": " + *problem + "; the driver service has died of it", kStartDriver);
+  } else if (stateOf(driver.number) == 'T') {
+    diagnosis.fault(kInterfaceCheck,
+                    number + ": " + *problem + "; the driver service has been stopped in it",
+                    "continue it with 'kill -CONT " + std::to_string(driver.number) + "'");
+  } else {
+    diagnosis.fault(kInterfaceCheck, number + ": " + *problem,
+                    "unplug the interface and plug it in again; if it stays so, " +
+                        std::string(kRestartDriver));
   }
-  const std::string after = afterwards(process, ended, deadline);
-  diagnosis.fault(kInterfaceCheck, number + ": " + *problem + after,
-                  after.find("stopped") != after.npos
-                      ? "continue it with 'kill -CONT " + std::to_string(process) + "'"
-                      : "unplug the interface and plug it in again; if it stays so, " +
-                            std::string(kRestartDriver));
   return true;
 }
 
 // Returns how many there are.
-int checkInterfaces(Diagnosis& diagnosis, sd_bus* bus, const Deadline& deadline) {
+int checkInterfaces(Diagnosis& diagnosis, sd_bus* bus, const DriverProcess& driver,
+                    const Deadline& deadline) {
   limitCall(bus, deadline);
   std::vector<Service> interfaces;
   if (const int result = findInterfaces(bus, &interfaces); result < 0) {
@@ -290,7 +352,7 @@ int checkInterfaces(Diagnosis& diagnosis, sd_bus* bus, const Deadline& deadline)
   }
   std::size_t checked = 0;
   while (checked < interfaces.size() &&
-         checkInterface(diagnosis, bus, interfaces[checked], deadline)) {
+         checkInterface(diagnosis, bus, driver, interfaces[checked], deadline)) {
     ++checked;
   }
   if (checked < interfaces.size()) {
@@ -314,8 +376,14 @@ int checkDriver(Diagnosis& diagnosis) {
     checkMissingDriver(diagnosis, bus.get());
   } else if (checkOwner(diagnosis, bus.get())) {
     const Deadline deadline(kInterfacesLimitMs);
-    checkInjectedFaults(diagnosis, bus.get(), deadline);  // before the requests, which use them up
-    interfaces = checkInterfaces(diagnosis, bus.get(), deadline);
+    const std::uint32_t process =
+        numberOfOwner(bus.get(), "GetConnectionUnixProcessID", kDriverName);
+    const DriverProcess driver{
+        process, FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)))};
+    // Before the requests, which use them up.
+    const InjectedFaults faults = findInjectedFaults(bus.get(), deadline);
+    interfaces = checkInterfaces(diagnosis, bus.get(), driver, deadline);
+    tellInjectedFaults(diagnosis, faults, !driver.hasEnded(0));
   }
   diagnosis.ok(kPanelCheck, panelRuns ? "is running" : "is not running");
   return interfaces;

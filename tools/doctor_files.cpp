@@ -20,6 +20,8 @@
 #include "platform/session_bus/session_bus.h"
 #include "settings/osx_asio_registry.h"
 #include "tools/doctor.h"
+#include "tools/preset.h"
+#include "tools/preset_file.h"
 
 namespace vx310ctl {
 
@@ -28,6 +30,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kFolderCheck = "settings_folder";
+constexpr const char* kUndoCheck = "undo";
 constexpr const char* kResourcesCheck = "panel_resources";
 constexpr const char* kVersionsCheck = "versions";
 
@@ -38,8 +41,26 @@ std::string reason() { return std::strerror(errno); }
 // The folder itself, or the one above it in which it would be made.
 fs::path existingFolder(fs::path folder) {
   std::error_code error;
-  while (!fs::exists(folder, error) && folder.has_relative_path()) folder = folder.parent_path();
+  // A link to nothing is in the way as a file is.
+  while (!fs::exists(fs::symlink_status(folder, error)) && folder.has_relative_path()) {
+    folder = folder.parent_path();
+  }
   return folder;
+}
+
+bool isWritableByOthers(const struct stat& status) {
+  return (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+}
+
+// The folder of the settings, or one of both above it, up to the one of all programs' settings, in
+// which others can replace what stands there; empty when there is none.
+fs::path folderOfOthers(const fs::path& folder) {
+  const fs::path parent = folder.parent_path();
+  for (const fs::path& path : {folder, parent, parent.parent_path()}) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) == 0 && isWritableByOthers(status)) return path;
+  }
+  return {};
 }
 
 // Returns whether the folder is there.
@@ -52,16 +73,25 @@ bool checkFolder(Diagnosis& diagnosis, const std::string& folder) {
   const fs::path existing = existingFolder(folder);
   const std::string name = diagnosis.path(existing);
   struct stat status {};
-  if (::stat(existing.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) {
-    diagnosis.fault(kFolderCheck, name + " is no folder", "move that file away");
-  } else if (::access(existing.c_str(), W_OK | X_OK) != 0) {
+  if (::stat(existing.c_str(), &status) != 0) {
+    diagnosis.fault(kFolderCheck, name + " is a link that leads nowhere: " + reason(),
+                    "make the folder that it names, or remove the link; choices are not stored");
+    return false;
+  }
+  if (!S_ISDIR(status.st_mode)) {
+    diagnosis.fault(kFolderCheck, name + " is no folder",
+                    "move that file away; choices are not stored");
+    return false;
+  }
+  if (::access(existing.c_str(), W_OK | X_OK) != 0) {
     diagnosis.fault(kFolderCheck, name + " cannot be written: " + reason(),
                     "make it writable for you; choices are not stored");
   } else if (status.st_uid != ::getuid()) {
     diagnosis.warn(kFolderCheck, name + " belongs to user " + diagnosis.person(status.st_uid),
                    "give it to the user who opens the panel");
-  } else if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
-    diagnosis.warn(kFolderCheck, name + " can be written by others", "run chmod go-w on it");
+  } else if (const fs::path open = folderOfOthers(folder); !open.empty()) {
+    diagnosis.warn(kFolderCheck, diagnosis.path(open) + " can be written by others",
+                   "run chmod go-w on it");
   } else {
     diagnosis.ok(kFolderCheck, existing == folder ? name + " can be written"
                                                   : "is made in " + name + " when it is needed");
@@ -116,6 +146,7 @@ void checkStore(Diagnosis& diagnosis, const std::string& folder, const Store& st
     return;
   }
   const std::string problem = problemOfStore(file, store.version);
+  struct stat status {};
   if (!problem.empty()) {
     diagnosis.fault(store.check, diagnosis.path(path) + " " + problem,
                     "the panel keeps a damaged file aside and begins with the defaults, as it does "
@@ -123,9 +154,29 @@ void checkStore(Diagnosis& diagnosis, const std::string& folder, const Store& st
   } else if (::access((path + ".damaged-1").c_str(), F_OK) == 0) {
     diagnosis.warn(store.check, "a damaged file was kept as " + diagnosis.path(path + ".damaged-1"),
                    "look at it, then remove it");
+  } else if (::fstat(file.get(), &status) == 0 && isWritableByOthers(status)) {
+    diagnosis.warn(store.check, diagnosis.path(path) + " can be written by others",
+                   "run chmod go-w on it");
   } else {
     diagnosis.ok(store.check, "are stored in " + diagnosis.path(path));
   }
+}
+
+// Tells only of an undo that cannot be restored.
+void checkUndo(Diagnosis& diagnosis) {
+  const std::string path = undoFile();
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!file && errno == ENOENT) return;
+  const auto text = file ? readWhole(file, kLargestPreset) : std::nullopt;
+  std::string problem;
+  if (!text) {
+    problem = "cannot be read: " + reason();
+  } else {
+    parsePreset(*text, &problem);
+  }
+  if (problem.empty()) return;
+  diagnosis.warn(kUndoCheck, diagnosis.path(path) + " " + problem,
+                 "remove it; the last restore cannot be undone");
 }
 
 // --- The installation ---
@@ -154,8 +205,8 @@ void checkResources(Diagnosis& diagnosis) {
   }
   const std::string folder =
       fs::path(programs + "/../share/vx310-panel/Contents/Resources").lexically_normal();
-  for (const char* name :
-       {"None.bmp", "VX-310.png", "StripTexture.png", "VANTREL VX-310 Control Panel Help.html"}) {
+  for (const char* name : {"None.bmp", "VX-310.png", "StripTexture.png",
+                           "VANTREL VX-310 Control Panel Help.html", "pictures/panel.png"}) {
     if (::access((folder + "/" + name).c_str(), R_OK) == 0) continue;
     diagnosis.fault(kResourcesCheck,
                     std::string(name) + ": " + reason() + " in " + diagnosis.path(folder),
@@ -184,6 +235,7 @@ void checkStores(Diagnosis& diagnosis) {
   checkStore(diagnosis, folder, {"panel_choices", CFBundleGetIdentifier(), kChoicesVersion});
   checkStore(diagnosis, folder,
              {"driver_settings", std::string(DEVICE_HAL_DOMAIN), kSettingsVersion});
+  checkUndo(diagnosis);
 }
 
 void checkInstallation(Diagnosis& diagnosis) {

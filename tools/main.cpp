@@ -173,6 +173,7 @@ void declareDoctor(CLI::App& tool, Values& values, ExitStatus& status) {
   doctor->add_flag("--redact", values.redact, "Hide paths and the names of people");
   doctor->footer(
       "It changes and starts nothing, and needs neither a driver nor PipeWire nor a session bus.\n"
+      "Its requests use up faults that 'vx310ctl sim fault' set for the next ones.\n"
       "Exit status: 0 when all is well, 6 when the worst is a warning, 5 when it is a fault.");
 }
 

@@ -29,8 +29,6 @@ constexpr const char* kVersionKey = "Version";
 // Choices of menus that this interface does not show.
 constexpr const char* kOtherKeys[] = {"AudioPerformance", "USB11Mode"};
 
-std::string undoFile() { return preferencesFolder() + "/vx310ctl-undo.json"; }
-
 // The settings of the panel's interface; nullopt with an explanation on standard error when it does
 // not report all of them.
 std::optional<Items> readValues() {

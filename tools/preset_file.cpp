@@ -20,7 +20,6 @@ namespace vx310ctl {
 
 namespace {
 
-constexpr std::size_t kLargestPreset = std::size_t{64} << 10;
 constexpr int kReadLimitMs = 60'000;
 
 bool failed(const std::string& name, const char* what, int reason) {
@@ -29,6 +28,8 @@ bool failed(const std::string& name, const char* what, int reason) {
 }
 
 }  // namespace
+
+std::string undoFile() { return preferencesFolder() + "/vx310ctl-undo.json"; }
 
 void explainFile(const std::string& name, const std::string& problem) {
   const std::string shown = name == "-" ? "standard input" : printable(name);

@@ -2,10 +2,16 @@
 // The files of presets.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
 namespace vx310ctl {
+
+inline constexpr std::size_t kLargestPreset = std::size_t{64} << 10;  // in bytes
+
+// Where what the interface had before the last restore is kept.
+std::string undoFile();
 
 // Says on standard error what is wrong with the file; "-" is standard input.
 void explainFile(const std::string& name, const std::string& problem);

@@ -13,6 +13,7 @@
 #include "platform/device_registry/device_registry.h"
 #include "platform/posix/posix.h"
 #include "protocol/dispatch.h"
+#include "protocol/options.h"
 #include "protocol/services.h"
 
 namespace vx310ctl {
@@ -70,9 +71,10 @@ bool waitForPacket(const FileDescriptor& connection, int limitMs, const Deadline
   return ::poll(&waited, 1, std::min(limitMs, deadline.milliseconds())) > 0;
 }
 
-// What is wrong with the packet that waits.
-std::string problemOfPacket(const FileDescriptor& connection, const VQ_Dispatch& request) {
-  std::array<std::uint8_t, VQ_Dispatch::kSize> bytes{};
+// Takes the packet that waits, the answer to a request. Returns what is wrong with it.
+std::string takeAnswer(const FileDescriptor& connection, const VQ_Dispatch& request,
+                       VQ_Dispatch* answer) {
+  auto& bytes = answer->bytes;
   // MSG_TRUNC: returns the answer's size also when it is larger than the buffer.
   const ssize_t size =
       ::recv(connection.get(), bytes.data(), bytes.size(), MSG_TRUNC | MSG_DONTWAIT);
@@ -99,16 +101,16 @@ std::string problemOfPacket(const FileDescriptor& connection, const VQ_Dispatch&
 }
 
 std::string problemOf(const FileDescriptor& connection, VQ_Command command,
-                      const Deadline& deadline) {
+                      const Deadline& deadline, VQ_Dispatch* answer) {
   const VQ_Dispatch request(command);
   const auto packet = requestPacket(kDispatchSelector, request.bytes);
   if (::send(connection.get(), packet.data(), packet.size(), MSG_NOSIGNAL | MSG_DONTWAIT) < 0) {
     return "it cannot be sent: " + std::string(std::strerror(errno));
   }
   if (waitForPacket(connection, kAnswerLimitMs, deadline))
-    return problemOfPacket(connection, request);
+    return takeAnswer(connection, request, answer);
   if (waitForPacket(connection, kLateLimitMs, deadline)) {
-    const std::string problem = problemOfPacket(connection, request);
+    const std::string problem = takeAnswer(connection, request, answer);
     return problem.empty()
                ? "the answer is late, more than " + std::to_string(kAnswerLimitMs) + " ms"
                : problem;
@@ -118,13 +120,19 @@ std::string problemOf(const FileDescriptor& connection, VQ_Command command,
 
 }  // namespace
 
-std::optional<std::string> probeInterface(sd_bus* bus, const char* path, const Deadline& deadline) {
+std::optional<std::string> probeInterface(sd_bus* bus, const char* path, const Deadline& deadline,
+                                          bool* isUsb11) {
   std::string problem;
   const FileDescriptor connection = openInterface(bus, path, &problem);
   for (const Request& request : kRequests) {
     if (!connection) break;
-    problem = problemOf(connection, request.command, deadline);
-    if (problem == kMissing && problemOf(connection, request.command, deadline) == kMissing) {
+    VQ_Dispatch answer;
+    problem = problemOf(connection, request.command, deadline, &answer);
+    if (problem.empty() && request.command == kGetUsbSpeed) {
+      *isUsb11 = answer.word(0) == kSpeedUsb11;
+    }
+    if (problem == kMissing &&
+        problemOf(connection, request.command, deadline, &answer) == kMissing) {
       problem = "no request is answered";
       break;
     }

@@ -41,6 +41,7 @@ class Publication final : private ConnectionOwner {
 
   // While paused, no connection answers, including newly opened ones.
   void setPaused(bool paused);
+  bool isPaused() const { return paused_; }
 
  private:
   Publication(ServiceContext& context, Interface& interface, RequestHandler& handler, Owner& owner);

@@ -69,6 +69,7 @@ nlohmann::ordered_json PluggableInterface::state() {
   state["faults"] = faults_.faults().size();
   auto& kinds = state[member::kFaultKinds] = nlohmann::ordered_json::array();
   for (const Fault& fault : faults_.faults()) kinds.push_back(nameOf(fault.kind));
+  if (publication && publication->isPaused()) kinds.push_back("stall");
   state.update(stateOf(interface_.model()));
   return state;
 }
