@@ -12,6 +12,21 @@ from panel_session import TIME_LIMIT, Session
 
 SCHEMA = json.loads((pathlib.Path(__file__).parent.parent / "docs/vx310ctl.schema.json").read_text())
 
+
+def without_other_names(schema):
+    """The schema for today's outputs, whose objects have no other names than those it describes."""
+    if isinstance(schema, list):
+        return [without_other_names(part) for part in schema]
+    if not isinstance(schema, dict):
+        return schema
+    closed = {name: part if name == "then" else without_other_names(part) for name, part in schema.items()}
+    if "required" in schema or schema is SCHEMA["$defs"]["settings"]:
+        closed["unevaluatedProperties"] = False
+    return closed
+
+
+TODAY = without_other_names(SCHEMA)
+
 PANEL, DRIVER, TOOL = "vx310-panel", "vx310-driver", "vx310ctl"
 
 
@@ -58,6 +73,6 @@ class ToolTest(unittest.TestCase):
 
     def held(self, kind, line):
         value = json.loads(line)
-        jsonschema.Draft202012Validator({**SCHEMA, "oneOf": [{"$ref": f"#/$defs/{kind}"}]}).validate(value)
+        jsonschema.Draft202012Validator({**TODAY, "anyOf": [{"$ref": f"#/$defs/{kind}"}]}).validate(value)
         jsonschema.Draft202012Validator(SCHEMA).validate(value)
         return value

@@ -5,6 +5,7 @@ usage: tool_test.py BUILD_FOLDER Class.test_method
 Each test runs in a process of its own, since its servers are found through the environment.
 """
 
+import json
 import os
 import subprocess
 import sys
@@ -129,7 +130,7 @@ class Jq(ToolTest):
     }
 
     def test_jq_reads_every_json_that_is_printed(self):
-        self.assertEqual({form["$ref"].split("/")[-1] for form in SCHEMA["oneOf"]}, {*self.OUTPUTS, *self.STREAMS})
+        self.assertEqual({form["$ref"].split("/")[-1] for form in SCHEMA["anyOf"]}, {*self.OUTPUTS, *self.STREAMS})
         self.start_driver()
         self.session.sim("fault", "late", "command", 99)
         preset = self.session.folder / "other.json"
@@ -265,6 +266,13 @@ class Json(ToolTest):
         self.assertEqual(self.next_event(), {"schema": 1, "event": "disconnected"})
         self.assertEqual(self.json("list", "list"), {"schema": 1, "interfaces": []})
         self.assertEqual(self.json("sim-state", "sim", "state")["path"], "")
+
+    def test_only_the_schema_of_the_tests_refuses_other_names(self):
+        shown = self.json("show", "show")
+        for other in ({"new": 1}, {"settings": {**shown["settings"], "new": "word"}}):
+            jsonschema.Draft202012Validator(SCHEMA).validate({**shown, **other})
+            with self.assertRaises(jsonschema.ValidationError):
+                self.held("show", json.dumps({**shown, **other}))
 
     def test_what_is_not_answered_is_null(self):
         for command, names in ((8, ["sample_rate_hz"]), (12, ["buffer_size_frames"]), (17, ["digital_input"]),

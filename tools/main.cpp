@@ -153,11 +153,12 @@ void declarePresets(CLI::App& tool, Values& values, ExitStatus& status) {
   diff->footer("Exit status 5 when it would change something.");
 
   CLI::App* restore = tool.add_subcommand("restore", "Set the settings of a preset");
-  restore->callback([&values, &status] {
-    if (values.undo == !values.file.empty()) throw CLI::RequiredError("Either FILE or --undo");
+  const CLI::Option* file =
+      restore->add_option("FILE", values.file, std::string(kFileHelp) + "input");
+  restore->callback([&values, &status, file] {
+    if (values.undo == (file->count() > 0)) throw CLI::RequiredError("Either FILE or --undo");
     status = values.undo ? runUndo() : runRestore(values.file);
   });
-  restore->add_option("FILE", values.file, std::string(kFileHelp) + "input");
   restore->add_flag("--undo", values.undo, "Set what was before the last restore");
   restore->footer(
       "It prints what it changes. Nothing is changed when something is wrong with the file. What\n"

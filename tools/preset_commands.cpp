@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 // `vx310ctl save`, `diff` and `restore`.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "io/audio_device.h"
@@ -77,11 +81,49 @@ void printDifferences(const Items& now, const Items& differences) {
 
 // --- The panel's choices ---
 
+// Choices of another version are replaced, as the panel replaces them; said on standard error.
 bool hasChoices() {
   const auto version = CFPreferencesCopyAppValue(kVersionKey, CFBundleGetIdentifier());
   const auto* text = version ? version->as<std::string>() : nullptr;
-  return text && *text == kChoicesVersion;
+  if (text && *text == kChoicesVersion) return true;
+  if (text) {
+    std::fprintf(stderr, "vx310ctl: the panel's choices were of version %s; they are replaced\n",
+                 printable(*text).c_str());
+  }
+  return false;
 }
+
+// Says on standard error which of the stores' files were kept aside as damaged meanwhile.
+class DamagedStores {
+ public:
+  DamagedStores() {
+    for (const std::string& name : {CFBundleGetIdentifier(), std::string(DEVICE_HAL_DOMAIN)}) {
+      const std::string path = preferencesFolder() + "/" + name + ".plist";
+      former_[path] = nextDamaged(path);
+    }
+  }
+  ~DamagedStores() {
+    for (const auto& [path, former] : former_) {
+      const std::string kept = nextDamaged(path);
+      if (kept == former) continue;
+      std::fprintf(stderr, "vx310ctl: %s was damaged; it is kept as %s\n", printable(path).c_str(),
+                   printable(former).c_str());
+    }
+  }
+  DamagedStores(const DamagedStores&) = delete;
+  DamagedStores& operator=(const DamagedStores&) = delete;
+
+ private:
+  // The name under which the next damaged file is kept.
+  static std::string nextDamaged(const std::string& path) {
+    int number = 1;
+    const auto name = [&] { return path + ".damaged-" + std::to_string(number); };
+    while (::access(name().c_str(), F_OK) == 0) ++number;
+    return name();
+  }
+
+  std::map<std::string, std::string> former_;
+};
 
 // Stores the items as the user's choices, as a pick in the panel does. Without stored choices, also
 // what the interface has otherwise; the default for what no menu has.
@@ -137,19 +179,33 @@ bool setItems(const Items& items) {
 
 bool storeDriverSettings() { return CFPreferencesAppSynchronize(DEVICE_HAL_DOMAIN); }
 
+// Keeps other restores away until it is closed, which would mix with this one. Empty with an
+// explanation on standard error.
+FileDescriptor lockRestores() {
+  const std::string path = preferencesFolder();
+  FileDescriptor folder;
+  if (!makeFolder(path)) {
+    std::fprintf(stderr, "vx310ctl: the settings folder cannot be made: %s\n",
+                 std::strerror(errno));
+    return folder;
+  }
+  folder = FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (folder && ::flock(folder.get(), LOCK_EX | LOCK_NB) == 0) return folder;
+  const std::string reason =
+      folder && errno == EWOULDBLOCK ? "another restore is running" : std::strerror(errno);
+  std::fprintf(stderr, "vx310ctl: %s cannot be locked: %s\n", printable(path).c_str(),
+               reason.c_str());
+  return {};
+}
+
 // False with an explanation on standard error. A restore of which nothing can be undone ends the
 // undo of the one before.
 bool saveUndo(const Items& now, const Items& wanted) {
   Items former;
   for (const auto& [choice, item] : wanted) former[choice] = now.at(choice);
-  if (!makeFolder(preferencesFolder())) {
-    std::fprintf(stderr, "vx310ctl: the settings folder cannot be made: %s\n",
-                 std::strerror(errno));
-    return false;
-  }
   keepItems(former);
   const std::string file = undoFile();
-  if (!former.empty()) return writeFile(file, presetText(former));
+  if (!former.empty()) return writeFile(file, presetText(former), S_IRUSR | S_IWUSR);
   if (::unlink(file.c_str()) == 0 || errno == ENOENT) return true;
   std::fprintf(stderr, "vx310ctl: %s cannot be removed: %s\n", printable(file).c_str(),
                std::strerror(errno));
@@ -158,18 +214,21 @@ bool saveUndo(const Items& now, const Items& wanted) {
 
 // Restores the items; `keepUndo` is false for an undo.
 ExitStatus restore(const Items& wanted, bool keepUndo) {
+  const DamagedStores damagedStores;
   CurrentInterface interface;
   if (const ExitStatus status = interface.status(); status != kDone) return status;
-  const auto now = readValues();
+  const FileDescriptor lock = lockRestores();
+  const auto now = lock ? readValues() : std::nullopt;
   if (!now) return kFailed;
   const Items differences = differencesOf(*now, wanted);
-  // What is to be changed is said before it is changed.
-  printDifferences(*now, differences);
-  if (std::fflush(stdout) != 0) return kFailed;
-  if (keepUndo && !saveUndo(*now, wanted)) {
+  // One that changes nothing leaves what the one before has changed to be undone.
+  if (keepUndo && !differences.empty() && !saveUndo(*now, wanted)) {
     std::fputs("vx310ctl: nothing was changed, as it could not be undone\n", stderr);
     return kFailed;
   }
+  // What is to be changed is said before it is changed.
+  printDifferences(*now, differences);
+  if (std::fflush(stdout) != 0) return kFailed;
   const bool isTaken = setItems(differences);
   const bool isStored = storeChoices(wanted, *now);
   if (!isStored) {

@@ -32,7 +32,7 @@ bool failed(const std::string& name, const char* what, int reason) {
 std::string undoFile() { return preferencesFolder() + "/vx310ctl-undo.json"; }
 
 void explainFile(const std::string& name, const std::string& problem) {
-  const std::string shown = name == "-" ? "standard input" : printable(name);
+  const std::string shown = name == "-" ? "standard input" : name.empty() ? "''" : printable(name);
   std::fprintf(stderr, "vx310ctl: %s %s\n", shown.c_str(), printable(problem).c_str());
 }
 
@@ -66,7 +66,7 @@ std::optional<std::string> readFile(const std::string& name) {
   }
 }
 
-bool writeFile(const std::string& name, const std::string& text) {
+bool writeFile(const std::string& name, const std::string& text, std::optional<mode_t> mode) {
   if (name == "-") return std::fputs(text.c_str(), stdout) >= 0;  // main() writes it out
   std::error_code error;
   const auto path = std::filesystem::weakly_canonical(name, error);
@@ -75,7 +75,7 @@ bool writeFile(const std::string& name, const std::string& text) {
   if (!error && (::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode))) {
     // Others may save to the same file at the same time.
     const std::string newPath = path.string() + ".vx310ctl-new-" + std::to_string(::getpid());
-    isWritten = replaceFile(path, newPath, text, std::nullopt) && syncFolder(path.parent_path());
+    isWritten = replaceFile(path, newPath, text, mode) && syncFolder(path.parent_path());
   } else {
     const FileDescriptor file(::open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
     isWritten = file && writeWhole(file.get(), text);

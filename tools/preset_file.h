@@ -2,6 +2,8 @@
 // The files of presets.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -21,7 +23,9 @@ void explainFile(const std::string& name, const std::string& problem);
 std::optional<std::string> readFile(const std::string& name);
 
 // Replaces a file, or writes to what is no regular file; "-" is standard output. False with an
-// explanation on standard error; a file that could not be written is as it was.
-bool writeFile(const std::string& name, const std::string& text);
+// explanation on standard error; a file that could not be written is as it was. The new file's mode
+// is `mode`; without it that of the file before.
+bool writeFile(const std::string& name, const std::string& text,
+               std::optional<mode_t> mode = std::nullopt);
 
 }  // namespace vx310ctl
