@@ -14,6 +14,7 @@ import pathlib
 import re
 import subprocess
 import sys
+import tempfile
 import unittest
 
 import check_links
@@ -44,6 +45,22 @@ def pages():
 
 def has_commands(name):
     return name == "README.md" or name.startswith("docs/")
+
+
+class Manual(unittest.TestCase):
+    def test_the_manual_page_of_the_driver_protocol_has_no_links_to_its_own_places(self):
+        script, page = TOP / "packaging/man/protocol.sed", TOP / "docs/driver-protocol.md"
+        text = subprocess.run(["sed", "-f", script, page], capture_output=True, text=True, check=True).stdout
+        self.assertIn("# NAME\n", text)
+        self.assertNotIn("](#", text)
+
+    def test_what_vx310ctl_prints_is_documented_where_it_is_installed(self):
+        page = (TOP / "packaging/man/vx310ctl.roff").read_text()
+        with tempfile.TemporaryDirectory() as folder:
+            subprocess.run(["cmake", "--install", BUILD, "--prefix", folder], check=True, capture_output=True)
+            for name in ("vx310ctl.md", "vx310ctl.schema.json"):
+                self.assertIn(f".I /usr/share/doc/vx310ctl/{name}\n", page)
+                self.assertTrue((pathlib.Path(folder) / "share/doc/vx310ctl" / name).is_file(), name)
 
 
 # Commands -------------------------------------------------------------------------------------------
