@@ -63,6 +63,34 @@ class Manual(unittest.TestCase):
                 self.assertTrue((pathlib.Path(folder) / "share/doc/vx310ctl" / name).is_file(), name)
 
 
+class HelpPage(unittest.TestCase):
+    PAGE = " ".join((TOP / "resources/VANTREL VX-310 Control Panel Help.html").read_text(encoding="utf-8").split())
+
+    def test_each_text_of_the_status_line_is_explained(self):
+        source = (TOP / "platform/toolkit/qt/status_line.cpp").read_text(encoding="utf-8")
+        texts = re.findall(r'Line\{Notice::\w+, \w+, "([^"]+)"', source)
+        self.assertGreaterEqual(len(texts), 5)
+        for text in texts:
+            self.assertIn(f'<th scope="row">{text}</th>', self.PAGE)
+
+    def test_each_field_of_the_window_is_explained(self):
+        window = (TOP / "platform/toolkit/qt/panel_window.ui").read_text(encoding="utf-8")
+        fields = re.findall(r'<widget class="QLabel" name="Kv\w+FieldTitle">.*?<string>([^<]+)</string>', window, re.DOTALL)
+        self.assertGreaterEqual(len(fields), 8)
+        for field in [*fields, "Version"]:
+            self.assertIn(f'<th scope="row">{field.replace("&amp;", "").rstrip(":")}</th>', self.PAGE)
+
+    def test_it_says_how_the_driver_is_installed_and_started(self):
+        for text in ("<code>systemctl --user start vx310-driver</code> starts it",
+                     "install the package <code>vx310-driver</code>"):
+            self.assertIn(text, self.PAGE)
+
+
+class Readme(unittest.TestCase):
+    def test_it_is_no_longer_than_a_screen_and_a_half(self):
+        self.assertLessEqual((TOP / "README.md").read_text().count("\n"), 76)
+
+
 # Commands -------------------------------------------------------------------------------------------
 
 
