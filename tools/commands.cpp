@@ -28,11 +28,16 @@ std::string printable(std::string_view text) {
   return line;
 }
 
+std::string withoutSpacesAtEnd(std::string text) {
+  text.resize(text.find_last_not_of(' ') + 1);
+  return text;
+}
+
 std::string lineOf(std::string_view name, std::string_view text) {
   constexpr std::size_t kTextColumn = 24;
   std::string line = std::string(name) + ':';
   line.resize(std::max(line.size(), kTextColumn), ' ');
-  return line.append(printable(text)) + '\n';
+  return withoutSpacesAtEnd(line.append(printable(text))) + '\n';
 }
 
 std::string jsonText(const nlohmann::ordered_json& object, int indent) {

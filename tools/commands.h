@@ -71,6 +71,9 @@ std::vector<std::string> simWords(const std::vector<std::string>& before);
 // cursor and end no line.
 std::string printable(std::string_view text);
 
+// Some of the panel's texts end in a space.
+std::string withoutSpacesAtEnd(std::string text);
+
 // "NAME:" and the text, made printable, in a column of its own, with the end of the line.
 std::string lineOf(std::string_view name, std::string_view text);
 

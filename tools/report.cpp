@@ -64,11 +64,6 @@ std::int32_t effectiveSource(std::int32_t source, const VQ_DigitalStatus& digita
   return hasValidSignal(digitalInput) ? kClockDigitalInput : kClockInternal;
 }
 
-// The chosen source; the clock may run on another.
-std::string clockChoiceText(std::int32_t source) {
-  return source == kClockAutomatic ? "automatic" : clockSourceText(source, false);
-}
-
 void addFormat(Lines& lines, USBDevice& device) {
   lines.push_back({"Sample width", kSampleWidthText, "sample_width_bits", kSampleWidth});
   VQ_DeviceConfiguration configuration;
@@ -87,11 +82,11 @@ void addClock(Lines& lines, USBDevice& device) {
   const bool isKnown = device.getDigitalStatus(status);
   const bool isCertain = isKnown || source != kClockAutomatic;
   lines.push_back(
-      {"Clock source", clockSourceText(source, hasValidSignal(status)),
+      {"Effective clock source", clockSourceText(source, hasValidSignal(status)),
        member::kEffectiveClockSource,
        isCertain ? valueJson(kClockSourceWords, effectiveSource(source, status)) : Json()});
-  lines.push_back({"Chosen clock", clockChoiceText(source), memberOf(kClockSourceSetting),
-                   valueJson(kClockSourceWords, source), true});
+  lines.push_back({"Chosen clock source", itemText(kClockSourceItems, kClockSourceWords, source),
+                   memberOf(kClockSourceSetting), valueJson(kClockSourceWords, source), true});
   const auto lockState = static_cast<std::int32_t>(status.lockState);
   lines.push_back({"Digital input", digitalInputText(source, status), member::kDigitalInput,
                    isKnown ? valueJson(kLockStateWords, lockState) : Json()});

@@ -264,13 +264,13 @@ TEST_F(ControlTool, ShowPrintsThePanelsTexts) {
   shows("\nDigital input:          muted 96 kHz\n");
   sim({"digital-input", "valid", "44150"});
   shows("\nDigital input:          valid 44.1 kHz\n");
-  shows("\nClock source:           digital input\n");
+  shows("\nEffective clock source: digital input\nChosen clock source:    Automatic\n");
   shows("\nSample rate:            44.1 kHz\n");
   sim({"clock", "internal"});
   shows("\nDigital input:          unavailable\n");
-  shows("\nClock source:           internal\n");
+  shows("\nEffective clock source: internal\nChosen clock source:    Internal\n");
   sim({"usb", "1.1"});
-  shows("\nConnection:             USB 1.1 (unsupported) \n");
+  shows("\nConnection:             USB 1.1 (unsupported)\n");
 }
 
 TEST_F(ControlTool, AnInterfaceThatDoesNotAnswerIsStatus1) {
@@ -383,12 +383,14 @@ TEST_F(ControlTool, WatchHasALineForEachEvent) {
   EXPECT_EQ(watch.readLine(), "disconnected");
   sim({"plug"});
   EXPECT_EQ(watch.readLine(),
-            "connected name: VX-310; connection: USB 2.0; sample-rate: 48 kHz; clock: internal; "
+            "connected name: VX-310; connection: USB 2.0; sample-rate: 48 kHz; "
+            "effective-clock-source: internal; "
             "digital-input: no signal; input-1-2: Analog 1/2; input-3-4: Analog 3/4; "
             "input-5-6: Digital; line-output: Playback 1/2; digital-output: Playback 3/4; "
             "clock-source: Automatic; digital-output-format: Consumer (S/PDIF)");
   sim({"digital-input", "valid", "48000"});
-  EXPECT_EQ(watch.readLine(), "changed clock: digital input; digital-input: valid 48 kHz");
+  EXPECT_EQ(watch.readLine(),
+            "changed effective-clock-source: digital input; digital-input: valid 48 kHz");
   EXPECT_EQ(run({"set", "digital-output-format", "1"}), 0) << errors_;
   EXPECT_EQ(watch.readLine(), "changed digital-output-format: Professional (AES3)");
   sim({"unplug"});
@@ -402,7 +404,8 @@ TEST_F(ControlTool, WatchShowsUnreportedSettingsAsUnknown) {
   sim({"fault", "hang", "command", numberOf(kGetDigitalOutMode)});  // then come the routings
   sim({"digital-input", "valid", "48000"});
   EXPECT_EQ(watch.readLine(),
-            "changed clock: digital input; digital-input: valid 48 kHz; input-1-2: unknown; "
+            "changed effective-clock-source: digital input; digital-input: valid 48 kHz; "
+            "input-1-2: unknown; "
             "input-3-4: unknown; input-5-6: unknown; line-output: unknown; "
             "digital-output: unknown; clock-source: unknown; digital-output-format: unknown");
   driver().signal(SIGCONT);

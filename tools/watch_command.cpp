@@ -42,7 +42,7 @@ constexpr Field kFields[] = {
     {kInfoDevice, "name"},
     {kInfoConnectionType, "connection"},
     {kInfoSampleRate, "sample-rate"},
-    {kInfoSampleClockSource, "clock"},
+    {kInfoSampleClockSource, "effective-clock-source"},
     {kInfoDigitalInputStatus, "digital-input"},
 };
 
@@ -57,7 +57,7 @@ class Watch {
  private:
   void note(const CurrentInterface::Info& info) {
     for (const Field& field : kFields) {
-      if (field.id == info.id) shown_[field.name] = info.shown ? info.text : "";
+      if (field.id == info.id) shown_[field.name] = info.shown ? withoutSpacesAtEnd(info.text) : "";
     }
   }
 
