@@ -16,7 +16,7 @@ export DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8
 
 # The session of an ordinary user: a bus that starts services, PipeWire, a display. Ends with the machine.
 home=/home/listener
-session="export XDG_RUNTIME_DIR=$home/runtime XDG_CACHE_HOME=/tmp/cache XDG_STATE_HOME=/tmp/state LC_ALL=C.UTF-8
+session="export XDG_RUNTIME_DIR=$home/runtime XDG_CACHE_HOME=/tmp/cache LC_ALL=C.UTF-8
   DBUS_SESSION_BUS_ADDRESS=unix:path=$home/runtime/bus DISPLAY=:7 QT_QPA_PLATFORM=xcb; export DISPLAY \
   DBUS_SESSION_BUS_ADDRESS QT_QPA_PLATFORM;"
 as_user() { su - listener -c "$session $1"; }
@@ -143,5 +143,6 @@ dpkg -P "${packages[@]}" >/tmp/dpkg.log 2>&1 || fail "they could not be purged: 
 left=$(files | comm -13 /tmp/before -)
 [ -z "$left" ] || fail "these are left: $left"
 [ -s $home/.config/vantrel/preferences/com.vantrel.vx310.hal.plist ] || fail "the user's settings are gone"
-left=$(find $home -newer /tmp/before -type f ! -path "$home/.config/vantrel/*" ! -name panel.log)
+left=$(find $home -newer /tmp/before -type f ! -path "$home/.config/vantrel/*" \
+  ! -path "$home/.local/state/vantrel/panel-window" ! -name panel.log)
 [ -z "$left" ] || fail "these are left in the user's home: $left"

@@ -209,6 +209,9 @@ class Soak:
 
 
 def main():
+    if len(sys.argv) < 2 or sys.argv[1].startswith("-"):
+        print(__doc__)
+        return 0 if sys.argv[1:] in (["-h"], ["--help"]) else 2
     soak = Soak(sys.argv[1], *map(float, sys.argv[2:]))
     try:
         return soak.run()

@@ -91,6 +91,13 @@ class CommandLines(ToolTest):
         self.ctl("sim", "product-name", "help")
         self.assertEqual(self.ctl("list"), "0  7F21:5D12  help\n")
 
+    def test_a_value_for_an_option_that_takes_none_is_a_mistake(self):
+        for words in ((TOOL, "list", "--json=1"), (TOOL, "doctor", "--redact=false"), (TOOL, "restore", "--undo=no"),
+                      (DRIVER, "--unplugged=0")):
+            status, output, errors = self.call(*words)
+            self.assertEqual((status, output), (2, ""), words)
+            self.assertIn(words[-1].split("=")[0].lstrip("-"), errors)
+
     def test_a_word_that_the_panel_does_not_know_is_named_in_one_line(self):
         os.environ.pop("DISPLAY")
         for words in (["--bogus"], ["-bogus"], ["bogus"], ["-style", "fusion", "--bogus"], ["--", "bogus"]):

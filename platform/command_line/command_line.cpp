@@ -49,6 +49,7 @@ std::optional<int> parseCommandLine(const std::string& name, const std::string& 
     CLI::App program(description, name);
     program.set_version_flag("--version", name + " " + programVersion());
     program.failure_message(explanation);
+    program.option_defaults()->disable_flag_override();  // "--json=no" is a mistake
     try {
       declare(program);
       if (const auto text = descriptionFor(program, VX310_VERSION, count, words, wordsOfValue)) {
