@@ -41,18 +41,12 @@ struct TextLook {
 };
 
 constexpr TextLook kTexts[] = {
-    {"brand", 1.9, 6, QFont::Bold, kText},
-    {"subtitle", 1, 0, QFont::Normal, kQuietText},
-    {"heading", 1, 0, QFont::Bold, kHeading},
-    {"title", 1, 0, QFont::Normal, kTitle},
-    {"device", 1.33, 0, QFont::Bold, kText},
-    {"state", 1.5, 0, QFont::Bold, kText},
-    {"waiting", 1.5, 0, QFont::Normal, kQuietText},
-    {"hint", 1, 0, QFont::Normal, kQuietText},
-    {"identity", 1, 0, QFont::Normal, kQuietText},
-    {"notice", 1, 0, QFont::Normal, kWarning},
-    {"button", 1, 0, QFont::Normal, kText},
-    {"round button", 1, 0, QFont::Bold, kText},
+    {"brand", 1.9, 6, QFont::Bold, kText},          {"subtitle", 1, 0, QFont::Normal, kQuietText},
+    {"heading", 1, 0, QFont::Bold, kHeading},       {"title", 1, 0, QFont::Normal, kTitle},
+    {"device", 1.33, 0, QFont::Bold, kText},        {"state", 1.5, 0, QFont::Bold, kText},
+    {"waiting", 1.5, 0, QFont::Normal, kQuietText}, {"hint", 1, 0, QFont::Normal, kQuietText},
+    {"identity", 1, 0, QFont::Normal, kQuietText},  {"notice", 1, 0, QFont::Normal, kWarning},
+    {"button", 1, 0, QFont::Normal, kText},         {"round button", 1, 0, QFont::Bold, kText},
 };
 
 enum class Edge { kNone, kTop, kBottom, kAround, kDashed };
