@@ -186,14 +186,17 @@ class Refusals(PresetTest):
 
     def test_a_restore_beside_another_one_is_refused(self):
         self.write({"clock_source": "internal"})
-        folder = self.session.folder / "config/vantrel/preferences"
-        folder.mkdir(parents=True, exist_ok=True)
-        other = os.open(folder, os.O_RDONLY)
-        self.addCleanup(os.close, other)
-        fcntl.flock(other, fcntl.LOCK_EX)
-        self.expect_failure(("restore", self.file), f"vx310ctl: {folder} cannot be locked: another restore is running\n")
-        fcntl.flock(other, fcntl.LOCK_UN)
         self.ctl("restore", self.file)
+        undo = self.session.folder / "config/vantrel/preferences/vx310ctl-undo.json"
+        kept = undo.read_text()
+        with open(f"{undo}.lock") as other:
+            fcntl.flock(other, fcntl.LOCK_EX)
+            undo.write_text("being replaced")
+            for words in (("restore", self.file), ("restore", "--undo")):
+                self.expect_failure(words, f"vx310ctl: {undo} cannot be locked: another restore is running\n")
+            undo.write_text(kept)
+        self.ctl("restore", "--undo")
+        self.assertEqual(self.settings(), DEFAULTS)
 
     def test_choices_that_are_replaced_or_damaged_are_told(self):
         self.write({"clock_source": "internal"})
@@ -342,6 +345,27 @@ class WrongFiles(PresetTest):
         self.assertTrue(link.is_symlink())
         self.held("preset", self.file.read_text())
         self.assertEqual(list(self.session.folder.glob("*vx310ctl-new*")), [])
+
+    def test_a_new_file_in_the_current_folder_is_written(self):
+        self.assertEqual(self.call(TOOL, "save", "new.json", cwd=self.session.folder), (0, "", ""))
+        self.held("preset", (self.session.folder / "new.json").read_text())
+
+    def test_a_file_is_saved_in_a_folder_that_cannot_be_synced(self):
+        folder = self.session.folder / "unreadable"
+        folder.mkdir()
+        folder.chmod(0o300)
+        without_rights = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
+        done = subprocess.run([*without_rights, self.session.bin / TOOL, "save", folder / "new.json"],
+                              capture_output=True, text=True, timeout=TIME_LIMIT)
+        folder.chmod(0o700)
+        self.assertEqual((done.returncode, done.stderr), (0, ""))
+        self.held("preset", (folder / "new.json").read_text())
+
+    def test_saving_removes_no_file_of_others(self):
+        save = f'touch "$0.vx310ctl-new-$$"; exec "{self.session.bin / TOOL}" save "$0"'
+        subprocess.run(["sh", "-c", save, self.file], check=True, timeout=TIME_LIMIT)
+        self.held("preset", self.file.read_text())
+        self.assertEqual(len(list(self.session.folder.glob("*vx310ctl-new*"))), 1)
 
     def test_saving_keeps_who_may_read_the_file(self):
         for mode in (0o600, 0o664):

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 // `vx310ctl save`, `diff` and `restore`.
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <map>
@@ -182,53 +181,80 @@ bool storeDriverSettings() { return CFPreferencesAppSynchronize(DEVICE_HAL_DOMAI
 // Keeps other restores away until it is closed, which would mix with this one. Empty with an
 // explanation on standard error.
 FileDescriptor lockRestores() {
-  const std::string path = preferencesFolder();
-  FileDescriptor folder;
-  if (!makeFolder(path)) {
+  if (!makeFolder(preferencesFolder())) {
     std::fprintf(stderr, "vx310ctl: the settings folder cannot be made: %s\n",
                  std::strerror(errno));
-    return folder;
+    return {};
   }
-  folder = FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (folder && ::flock(folder.get(), LOCK_EX | LOCK_NB) == 0) return folder;
-  const std::string reason =
-      folder && errno == EWOULDBLOCK ? "another restore is running" : std::strerror(errno);
-  std::fprintf(stderr, "vx310ctl: %s cannot be locked: %s\n", printable(path).c_str(),
-               reason.c_str());
-  return {};
+  FileDescriptor lock = lockFile(undoFile() + ".lock", std::chrono::milliseconds(0));
+  if (!lock) {
+    const std::string reason =
+        errno == EWOULDBLOCK ? "another restore is running" : std::strerror(errno);
+    explainFile(undoFile(), "cannot be locked: " + reason);
+  }
+  return lock;
 }
 
-// False with an explanation on standard error. A restore of which nothing can be undone ends the
-// undo of the one before.
-bool saveUndo(const Items& now, const Items& wanted) {
+// The undo of the restore that is to begin, before it takes the former one's place.
+std::string newUndoFile() { return undoFile() + ".new"; }
+
+// What undoes a restore of `wanted`, as far as a preset can hold it.
+Items undoOf(const Items& now, const Items& wanted) {
   Items former;
   for (const auto& [choice, item] : wanted) former[choice] = now.at(choice);
   keepItems(former);
-  const std::string file = undoFile();
-  if (!former.empty()) return writeFile(file, presetText(former), S_IRUSR | S_IWUSR);
-  if (::unlink(file.c_str()) == 0 || errno == ENOENT) return true;
-  std::fprintf(stderr, "vx310ctl: %s cannot be removed: %s\n", printable(file).c_str(),
-               std::strerror(errno));
-  return false;
+  return former;
 }
 
-// Restores the items; `keepUndo` is false for an undo.
+// False with an explanation on standard error.
+bool writeNewUndo(const Items& undo) {
+  const std::string file = undoFile();
+  struct stat status {};
+  if (::stat(file.c_str(), &status) == 0 && S_ISDIR(status.st_mode)) {
+    explainFile(file, std::string("cannot be written: ") + std::strerror(EISDIR));
+    return false;
+  }
+  return undo.empty() || writeFile(newUndoFile(), presetText(undo), S_IRUSR | S_IWUSR);
+}
+
+// Puts the new undo in the former one's place. A restore of which nothing can be undone ends the
+// undo of the one before. False with an explanation on standard error.
+bool putNewUndo(const Items& undo) {
+  const std::string file = undoFile();
+  const bool isPut = undo.empty() ? ::unlink(file.c_str()) == 0 || errno == ENOENT
+                                  : ::rename(newUndoFile().c_str(), file.c_str()) == 0;
+  if (!isPut) {
+    explainFile(file, std::string("cannot be replaced: ") + std::strerror(errno));
+    return false;
+  }
+  syncFolder(preferencesFolder());
+  return true;
+}
+
+ExitStatus refuseWithoutUndo() {
+  std::fputs("vx310ctl: nothing was changed, as it could not be undone\n", stderr);
+  return kFailed;
+}
+
+// Restores the items, under the lock; `keepUndo` is false for an undo.
 ExitStatus restore(const Items& wanted, bool keepUndo) {
   const DamagedStores damagedStores;
   CurrentInterface interface;
   if (const ExitStatus status = interface.status(); status != kDone) return status;
-  const FileDescriptor lock = lockRestores();
-  const auto now = lock ? readValues() : std::nullopt;
+  const auto now = readValues();
   if (!now) return kFailed;
   const Items differences = differencesOf(*now, wanted);
   // One that changes nothing leaves what the one before has changed to be undone.
-  if (keepUndo && !differences.empty() && !saveUndo(*now, wanted)) {
-    std::fputs("vx310ctl: nothing was changed, as it could not be undone\n", stderr);
-    return kFailed;
-  }
+  const bool isUndoNew = keepUndo && !differences.empty();
+  const Items undo = isUndoNew ? undoOf(*now, wanted) : Items();
+  if (isUndoNew && !writeNewUndo(undo)) return refuseWithoutUndo();
   // What is to be changed is said before it is changed.
   printDifferences(*now, differences);
-  if (std::fflush(stdout) != 0) return kFailed;
+  if (std::fflush(stdout) != 0) {
+    ::unlink(newUndoFile().c_str());
+    return kFailed;
+  }
+  if (isUndoNew && !putNewUndo(undo)) return refuseWithoutUndo();
   const bool isTaken = setItems(differences);
   const bool isStored = storeChoices(wanted, *now);
   if (!isStored) {
@@ -273,10 +299,14 @@ ExitStatus runDiff(bool json, const std::string& file) {
 
 ExitStatus runRestore(const std::string& file) {
   const auto wanted = readPreset(file);
-  return wanted ? restore(*wanted, true) : kFailed;
+  if (!wanted) return kFailed;
+  const FileDescriptor lock = lockRestores();
+  return lock ? restore(*wanted, true) : kFailed;
 }
 
 ExitStatus runUndo() {
+  const FileDescriptor lock = lockRestores();
+  if (!lock) return kFailed;
   const std::string file = undoFile();
   if (::access(file.c_str(), F_OK) != 0 && errno == ENOENT) {
     std::fputs("vx310ctl: there is no restore to undo\n", stderr);

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -69,13 +70,18 @@ std::optional<std::string> readFile(const std::string& name) {
 bool writeFile(const std::string& name, const std::string& text, std::optional<mode_t> mode) {
   if (name == "-") return std::fputs(text.c_str(), stdout) >= 0;  // main() writes it out
   std::error_code error;
-  const auto path = std::filesystem::weakly_canonical(name, error);
+  auto path = std::filesystem::absolute(name, error);
+  if (!error) path = std::filesystem::weakly_canonical(path, error);
   struct stat status {};
   bool isWritten = false;
   if (!error && (::stat(path.c_str(), &status) != 0 || S_ISREG(status.st_mode))) {
-    // Others may save to the same file at the same time.
-    const std::string newPath = path.string() + ".vx310ctl-new-" + std::to_string(::getpid());
-    isWritten = replaceFile(path, newPath, text, mode) && syncFolder(path.parent_path());
+    // Others may save to the same file at the same time: a name of its own, which replaceFile()
+    // takes over.
+    std::string newPath = path.string() + ".vx310ctl-new-XXXXXX";
+    const FileDescriptor own(::mkostemp(newPath.data(), O_CLOEXEC));
+    isWritten = own && replaceFile(path, newPath, text, mode);
+    // The file is replaced, whether its folder can be synced or not.
+    if (isWritten) syncFolder(path.parent_path());
   } else {
     const FileDescriptor file(::open(name.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK));
     isWritten = file && writeWhole(file.get(), text);

@@ -23,8 +23,9 @@ void explainFile(const std::string& name, const std::string& problem);
 std::optional<std::string> readFile(const std::string& name);
 
 // Replaces a file, or writes to what is no regular file; "-" is standard output. False with an
-// explanation on standard error; a file that could not be written is as it was. The new file's mode
-// is `mode`; without it that of the file before.
+// explanation on standard error; a file that could not be written is as it was. The folder's
+// entry is synced to disk where that can be done. The new file's mode is `mode`; without it that of
+// the file before.
 bool writeFile(const std::string& name, const std::string& text,
                std::optional<mode_t> mode = std::nullopt);
 

@@ -2,11 +2,13 @@
 #include "platform/posix/posix.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <thread>
 
 namespace {
 
@@ -82,6 +84,24 @@ FileDescriptor replaceFile(const std::string& path, const std::string& newPath,
   file.reset();
   ::unlink(newPath.c_str());
   errno = reason;
+  return file;
+}
+
+FileDescriptor lockFile(const std::string& path, std::chrono::milliseconds limit) {
+  using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::milliseconds kBetweenTries{1};  // flock() itself has no limit
+  FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
+                             S_IRUSR | S_IWUSR));
+  const auto end = Clock::now() + limit;
+  while (file && ::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
+    if ((errno != EWOULDBLOCK && errno != EINTR) || Clock::now() >= end) {
+      const int reason = errno;
+      file.reset();
+      errno = reason;
+    } else {
+      std::this_thread::sleep_for(kBetweenTries);
+    }
+  }
   return file;
 }
 

@@ -8,6 +8,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -69,6 +70,11 @@ bool writeWhole(int descriptor, std::string_view bytes);
 // The folder's entry is not synced; see syncFolder().
 FileDescriptor replaceFile(const std::string& path, const std::string& newPath,
                            std::string_view bytes, std::optional<mode_t> mode);
+
+// Takes an exclusive flock() on the file, which is created when missing and never removed. On
+// failure, also after `limit`, the descriptor is empty and errno holds the reason. Closing the
+// descriptor, or the end of the process, releases the lock.
+FileDescriptor lockFile(const std::string& path, std::chrono::milliseconds limit);
 
 // Reads all bytes of an open file. nullopt when it is not a regular file, cannot be read or is
 // larger than `limit` bytes.

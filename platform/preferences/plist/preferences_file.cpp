@@ -2,15 +2,14 @@
 #include "platform/preferences/plist/preferences_file.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
-#include <thread>
 
 #include "platform/log/log.h"
 #include "platform/preferences/preferences.h"
@@ -21,7 +20,6 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kLockLimit{kPreferencesLockLimitMs};
-constexpr std::chrono::milliseconds kBetweenTries{1};  // flock() itself has no limit
 
 // A lock that was not had in time is kept by a process that hangs. One event of the user causes
 // many synchronises of several files: until this time none of them waits again.
@@ -57,24 +55,6 @@ std::string followed(std::string path) {
 }
 
 }  // namespace
-
-// --- Files and locks ---
-
-FileDescriptor lockFile(const std::string& path, std::chrono::milliseconds limit) {
-  FileDescriptor file(::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
-                             S_IRUSR | S_IWUSR));
-  const auto end = Clock::now() + limit;
-  while (file && ::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-    if ((errno != EWOULDBLOCK && errno != EINTR) || Clock::now() >= end) {
-      const int reason = errno;
-      file.reset();
-      errno = reason;
-    } else {
-      std::this_thread::sleep_for(kBetweenTries);
-    }
-  }
-  return file;
-}
 
 // --- Values ---
 

@@ -8,7 +8,6 @@
 
 #include <sys/stat.h>
 
-#include <chrono>
 #include <map>
 #include <optional>
 #include <string>
@@ -22,11 +21,6 @@ std::optional<CFDictionary> parsePreferences(std::string_view bytes);
 
 // Writes `values` as an XML property list; nullopt when the file could not be read back.
 std::optional<std::string> writtenPreferences(const CFDictionary& values);
-
-// Takes an exclusive flock() on the file, which is created when missing and never removed. On
-// failure, also after `limit`, the descriptor is empty and errno holds the reason. Closing the
-// descriptor, or the end of the process, releases the lock.
-FileDescriptor lockFile(const std::string& path, std::chrono::milliseconds limit);
 
 class PreferencesFile {
  public:
