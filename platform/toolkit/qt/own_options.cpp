@@ -21,11 +21,13 @@ const char* NSApplicationForeignWord(int argc, const char* const* argv) {
     std::string_view name = argv[i];
     if (!name.starts_with('-')) return argv[i];
     name.remove_prefix(name.starts_with("--") ? 2 : 1);
-    const bool hasValue = name.find('=') != name.npos;
-    name = name.substr(0, name.find('='));
-    if (contains(kFlags, name)) continue;
-    if (!contains(kOptionsWithValue, name) && !contains(kOptionsOfX11, name)) return argv[i];
-    if (!hasValue) ++i;
+    if (const auto end = name.find('='); end != name.npos) {
+      if (!contains(kOptionsWithEquals, name.substr(0, end))) return argv[i];
+    } else if (contains(kOptionsWithValue, name) || contains(kOptionsOfX11, name)) {
+      ++i;
+    } else if (!contains(kFlags, name) && !contains(kFlagsOfX11, name)) {
+      return argv[i];
+    }
   }
   return nullptr;
 }

@@ -11,7 +11,10 @@ inline constexpr std::string_view kFlags[] = {"reverse", "widgetcount"};
 inline constexpr std::string_view kOptionsWithValue[] = {
     "platform",    "platformpluginpath", "platformtheme", "plugin", "qwindowgeometry",
     "qwindowicon", "qwindowtitle",       "session",       "style",  "stylesheet"};
+// Those of them whose value may follow a "=", too.
+inline constexpr std::string_view kOptionsWithEquals[] = {"style", "stylesheet"};
 // Under X11 alone.
+inline constexpr std::string_view kFlagsOfX11[] = {"dograb", "nograb"};
 inline constexpr std::string_view kOptionsOfX11[] = {"display", "geometry", "icon",
                                                      "name",    "title",    "visual"};
 

@@ -5,7 +5,9 @@
 
 #include <QApplication>
 #include <cstdlib>
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "platform/toolkit/toolkit.h"
@@ -42,17 +44,38 @@ TEST_F(OwnOptions, QtTakesEach) {
   }
 }
 
+// Qt takes them so from some options alone.
+TEST_F(OwnOptions, QtTakesAValueAfterAnEqualsSignFromTheSame) {
+  for (const auto& names : {std::span<const std::string_view>(kFlags),
+                            std::span<const std::string_view>(kOptionsWithValue)}) {
+    for (const std::string_view name : names) {
+      const std::string word = "-" + std::string(name) + "=fusion";
+      const char* words[] = {"panel", word.c_str()};
+      const bool isTaken = NSApplicationForeignWord(2, words) == nullptr;
+      EXPECT_EQ(leftBy({word}).empty(), isTaken) << word;
+      EXPECT_EQ(leftBy({"-" + word}).empty(), isTaken) << word;
+    }
+  }
+}
+
 TEST_F(OwnOptions, QtPassesOverAWordThatIsNone) {
   EXPECT_EQ(leftBy({"-bogus", "word"}), (std::vector<std::string>{"-bogus", "word"}));
 }
 
 TEST_F(OwnOptions, TheFirstForeignWordIsFound) {
-  const char* words[] = {"panel",    "-style", "fusion",  "-reverse", "--title=a",
+  const char* words[] = {"panel",    "-style", "fusion",  "-reverse", "--nograb",
                          "-display", ":1",     "--bogus", "word"};
   EXPECT_EQ(NSApplicationForeignWord(7, words), nullptr);
   EXPECT_STREQ(NSApplicationForeignWord(9, words), "--bogus");
   EXPECT_STREQ(NSApplicationForeignWord(1, words + 7), nullptr);
   EXPECT_STREQ(NSApplicationForeignWord(2, words + 7), "word");
+}
+
+TEST_F(OwnOptions, AnEqualsSignThatQtPassesOverIsForeign) {
+  for (const char* word : {"--platform=nosuch", "--title=a", "-reverse=1", "-nograb=1"}) {
+    const char* words[] = {"panel", word};
+    EXPECT_STREQ(NSApplicationForeignWord(2, words), word);
+  }
 }
 
 }  // namespace
