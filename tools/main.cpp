@@ -178,7 +178,10 @@ void declareDoctor(CLI::App& tool, Values& values, ExitStatus& status) {
       "Exit status: 0 when all is well, 6 when the worst is a warning, 5 when it is a fault.");
 }
 
+// As the driver reads the words. Two of its settings are any text.
 bool asksForHelp(const std::vector<std::string>& words) {
+  if (words.size() == 2 && (words[0] == "product-name" || words[0] == "firmware-date"))
+    return false;
   return words.front() == "help" || words.back() == "--help" || words.back() == "-h" ||
          (words.size() == 2 && words[1] == "help");
 }
@@ -187,7 +190,7 @@ bool asksForHelp(const std::vector<std::string>& words) {
 ExitStatus callSim(const CLI::App& sim, std::uint32_t interface,
                    const std::vector<std::string>& words) {
   const ExitStatus status = runSim(interface, words);
-  if (status == kDone || status == kUsage || !asksForHelp(words)) return status;
+  if (status != kNoDriver || !asksForHelp(words)) return status;
   std::fputs(sim.help("vx310ctl").c_str(), stdout);
   return kDone;
 }
@@ -207,6 +210,8 @@ void declareSim(CLI::App& tool, Values& values, ExitStatus& status) {
   });
 }
 
+constexpr const char* kCommandOfSim = "SIM-COMMAND";
+
 void declareHelp(CLI::App& tool, Values& values, ExitStatus& status) {
   CLI::App* help = addCommand(tool, "help", "Print the help of vx310ctl or of a command", [&] {
     if (values.topic.empty()) tool.parse("--help");  // throws the call for help
@@ -220,7 +225,7 @@ void declareHelp(CLI::App& tool, Values& values, ExitStatus& status) {
     }
   });
   help->add_option("COMMAND", values.topic, "One of the commands");
-  help->add_option("WORD", values.simCommand, "One of the commands of sim");
+  help->add_option(kCommandOfSim, values.simCommand, "One of the commands of sim");
 }
 
 // The words that complete a value on the command line.
@@ -232,8 +237,9 @@ std::vector<std::string> wordsOfValue(const CLI::App& tool, const std::string& v
   } else if (value == "ITEM" && findChoice(before.back())) {
     for (const auto& item : findChoice(before.back())->items) words.emplace_back(item);
   } else if (value == kWordOfPrefixCommand) {
-    const bool isHelp = !before.empty() && before[0] == "sim";  // of "help sim WORD"
-    words = simWords(isHelp ? std::vector<std::string>{} : before);
+    words = simWords(before);
+  } else if (value == kCommandOfSim && before == std::vector<std::string>{"sim"}) {
+    words = simWords({});
   } else if (value == "COMMAND") {
     for (const CLI::App* command : tool.get_subcommands({})) words.push_back(command->get_name());
   }
@@ -255,7 +261,7 @@ int main(int count, char** words) {
         tool.require_subcommand(0, 1);
         tool.parse_complete_callback([&tool] {  // comes before the commands' callbacks
           if (tool.get_subcommands().empty()) throw CLI::RequiredError("A command");
-          // A command that answers at once has nothing to do while an interface does not.
+          // A command that ends has no window to keep up: it waits for each of its calls.
           if (!tool.got_subcommand("watch")) driverWaits().unlimit();
         });
         declareCommands(tool, values, status);

@@ -75,7 +75,7 @@ void WatchedEnds::run() {
 ExitStatus WatchedEnds::status() const {
   if (std::ferror(stdout) != 0) return kFailed;
   if (!reader_->hasGone() && !bus_->hasGone()) return kDone;
-  std::fputs(reader_->hasGone() ? "vx310ctl: nobody reads the output any more\n"
+  std::fputs(reader_->hasGone() ? "vx310ctl: the output cannot be written\n"  // as main() says it
                                 : "vx310ctl: the session bus has gone\n",
              stderr);
   return kFailed;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // How the commands of `vx310ctl sim`, their faults and the settings stand in its help and errors.
+// The shell's completion reads the help's layout: see tools/sim_command.cpp.
 #pragma once
 
 #include <string>
