@@ -153,6 +153,7 @@ class Sim(CompletionTest):
         service.write_text(f"[D-BUS Service]\nName=com.vantrel.Driver1\nExec={self.session.bin / DRIVER}\n")
         self.session.run("busctl", "--user", "call", "org.freedesktop.DBus", "/", "org.freedesktop.DBus", "ReloadConfig")
         driver = self.session.processes["driver"].pid
+        self.addCleanup(self.session.processes["driver"].send_signal, signal.SIGCONT)
         os.kill(driver, signal.SIGSTOP)
         os.waitid(os.P_PID, driver, os.WSTOPPED)
         self.assertEqual(self.words(), [])

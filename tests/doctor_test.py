@@ -326,8 +326,14 @@ class Stores(DoctorTest):
         config = self.folder().parent.parent
         for folder in (config / "vantrel", config):
             self.expect("settings_folder", "ok")
-            folder.chmod(0o770)
+            folder.chmod(0o707)
             self.expect("settings_folder", "warning", f"{folder} can be written by others")
+            folder.chmod(0o770)  # as under a umask of 002
+            self.expect("settings_folder", "ok")
+            for group in {*os.getgroups(), 65534 if os.geteuid() == 0 else os.getgid()} - {os.getgid()}:
+                os.chown(folder, -1, group)
+                self.expect("settings_folder", "warning", f"{folder} can be written by others")
+            os.chown(folder, -1, os.getgid())
             folder.chmod(0o700)
 
     def test_what_stands_in_the_place_of_the_folder_is_named(self):

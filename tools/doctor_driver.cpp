@@ -94,13 +94,13 @@ bool openBus(Diagnosis& diagnosis, Bus* bus) {
 
 // The folders of the session bus's services, the first ones first.
 std::vector<std::string> serviceFolders() {
-  const auto of = [](const char* name, const std::string& otherwise) {
+  const auto environment = [](const char* name, const std::string& otherwise) {
     const char* value = std::getenv(name);
     return value && *value ? std::string(value) : otherwise;
   };
-  std::istringstream list(of("XDG_RUNTIME_DIR", "") + ":" +
-                          of("XDG_DATA_HOME", of("HOME", "") + "/.local/share") + ":" +
-                          of("XDG_DATA_DIRS", "/usr/local/share:/usr/share"));
+  std::istringstream list(environment("XDG_RUNTIME_DIR", "") + ":" +
+                          environment("XDG_DATA_HOME", environment("HOME", "") + "/.local/share") +
+                          ":" + environment("XDG_DATA_DIRS", "/usr/local/share:/usr/share"));
   std::vector<std::string> folders;
   for (std::string folder; std::getline(list, folder, ':');) {
     if (!folder.empty()) folders.push_back(folder + "/dbus-1/services");
@@ -216,7 +216,7 @@ InjectedFaults findInjectedFaults(sd_bus* bus, const Deadline& deadline) {
   return faults;
 }
 
-void tellInjectedFaults(Diagnosis& diagnosis, const InjectedFaults& faults, bool hasDriver) {
+void reportInjectedFaults(Diagnosis& diagnosis, const InjectedFaults& faults, bool hasDriver) {
   for (const auto& [number, kinds] : faults) {
     const std::string index = std::to_string(number);
     diagnosis.warn(kInjectedCheck, "virtual interface " + index + ": " + kinds,
@@ -383,7 +383,7 @@ int checkDriver(Diagnosis& diagnosis) {
     // Before the requests, which use them up.
     const InjectedFaults faults = findInjectedFaults(bus.get(), deadline);
     interfaces = checkInterfaces(diagnosis, bus.get(), driver, deadline);
-    tellInjectedFaults(diagnosis, faults, !driver.hasEnded(0));
+    reportInjectedFaults(diagnosis, faults, !driver.hasEnded(0));
   }
   diagnosis.ok(kPanelCheck, panelRuns ? "is running" : "is not running");
   return interfaces;

@@ -48,13 +48,15 @@ fs::path existingFolder(fs::path folder) {
   return folder;
 }
 
+// The user's own group, which a umask of 002 lets write, counts as the user.
 bool isWritableByOthers(const struct stat& status) {
-  return (status.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+  const mode_t bits = status.st_gid == ::getgid() ? S_IWOTH : S_IWGRP | S_IWOTH;
+  return (status.st_mode & bits) != 0;
 }
 
 // The folder of the settings, or one of both above it, up to the one of all programs' settings, in
 // which others can replace what stands there; empty when there is none.
-fs::path folderOfOthers(const fs::path& folder) {
+fs::path folderWritableByOthers(const fs::path& folder) {
   const fs::path parent = folder.parent_path();
   for (const fs::path& path : {folder, parent, parent.parent_path()}) {
     struct stat status {};
@@ -89,7 +91,7 @@ bool checkFolder(Diagnosis& diagnosis, const std::string& folder) {
   } else if (status.st_uid != ::getuid()) {
     diagnosis.warn(kFolderCheck, name + " belongs to user " + diagnosis.person(status.st_uid),
                    "give it to the user who opens the panel");
-  } else if (const fs::path open = folderOfOthers(folder); !open.empty()) {
+  } else if (const fs::path open = folderWritableByOthers(folder); !open.empty()) {
     diagnosis.warn(kFolderCheck, diagnosis.path(open) + " can be written by others",
                    "run chmod go-w on it");
   } else {
@@ -162,7 +164,7 @@ void checkStore(Diagnosis& diagnosis, const std::string& folder, const Store& st
   }
 }
 
-// Tells only of an undo that cannot be restored.
+// Reports only an undo that cannot be restored.
 void checkUndo(Diagnosis& diagnosis) {
   const std::string path = undoFile();
   const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));

@@ -7,20 +7,28 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <ctime>
 #include <functional>
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "device/usb_device.h"
 #include "io/driver_events.h"
 #include "platform/posix/posix.h"
 #include "platform/run_loop/run_loop.h"
+#include "platform/session_bus/session_bus.h"
 #include "tools/commands.h"
 #include "tools/current_interface.h"
 #include "tools/watched_ends.h"
@@ -174,8 +182,9 @@ class Interval final : public CFRunLoopSource {
         timer_(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK)) {
     const timespec interval = {0, kIntervalMs * 1'000'000};
     const itimerspec times = {interval, interval};
-    ::timerfd_settime(timer_.get(), 0, &times, nullptr);
+    isRunning_ = timer_ && ::timerfd_settime(timer_.get(), 0, &times, nullptr) == 0;
   }
+  bool isRunning() const { return isRunning_; }
   int descriptor() const override { return timer_.get(); }
   void perform() override {
     std::uint64_t times = 0;
@@ -186,6 +195,7 @@ class Interval final : public CFRunLoopSource {
  private:
   std::function<void()> act_;
   FileDescriptor timer_;
+  bool isRunning_ = false;
 };
 
 }  // namespace
@@ -211,6 +221,10 @@ ExitStatus runLevels(bool json) {
                stdout);
     if (std::fflush(stdout) != 0) CFRunLoopStop(CFRunLoopGetCurrent());
   });
+  if (!interval->isRunning()) {
+    std::fprintf(stderr, "vx310ctl: there is no timer: %s\n", std::strerror(errno));
+    return kFailed;
+  }
   WatchedEnds ends(std::move(bus));
   CFRunLoopAddSource(CFRunLoopGetCurrent(), interval, kCFRunLoopDefaultMode);
   ends.run();

@@ -21,7 +21,7 @@ const Choice* choiceOfMember(const std::string& name) {
   return nullptr;
 }
 
-bool has(const Json& preset, const char* name, std::uint32_t number) {
+bool hasNumber(const Json& preset, const char* name, std::uint32_t number) {
   return preset.contains(name) && preset[name] == number;
 }
 
@@ -39,8 +39,8 @@ std::string problemOfHead(const Json& preset) {
     return "is a preset of schema " + numberOf(preset, member::kSchema) + "; this program knows " +
            std::to_string(kJsonSchema);
   }
-  if (!has(preset, member::kVendorId, kVX310VendorId) ||
-      !has(preset, member::kProductId, kVX310ProductId)) {
+  if (!hasNumber(preset, member::kVendorId, kVX310VendorId) ||
+      !hasNumber(preset, member::kProductId, kVX310ProductId)) {
     return "is a preset of another device (vendor_id " + numberOf(preset, member::kVendorId) +
            ", product_id " + numberOf(preset, member::kProductId) + ")";
   }

@@ -73,7 +73,7 @@ int makeCall(sd_bus* bus, std::uint32_t interface, const std::vector<std::string
 
 // --- Completion ---
 
-constexpr int kCompletionLimitMs = 250;  // of the wait after a press of the tabulator key
+constexpr int kCompletionLimitMs = 250;  // of each of both waits after a press of the tabulator key
 
 // The running driver's help; empty when it does not answer in time.
 std::string helpOfDriver() {
