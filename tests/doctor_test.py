@@ -245,6 +245,12 @@ class Faults(DoctorTest):
             self.session.sim("fault", "empty", "command", command)
             self.expect("interface", "fault", f"request {command} (")
 
+    def test_a_request_that_is_never_answered_is_named_while_others_are(self):
+        for command in (8, 22):
+            self.session.sim("fault", "missing", "command", command, "always")
+            self.expect("interface", "fault", f"request {command} (", "the answer is missing")
+            self.session.sim("fault", "none")
+
     def test_a_driver_that_dies_of_a_request_is_named(self):
         self.expect_fault("die", self.DRIVER["die"])
 

@@ -131,8 +131,9 @@ std::optional<std::string> probeInterface(sd_bus* bus, const char* path, const D
     if (problem.empty() && request.command == kGetUsbSpeed) {
       *isUsb11 = answer.word(0) == kSpeedUsb11;
     }
-    if (problem == kMissing &&
-        problemOf(connection, request.command, deadline, &answer) == kMissing) {
+    const VQ_Command other =
+        request.command == kGetDriverVersion ? kGetUsbSpeed : kGetDriverVersion;
+    if (problem == kMissing && problemOf(connection, other, deadline, &answer) == kMissing) {
       problem = "no request is answered";
       break;
     }
