@@ -85,6 +85,10 @@ class PanelWindow:
             yield control
             waiting.extend(children_of(control))
 
+    def is_active(self):
+        """Whether the window has the focus."""
+        return any(control.get_state_set().contains(Atspi.StateType.ACTIVE) for control in self.controls())
+
     def labelled(self):
         """The text of each label with the control that it labels."""
         for control in self.controls():
