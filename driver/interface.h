@@ -24,6 +24,34 @@ struct Routings {
   bool operator==(const Routings&) const = default;
 };
 
+// What the interface's audio does now.
+struct AudioState {
+  Routings routings{};
+  std::uint32_t sampleRate = 48000;  // Hz
+  bool hearsDigitalInput = false;    // its signal is valid and not muted
+  bool streams = true;               // false while streaming is suspended: everything is silent
+
+  bool operator==(const AudioState&) const = default;
+};
+
+// Full scale of a level: the largest 24-bit sample.
+inline constexpr std::uint32_t kFullScale = 0x7fffff;
+
+// The peaks of the capture channels, and of the outputs: line, then digital.
+using InputLevels = std::array<std::uint32_t, kInputChannels>;
+using OutputLevels = std::array<std::uint32_t, kOutputChannels>;
+
+// Measures the interface's audio.
+class LevelMeter {
+ public:
+  // The peaks since the last call of the same function; 0 without audio.
+  virtual InputLevels takeInputLevels() = 0;
+  virtual OutputLevels takeOutputLevels() = 0;
+
+ protected:
+  ~LevelMeter() = default;
+};
+
 // A published interface's registry entry.
 struct RegistryEntry {
   std::string className;
@@ -51,6 +79,9 @@ class InterfaceListener {
   // changed with it.
   virtual void interfaceChanged(std::uint32_t notification) = 0;
 
+  // Interface::audioState() has changed. Comes before interfaceChanged() of the same change.
+  virtual void audioChanged() = 0;
+
  protected:
   ~InterfaceListener() = default;
 };
@@ -63,6 +94,15 @@ class Interface {
 
   // The name under which programs find the interface's audio device; empty when it has none.
   virtual std::string audioDeviceName() const = 0;
+
+  // The first part of its nodes' names in PipeWire: the same whenever this interface is plugged in,
+  // since session managers store volumes and defaults by it.
+  virtual std::string audioNodeName() const = 0;
+
+  virtual AudioState audioState() const = 0;
+
+  // Measures the interface's audio, and is used until another is set; not owned, null for none.
+  virtual void setMeter(LevelMeter* meter) = 0;
 
   // Answers one request in place, as the hardware's driver would.
   virtual Outcome answer(VQ_Dispatch& record) = 0;

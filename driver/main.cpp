@@ -8,8 +8,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <utility>
 
+#include "driver/service/service_context.h"
 #include "driver/virtual_control/virtual_interfaces.h"
 #include "platform/command_line/command_line.h"
 #include "platform/posix/posix.h"
@@ -57,36 +60,19 @@ int connect(sd_event* event, Bus& bus) {
   return result;
 }
 
-// Requests the bus name once every start-up interface is published or has failed, so a client that
-// sees the name sees them too.
-class NameOwner {
- public:
-  NameOwner(sd_event* event, sd_bus* bus, unsigned awaited)
-      : event_(event), bus_(bus), awaited_(awaited) {}
-
-  void appeared() {
-    if (--awaited_ == 0) take();
+// Clients that see the name find the interfaces.
+void takeName(sd_event* event, sd_bus* bus) {
+  const int result = sd_bus_request_name(bus, kDriverName, 0);
+  if (result == -EEXIST) {
+    std::fputs("vx310-driver: another driver service is running already\n", stderr);
+    sd_event_exit(event, EXIT_FAILURE);
+  } else if (result < 0) {
+    const std::string problem = std::string("cannot own the name ") + kDriverName;
+    sd_event_exit(event, failed(problem.c_str(), result));
   }
+}
 
-  void take() {
-    const int result = sd_bus_request_name(bus_, kDriverName, 0);
-    if (result == -EEXIST) {
-      std::fputs("vx310-driver: another driver service is running already\n", stderr);
-      sd_event_exit(event_, EXIT_FAILURE);
-    } else if (result < 0) {
-      const std::string problem = std::string("cannot own the name ") + kDriverName;
-      sd_event_exit(event_, failed(problem.c_str(), result));
-    }
-  }
-
- private:
-  sd_event* event_;
-  sd_bus* bus_;
-  unsigned awaited_;
-};
-
-// `interfaces` are plugged in at the start.
-int serve(unsigned interfaces) {
+int serve(std::unique_ptr<driver::InterfaceSource> given) {
   allowManyDescriptors();
   sd_event* created = nullptr;
   int result = sd_event_new(&created);
@@ -101,16 +87,12 @@ int serve(unsigned interfaces) {
     return EXIT_FAILURE;
   }
   driver::ServiceContext context{event.get(), bus.get()};
-  driver::VirtualInterfaces virtuals(context);
+  const auto source = std::move(given);  // is destroyed before the context
   result = sd_bus_add_object_manager(bus.get(), nullptr, kDriverPath);
-  if (result >= 0) result = virtuals.start();
-  if (result < 0) return failed("cannot publish on the session bus", result);
-
-  NameOwner name(event.get(), bus.get(), interfaces);
-  for (unsigned i = 0; i < interfaces; ++i) {
-    virtuals.add().usbPort().plug([&name](bool) { name.appeared(); });
+  if (result >= 0) {
+    result = source->start(context, [&event, &bus] { takeName(event.get(), bus.get()); });
   }
-  if (interfaces == 0) name.take();
+  if (result < 0) return failed("cannot publish on the session bus", result);
 
   result = sd_event_loop(event.get());
   if (sd_bus_is_open(bus.get()) <= 0)
@@ -122,27 +104,16 @@ int serve(unsigned interfaces) {
 
 int main(int count, char** words) {
   openStandardDescriptors();
-  unsigned interfaces = 1;
+  std::unique_ptr<driver::InterfaceSource> source = std::make_unique<driver::VirtualInterfaces>();
   const auto ended = parseCommandLine(
       "vx310-driver",
       "Serves virtual VX-310 audio interfaces on the session bus until it is terminated.", count,
-      words, [&interfaces](CLI::App& program) {
-        // The last of the two options holds.
-        program
-            .add_option("--count", interfaces,
-                        "Number of interfaces to start with, at most " +
-                            std::to_string(driver::VirtualInterfaces::kMaximumInterfaces))
-            ->transform(numberUpTo(driver::VirtualInterfaces::kMaximumInterfaces))
-            ->trigger_on_parse();
-        program
-            .add_flag_callback(
-                "--unplugged", [&interfaces] { interfaces = 0; },
-                "Start without an interface; 'vx310ctl sim plug' plugs it in")
-            ->trigger_on_parse();
+      words, [&source](CLI::App& program) {
+        source->declareOptions(program);
         program.footer(
             "Exit status: 0 after SIGTERM or SIGINT, 1 when the session bus cannot be used or its\n"
             "name " +
             std::string(kDriverName) + " is taken, 2 for a wrong command line.");
       });
-  return ended ? *ended : serve(interfaces);
+  return ended ? *ended : serve(std::move(source));
 }

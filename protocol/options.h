@@ -58,6 +58,9 @@ inline constexpr std::uint32_t kDigitalMonitorBit = 0x10;
 // Props of the PipeWire node.
 inline constexpr char kRoutingProperty[] = "VQrt";
 
+// A property of the interface's PipeWire nodes: the object path of its service on the session bus.
+inline constexpr char kServiceObjectProperty[] = "vantrel.driver.object";
+
 // One routing: which source feeds a pair of channels. The audio device's property has its bytes in
 // host byte order, VQ_Command::kSetRouting its encoded fields.
 struct RoutingRecord {

@@ -15,7 +15,8 @@ packages_wayland="qt6-wayland"
 packages_picture="xvfb x11-utils imagemagick"
 packages_test="libgtest-dev libgmock-dev python3 at-spi2-core gir1.2-atspi-2.0 python3-gi
   python3-xlib libplist-utils locales xdotool orca python3-pyatspi openbox weston
-  qt6-wayland zsh fish python3-jsonschema jq"
+  qt6-wayland zsh fish python3-jsonschema jq wireplumber pipewire-pulse pipewire-jack pulseaudio-utils
+  libpipewire-0.3-modules libspa-0.2-modules"
 packages_package="build-essential debhelper lowdown"
 packages_package_check="lintian python3"
 packages_bench="libbenchmark-dev libpugixml-dev libexpat1-dev libtinyxml2-dev python3 python3-xlib xvfb

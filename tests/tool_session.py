@@ -3,6 +3,7 @@
 
 import json
 import pathlib
+import signal
 import subprocess
 import unittest
 
@@ -50,7 +51,7 @@ class ToolTest(unittest.TestCase):
         self.session.start("monitor", "pw-dump", "--monitor", stdout=subprocess.PIPE)
         while "VX-310" not in self.session.wait_for_line("monitor", ""):
             pass
-        self.session.end("monitor")
+        self.session.end("monitor", signal.SIGKILL)  # it may wait for a reader
 
     def call(self, *words, **options):
         """Runs one of the programs; returns its exit status, output and errors."""

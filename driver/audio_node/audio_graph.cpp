@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "driver/audio_node/audio_graph.h"
 
+#include <pipewire/extensions/metadata.h>
+#include <spa/utils/string.h>
+
 #include "driver/audio_node/graph_connection.h"
 
 namespace driver {
@@ -34,12 +37,33 @@ void AudioGraph::Impl::remove(GraphMember& member) {
 
 void AudioGraph::Impl::opened(pw_core* core) {
   core_ = core;
+  registry_.reset(pw_core_get_registry(core, PW_VERSION_REGISTRY, 0));
+  if (registry_) {
+    static const pw_registry_events events = [] {
+      pw_registry_events e{};
+      e.version = PW_VERSION_REGISTRY_EVENTS;
+      e.global = onGlobal;
+      return e;
+    }();
+    pw_registry_add_listener(registry_.get(), &registryListener_, &events, this);
+  }
   for (GraphMember* member : members_) member->enter(core);
 }
 
 void AudioGraph::Impl::closing() {
   core_ = nullptr;
   for (GraphMember* member : members_) member->leave();
+  registry_.reset();
+}
+
+// The list of default devices is the session manager's.
+void AudioGraph::Impl::onGlobal(void* data, std::uint32_t /*id*/, std::uint32_t /*permissions*/,
+                                const char* type, std::uint32_t /*version*/,
+                                const spa_dict* properties) {
+  if (!spa_streq(type, PW_TYPE_INTERFACE_Metadata) || !properties) return;
+  const char* name = spa_dict_lookup(properties, PW_KEY_METADATA_NAME);
+  if (!spa_streq(name, "default")) return;
+  for (GraphMember* member : static_cast<Impl*>(data)->members_) member->sessionManagerCame();
 }
 
 AudioGraph::AudioGraph() : impl_(std::make_unique<Impl>()) {}

@@ -20,6 +20,8 @@ class GraphMember {
   virtual void enter(pw_core* core) = 0;
   // The server goes away: nothing made from the core may be left after the return.
   virtual void leave() = 0;
+  // A session manager has come, maybe in the place of another. From within PipeWire.
+  virtual void sessionManagerCame() = 0;
   // The answer to AudioGraph::Impl::changed(), when PipeWire has returned: members may be added and
   // removed.
   virtual void report() = 0;
@@ -45,12 +47,22 @@ class AudioGraph::Impl {
     void operator()(pw_loop* loop) const { pw_loop_destroy(loop); }
   };
 
+  struct RegistryDeleter {
+    void operator()(pw_registry* registry) const {
+      pw_proxy_destroy(reinterpret_cast<pw_proxy*>(registry));
+    }
+  };
+
   void opened(pw_core* core);
   void closing();
+  static void onGlobal(void* data, std::uint32_t id, std::uint32_t permissions, const char* type,
+                       std::uint32_t version, const spa_dict* properties);
 
   std::vector<GraphMember*> members_;
   std::vector<GraphMember*> changed_;
   pw_core* core_ = nullptr;
+  spa_hook registryListener_{};
+  std::unique_ptr<pw_registry, RegistryDeleter> registry_;  // while a server runs
 
   // In the order of construction: each uses those above it.
   pipewire::Library library_;

@@ -121,31 +121,31 @@ class DriverAudioDevice : public DriverSession {
 
 TEST_F(DriverAudioDevice, ExistsWhileTheInterfaceIsPublished) {
   startDriver();
-  EXPECT_THAT(DeviceList().waitFor("VX-310", 1), SizeIs(1));
+  EXPECT_THAT(DeviceList().waitFor("VX-310", 2), SizeIs(2));
 }
 
 TEST_F(DriverAudioDevice, EveryInterfaceHasOne) {
   startDriver({"--count", "2"});
   DeviceList list;
-  EXPECT_THAT(list.waitFor("VX-310", 2), SizeIs(2));
+  EXPECT_THAT(list.waitFor("VX-310", 4), SizeIs(4));
   control({"unplug"});
-  EXPECT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
+  EXPECT_THAT(list.waitFor("VX-310", 2), SizeIs(2));
 }
 
 TEST_F(DriverAudioDevice, DisappearsWithTheInterface) {
   startDriver();
   DeviceList list;
-  ASSERT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
+  ASSERT_THAT(list.waitFor("VX-310", 2), SizeIs(2));
   control({"unplug"});
   EXPECT_THAT(list.waitFor("VX-310", 0), IsEmpty());
   control({"plug"});
-  EXPECT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
+  EXPECT_THAT(list.waitFor("VX-310", 2), SizeIs(2));
 }
 
 TEST_F(DriverAudioDevice, AnInterfaceOfTheSiblingFamilyHasNoAudioDevice) {
   startDriver();
   DeviceList list;
-  ASSERT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
+  ASSERT_THAT(list.waitFor("VX-310", 2), SizeIs(2));
   control({"class", "orbek"});
   EXPECT_THAT(list.waitFor("VX-310", 0), IsEmpty());
   EXPECT_THAT(services(), SizeIs(1));
@@ -153,8 +153,8 @@ TEST_F(DriverAudioDevice, AnInterfaceOfTheSiblingFamilyHasNoAudioDevice) {
 
 TEST_F(DriverAudioDevice, ARoutingWrittenToItReachesTheInterface) {
   startDriver();
-  const auto devices = DeviceList().waitFor("VX-310", 1);
-  ASSERT_THAT(devices, SizeIs(1));
+  const auto devices = DeviceList().waitFor("VX-310", 2);
+  ASSERT_THAT(devices, SizeIs(2));
   EXPECT_EQ(write(devices[0], 1, 2, 3), 0);
   EXPECT_EQ(services().begin()->second.numbers["RoutingIn2"], 3);
   catchUp();
@@ -164,8 +164,8 @@ TEST_F(DriverAudioDevice, ARoutingWrittenToItReachesTheInterface) {
 
 TEST_F(DriverAudioDevice, ARoutingOutOfRangeIsRejected) {
   startDriver();
-  const auto devices = DeviceList().waitFor("VX-310", 1);
-  ASSERT_THAT(devices, SizeIs(1));
+  const auto devices = DeviceList().waitFor("VX-310", 2);
+  ASSERT_THAT(devices, SizeIs(2));
   write(devices[0], 1, 2, 4);
   write(devices[0], 0, 2, 0);
   EXPECT_EQ(read(devices[0], 1, 2), 2);
@@ -176,8 +176,8 @@ TEST_F(DriverAudioDevice, ARoutingOutOfRangeIsRejected) {
 
 TEST_F(DriverAudioDevice, ARoutingThatAFaultRefusesFailsBeforeItsTimeLimit) {
   startDriver();
-  const auto devices = DeviceList().waitFor("VX-310", 1);
-  ASSERT_THAT(devices, SizeIs(1));
+  const auto devices = DeviceList().waitFor("VX-310", 2);
+  ASSERT_THAT(devices, SizeIs(2));
   EXPECT_EQ(control({"fault", "refuse"}), "");
   EXPECT_NE(write(devices[0], 1, 2, 3), 0);
   EXPECT_TRUE(hasNotice(Notice::kChoiceRefused));
@@ -189,8 +189,8 @@ TEST_F(DriverAudioDevice, ARoutingThatAFaultRefusesFailsBeforeItsTimeLimit) {
 
 TEST_F(DriverAudioDevice, ShowsARoutingSetByARecord) {
   startDriver();
-  const auto devices = DeviceList().waitFor("VX-310", 1);
-  ASSERT_THAT(devices, SizeIs(1));
+  const auto devices = DeviceList().waitFor("VX-310", 2);
+  ASSERT_THAT(devices, SizeIs(2));
   EXPECT_EQ(read(devices[0], 0, 1), 1);
   const auto connection = open(onlyService());
   EXPECT_EQ(request(connection, kSetRouting, {0, 1, 4}).word(2), 4u);
@@ -202,18 +202,18 @@ TEST_F(DriverAudioDevice, ShowsARoutingSetByARecord) {
 // More than a user may have of the system's watches.
 TEST_F(DriverAudioDevice, TwoHundredAudioDevicesShareOneFileWatch) {
   startDriver({"--count", "200"});
-  EXPECT_THAT(DeviceList().waitFor("VX-310", 200), SizeIs(200));
+  EXPECT_THAT(DeviceList().waitFor("VX-310", 400), SizeIs(400));
   EXPECT_EQ(test_support::countOpenFiles(driver().pid(), "anon_inode:inotify"), 1u);
 }
 
 TEST_F(DriverAudioDevice, ReappearsForEveryInterfaceWhenTheAudioServerRestarts) {
   startDriver({"--count", "3"});
   DeviceList list;
-  ASSERT_THAT(list.waitFor("VX-310", 3), SizeIs(3));
+  ASSERT_THAT(list.waitFor("VX-310", 6), SizeIs(6));
   server_->kill();
   ASSERT_THAT(list.waitFor("VX-310", 0), IsEmpty());
   ASSERT_TRUE(server_->start());
-  EXPECT_THAT(list.waitFor("VX-310", 3), SizeIs(3));
+  EXPECT_THAT(list.waitFor("VX-310", 6), SizeIs(6));
 }
 
 TEST_F(DriverAudioDevice, AppearsWhenTheAudioServerStartsLater) {
@@ -222,7 +222,7 @@ TEST_F(DriverAudioDevice, AppearsWhenTheAudioServerStartsLater) {
   EXPECT_THAT(services(), SizeIs(1));
   DeviceList list;
   ASSERT_TRUE(server_->start());
-  EXPECT_THAT(list.waitFor("VX-310", 1), SizeIs(1));
+  EXPECT_THAT(list.waitFor("VX-310", 2), SizeIs(2));
 }
 
 }  // namespace

@@ -58,9 +58,11 @@ const sd_bus_vtable Publication::kVtable[] = {
     SD_BUS_SIGNAL_WITH_NAMES(kMessageSignal, "uay", SD_BUS_PARAM(type) SD_BUS_PARAM(argument), 0),
     SD_BUS_VTABLE_END};
 
-std::unique_ptr<Publication> Publication::publish(ServiceContext& context, Interface& interface,
-                                                  RequestHandler& handler, Owner& owner) {
-  std::unique_ptr<Publication> publication(new Publication(context, interface, handler, owner));
+std::unique_ptr<Publication> Publication::publish(ServiceContext& context, const std::string& path,
+                                                  Interface& interface, RequestHandler& handler,
+                                                  Owner& owner) {
+  std::unique_ptr<Publication> publication(
+      new Publication(context, path, interface, handler, owner));
   sd_bus_slot* slot = nullptr;
   if (sd_bus_add_object_vtable(context.bus, &slot, publication->path_.c_str(), kServiceInterface,
                                kVtable, publication.get()) < 0) {
@@ -71,10 +73,10 @@ std::unique_ptr<Publication> Publication::publish(ServiceContext& context, Inter
   return publication;
 }
 
-Publication::Publication(ServiceContext& context, Interface& interface, RequestHandler& handler,
-                         Owner& owner)
+Publication::Publication(ServiceContext& context, const std::string& path, Interface& interface,
+                         RequestHandler& handler, Owner& owner)
     : context_(context),
-      path_(std::string(kDriverPath) + "/service" + std::to_string(context.publications++)),
+      path_(path),
       interface_(interface),
       handler_(handler),
       owner_(owner),

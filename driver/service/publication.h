@@ -23,9 +23,11 @@ class Publication final : private ConnectionOwner {
     ~Owner() = default;
   };
 
-  // Null when the bus rejects the object. All arguments must outlive the publication.
-  static std::unique_ptr<Publication> publish(ServiceContext& context, Interface& interface,
-                                              RequestHandler& handler, Owner& owner);
+  // Makes the object `path`. Null when the bus rejects it. All other arguments must outlive the
+  // publication.
+  static std::unique_ptr<Publication> publish(ServiceContext& context, const std::string& path,
+                                              Interface& interface, RequestHandler& handler,
+                                              Owner& owner);
   // Removes the object, then closes the connections.
   ~Publication();
   Publication(const Publication&) = delete;
@@ -44,7 +46,8 @@ class Publication final : private ConnectionOwner {
   bool isPaused() const { return paused_; }
 
  private:
-  Publication(ServiceContext& context, Interface& interface, RequestHandler& handler, Owner& owner);
+  Publication(ServiceContext& context, const std::string& path, Interface& interface,
+              RequestHandler& handler, Owner& owner);
 
   void connectionClosed(ClientConnection* connection) override;
   void interfaceLeft() override { owner_.interfaceLeft(); }

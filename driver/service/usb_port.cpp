@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "driver/service/usb_port.h"
 
+#include "protocol/services.h"
+
 namespace driver {
 
 namespace {
@@ -32,7 +34,9 @@ void UsbPort::plug(std::function<void(bool)> done) {
   if (publication_ || appearing_) return;
   appearing_ = true;
   interface_.connected();
-  audio_.publish([this] { appear(); });
+  const std::string path =
+      std::string(kDriverPath) + "/service" + std::to_string(context_.publications++);
+  audio_.publish(path, [this, path] { appear(path); });
 }
 
 void UsbPort::unplug() {
@@ -50,9 +54,9 @@ void UsbPort::replug(std::function<void(bool)> done) {
   plug(std::move(done));
 }
 
-void UsbPort::appear() {
+void UsbPort::appear(const std::string& path) {
   appearing_ = false;
-  publication_ = Publication::publish(context_, interface_, handler_, *this);
+  publication_ = Publication::publish(context_, path, interface_, handler_, *this);
   finishPlug(publication_ != nullptr);
 }
 
@@ -66,8 +70,9 @@ void UsbPort::finishPlug(bool appeared) {
   for (const auto& done : std::exchange(waiting_, {})) done(appeared);
 }
 
+void UsbPort::audioChanged() { audio_.update(); }
+
 void UsbPort::interfaceChanged(std::uint32_t notification) {
-  audio_.update();
   if (publication_) publication_->announce(notification);
 }
 

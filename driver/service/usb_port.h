@@ -34,8 +34,9 @@ class UsbPort final : private InterfaceListener, private Publication::Owner {
 
  private:
   void interfaceChanged(std::uint32_t notification) override;
+  void audioChanged() override;
   void interfaceLeft() override;
-  void appear();
+  void appear(const std::string& path);
   void disappear();
   void finishPlug(bool appeared);
 

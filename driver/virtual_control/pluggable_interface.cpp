@@ -9,9 +9,12 @@ namespace driver {
 
 namespace {
 
-Model modelWithId(std::uint64_t uniqueId) {
+// Unique ids of virtual interfaces are this number and the ones after it.
+constexpr std::uint64_t kFirstUniqueId = 0x5D12000000000001;
+
+Model modelOf(std::size_t number) {
   Model model;
-  model.identity.uniqueId = uniqueId;
+  model.identity.uniqueId = kFirstUniqueId + number - 1;
   applyStoredSettings(model);
   return model;
 }
@@ -24,8 +27,8 @@ auto fixedWhileConnected(const VirtualInterface& interface) {
 
 }  // namespace
 
-PluggableInterface::PluggableInterface(ServiceContext& context, std::uint64_t uniqueId)
-    : interface_(modelWithId(uniqueId)),
+PluggableInterface::PluggableInterface(ServiceContext& context, std::size_t number)
+    : interface_(modelOf(number), number),
       handler_(interface_),
       faults_(handler_),
       usbPort_(context, interface_, faults_),

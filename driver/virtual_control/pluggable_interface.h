@@ -11,7 +11,8 @@ namespace driver {
 
 class PluggableInterface {
  public:
-  PluggableInterface(ServiceContext& context, std::uint64_t uniqueId);
+  // As VirtualInterface: the first interface's number is 1.
+  PluggableInterface(ServiceContext& context, std::size_t number);
 
   UsbPort& usbPort() { return usbPort_; }
 

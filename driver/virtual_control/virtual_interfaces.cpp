@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "driver/virtual_control/virtual_interfaces.h"
 
+#include <memory>
+
 #include "driver/virtual_control/usage.h"
+#include "platform/command_line/command_line.h"
 #include "protocol/services.h"
 
 namespace driver {
 
 namespace {
 
-// Unique ids of virtual interfaces are this number and the ones after it.
-constexpr std::uint64_t kFirstUniqueId = 0x5D12000000000001;
+// Far more than anybody plugs in by hand.
+constexpr std::uint32_t kMaximumInterfaces = 1024;
 
 // Reads an array of strings. Negative errno when the next argument is not one.
 int readWords(sd_bus_message* message, Words& words) {
@@ -58,16 +61,40 @@ const VirtualInterfaces::Command VirtualInterfaces::kCommands[] = {
      &VirtualInterfaces::plug},
 };
 
-int VirtualInterfaces::start() {
+void VirtualInterfaces::declareOptions(CLI::App& program) {
+  // The last of the two options holds.
+  program
+      .add_option(
+          "--count", atStart_,
+          "Number of interfaces to start with, at most " + std::to_string(kMaximumInterfaces))
+      ->transform(numberUpTo(kMaximumInterfaces))
+      ->trigger_on_parse();
+  program
+      .add_flag_callback(
+          "--unplugged", [this] { atStart_ = 0; },
+          "Start without an interface; 'vx310ctl sim plug' plugs it in")
+      ->trigger_on_parse();
+}
+
+int VirtualInterfaces::start(ServiceContext& context, std::function<void()> ready) {
+  context_ = &context;
   sd_bus_slot* slot = nullptr;
-  const int result = sd_bus_add_object_vtable(context_.bus, &slot, kVirtualInterfacesPath,
+  const int result = sd_bus_add_object_vtable(context.bus, &slot, kVirtualInterfacesPath,
                                               kVirtualInterfacesInterface, kVtable, this);
   slot_.reset(slot);
-  return result;
+  if (result < 0) return result;
+  if (atStart_ == 0) ready();
+  const auto awaited = std::make_shared<unsigned>(atStart_);
+  for (unsigned i = 0; i < atStart_; ++i) {
+    add().usbPort().plug([awaited, ready](bool) {
+      if (--*awaited == 0) ready();
+    });
+  }
+  return 0;
 }
 
 PluggableInterface& VirtualInterfaces::add() {
-  return interfaces_.emplace_back(context_, kFirstUniqueId + interfaces_.size());
+  return interfaces_.emplace_back(*context_, interfaces_.size() + 1);
 }
 
 int VirtualInterfaces::onRun(sd_bus_message* message, void* self, sd_bus_error*) noexcept {

@@ -6,27 +6,25 @@
 
 #include <deque>
 
+#include "driver/interface_source.h"
 #include "driver/virtual_control/pluggable_interface.h"
 #include "driver/virtual_control/virtual_commands.h"
 
 namespace driver {
 
-class VirtualInterfaces {
+class VirtualInterfaces final : public InterfaceSource {
  public:
-  // Far more than anybody plugs in by hand.
-  static constexpr std::size_t kMaximumInterfaces = 1024;
-
-  explicit VirtualInterfaces(ServiceContext& context) : context_(context) {}
+  VirtualInterfaces() = default;
   VirtualInterfaces(const VirtualInterfaces&) = delete;
   VirtualInterfaces& operator=(const VirtualInterfaces&) = delete;
 
-  // Takes calls on the context's bus from now on. Negative errno on failure.
-  int start();
+  void declareOptions(CLI::App& program) override;
+  int start(ServiceContext& context, std::function<void()> ready) override;
 
+ private:
   // Makes another interface, not plugged in. References stay valid.
   PluggableInterface& add();
 
- private:
   static const sd_bus_vtable kVtable[];
   static int onRun(sd_bus_message* message, void* self, sd_bus_error* error) noexcept;
 
@@ -41,7 +39,8 @@ class VirtualInterfaces {
   void list(std::uint32_t index, bool option, const VirtualCall& call);
   void help(std::uint32_t index, bool option, const VirtualCall& call);
 
-  ServiceContext& context_;
+  unsigned atStart_ = 1;  // interfaces to plug in at the start
+  ServiceContext* context_ = nullptr;
   BusSlot slot_;
   std::deque<PluggableInterface> interfaces_;
 };

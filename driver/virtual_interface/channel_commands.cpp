@@ -7,22 +7,6 @@ namespace driver {
 
 namespace {
 
-// In the 64-byte level record the output levels follow eight input words.
-constexpr std::size_t kLevelInfoOutputsOffset = 8 * sizeof(std::uint32_t);
-
-Outcome answerLevelInfo(const Model& model, VQ_Dispatch& record) {
-  clearPayload(record);
-  wire::storeWords(record.payload(), 0, inputLevels(model));
-  wire::storeWords(record.payload(), kLevelInfoOutputsOffset, outputLevels(model));
-  return Outcome::answered;
-}
-
-Outcome answerLevels(VQ_Dispatch& record, std::span<const std::uint32_t> levels) {
-  clearPayload(record);
-  wire::storeWords(record.payload(), 0, levels);
-  return Outcome::answered;
-}
-
 bool isAcceptable(const Model& model, const VQ_Orbek_ChannelMap& map) {
   return map.isValid({model.identity.vendorId, model.identity.productId});
 }
@@ -68,10 +52,6 @@ Outcome setName(Model& model, VQ_Dispatch& record) {
 
 GroupAnswer answerChannelCommand(Model& model, VQ_Dispatch& record) {
   switch (record.command()) {
-    case VQ_Command::kReadLevelInfo:
-      return answerLevelInfo(model, record);
-    case VQ_Command::kGetOutLevels:
-      return answerLevels(record, outputLevels(model));
     case VQ_Command::kGetChannelMap:
       return answerMap(model, record);
     case VQ_Command::kSetChannelMap:
@@ -84,8 +64,6 @@ GroupAnswer answerChannelCommand(Model& model, VQ_Dispatch& record) {
       return answerName(model, record);
     case VQ_Command::kSetDeviceName:
       return setName(model, record);
-    case VQ_Command::kGetInLevels:
-      return answerLevels(record, inputLevels(model));
     default:
       return std::nullopt;
   }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gmock/gmock.h>
 
+#include <utility>
+
 #include "driver/virtual_interface/command_test.h"
 
 namespace driver {
@@ -28,41 +30,42 @@ constexpr VQ_Orbek_ChannelMap kOtherMap = {{192, 193, 255, 255, 255, 255, 255, 1
 constexpr std::initializer_list<std::uint32_t> kDefaultMapWords = {
     160, 161, 128, 129, 130, 131, 255, 255, 32, 33, 0, 1, 255, 255, 255, 255};
 
-TEST_F(ChannelCommands, InputLevelsFollowTheRouting) {
-  digitalInput(kLockValid, 48000);
-  EXPECT_THAT(words(kGetInLevels, 7),
-              ElementsAre(0x400000, 0x200000, 0x100000, 0x080000, 0x600000, 0x300000, 0));
-  answer(kSetRouting, {1, 0, 2});
-  EXPECT_THAT(words(kGetInLevels, 2), ElementsAre(0x600000, 0x300000));
-}
-
-TEST_F(ChannelCommands, ADigitalInputWithoutAValidSignalIsSilent) {
-  EXPECT_THAT(words(kGetInLevels, 6), ElementsAre(0x400000, 0x200000, 0x100000, 0x080000, 0, 0));
-}
-
-TEST_F(ChannelCommands, OutputLevelsShowWhatIsRoutedThere) {
-  EXPECT_THAT(words(kGetOutLevels, 5), ElementsAre(0, 0, 0, 0, 0));
-  answer(kSetRouting, {0, 1, 3});  // input channels 3/4
-  EXPECT_THAT(words(kGetOutLevels, 5), ElementsAre(0, 0, 0x100000, 0x080000, 0));
-}
-
-TEST_F(ChannelCommands, ThirtyTwoLevelsAreAnswered) {
+TEST_F(ChannelCommands, WithoutAMeterAllLevelsAreZero) {
   auto record = request(kGetInLevels, {});
-  for (std::size_t i = 0; i < 64; ++i) record.setWord(i, 0xEEEEEEEE);
+  for (std::size_t i = 0; i < 63; ++i) record.setWord(i, 0xEEEEEEEE);
   const auto answered = answer(record);
   ASSERT_TRUE(answered);
-  for (std::size_t i = 6; i < 32; ++i) EXPECT_EQ(answered->word(i), 0u) << i;
+  for (std::size_t i = 0; i < 63; ++i) EXPECT_EQ(answered->word(i), 0u) << i;
+  EXPECT_THAT(words(kGetOutLevels, 32), Each(0));
+  EXPECT_THAT(words(kReadLevelInfo, 16), Each(0));
 }
 
-TEST_F(ChannelCommands, TheLevelRecordHoldsInputsThenOutputs) {
-  answer(kSetRouting, {0, 0, 2});  // input channels 1/2 on the line outputs
-  EXPECT_THAT(words(kReadLevelInfo, 12), ElementsAre(0x400000, 0x200000, 0x100000, 0x080000, 0, 0,
-                                                     0, 0, 0x400000, 0x200000, 0, 0));
-}
+// Counts what is taken: the first levels are 1 to 6 and 11 to 14, the next are 100 more.
+class CountingMeter final : public LevelMeter {
+ public:
+  InputLevels takeInputLevels() override {
+    const std::uint32_t more = std::exchange(inputs_, inputs_ + 100);
+    return {1 + more, 2 + more, 3 + more, 4 + more, 5 + more, 6 + more};
+  }
+  OutputLevels takeOutputLevels() override {
+    const std::uint32_t more = std::exchange(outputs_, outputs_ + 100);
+    return {11 + more, 12 + more, 13 + more, 14 + more};
+  }
 
-TEST_F(ChannelCommands, NothingIsMeteredWhileStreamingIsSuspended) {
-  answer(kSuspendStreaming);
-  EXPECT_THAT(words(kGetInLevels, 32), Each(0));
+ private:
+  std::uint32_t inputs_ = 0;
+  std::uint32_t outputs_ = 0;
+};
+
+TEST_F(ChannelCommands, LevelsAreTakenFromTheMeter) {
+  CountingMeter meter;
+  interface_.setMeter(&meter);
+  EXPECT_THAT(words(kGetInLevels, 7), ElementsAre(1, 2, 3, 4, 5, 6, 0));
+  EXPECT_THAT(words(kGetOutLevels, 5), ElementsAre(11, 12, 13, 14, 0));
+  EXPECT_THAT(words(kReadLevelInfo, 12),
+              ElementsAre(101, 102, 103, 104, 105, 106, 0, 0, 111, 112, 113, 114));
+  interface_.setMeter(nullptr);
+  EXPECT_THAT(words(kGetInLevels, 6), Each(0));
 }
 
 TEST_F(ChannelCommands, TheDefaultMapListsAllChannels) {

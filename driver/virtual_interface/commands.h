@@ -12,7 +12,8 @@
 
 namespace driver {
 
-// Carries out the record's command and answers in place. A refused record is unchanged.
+// Carries out the record's command, unless it reads levels, and answers in place. A refused record
+// is unchanged.
 Outcome answerCommand(Model& model, VQ_Dispatch& record);
 
 // True for commands that change a setting or the interface's activity, false for reading.
@@ -28,7 +29,7 @@ GroupAnswer answerClockCommand(Model& model, VQ_Dispatch& record);
 // Output format and selector, USB 1.1 mode, routing, logic chip, codec registers.
 GroupAnswer answerOptionCommand(Model& model, VQ_Dispatch& record);
 
-// Levels, channel maps, device name.
+// Channel maps, device name.
 GroupAnswer answerChannelCommand(Model& model, VQ_Dispatch& record);
 
 // Strings, descriptor, versions and the value at open.
@@ -36,6 +37,9 @@ GroupAnswer answerIdentityCommand(Model& model, VQ_Dispatch& record);
 
 // USB control requests, control port, streaming, firmware update, re-enumeration.
 GroupAnswer answerTransferCommand(Model& model, VQ_Dispatch& record);
+
+// Levels, which no model has: all zero without a meter.
+GroupAnswer answerLevelCommand(LevelMeter* meter, VQ_Dispatch& record);
 
 // --- What the groups share ---
 
@@ -55,11 +59,5 @@ Outcome answerText(VQ_Dispatch& record, std::string_view text, std::size_t size)
 // used with drivers of major version 1, or the new one, used with every other driver and, by
 // callers that ask for it, with those of version 1 too.
 Outcome answerUsbRequest(Model& model, VQ_Dispatch& record);
-
-// The levels that the meters show. Fixed tones lie on the connectors; the routing decides which of
-// them a channel shows, as on the hardware. Full scale of a 24-bit sample is 0x7FFFFF. All zero
-// while streaming is suspended; nothing is played, so playback channels are silent.
-std::array<std::uint32_t, kInputChannels> inputLevels(const Model& model);
-std::array<std::uint32_t, kOutputChannels> outputLevels(const Model& model);
 
 }  // namespace driver

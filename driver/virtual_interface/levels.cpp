@@ -5,45 +5,25 @@ namespace driver {
 
 namespace {
 
-using PairLevels = std::array<std::uint32_t, 2>;
-
-constexpr PairLevels kAnalog12 = {0x400000, 0x200000};
-constexpr PairLevels kAnalog34 = {0x100000, 0x080000};
-constexpr PairLevels kDigital = {0x600000, 0x300000};
-constexpr PairLevels kSilence = {0, 0};
-
-PairLevels inputPairLevels(const Model& model, std::size_t pair) {
-  if (model.streamingSuspended) return kSilence;
-  switch (model.routings.inputs[pair]) {
-    case kFromAnalog12:
-      return kAnalog12;
-    case kFromAnalog34:
-      return kAnalog34;
-    case kFromDigital:
-      return model.clock.digitalInput().lockState == kLockValid ? kDigital : kSilence;
-    default:
-      return kSilence;
-  }
-}
-
-PairLevels outputPairLevels(const Model& model, std::size_t pair) {
-  const std::int32_t source = model.routings.outputs[pair];
-  if (source < kFromInput12) return kSilence;
-  return inputPairLevels(model, static_cast<std::size_t>(source - kFromInput12));
-}
+// In the 64-byte level record the output levels follow eight input words.
+constexpr std::size_t kLevelInfoOutputsOffset = 8 * sizeof(std::uint32_t);
 
 }  // namespace
 
-std::array<std::uint32_t, kInputChannels> inputLevels(const Model& model) {
-  std::array<std::uint32_t, kInputChannels> levels{};
-  for (std::size_t i = 0; i < levels.size(); ++i) levels[i] = inputPairLevels(model, i / 2)[i % 2];
-  return levels;
-}
-
-std::array<std::uint32_t, kOutputChannels> outputLevels(const Model& model) {
-  std::array<std::uint32_t, kOutputChannels> levels{};
-  for (std::size_t i = 0; i < levels.size(); ++i) levels[i] = outputPairLevels(model, i / 2)[i % 2];
-  return levels;
+GroupAnswer answerLevelCommand(LevelMeter* meter, VQ_Dispatch& record) {
+  using enum VQ_Command;
+  const VQ_Command command = record.command();
+  if (command != kReadLevelInfo && command != kGetInLevels && command != kGetOutLevels) {
+    return std::nullopt;
+  }
+  clearPayload(record);
+  if (!meter) return Outcome::answered;
+  if (command != kGetOutLevels) wire::storeWords(record.payload(), 0, meter->takeInputLevels());
+  if (command != kGetInLevels) {
+    wire::storeWords(record.payload(), command == kGetOutLevels ? 0 : kLevelInfoOutputsOffset,
+                     meter->takeOutputLevels());
+  }
+  return Outcome::answered;
 }
 
 }  // namespace driver

@@ -21,6 +21,11 @@ bool setConfiguration(Model& model, const VQ_DeviceConfiguration& configuration)
          model.clock.setRate(configuration.sampleRate);
 }
 
+AudioState audioStateOf(const Model& model) {
+  return {model.routings, model.clock.rate(), model.clock.digitalInput().lockState == kLockValid,
+          !model.streamingSuspended};
+}
+
 RegistryEntry registryEntryOf(const Model& model) {
   RegistryEntry entry;
   entry.className = model.identity.className;

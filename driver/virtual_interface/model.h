@@ -93,6 +93,8 @@ VQ_DeviceConfiguration configurationAt(std::uint32_t sampleRate);
 // at that rate now.
 bool setConfiguration(Model& model, const VQ_DeviceConfiguration& configuration);
 
+AudioState audioStateOf(const Model& model);
+
 // The interface's registry entry.
 RegistryEntry registryEntryOf(const Model& model);
 

@@ -11,10 +11,15 @@ namespace driver {
 
 class VirtualInterface final : public Interface {
  public:
-  explicit VirtualInterface(Model model = {}) : model_(std::move(model)) {}
+  // `number` tells the interfaces of one driver apart, the first has 1.
+  explicit VirtualInterface(Model model = {}, std::size_t number = 1)
+      : model_(std::move(model)), number_(number) {}
 
   RegistryEntry registryEntry() const override { return registryEntryOf(model_); }
   std::string audioDeviceName() const override;
+  std::string audioNodeName() const override;
+  AudioState audioState() const override { return audioStateOf(model_); }
+  void setMeter(LevelMeter* meter) override { meter_ = meter; }
   Outcome answer(VQ_Dispatch& record) override;
   bool setRouting(bool input, std::int32_t pair, std::int32_t value) override;
   void connected() override;
@@ -28,7 +33,9 @@ class VirtualInterface final : public Interface {
 
  private:
   Model model_;
+  const std::size_t number_;
   InterfaceListener* listener_ = nullptr;
+  LevelMeter* meter_ = nullptr;
 };
 
 }  // namespace driver

@@ -15,7 +15,9 @@ using testing::IsEmpty;
 class Recorder final : public InterfaceListener {
  public:
   void interfaceChanged(std::uint32_t notification) override { messages.push_back(notification); }
+  void audioChanged() override { ++audioChanges; }
   std::vector<std::uint32_t> messages;
+  int audioChanges = 0;
 };
 
 class VirtualInterfaceTest : public CommandTest {
@@ -43,6 +45,25 @@ TEST_F(VirtualInterfaceTest, ADeviceOfTheSiblingFamilyPublishesItsUid) {
   });
   EXPECT_EQ(interface_.registryEntry().orbekUid, 42u);
   EXPECT_EQ(interface_.audioDeviceName(), "");
+}
+
+TEST_F(VirtualInterfaceTest, TheAudioStateFollowsRoutingsClockAndStreaming) {
+  EXPECT_EQ(interface_.audioState(), (AudioState{{{0, 1}, {0, 1, 2}}, 48000, false, true}));
+  interface_.setRouting(true, 2, kFromLoopback);
+  digitalInput(kLockValid, 96000);
+  EXPECT_EQ(interface_.audioState(), (AudioState{{{0, 1}, {0, 1, 3}}, 96000, true, true}));
+  digitalInput(kLockMuted, 96000);
+  answer(kSuspendStreaming);
+  EXPECT_EQ(interface_.audioState(), (AudioState{{{0, 1}, {0, 1, 3}}, 96000, false, false}));
+  EXPECT_EQ(recorder_.audioChanges, 4);
+  answer(kSuspendStreaming);
+  answer(kSetDeviceName);
+  EXPECT_EQ(recorder_.audioChanges, 4);
+}
+
+TEST_F(VirtualInterfaceTest, AudioNodesAreNamedByTheInterfacesNumber) {
+  EXPECT_EQ(VirtualInterface({}, 1).audioNodeName(), "vx310");
+  EXPECT_EQ(VirtualInterface({}, 2).audioNodeName(), "vx310-2");
 }
 
 TEST_F(VirtualInterfaceTest, UnknownCommandsAreRefused) {

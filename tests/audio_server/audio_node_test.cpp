@@ -32,6 +32,7 @@ using pipewire_test::GraphClient;
 using testing::ElementsAre;
 
 constexpr auto kLimit = std::chrono::seconds(10);
+constexpr driver::AudioState kState{{{10, 11}, {12, 13, 14}}};
 constexpr RoutingRecords kRecords{{{0, 0, 10}, {0, 1, 11}, {1, 0, 12}, {1, 1, 13}, {1, 2, 14}}};
 
 std::vector<std::uint8_t> bytesOf(const RoutingRecords& records) {
@@ -40,7 +41,9 @@ std::vector<std::uint8_t> bytesOf(const RoutingRecords& records) {
   return bytes;
 }
 
-const AudioNode::Handlers kNone;
+const AudioNode::Handlers kNone{[](const RoutingRecord&) {}, [](bool) {}};
+
+AudioNode::Names namesOf(const std::string& name) { return {name, "node-" + name, "/" + name}; }
 
 std::size_t countThreads() {
   const std::filesystem::directory_iterator threads("/proc/self/task");
@@ -51,7 +54,7 @@ class DriverAudioNode : public testing::Test {
  protected:
   // A node that records its writes in this fixture.
   void publish() {
-    node_.emplace(driverGraph_, "VX-310", kRecords,
+    node_.emplace(driverGraph_, AudioNode::Names{"VX-310", "vx310", "/object"}, kState,
                   AudioNode::Handlers{[this](const RoutingRecord& record) {
                                         written_.push_back(record);
                                         if (onWrite_) onWrite_(record);
@@ -110,37 +113,45 @@ class DriverAudioNode : public testing::Test {
   std::optional<AudioNode> node_;
 };
 
-TEST_F(DriverAudioNode, APublishedNodeIsAnAudioDeviceOfThatName) {
+TEST_F(DriverAudioNode, ASinkAndASourceHaveThatNameAndTheJacksAnother) {
   startServerAndPublish();
   EXPECT_THAT(presence_, ElementsAre(true));
-  const std::uint32_t id = graph_->findNode("VX-310");
+  EXPECT_TRUE(runUntil([&] { return graph_->findNode("vx310-jacks-out") != 0; }));
+  std::vector<std::pair<std::string, std::string>> found;
   for (const GraphClient::Object& object : graph_->objects()) {
-    if (object.id != id) continue;
-    EXPECT_EQ(object.properties.at("media.class"), "Audio/Duplex");
+    const auto name = object.properties.find("node.name");
+    if (name == object.properties.end() || !name->second.starts_with("vx310")) continue;
+    found.emplace_back(object.properties.at("node.description"),
+                       object.properties.at("media.class"));
   }
+  EXPECT_THAT(found,
+              ElementsAre(std::pair("VX-310", "Audio/Sink"), std::pair("VX-310", "Audio/Source"),
+                          std::pair("VX-310 Jacks", "Audio/Sink"),
+                          std::pair("VX-310 Jacks", "Audio/Source")));
 }
 
-TEST_F(DriverAudioNode, ItHasSixCaptureAndFourPlaybackPorts) {
+TEST_F(DriverAudioNode, EachChannelHasAPortWithoutASessionManager) {
   startServerAndPublish();
-  const std::uint32_t id = graph_->findNode("VX-310");
-  const auto ports = [&] {
-    std::vector<std::pair<std::string, std::string>> found;
+  const auto ports = [&](const char* node) {
+    std::vector<std::string> found;
     for (const GraphClient::Object& object : graph_->objects()) {
-      if (object.type != PW_TYPE_INTERFACE_Port ||
-          object.properties.at("node.id") != std::to_string(id)) {
-        continue;
+      if (object.type == PW_TYPE_INTERFACE_Port &&
+          object.properties.at("node.id") == std::to_string(graph_->findNode(node))) {
+        found.push_back(object.properties.at("port.name"));
       }
-      found.emplace_back(object.properties.at("port.name"), object.properties.at("port.direction"));
     }
     return found;
   };
-  EXPECT_TRUE(runUntil([&] { return ports().size() == 10; }));
-  EXPECT_THAT(ports(), testing::UnorderedElementsAre(
-                           std::pair("capture_1", "out"), std::pair("capture_2", "out"),
-                           std::pair("capture_3", "out"), std::pair("capture_4", "out"),
-                           std::pair("capture_5", "out"), std::pair("capture_6", "out"),
-                           std::pair("playback_1", "in"), std::pair("playback_2", "in"),
-                           std::pair("playback_3", "in"), std::pair("playback_4", "in")));
+  EXPECT_TRUE(runUntil([&] { return ports("vx310-jacks-out").size() == 4; }));
+  EXPECT_THAT(ports("vx310-playback"),
+              ElementsAre("playback_AUX0", "playback_AUX1", "playback_AUX2", "playback_AUX3"));
+  EXPECT_THAT(ports("vx310-capture"), ElementsAre("capture_AUX0", "capture_AUX1", "capture_AUX2",
+                                                  "capture_AUX3", "capture_AUX4", "capture_AUX5"));
+  EXPECT_THAT(ports("vx310-jacks-in"),
+              ElementsAre("playback_AUX0", "playback_AUX1", "playback_AUX2", "playback_AUX3",
+                          "playback_AUX4", "playback_AUX5"));
+  EXPECT_THAT(ports("vx310-jacks-out"),
+              ElementsAre("capture_AUX0", "capture_AUX1", "capture_AUX2", "capture_AUX3"));
 }
 
 TEST_F(DriverAudioNode, ADestroyedNodeLeavesTheGraph) {
@@ -189,7 +200,7 @@ TEST_F(DriverAudioNode, ItReappearsAfterTheServerWasKilled) {
 }
 
 TEST_F(DriverAudioNode, DestroyedWithoutAServerItDoesNotReappear) {
-  AudioNode other(driverGraph_, "Other", kRecords, {});
+  AudioNode other(driverGraph_, namesOf("Other"), kState, kNone);
   startServerAndPublish();
   graph_.reset();
   server_.stop();
@@ -204,7 +215,8 @@ TEST_F(DriverAudioNode, DestroyedWithoutAServerItDoesNotReappear) {
 TEST_F(DriverAudioNode, AllNodesOfAGraphReappearWithTheServer) {
   startServerAndPublish();
   std::deque<AudioNode> others;
-  for (const char* name : {"A", "B", "C"}) others.emplace_back(driverGraph_, name, kRecords, kNone);
+  for (const char* name : {"A", "B", "C"})
+    others.emplace_back(driverGraph_, namesOf(name), kState, kNone);
   const auto allAreThere = [&] {
     return std::ranges::all_of(std::array{"VX-310", "A", "B", "C"},
                                [&](const char* name) { return graph_->findNode(name) != 0; });
@@ -228,7 +240,7 @@ TEST_F(DriverAudioNode, ManyNodesOfAGraphTakeOneWatchAndOneThread) {
   EXPECT_GE(before.first, 1u);
   std::deque<AudioNode> others;
   for (int i = 0; i < 20; ++i) {
-    others.emplace_back(driverGraph_, "Node " + std::to_string(i), kRecords, kNone);
+    others.emplace_back(driverGraph_, namesOf("Node " + std::to_string(i)), kState, kNone);
   }
   EXPECT_TRUE(runUntil([&] { return graph_->findNode("Node 19") != 0; }));
   EXPECT_EQ(resources(), before);
@@ -245,7 +257,7 @@ TEST_F(DriverAudioNode, OtherClientsSeeARecordThatTheDriverChanges) {
   graph_->follow(graph_->findNode("VX-310"));
   RoutingRecords records = kRecords;
   records[4].value = 99;
-  node_->setRoutings(records);
+  node_->set({{{10, 11}, {12, 13, 99}}});
   EXPECT_TRUE(othersSee(records));
 }
 
@@ -255,10 +267,27 @@ TEST_F(DriverAudioNode, AWriteReachesTheDriverAndItsAnswerTheWriter) {
   EXPECT_TRUE(othersSee(kRecords));
   RoutingRecords records = kRecords;
   records[3].value = 2;
-  onWrite_ = [&](const RoutingRecord&) { node_->setRoutings(records); };
+  onWrite_ = [&](const RoutingRecord&) { node_->set({{{10, 11}, {12, 2, 14}}}); };
   write({1, 1, 2});
   EXPECT_TRUE(othersSee(records));
   EXPECT_THAT(written_, ElementsAre(RoutingRecord{1, 1, 2}));
+}
+
+TEST_F(DriverAudioNode, AWriteToTheSourceIsAnsweredOnTheSink) {
+  startServerAndPublish();
+  EXPECT_TRUE(runUntil([&] { return graph_->findNode("vx310-capture") != 0; }));
+  GraphClient writer;
+  writer.follow(graph_->findNode("vx310-capture"));
+  graph_->follow(graph_->findNode("vx310-playback"));
+  EXPECT_TRUE(othersSee(kRecords));
+  RoutingRecords records = kRecords;
+  records[3].value = 2;
+  onWrite_ = [&](const RoutingRecord&) { node_->set({{{10, 11}, {12, 2, 14}}}); };
+  const RoutingRecord record{1, 1, 2};
+  std::array<std::uint8_t, sizeof record> bytes;
+  std::memcpy(bytes.data(), &record, sizeof record);
+  writer.writeProps(pipewire::RoutingProps(bytes).pod());
+  EXPECT_TRUE(othersSee(records));
 }
 
 TEST_F(DriverAudioNode, AfterARefusedWriteTheNodeSendsItsRecordsAgain) {
@@ -298,10 +327,10 @@ TEST_F(DriverAudioNode, TheLoopbackPairReturnsThePlayback) {
   };
   for (int i = 1; i <= 2; ++i) {
     graph_->link(port("player", "out_" + std::to_string(i)),
-                 port("VX-310", "playback_" + std::to_string(i)));
+                 port("vx310-playback", "playback_AUX" + std::to_string(i - 1)));
   }
   for (int i = 1; i <= 6; ++i) {
-    graph_->link(port("VX-310", "capture_" + std::to_string(i)),
+    graph_->link(port("vx310-capture", "capture_AUX" + std::to_string(i - 1)),
                  port("recorder", "in_" + std::to_string(i)));
   }
   const auto recorded = [&](const std::vector<float>& levels) {
@@ -309,12 +338,10 @@ TEST_F(DriverAudioNode, TheLoopbackPairReturnsThePlayback) {
   };
   EXPECT_TRUE(recorded({0, 0, 0, 0, 0, 0}));
 
-  RoutingRecords records = kRecords;
-  records[3].value = kFromLoopback;
-  node_->setRoutings(records);
+  node_->set({{{10, 11}, {12, kFromLoopback, 14}}});
   EXPECT_TRUE(recorded({0, 0, 0.25f, 0.5f, 0, 0}));
 
-  node_->setRoutings(kRecords);
+  node_->set(kState);
   EXPECT_TRUE(recorded({0, 0, 0, 0, 0, 0}));
 }
 

@@ -90,10 +90,11 @@ std::vector<GraphClient::Object> GraphClient::objects() const {
   return objects_;
 }
 
-std::uint32_t GraphClient::findNode(const std::string& description) const {
+std::uint32_t GraphClient::findNode(const std::string& name) const {
   for (const Object& object : objects()) {
     if (object.type == PW_TYPE_INTERFACE_Node &&
-        value(object.properties, PW_KEY_NODE_DESCRIPTION) == description) {
+        (value(object.properties, PW_KEY_NODE_DESCRIPTION) == name ||
+         value(object.properties, PW_KEY_NODE_NAME) == name)) {
       return object.id;
     }
   }

@@ -48,8 +48,8 @@ class GraphClient {
   };
   // All objects of the registry.
   std::vector<Object> objects() const;
-  // The id of the node with this "node.description"; 0 if there is none.
-  std::uint32_t findNode(const std::string& description) const;
+  // The id of the first node with this "node.description" or "node.name"; 0 if there is none.
+  std::uint32_t findNode(const std::string& name) const;
   // The id of a node's port of this name; 0 if there is none.
   std::uint32_t findPort(std::uint32_t node, const std::string& name) const;
 

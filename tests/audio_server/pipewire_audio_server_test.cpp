@@ -275,7 +275,7 @@ TEST_F(PipeWireAudioServer, ADriverThatDoesNotAnswerDelaysAWriteByNoMoreThanTheL
   startServer();
   driver::AudioGraph graph;
   bool present = false;
-  const driver::AudioNode node(graph, "VX-310", kRecords,
+  const driver::AudioNode node(graph, {"VX-310", "vx310", "/object"}, {},
                                {{}, [&](bool nowPresent) { present = nowPresent; }});
   while (!present) {
     pollfd event{graph.descriptor(), POLLIN, 0};

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/inotify.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -63,6 +64,14 @@ bool acceptsConnections(const std::filesystem::path& socketPath) {
   return connected;
 }
 
+// The nodes of 200 interfaces take more than the 1024 that a login gives; the server inherits this.
+void allowManyDescriptors() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
 }  // namespace
 
 PipeWireServer::PipeWireServer() {
@@ -77,6 +86,7 @@ PipeWireServer::PipeWireServer() {
 PipeWireServer::~PipeWireServer() = default;
 
 bool PipeWireServer::start() {
+  allowManyDescriptors();
   process_ = std::make_unique<ChildProcess>(
       std::vector<std::string>{"pipewire", "-c", (folder() / "server.conf").string()},
       std::vector<std::string>{}, ChildProcess::Output::shared);
