@@ -17,7 +17,7 @@ import unittest
 
 # Highest exposure score of systemd-analyze allowed, in tenths: 0 is the best score, 100 the worst.
 LARGEST_EXPOSURE = 15
-PROGRAMS = ("vx310-panel", "vx310-driver", "vx310ctl")
+PROGRAMS = ("vx310-panel", "vx310-driver", "vx310-check-driver", "vx310ctl")
 SECURITY = pathlib.Path(__file__).resolve().parent.parent / "docs/security.md"
 
 

@@ -115,6 +115,7 @@ start_panel
 panel=$(process_of vx310-panel) || fail "the panel does not run"
 expect_shown
 as_user "vx310ctl set clock-source internal" || fail "vx310ctl could not set the clock source"
+as_user "vx310-check-driver" >/tmp/check.log || fail "the driver does not hold: $(grep WRONG /tmp/check.log)"
 as_user "vx310ctl --complete set line-" | grep -q '^line-output$' || fail "vx310ctl does not complete its words"
 
 say "Installing version $version over the running programs"

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The command lines of the three programs, and what vx310ctl prints for other programs.
+"""The command lines of the programs, and what vx310ctl prints for other programs.
 
 usage: tool_test.py BUILD_FOLDER Class.test_method
 Each test runs in a process of its own, since its servers are found through the environment.
@@ -47,7 +47,7 @@ class CommandLines(ToolTest):
 
     def test_the_help_of_a_program_and_of_a_command_is_had_in_three_ways(self):
         os.environ.pop("DISPLAY")
-        for program in (TOOL, DRIVER, PANEL):
+        for program in (TOOL, DRIVER, PANEL, "vx310-check-driver"):
             self.expect_the_help(program)
         for command in COMMANDS:
             if command != "sim":

@@ -104,12 +104,7 @@ void Connection::onLost(void* data, std::uint64_t /*count*/) {
   self.scheduleRetry();
 }
 
-namespace {
-
-// Whether a core error means that the connection was lost; other errors leave it open.
 bool isLoss(int result) { return result == -EPIPE || result == -ECONNRESET || result == -EPROTO; }
-
-}  // namespace
 
 // The server has answered, so the connection was not just accepted by the socket of a dying server.
 void Connection::onCoreInfo(void* data, const pw_core_info* /*info*/) {

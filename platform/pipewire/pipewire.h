@@ -34,6 +34,9 @@ class Library {
 // client library of `libraryVersion`.
 const char* realtimeConfiguration(const char* libraryVersion);
 
+// Whether a core's error means that the connection was lost; other errors leave it open.
+bool isLoss(int result);
+
 // Owns an event source of a PipeWire loop.
 struct SourceDeleter {
   pw_loop* loop;
