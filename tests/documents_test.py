@@ -3,7 +3,8 @@
 
 usage: documents_test.py BUILD_FOLDER Class.test_method
 A block of commands in README.md and docs/ is fenced and says in its first line what becomes of it: "sh run", and its
-commands are run from the project's folder beside the driver service of the build, or "sh skipped: REASON".
+commands are run from the project's folder beside the driver service of the build, "sh run by tests/FILE", whose test
+runs them, or "sh skipped: REASON".
 A comment that begins with "limits" before a table says that its figures were not measured.
 """
 
@@ -105,8 +106,11 @@ def command_blocks(text):
 def unmarked_commands(text):
     """Faults: blocks of commands that do not say whether they are run."""
     for language, commands in command_blocks(text):
-        if language != "sh run" and not re.fullmatch(r"sh skipped: \w.*", language):
-            yield f"'{language}' is neither 'sh run' nor 'sh skipped: REASON': {commands[0]}"
+        runner = re.fullmatch(r"sh run by (tests/\w+_test\.py)", language)
+        if runner and not (TOP / runner[1]).exists():
+            yield f"there is no {runner[1]}: {commands[0]}"
+        elif not runner and language != "sh run" and not re.fullmatch(r"sh skipped: \w.*", language):
+            yield f"'{language}' is neither 'sh run', 'sh run by tests/FILE' nor 'sh skipped: REASON': {commands[0]}"
     for line in COMMAND.findall(BLOCK.sub("", text)):
         yield f"not in a block 'sh': {line.strip()}"
 
@@ -295,8 +299,10 @@ class Faults(unittest.TestCase):
     TABLE = "| what | time |\n|---|---|\n| a start | 12 ms |\n"
 
     def test_a_block_that_does_not_say_whether_it_is_run(self):
-        self.assertEqual([], list(unmarked_commands("```sh run\nls\n```\n```sh skipped: takes root\nls\n```\n")))
-        for text in ("```sh\nls\n```\n", "```sh skipped:\nls\n```\n", "text\n\n    ./scripts/run\n"):
+        for language in ("sh run", "sh run by tests/documents_test.py", "sh skipped: takes root"):
+            self.assertEqual([], list(unmarked_commands(f"```{language}\nls\n```\n")))
+        for text in ("```sh\nls\n```\n", "```sh skipped:\nls\n```\n", "text\n\n    ./scripts/run\n",
+                     "```sh run by tests/no_test.py\nls\n```\n"):
             with self.subTest(text):
                 self.assertEqual(1, len(list(unmarked_commands(text))))
 
