@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // vx310-driver: publishes its interfaces on the session bus and answers requests to them, until it
 // is told to end.
-#include <sys/resource.h>
 
 #include <cerrno>
 #include <csignal>
@@ -29,14 +28,6 @@ constexpr int kBusLimitMs = 5000;
 int failed(const char* what, int result) {
   std::fprintf(stderr, "vx310-driver: %s: %s\n", what, std::strerror(-result));
   return EXIT_FAILURE;
-}
-
-// Every client connection and audio device takes descriptors; the usual 1024 are soon used up.
-void allowManyDescriptors() {
-  rlimit limit{};
-  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
-  limit.rlim_cur = limit.rlim_max;
-  setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 int endOnSignals(sd_event* event) {

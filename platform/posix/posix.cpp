@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -25,6 +26,13 @@ void openStandardDescriptors() {
     // Open for the other direction. The lowest free number, which open() takes, is this one.
     ::open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
   }
+}
+
+void allowManyDescriptors() {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  ::setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 std::string preferencesFolder() {

@@ -47,6 +47,10 @@ class FileDescriptor {
 // writing fail. Call it first in main().
 void openStandardDescriptors();
 
+// Raises the process's limit of open files as far as it may, which programs that it starts inherit:
+// the usual 1024 are soon used up by connections and audio nodes.
+void allowManyDescriptors();
+
 // The path of the user's preferences folder, which may not exist: "vantrel/preferences" below
 // $XDG_CONFIG_HOME, else below $HOME/.config. Relative values are ignored; empty when neither is
 // set.

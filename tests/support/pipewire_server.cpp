@@ -4,7 +4,6 @@
 #include <poll.h>
 #include <signal.h>
 #include <sys/inotify.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -12,6 +11,8 @@
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
+
+#include "platform/posix/posix.h"
 
 namespace test_support {
 
@@ -64,14 +65,6 @@ bool acceptsConnections(const std::filesystem::path& socketPath) {
   return connected;
 }
 
-// The nodes of 200 interfaces take more than the 1024 that a login gives; the server inherits this.
-void allowManyDescriptors() {
-  rlimit limit{};
-  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
-  limit.rlim_cur = limit.rlim_max;
-  ::setrlimit(RLIMIT_NOFILE, &limit);
-}
-
 }  // namespace
 
 PipeWireServer::PipeWireServer() {
@@ -86,7 +79,7 @@ PipeWireServer::PipeWireServer() {
 PipeWireServer::~PipeWireServer() = default;
 
 bool PipeWireServer::start() {
-  allowManyDescriptors();
+  allowManyDescriptors();  // the server inherits this
   process_ = std::make_unique<ChildProcess>(
       std::vector<std::string>{"pipewire", "-c", (folder() / "server.conf").string()},
       std::vector<std::string>{}, ChildProcess::Output::shared);
