@@ -195,8 +195,8 @@ class WithoutASessionManager(SoundTest):
         self.addCleanup(client.close)
         self.check_all_routings(client)
 
-    def test_any_number_of_data_threads_will_do(self):
-        """Old versions have one and take no notice."""
+    def test_all_nodes_run_on_one_of_any_number_of_data_threads(self):
+        """Old versions have one thread and take no notice."""
         session = self.session
         for loops in ("context.num-data-loops = 0", "context.num-data-loops = 3",
                       "context.data-loops = [ { loop.name = first } { loop.name = second } ]"):
@@ -207,6 +207,11 @@ class WithoutASessionManager(SoundTest):
                 client = JackClient(session)
                 try:
                     self.assertEqual(client.heard(), Routings().expected())
+                    cycles, before = 50, wake_ups(session)
+                    client.keep()
+                    client.cycles(RATE, client.period, cycles)
+                    rises = {name: count - before.get(name, 0) for name, count in wake_ups(session).items()}
+                    self.assertEqual(len([rise for rise in rises.values() if rise >= cycles / 2]), 1, rises)
                 finally:
                     client.close()
                     session.end("driver")
@@ -690,6 +695,16 @@ def descriptors(session):
     """How many of each kind the driver has."""
     folder = pathlib.Path(f"/proc/{session.processes['driver'].pid}/fd")
     return collections.Counter(re.sub("[0-9]+", "", os.readlink(path)) for path in folder.iterdir())
+
+
+def wake_ups(session):
+    """How often each thread of the driver has waited and been woken."""
+    folder = pathlib.Path(f"/proc/{session.processes['driver'].pid}/task")
+    return {
+        (task.name, (task / "comm").read_text().strip()):
+            int((task / "status").read_text().partition("\nvoluntary_ctxt_switches:")[2].split()[0])
+        for task in folder.iterdir()
+    }
 
 
 def memory(session):

@@ -90,15 +90,6 @@ int setLatency(pw_stream* stream) {
   return pw_stream_update_params(stream, params, 1);
 }
 
-// Nodes of one core run on one thread. A context may have several, which nodes without a name for
-// one get in turn, or none: then audio runs on the main loop.
-void chooseDataLoop([[maybe_unused]] pw_core* core, [[maybe_unused]] pw_properties* properties) {
-#if PW_CHECK_VERSION(1, 1, 0)
-  pw_data_loop* loop = pw_context_get_data_loop(pw_core_get_context(core));
-  if (loop) pw_properties_set(properties, "node.loop.name", pw_data_loop_get_name(loop));
-#endif
-}
-
 // The loop of the thread that the connected stream's audio runs on.
 pw_loop* dataLoopOf(pw_stream* stream) {
 #if PW_CHECK_VERSION(1, 1, 0)
@@ -137,7 +128,7 @@ constexpr bool kConfiguresPorts = false;
 int configurePorts(pw_stream*, const AudioStream::Description&) { return 0; }
 #endif
 
-pw_properties* nodeProperties(pw_core* core, const AudioStream::Description& description) {
+pw_properties* nodeProperties(const AudioStream::Description& description) {
   pw_properties* properties =
       pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CLASS,
                         description.isSink ? "Audio/Sink" : "Audio/Source",
@@ -151,7 +142,9 @@ pw_properties* nodeProperties(pw_core* core, const AudioStream::Description& des
   for (const auto& [key, value] : description.properties) {
     pw_properties_set(properties, key.c_str(), value.c_str());
   }
-  chooseDataLoop(core, properties);
+  if (description.dataLoop) {
+    pw_properties_set(properties, "node.loop.name", description.dataLoop->c_str());
+  }
   return properties;
 }
 
@@ -169,7 +162,7 @@ AudioStream::AudioStream(pw_core* core, const Description& description, Handlers
       isSink_(description.isSink),
       channels_(description.channels),
       stream_(pw_stream_new(core, description.properties.at(PW_KEY_NODE_NAME).c_str(),
-                            nodeProperties(core, description))) {
+                            nodeProperties(description))) {
   if (!stream_) {
     reportFailure(std::strerror(errno));
     return;

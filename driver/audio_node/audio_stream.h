@@ -28,6 +28,8 @@ class AudioStream {
     std::map<std::string, std::string> properties;  // of the node
     // The routing property's records; nullopt for a node without the property.
     std::optional<RoutingRecords> routings;
+    // The name of the data loop that the node runs on; nullopt for one that PipeWire chooses.
+    std::optional<std::string> dataLoop = std::nullopt;
   };
 
   struct Handlers {
@@ -36,7 +38,7 @@ class AudioStream {
     std::function<void(const RoutingRecord&)> written;
     std::function<void()> stateChanged;
     // A sink's samples have come, or a source's buffers are to be filled; channels without a buffer
-    // are null. On PipeWire's data thread, which is the same for all streams of one core.
+    // are null. On the data loop's thread.
     std::function<void(const Cycle&, std::size_t frames, std::span<float* const>)> process;
   };
 

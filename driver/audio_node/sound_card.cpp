@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "driver/audio_node/sound_card.h"
 
+#include <optional>
 #include <string>
 
 namespace driver {
@@ -16,8 +17,20 @@ constexpr int kJacksPriority = -3;
 
 enum class Side { kPrograms, kJacks };
 
+// Nodes of one core run on one thread only when they ask for it by name: a context of a version
+// from 1.1 on may have several data loops and names another one at each call, or has none and audio
+// runs on the main loop.
+std::optional<std::string> chooseDataLoop([[maybe_unused]] pw_core* core) {
+#if PW_CHECK_VERSION(1, 1, 0)
+  pw_data_loop* loop = pw_context_get_data_loop(pw_core_get_context(core));
+  if (loop) return pw_data_loop_get_name(loop);
+#endif
+  return std::nullopt;
+}
+
 AudioStream::Description describe(const AudioNode::Names& names, Side side, bool isSink,
-                                  std::uint32_t channels, std::uint32_t sampleRate) {
+                                  std::uint32_t channels, std::uint32_t sampleRate,
+                                  const std::optional<std::string>& dataLoop) {
   const bool isJacks = side == Side::kJacks;
   const std::string suffix =
       isJacks ? (isSink ? "-jacks-in" : "-jacks-out") : (isSink ? "-playback" : "-capture");
@@ -31,13 +44,15 @@ AudioStream::Description describe(const AudioNode::Names& names, Side side, bool
            {PW_KEY_NODE_GROUP, names.node},
            {PW_KEY_PRIORITY_SESSION, std::to_string(priority)},
            {kServiceObjectProperty, names.object}},
-          std::nullopt};
+          std::nullopt,
+          dataLoop};
 }
 
 AudioStream::Description describe(const AudioNode::Names& names, bool isSink,
                                   std::uint32_t channels, std::uint32_t sampleRate,
+                                  const std::optional<std::string>& dataLoop,
                                   const RoutingRecords& records) {
-  auto description = describe(names, Side::kPrograms, isSink, channels, sampleRate);
+  auto description = describe(names, Side::kPrograms, isSink, channels, sampleRate, dataLoop);
   description.routings = records;
   return description;
 }
@@ -60,13 +75,15 @@ AudioStream::Handlers handle(const SoundCard::Handlers& handlers, RoutingMatrix&
 
 SoundCard::SoundCard(pw_core* core, const AudioNode::Names& names, const RoutingRecords& records,
                      std::uint32_t sampleRate, RoutingMatrix& matrix, const Handlers& handlers)
-    : playback_(core, describe(names, true, kOutputChannels, sampleRate, records),
+    : dataLoop_(chooseDataLoop(core)),
+      playback_(core, describe(names, true, kOutputChannels, sampleRate, dataLoop_, records),
                 handle<kOutputChannels>(handlers, matrix, &RoutingMatrix::play)),
-      capture_(core, describe(names, false, kInputChannels, sampleRate, records),
+      capture_(core, describe(names, false, kInputChannels, sampleRate, dataLoop_, records),
                handle<kInputChannels>(handlers, matrix, &RoutingMatrix::capture)),
-      jackInputs_(core, describe(names, Side::kJacks, true, kJackInputs, sampleRate),
+      jackInputs_(core, describe(names, Side::kJacks, true, kJackInputs, sampleRate, dataLoop_),
                   handle<kJackInputs>(handlers, matrix, &RoutingMatrix::receive)),
-      jackOutputs_(core, describe(names, Side::kJacks, false, kOutputChannels, sampleRate),
+      jackOutputs_(core,
+                   describe(names, Side::kJacks, false, kOutputChannels, sampleRate, dataLoop_),
                    handle<kOutputChannels>(handlers, matrix, &RoutingMatrix::send)) {}
 
 bool SoundCard::present() const {

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "driver/audio_node/audio_node.h"
@@ -45,6 +46,8 @@ class SoundCard {
   void setRate(std::uint32_t sampleRate);
 
  private:
+  // The name of the data loop of all nodes; see AudioStream::Description.
+  const std::optional<std::string> dataLoop_;
   AudioStream playback_;
   AudioStream capture_;
   AudioStream jackInputs_;
