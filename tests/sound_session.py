@@ -426,6 +426,13 @@ class Recording:
         with self.changed:
             self.keeps = True
 
+    def wait_for_sound(self):
+        """Waits until what is kept from now on is not silence only."""
+        with self.changed:
+            first = len(self.samples)
+            if not self.changed.wait_for(lambda: any(self.samples[first:]), TIME_LIMIT):
+                raise AssertionError(f"only silence comes: {self.session.log(self.name)}")
+
     def wait_for(self, frames):
         """Waits until so many are kept; returns how many."""
         with self.changed:

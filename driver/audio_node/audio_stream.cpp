@@ -128,13 +128,17 @@ constexpr bool kConfiguresPorts = false;
 int configurePorts(pw_stream*, const AudioStream::Description&) { return 0; }
 #endif
 
+// An idle node keeps its rate when the graph's changes, and its samples would then be converted:
+// they go through as they are. Versions before 0.3.70 leave such a node silent; there it is
+// suspended when it is idle, which may end a player in later versions when the rate changes.
 pw_properties* nodeProperties(const AudioStream::Description& description) {
   pw_properties* properties =
       pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CLASS,
-                        description.isSink ? "Audio/Sink" : "Audio/Source",
-                        // An idle node would keep its rate when the graph's changes.
-                        PW_KEY_NODE_SUSPEND_ON_IDLE, "true", nullptr);
-  if (!kConfiguresPorts) {
+                        description.isSink ? "Audio/Sink" : "Audio/Source", nullptr);
+  if (kConfiguresPorts) {
+    pw_properties_set(properties, "resample.disable", "true");
+  } else {
+    pw_properties_set(properties, PW_KEY_NODE_SUSPEND_ON_IDLE, "true");
     pw_properties_set(properties, "adapter.auto-port-config",
                       "{ mode = dsp monitor = false position = preserve }");
   }
