@@ -6,8 +6,11 @@ channels in the same graph, which only copy.
 usage: sound_card.py BUILD_FOLDER [SECONDS]     how long each period is measured (10)
 
 Programs play to all channels and record them, ours and the reference's. Needs a session manager (wireplumber).
+Everything runs on one processor: on several, a thread that the scheduler wakes on an idle one costs up to
+twice as much, and which thread that is differs from run to run.
 """
 
+import os
 import pathlib
 import sys
 import time
@@ -28,6 +31,7 @@ def processor_time(process):
 
 
 def main():
+    os.sched_setaffinity(0, {max(os.sched_getaffinity(0))})
     session, seconds = SoundSession(sys.argv[1]), float(sys.argv[2]) if len(sys.argv) > 2 else 10
     try:
         session.start_all()
